@@ -92,7 +92,7 @@ constexpr std::uint32_t kHistoryMaximum = 65536;
 // The instrument class "meter": shows one value. It keeps the value that it
 // was given, neither limited nor rounded. Its procedure 3 sets rangeFrom and
 // rangeTo from two real arguments.
-class CMeter : public hx_vinst::CInstrument {
+class CMeter final : public hx_vinst::CInstrument {
  public:
   CMeter();
 

@@ -164,7 +164,7 @@ void Init_();
 
 namespace vcont {
 
-class CStaticText : public view::CView {
+class CStaticText final : public view::CView {
  public:
   CStaticText();
   // Keeps a copy of the text, at most `capacity` (255) characters, and the

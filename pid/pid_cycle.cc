@@ -1,0 +1,132 @@
+// A period of a pid_regulator: what it decides, and how its output is written.
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+
+#include "pid/laws.h"
+#include "pid/pid_regulator.h"
+#include "regulator/conversion.h"
+
+namespace loopbox {
+
+namespace {
+
+constexpr std::uint32_t kDayMS = 86400000;  // the clock restarts here
+
+void Shift(double (&history)[kHistoryLength]) {
+  std::copy_backward(std::begin(history), std::end(history) - 1, std::end(history));
+}
+
+}  // namespace
+
+void CPidRegulator::Action(std::uint32_t reason) {
+  if (IsIdleCall(reason)) return;
+  if (blinkRate != 0) RegisterBlinking(blinkRate);
+  CRegulator::Action(reason);
+}
+
+void CPidRegulator::Blink(std::uint8_t phase) {
+  CRegulator::Blink(phase);
+  if (phase != 0) {
+    InstrumentHide();
+  } else {
+    InstrumentShow();
+  }
+}
+
+bool CPidRegulator::HasOutput() const { return NamesElement(outputId); }
+
+// A range at the ends of what a double holds leaves the output as it is.
+double CPidRegulator::Mirror(double output) const {
+  if (!inverse) return output;
+  const double mirrored = (outputMeter->rangeTo + outputMeter->rangeFrom) - output;
+  return std::isfinite(mirrored) ? mirrored : output;
+}
+
+double CPidRegulator::LimitOutput(double output) const {
+  double low = outputMeter->rangeFrom;
+  double high = outputMeter->rangeTo;
+  if (!(high > low)) std::swap(low, high);
+  if (output > high) return high;
+  if (output < low) return low;
+  return output;
+}
+
+// False when no time has passed since the last regulated period.
+bool CPidRegulator::MeasureTime() {
+  const std::uint32_t now = vcore::GetTimeMS();
+  const std::uint32_t passed = now >= lastTime ? now - lastTime : now - lastTime + kDayMS;
+  state->dt = static_cast<double>(passed) * 0.001;
+  if (state->dt == 0.0) return false;
+  lastTime = now;
+  return true;
+}
+
+double CPidRegulator::ComputeLaw() {
+  switch (regulatorType) {
+    case kClassical:
+      return ClassicalLaw(*state);
+    case kTakahashi:
+      return TakahashiLaw(*state);
+    case kClassicalDelay:
+      return ClassicalDelayLaw(*state);
+    case kTakahashiDelay:
+      return TakahashiDelayLaw(*state);
+    case kVariable:
+      return VariableLaw(*state);
+    default:
+      return state->output[0];
+  }
+}
+
+bool CPidRegulator::Decide(double wish, double value, bool regulate, double* output) {
+  TPidState& s = *state;
+  s.wish[0] = wish;
+  s.value[0] = value;
+
+  double computed = s.output[1];
+  if (regulate) {
+    if (!MeasureTime()) return false;
+    if (adaptive) Supervise();
+    computed = ComputeLaw();
+  } else if (manualExpr != nullptr) {
+    hx_expr::TValue manual = {};
+    EvaluateExpression(manualExpr, hx_expr::kReal, &manual);
+    computed = Mirror(manual.real);
+  }
+  // The previous output is held where there is no other.
+  s.output[0] = std::isfinite(computed) ? computed : s.output[1];
+  const double limited = LimitOutput(Mirror(s.output[0]));
+
+  Shift(s.output);
+  if (regulate) {
+    Shift(s.wish);
+    Shift(s.value);
+  }
+  s.output[0] = 0.0;
+  s.wish[0] = 0.0;
+  s.value[0] = 0.0;
+  if (outputTrimming) s.output[1] = Mirror(limited);
+
+  *output = limited;
+  return true;
+}
+
+std::uint32_t CPidRegulator::EventArguments(double output, hx_expr::TValue* arguments) const {
+  hx_tool::SetValueLongReal(&arguments[0], output);
+  return 1;
+}
+
+double CPidRegulator::EventOutput(const hx_expr::TValue* arguments) const {
+  double output = std::nan("");
+  ValueToReal(arguments[0], &output);
+  return output;
+}
+
+void CPidRegulator::WriteOutput(double output) {
+  hx_expr::TValue written = {};
+  hx_tool::SetValueLongReal(&written, output);
+  SetDataElement(outputId, outputIndexExpr, &written);
+}
+
+}  // namespace loopbox

@@ -1,0 +1,102 @@
+// The supervisor of self-tuning: when identification starts, runs and stops, and
+// what becomes of a step that fails.
+//
+//   off --error over 5 % of the wish pane, or RunIdentification--> counter 0
+//   counter 1, 2: wait          counter 3 to 21: a step in each period
+//   then: off, or counter 0 again when the last step still moved the model
+#include <cmath>
+
+#include "pid/identification.h"
+#include "pid/pid_regulator.h"
+#include "pid/synthesis.h"
+
+namespace loopbox {
+
+namespace {
+
+constexpr std::uint32_t kWaitingPeriods = 2;
+constexpr std::uint32_t kLastPeriod = 21;
+constexpr double kSettled = 0.001;       // the model no longer moves
+constexpr double kStartingError = 0.05;  // of the wish pane's span
+
+bool HasMoved(const TPidState& s) {
+  for (std::size_t i = 0; i < kThetaLength; ++i) {
+    if (std::fabs(s.theta[i] - s.thetaPrev[i]) > kSettled) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+void CPidRegulator::StartIdentification() {
+  identRunning = 1;
+  identCounter = 0;
+}
+
+void CPidRegulator::NoteStep(bool sound, std::uint8_t& cancelled) {
+  if (!sound && !cancelled) ReportError(Text<24>(u"Krok identifikace zrušen"));
+  cancelled = !sound;
+}
+
+void CPidRegulator::Identify() {
+  const TPidState before = *state;
+  const TIdentState identBefore = *identState;
+  if (refil) {
+    RefilStep(*state);
+  } else {
+    IdentifyStep(*state, *identState);
+  }
+  const bool sound = IsFinite(*state, *identState);
+  if (!sound) {
+    *state = before;
+    *identState = identBefore;
+  }
+  NoteStep(sound, identCancelled);
+}
+
+void CPidRegulator::Synthesize() {
+  TPidState& s = *state;
+  const double r0 = s.r0;
+  const double tI = s.tI;
+  const double tD = s.tD;
+  const double b2 = s.b2;
+  ControllerSynthesis(s);
+  const bool sound = std::isfinite(s.r0) && std::isfinite(s.tI) && std::isfinite(s.tD) && std::isfinite(s.b2);
+  if (!sound) {
+    s.r0 = r0;
+    s.tI = tI;
+    s.tD = tD;
+    s.b2 = b2;
+  }
+  NoteStep(sound, synthesisCancelled);
+}
+
+void CPidRegulator::SuperviseIdentification() {
+  TPidState& s = *state;
+  if (identRunning) {
+    if (identCounter < kLastPeriod) {
+      ++identCounter;
+      return;
+    }
+    identRunning = 0;
+    s.ThetaFromModel();
+    if (HasMoved(s)) StartIdentification();
+    return;
+  }
+  const double span = std::fabs(wishValueMeter->rangeTo - wishValueMeter->rangeFrom);
+  if (std::fabs(s.value[1] - s.wish[1]) > kStartingError * span) StartIdentification();
+}
+
+void CPidRegulator::Supervise() {
+  TPidState& s = *state;
+  s.b2Prev = s.b2;
+  SuperviseIdentification();
+  if (identRunning && identCounter > kWaitingPeriods) {
+    s.ThetaFromModel();
+    for (std::size_t i = 0; i < kThetaLength; ++i) s.thetaPrev[i] = s.theta[i];
+    Identify();
+  }
+  Synthesize();
+}
+
+}  // namespace loopbox

@@ -1,0 +1,56 @@
+// The entry points of the library: all that a host sees of it before it has an
+// instrument. They may be called in any order and any number of times.
+//
+// Texts are UTF-16 and pass as (length or capacity, pointer) as in
+// host/runlib.h; booleans are 1 for success. Image pointers lead to the
+// library's own data (format: plugin/icon.h) and stay valid while it is loaded.
+#ifndef LOOPBOX_PLUGIN_ENTRY_H
+#define LOOPBOX_PLUGIN_ENTRY_H
+
+#include <cstdint>
+
+#include "host/hx_main.h"
+
+#pragma GCC visibility push(default)
+
+extern "C" {
+
+std::uint32_t Version();
+
+// Whether the library was built for that interface of the host; when not, the
+// message says so.
+std::uint8_t Check(std::uint32_t capacity, char16_t* message, std::uint32_t unused1, std::uint32_t unused2,
+                   std::uint32_t unused3, std::uint32_t hostInterface);
+
+void GetDLLInfo(std::uint32_t capacity, char16_t* name, const std::uint8_t** smallImage,
+                const std::uint8_t** largeImage, std::uint8_t* flag);
+
+// The classes by index from 0; 0 past the last one.
+std::uint8_t GetInstrumentName(std::uint32_t index, std::uint32_t capacity, char16_t* name);
+
+// 0, and nothing written, for an unknown class.
+std::uint8_t GetInstrumentInfo(std::uint32_t length, const char16_t* name, const std::uint8_t** smallImage,
+                               const std::uint8_t** largeImage, std::uint32_t* infoWord, std::uint32_t capacity,
+                               char16_t* description);
+
+// A new instrument, which belongs to the host: it ends with Done, and the host
+// releases the block. Null for an unknown class, or without memory.
+hx_vinst::CInstrument* MakeInstrument(std::uint32_t length, const char16_t* name);
+
+}  // extern "C"
+
+// Module initialisers. The first call of each initialises the modules that it
+// depends on, later ones only count.
+namespace loopbox {
+void Init_();
+}
+namespace loopbox0 {
+void Init_();
+}
+namespace loopbox_ {
+void Init_();
+}
+
+#pragma GCC visibility pop
+
+#endif

@@ -1,0 +1,84 @@
+// The skeleton of a period: evaluate, decide, tell, show, write, activate.
+#include <cmath>
+#include <iterator>
+
+#include "regulator/regulator.h"
+
+namespace loopbox {
+
+namespace {
+
+constexpr std::uint32_t kIdleBit = 0x10;
+constexpr std::uint32_t kErrorCapacity = 127;
+constexpr std::uint32_t kMaximumArguments = 2;
+
+}  // namespace
+
+std::uint8_t CRegulator::NeedsTiming() {
+  return IsComplete() && valueExpr != nullptr && wishValueExpr != nullptr &&
+         (HasOutput() || onOutputId != hx_vinst::kNoIdentifier);
+}
+
+bool CRegulator::IsIdleCall(std::uint32_t reason) {
+  if ((reason & ~kIdleBit) != 0) return false;
+  stateWord &= ~hx_vinst::kStatePending;
+  return true;
+}
+
+// Limits to the pane's range, and shows.
+double CRegulator::Measure(hx_expr::TExprTreeRecord* expression, gaugekit::CMeter* meter) {
+  if (expression == nullptr) return 0.0;
+  hx_expr::TValue value = {};
+  EvaluateExpression(expression, hx_expr::kReal, &value);
+  double measured = value.real;
+  if (measured > meter->rangeTo) {
+    measured = meter->rangeTo;
+  } else if (measured < meter->rangeFrom) {
+    measured = meter->rangeFrom;
+  }
+  meter->SetMeterValue(measured);
+  return measured;
+}
+
+// The output after the event procedure, which may change it.
+double CRegulator::RaiseEvent(std::uint32_t identifier, double output) {
+  if (identifier == hx_vinst::kNoIdentifier) return output;
+  hx_expr::TValue values[kMaximumArguments] = {};
+  hx_expr::TValueArray arguments = {EventArguments(output, values), values};
+  char16_t errorText[kErrorCapacity + 1] = {};
+  if (!Invoke(identifier, &arguments, kErrorCapacity, errorText)) ReportError({kErrorCapacity, errorText});
+  const double changed = EventOutput(values);
+  return std::isfinite(changed) ? changed : output;
+}
+
+void CRegulator::ActivateReceivers() {
+  toolkit::ListFirst(&receivers);
+  vcom::TListItem* item = nullptr;
+  while (toolkit::ListNext(&receivers, &item)) InstrumentException(item->words[0], item->words[1], 0);
+}
+
+void CRegulator::Action(std::uint32_t reason) {
+  CInstrument::Action(reason);
+  if (!IsComplete()) return;
+
+  const double wish = Measure(wishValueExpr, wishValueMeter);
+  const double value = Measure(valueExpr, valueMeter);
+  bool regulate = true;
+  if (conditionExpr != nullptr) {
+    hx_expr::TValue condition = {};
+    EvaluateExpression(conditionExpr, hx_expr::kBoolean, &condition);
+    regulate = condition.boolean != 0;
+  }
+
+  double output = 0.0;
+  if (!Decide(wish, value, regulate, &output)) return;
+
+  output = RaiseEvent(onOutputId, output);
+  if (output != lastOutput) output = RaiseEvent(onOutputChangeId, output);
+  outputMeter->SetMeterValue(output);
+  WriteOutput(output);
+  if (output != lastOutput || (stateWord & hx_vinst::kStateActivateAlways) != 0) ActivateReceivers();
+  lastOutput = output;
+}
+
+}  // namespace loopbox

@@ -1,0 +1,194 @@
+// The public face of an application and of its instruments.
+#include <filesystem>
+
+#include "runtime/application_part.h"
+#include "runtime/instrument_making.h"
+#include "runtime/script.h"
+#include "runtime/wide_text.h"
+
+namespace runtime {
+
+namespace {
+
+constexpr std::size_t kPaneCount = 3;
+
+std::vector<gaugekit::CMeter*> MetersOf(const view::CNodeView& instrument) {
+  std::vector<gaugekit::CMeter*> meters;
+  for (view::CView* child = instrument.firstChild; child != nullptr; child = child->next) {
+    if (child->kind == view::kMeter) meters.push_back(static_cast<gaugekit::CMeter*>(child));
+  }
+  return meters;
+}
+
+}  // namespace
+
+// --- CApplication ---
+
+CApplication::CApplication() = default;
+CApplication::~CApplication() = default;
+
+std::unique_ptr<CApplication> CApplication::Read(const TReadOptions& options, CPlugin& plugin,
+                                                 std::vector<TDiagnostic>* diagnostics) {
+  std::unique_ptr<CApplication> application(new CApplication());
+  application->part = std::make_unique<TApplicationPart>(plugin);
+  TApplicationPart& part = *application->part;
+  part.options = options;
+  part.diagnostics = diagnostics;
+  std::string error;
+  if (!CSource::Load(options.path, &part.source, &error)) {
+    TDiagnostic diagnostic;
+    diagnostic.message = error;
+    diagnostics->push_back(std::move(diagnostic));
+    return nullptr;
+  }
+  part.files = MakeFileContext(std::filesystem::path(options.path).parent_path().string());
+  ReadApplication(part);
+  const bool failed = part.HasErrors();
+  part.diagnostics = nullptr;
+  if (failed) return nullptr;
+  part.process.Start(options.seed, [&part](std::uint32_t mark, const std::string& message) {
+    part.Report("process", "line " + std::to_string(part.source.Locate(mark).line) + ": " + message);
+  });
+  return application;
+}
+
+const std::string& CApplication::Name() const { return part->name; }
+double CApplication::Period() const { return part->period; }
+double CApplication::Duration() const { return part->duration; }
+std::uint64_t CApplication::PeriodCount() const { return part->periodCount; }
+std::uint64_t CApplication::PeriodsDone() const { return part->periodsDone; }
+double CApplication::Time() const { return part->expressions.Time(); }
+TApplicationPart& CApplication::Part() { return *part; }
+
+void CApplication::SetMessageSink(std::function<void(const TRunTimeMessage&)> sink) {
+  part->sink = std::move(sink);
+  for (const TRunTimeMessage& message : part->unseen) part->sink(message);
+  part->unseen.clear();
+}
+
+bool CApplication::Step() {
+  if (part->ended || part->periodsDone >= part->periodCount) return false;
+  RunPeriod(*part);
+  return true;
+}
+
+void CApplication::End() {
+  if (part->ended) return;
+  part->ended = true;
+  KeepLearnt(*part, vcore::kKeepAtEnd);
+}
+
+std::size_t CApplication::ElementCount() const { return static_cast<std::size_t>(part->data.Count()); }
+
+TElement CApplication::Element(std::size_t index) const {
+  const TDataElement& element = part->data[static_cast<std::int32_t>(index)];
+  return {element.name, element.unit, element.isArray ? element.count : 0, element.type == EType::kBoolean,
+          element.type == EType::kInteger};
+}
+
+double CApplication::ElementValue(std::size_t index, std::size_t item) const {
+  return part->data.AsDouble(static_cast<std::int32_t>(index), static_cast<std::uint32_t>(item));
+}
+
+std::size_t CApplication::InstrumentCount() const { return part->instruments.size(); }
+CInstrumentHandle CApplication::Instrument(std::size_t index) const { return {part.get(), index}; }
+
+TDiagnostic CApplication::At(std::uint32_t offset, std::string message) const {
+  return MakeDiagnostic(part->source, TDiagnostic::kWarning, offset, std::move(message));
+}
+
+// --- CInstrumentHandle ---
+
+CInstrumentHandle::CInstrumentHandle(TApplicationPart* theApplication, std::size_t theIndex)
+    : application(theApplication), index(theIndex) {}
+
+TInstrumentPart& CInstrumentHandle::Part() const { return application->instruments[index]; }
+const std::string& CInstrumentHandle::Name() const { return Part().name; }
+const std::string& CInstrumentHandle::ClassName() const { return Part().className; }
+const std::string& CInstrumentHandle::Title() const { return Part().title; }
+bool CInstrumentHandle::NeedsTiming() const { return Part().timed; }
+const std::string& CInstrumentHandle::QuantityUnit() const { return Part().quantityUnit; }
+const std::string& CInstrumentHandle::OutputUnit() const { return Part().outputUnit; }
+std::uint32_t CInstrumentHandle::Offset() const { return Part().header; }
+const view::CNodeView* CInstrumentHandle::View() const { return Part().object; }
+bool CInstrumentHandle::IsMeter() const { return Part().object->kind == view::kMeter; }
+std::vector<TNamed> CInstrumentHandle::Events() const { return EventsOf(*Part().object); }
+std::vector<TNamed> CInstrumentHandle::Procedures() const { return ProceduresOf(*Part().object); }
+
+std::size_t CInstrumentHandle::PaneCount() const {
+  return MetersOf(*Part().object).size() == kPaneCount ? kPaneCount : 0;
+}
+
+TPane CInstrumentHandle::Pane(std::size_t pane) const {
+  const gaugekit::CMeter& meter = *MetersOf(*Part().object).at(pane);
+  return {meter.meterValue,
+          meter.rangeFrom,
+          meter.rangeTo,
+          meter.rangeFromMark != hx_vinst::kNoMark || meter.rangeToMark != hx_vinst::kNoMark,
+          meter.disabled == 0,
+          Part().object->host->limitedPeriods[pane]};
+}
+
+double CInstrumentHandle::MeterValue() const {
+  return IsMeter() ? static_cast<const gaugekit::CMeter*>(Part().object)->meterValue : 0.0;
+}
+
+std::vector<std::string> CInstrumentHandle::Receivers() const {
+  std::vector<std::string> names;
+  for (const std::size_t receiver : Part().receivers) names.push_back(application->instruments[receiver].name);
+  return names;
+}
+
+bool CInstrumentHandle::Call(const std::string& procedure, std::vector<double>* arguments) const {
+  hx_vinst::CInstrument& object = *Part().object;
+  const std::u16string name = Utf16(procedure);
+  const std::uint32_t identifier = object.GetIdOfName(static_cast<std::uint32_t>(name.size()), name.c_str(), 0);
+  const std::string letters = LettersOf(procedure);
+  if (identifier == hx_vinst::kNoIdentifier || letters.size() != arguments->size()) return false;
+  std::vector<hx_expr::TValue> values(arguments->size());
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    if (letters[i] == 'l') {
+      hx_tool::SetValueBoolean(&values[i], (*arguments)[i] != 0.0);
+    } else {
+      hx_tool::SetValueLongReal(&values[i], (*arguments)[i]);
+    }
+  }
+  hx_expr::TValueArray array = {static_cast<std::uint32_t>(values.size()), values.data()};
+  char16_t error[256];
+  if (!object.Invoke(identifier, &array, 255, error)) return false;
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    (*arguments)[i] = letters[i] == 'l' ? (values[i].boolean != 0 ? 1.0 : 0.0) : values[i].real;
+  }
+  return true;
+}
+
+// The definition has been read by its class, so that its form is known to be
+// right: entries, and blocks that a keyword opens and an end_… keyword closes.
+std::vector<TDefinitionEntry> CInstrumentHandle::Definition() const {
+  std::vector<TDefinitionEntry> entries;
+  const std::string_view text = application->source.Text();
+  CLexer lexer(application->source);
+  lexer.Seek(Part().begin);
+  std::string block;
+  while (lexer.Peek().offset < Part().end) {
+    const TLexeme keyword = lexer.Next();
+    TDefinitionEntry entry{block, std::string(keyword.text), std::string(), keyword.offset};
+    if (lexer.TakeIf("=")) {
+      const std::uint32_t begin = lexer.Peek().offset;
+      std::uint32_t end = begin;
+      while (!lexer.Peek().Is(";") && lexer.Peek().offset < Part().end) end = lexer.Next().EndOffset();
+      entry.value = text.substr(begin, end - begin);
+      lexer.TakeIf(";");
+    } else if (!lexer.TakeIf(";")) {
+      block = entry.keyword;
+      continue;
+    } else if (entry.keyword.starts_with("end_")) {
+      block.clear();
+      continue;
+    }
+    entries.push_back(std::move(entry));
+  }
+  return entries;
+}
+
+}  // namespace runtime

@@ -1,0 +1,304 @@
+// Reading an application: the blocks of its text, then the process, the
+// script and the instruments, since a name may be used before the block that
+// declares it.
+#include <charconv>
+#include <cmath>
+
+#include "runtime/application_part.h"
+#include "runtime/clock.h"
+#include "runtime/instrument_making.h"
+#include "runtime/memory.h"
+#include "runtime/script.h"
+#include "runtime/wide_text.h"
+
+namespace runtime {
+
+namespace {
+
+constexpr double kMinimumPeriod = 0.001;       // seconds, one step of the clock
+constexpr double kMaximumPeriods = 0x1p53;     // counted exactly by a double
+constexpr double kForgivenExcess = 1e-9;       // of a period
+constexpr std::size_t kMaximumErrors = 20;     // shown of one text
+constexpr std::uint32_t kMessageCapacity = 255;
+constexpr std::uint32_t kTokenCapacity = 1023;
+
+struct TBlock {
+  std::uint32_t header;  // offset of the keyword
+  std::uint32_t begin;
+  std::uint32_t end;
+};
+
+// The blocks whose reading waits until all names are known.
+struct TLaterBlocks {
+  std::vector<TBlock> processes;
+  std::vector<TBlock> scripts;
+};
+
+class CApplicationReader {
+ public:
+  explicit CApplicationReader(TApplicationPart& theApplication) : application(theApplication), lexer(theApplication.source) {}
+
+  void Read() {
+    Guarded([this] { ReadBlocks(); });
+    if (application.HasErrors()) return;
+    Guarded([this] { CheckNames(); });
+    SetInitialValues();
+    Guarded([this] { SettleTimes(); });
+    for (const TBlock& block : later.processes) {
+      Guarded([&] {
+        lexer.Seek(block.begin);
+        application.process.ReadProcessBlock(lexer);
+      });
+    }
+    if (!MakeInstruments()) return;
+    RunScripts();
+    for (TInstrumentPart& instrument : application.instruments) {
+      if (application.diagnostics->size() >= kMaximumErrors && application.HasErrors()) break;
+      ReadInstrument(instrument);
+    }
+    if (application.script != nullptr) application.script->Close();
+  }
+
+ private:
+  template <typename TRead>
+  bool Guarded(TRead read) {
+    try {
+      read();
+      return true;
+    } catch (const CTextError& error) {
+      application.Complain(TDiagnostic::kError, error.offset, error.message);
+      return false;
+    }
+  }
+
+  void ReadBlocks() {
+    while (lexer.Peek().kind != ELexeme::kEnd) {
+      const TLexeme keyword = lexer.Next();
+      if (keyword.Is("application")) {
+        ReadApplicationBlock(keyword.offset);
+      } else if (keyword.Is("data")) {
+        ReadDataBlock(lexer, application.data);
+      } else if (keyword.Is("process")) {
+        later.processes.push_back(SkipBlock(keyword.offset, "end_process"));
+      } else if (keyword.Is("instrument")) {
+        ReadInstrumentHeader(keyword.offset);
+      } else if (keyword.Is("script")) {
+        later.scripts.push_back(SkipScript(keyword));
+      } else {
+        throw CTextError{keyword.offset,
+                         "expected application, data, process, instrument or script, found " + Describe(keyword)};
+      }
+    }
+  }
+
+  void ReadApplicationBlock(std::uint32_t header) {
+    if (!application.name.empty()) throw CTextError{header, "a second application block"};
+    application.name = lexer.ExpectIdentifier("the application's name").text;
+    for (;;) {
+      const TLexeme entry = lexer.ExpectIdentifier("period, duration or end_application");
+      if (entry.Is("end_application")) break;
+      double* value = entry.Is("period") ? &application.period : entry.Is("duration") ? &application.duration : nullptr;
+      if (value == nullptr) {
+        throw CTextError{entry.offset, "expected period, duration or end_application, found " + Describe(entry)};
+      }
+      lexer.Expect("=");
+      const std::uint32_t place = lexer.Peek().offset;
+      *value = lexer.ExpectReal();
+      (value == &application.period ? periodOffset : durationOffset) = place;
+      lexer.Expect(";");
+    }
+    lexer.Expect(";");
+  }
+
+  TBlock SkipBlock(std::uint32_t header, std::string_view endKeyword) {
+    TBlock block{header, lexer.Offset(), 0};
+    for (;;) {
+      const TLexeme& next = lexer.Peek();
+      if (next.kind == ELexeme::kEnd) {
+        throw CTextError{header, "this block is not closed: expected " + std::string(endKeyword)};
+      }
+      const bool closes = next.kind == ELexeme::kIdentifier && next.text == endKeyword;
+      block.end = next.offset;
+      lexer.Skip();
+      if (closes) break;
+    }
+    lexer.Expect(";");
+    return block;
+  }
+
+  // A script follows its own rules, up to a line that begins with end_script.
+  TBlock SkipScript(const TLexeme& keyword) {
+    constexpr std::string_view kEnd = "end_script";
+    const std::string_view text = application.source.Text();
+    for (std::size_t line = text.find('\n', keyword.offset); line != std::string_view::npos;
+         line = text.find('\n', line + 1)) {
+      const std::size_t first = text.find_first_not_of(" \t\r", line + 1);
+      if (first == std::string_view::npos || text.substr(first, kEnd.size()) != kEnd) continue;
+      const TBlock block{keyword.offset, keyword.EndOffset(), static_cast<std::uint32_t>(first)};
+      lexer.Seek(block.end);
+      lexer.Expect(kEnd);
+      lexer.Expect(";");
+      return block;
+    }
+    throw CTextError{keyword.offset, "this block is not closed: expected a line with end_script"};
+  }
+
+  void ReadInstrumentHeader(std::uint32_t header) {
+    TInstrumentPart instrument;
+    instrument.className = lexer.ExpectIdentifier("the class of the instrument").text;
+    classOffsets.push_back(lexer.LastOffset());
+    const TLexeme name = lexer.ExpectIdentifier("the instrument's name");
+    instrument.name = name.text;
+    if (instrument.name.size() > kMaximumNameLength) {
+      throw CTextError{name.offset, "a name of more than 63 characters"};
+    }
+    if (CScript::IsGlobal(name.text) || IsReservedName(name.text)) {
+      throw CTextError{name.offset, "'" + instrument.name + "' has a meaning of its own and can't name an instrument"};
+    }
+    nameOffsets.push_back(name.offset);
+    const TBlock block = SkipBlock(header, "end_instrument");
+    instrument.header = header;
+    instrument.begin = block.begin;
+    instrument.end = block.end;
+    application.instruments.push_back(std::move(instrument));
+  }
+
+  void CheckNames() {
+    for (std::size_t i = 0; i < application.instruments.size(); ++i) {
+      const std::string& name = application.instruments[i].name;
+      if (!application.instrumentByName.emplace(name, i).second) {
+        throw CTextError{nameOffsets[i], "a second instrument '" + name + "'"};
+      }
+      if (application.data.Find(name) >= 0) {
+        throw CTextError{nameOffsets[i], "'" + name + "' names a data element and an instrument"};
+      }
+    }
+  }
+
+  // NAME or NAME[INDEX], and a number, true or false, from the command line.
+  void SetInitialValues() {
+    for (const auto& [target, value] : application.options.initialValues) {
+      const std::string message = SetInitialValue(target, value);
+      if (message.empty()) continue;
+      TDiagnostic diagnostic;
+      diagnostic.message = target + "=" + value + ": " + message;
+      application.diagnostics->push_back(std::move(diagnostic));
+    }
+  }
+
+  template <typename TNumber>
+  static bool ParseWhole(std::string_view text, TNumber* number) {
+    const std::from_chars_result result = std::from_chars(text.data(), text.data() + text.size(), *number);
+    return result.ec == std::errc() && result.ptr == text.data() + text.size();
+  }
+
+  std::string SetInitialValue(std::string_view target, const std::string& value) {
+    std::uint32_t index = 0;
+    const std::size_t bracket = target.find('[');
+    const bool indexed = bracket != std::string_view::npos;
+    if (indexed && (target.back() != ']' || !ParseWhole(target.substr(bracket + 1, target.size() - bracket - 2), &index))) {
+      return "expected NAME=VALUE or NAME[INDEX]=VALUE";
+    }
+    const std::int32_t element = application.data.Find(target.substr(0, bracket));
+    if (element < 0) return "there is no such data element";
+    const TDataElement& found = application.data[element];
+    if (indexed != found.isArray) return found.isArray ? "an array needs an index" : "it is no array";
+    if (index >= found.count) return "the index is out of range";
+    double number = 0.0;
+    if (value == "true" || value == "false") {
+      if (found.type != EType::kBoolean) return "expected a number";
+      number = value == "true" ? 1.0 : 0.0;
+    } else if (!ParseWhole(std::string_view(value), &number) || !std::isfinite(number)) {
+      return found.type == EType::kBoolean ? "expected true or false" : "expected a number";
+    } else if (found.type == EType::kBoolean && number != 0.0 && number != 1.0) {
+      return "expected true or false";
+    } else if (found.type == EType::kInteger && (number != std::trunc(number) || std::fabs(number) > 0x7FFFFFFF)) {
+      return "expected a whole number of 32 bits";
+    }
+    application.data.SetFromDouble(element, index, number);
+    return std::string();
+  }
+
+  void SettleTimes() {
+    if (application.options.period) application.period = *application.options.period;
+    if (application.options.duration) application.duration = *application.options.duration;
+    if (!(application.period >= kMinimumPeriod) || !std::isfinite(application.period)) {
+      throw CTextError{periodOffset, "a period is at least 0.001 s"};
+    }
+    if (!(application.duration >= 0.0) || !std::isfinite(application.duration)) {
+      throw CTextError{durationOffset, "a duration is not negative"};
+    }
+    const double periods = std::floor(application.duration / application.period + kForgivenExcess);
+    if (periods > kMaximumPeriods) throw CTextError{durationOffset, "more than 2^53 periods"};
+    application.periodCount = static_cast<std::uint64_t>(periods);
+  }
+
+  bool MakeInstruments() {
+    for (std::size_t i = 0; i < application.instruments.size(); ++i) {
+      TInstrumentPart& instrument = application.instruments[i];
+      std::string error;
+      instrument.object = MakeObject(application, instrument.className, instrument.name, &error);
+      if (instrument.object == nullptr) {
+        application.Complain(TDiagnostic::kError, classOffsets[i], error);
+        return false;
+      }
+      instrument.object->host->index = i;
+    }
+    return true;
+  }
+
+  void RunScripts() {
+    if (later.scripts.empty()) return;
+    application.script = new CScript(application);
+    for (const TBlock& block : later.scripts) {
+      Guarded([&] { application.script->RunBlock(block.begin, block.end); });
+    }
+  }
+
+  void ReadInstrument(TInstrumentPart& instrument) {
+    TReading& reading = application.reading;
+    reading.instrument = &instrument;
+    reading.lexer = std::make_unique<CLexer>(application.source);
+    reading.lexer->Seek(instrument.begin);
+    reading.last = instrument.header;
+    reading.ended = false;
+    reading.complaint.clear();
+    instrument.receivers.clear();
+    char16_t error[kMessageCapacity + 1] = {};
+    char16_t token[kTokenCapacity + 1] = {};
+    const std::uint64_t failuresBefore = MemoryStatistics().failures;
+    const bool accepted = instrument.object->ReadSelf(kMessageCapacity, error, kTokenCapacity, token) != 0;
+    if (MemoryStatistics().failures != failuresBefore) {
+      application.Complain(TDiagnostic::kError, instrument.header, "out of memory while reading the instrument");
+    } else if (!accepted) {
+      // A service knows its place; what an instrument says itself is about the
+      // last identifier or value, or, when it has read all, about the whole.
+      const bool fromService = !reading.complaint.empty() && reading.complaint == error;
+      const std::uint32_t place = fromService     ? reading.complaintOffset
+                                  : reading.ended ? instrument.header
+                                                  : reading.last;
+      application.Complain(TDiagnostic::kError, place, error[0] == 0 ? "the definition was refused" : Utf8(error));
+    } else {
+      instrument.timed = instrument.object->NeedsTiming() != 0;
+    }
+    reading.instrument = nullptr;
+    reading.lexer.reset();
+  }
+
+  TApplicationPart& application;
+  CLexer lexer;
+  TLaterBlocks later;
+  std::vector<std::uint32_t> classOffsets;
+  std::vector<std::uint32_t> nameOffsets;
+  std::uint32_t periodOffset = 0;
+  std::uint32_t durationOffset = 0;
+};
+
+}  // namespace
+
+void ReadApplication(TApplicationPart& application) {
+  SetClock(0);
+  CApplicationReader(application).Read();
+}
+
+}  // namespace runtime

@@ -1,0 +1,211 @@
+#include "runtime/data_elements.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <utility>
+
+namespace runtime {
+namespace {
+
+struct TTypeRow {
+  EType type;
+  const char* name;
+  std::size_t size;
+};
+constexpr TTypeRow kTypes[] = {
+    {EType::kReal, "real", sizeof(double)},
+    {EType::kBoolean, "boolean", sizeof(std::uint8_t)},
+    {EType::kInteger, "integer", sizeof(std::int32_t)},
+};
+
+constexpr std::size_t kBlockSize = std::size_t{64} << 10;  // bytes
+
+constexpr std::string_view kReservedNames[] = {
+    "abs",
+    "acos",
+    "and",
+    "asin",
+    "atan",
+    "atan2",
+    "ceil",
+    "cos",
+    "delay",
+    "end_data",
+    "end_application",
+    "end_instrument",
+    "end_process",
+    "end_script",
+    "exp",
+    "false",
+    "floor",
+    "if",
+    "limit",
+    "ln",
+    "log10",
+    "max",
+    "min",
+    "noise",
+    "not",
+    "or",
+    "pi",
+    "round",
+    "sign",
+    "sin",
+    "sqrt",
+    "substeps",
+    "tan",
+    "time",
+    "true",
+};
+
+EType ReadType(CLexer& lexer) {
+  for (const TTypeRow& row : kTypes) {
+    if (lexer.TakeIf(row.name)) return row.type;
+  }
+  lexer.FailExpected("real, boolean or integer");
+}
+
+double ReadValue(CLexer& lexer, EType type) {
+  switch (type) {
+    case EType::kBoolean:
+      return lexer.ExpectBoolean() ? 1 : 0;
+    case EType::kInteger:
+      return static_cast<double>(
+          lexer.ExpectInteger(std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()));
+    case EType::kReal:
+      break;
+  }
+  return lexer.ExpectReal();
+}
+
+void ReadList(CLexer& lexer, CDataElements& elements, std::int32_t element) {
+  const std::uint32_t start = lexer.LastOffset();
+  const std::uint32_t count = elements[element].count;
+  std::uint32_t found = 0;
+  do {
+    const double value = ReadValue(lexer, elements[element].type);
+    if (found < count) elements.SetFromDouble(element, found, value);
+    ++found;
+  } while (lexer.TakeIf(","));
+  lexer.Expect("]");
+  if (found != count) {
+    throw CTextError{start, "expected " + std::to_string(count) + " values, found " + std::to_string(found)};
+  }
+}
+
+void ReadInitialValue(CLexer& lexer, CDataElements& elements, std::int32_t element) {
+  if (elements[element].isArray && lexer.TakeIf("[")) {
+    ReadList(lexer, elements, element);
+    return;
+  }
+  const double value = ReadValue(lexer, elements[element].type);
+  for (std::uint32_t i = 0; i < elements[element].count; ++i) elements.SetFromDouble(element, i, value);
+}
+
+void ReadEntry(CLexer& lexer, CDataElements& elements) {
+  const TLexeme name = lexer.ExpectIdentifier("a name or 'end_data'");
+  lexer.Expect(":");
+  const EType type = ReadType(lexer);
+  std::uint32_t arrayCount = 0;
+  if (lexer.TakeIf("[")) {
+    arrayCount = static_cast<std::uint32_t>(lexer.ExpectInteger(1, kMaximumArrayCount));
+    lexer.Expect("]");
+  }
+  const std::int32_t element = elements.Declare(name.text, type, arrayCount, "", name.offset);
+  if (lexer.TakeIf("=")) ReadInitialValue(lexer, elements, element);
+  if (lexer.Peek().kind == ELexeme::kString) elements.SetUnit(element, lexer.ExpectString());
+  lexer.Expect(";");
+}
+
+}  // namespace
+
+const char* TypeName(EType type) { return kTypes[static_cast<std::size_t>(type)].name; }
+std::size_t TypeSize(EType type) { return kTypes[static_cast<std::size_t>(type)].size; }
+
+bool IsReservedName(std::string_view name) {
+  return std::find(std::begin(kReservedNames), std::end(kReservedNames), name) != std::end(kReservedNames);
+}
+
+std::int32_t TruncateToInteger(double value) {
+  constexpr std::int32_t kLowest = std::numeric_limits<std::int32_t>::min();
+  constexpr std::int32_t kHighest = std::numeric_limits<std::int32_t>::max();
+  if (std::isnan(value)) return 0;
+  if (value <= kLowest) return kLowest;
+  if (value >= kHighest) return kHighest;
+  return static_cast<std::int32_t>(value);
+}
+
+std::int32_t CDataElements::Declare(std::string_view name, EType type, std::uint32_t arrayCount, std::string unit,
+                                    std::uint32_t mark) {
+  if (name.size() > kMaximumNameLength) throw CTextError{mark, "name longer than 63 characters"};
+  if (IsReservedName(name)) throw CTextError{mark, "'" + std::string(name) + "' is reserved"};
+  if (Find(name) >= 0) throw CTextError{mark, "'" + std::string(name) + "' is already declared"};
+  TDataElement element;
+  element.name = name;
+  element.type = type;
+  element.isArray = arrayCount > 0;
+  element.count = std::max<std::uint32_t>(arrayCount, 1);
+  element.unit = std::move(unit);
+  element.mark = mark;
+  element.values = Allocate(element.count * TypeSize(type), TypeSize(type));
+  if (element.values == nullptr) throw CTextError{mark, "data elements take more than 256 MiB"};
+  const std::int32_t index = Count();
+  indices.emplace(element.name, index);
+  elements.push_back(std::move(element));
+  return index;
+}
+
+std::int32_t CDataElements::Find(std::string_view name) const {
+  const auto found = indices.find(name);
+  return found == indices.end() ? -1 : found->second;
+}
+
+void* CDataElements::Allocate(std::size_t size, std::size_t alignment) {
+  std::size_t start = (blockUsed + alignment - 1) / alignment * alignment;
+  if (start + size > blockSize) {
+    const std::size_t newSize = std::max(size, kBlockSize);
+    if (dataSize + newSize > kMaximumDataSize) return nullptr;
+    blocks.push_back(std::make_unique<std::byte[]>(newSize));  // zero-filled
+    dataSize += newSize;
+    blockSize = newSize;
+    start = 0;
+  }
+  blockUsed = start + size;
+  return blocks.back().get() + start;
+}
+
+double CDataElements::AsDouble(std::int32_t element, std::uint32_t index) const {
+  const TDataElement& data = (*this)[element];
+  switch (data.type) {
+    case EType::kBoolean:
+      return data.Booleans()[index];
+    case EType::kInteger:
+      return data.Integers()[index];
+    case EType::kReal:
+      break;
+  }
+  return data.Reals()[index];
+}
+
+void CDataElements::SetFromDouble(std::int32_t element, std::uint32_t index, double value) {
+  const TDataElement& data = (*this)[element];
+  switch (data.type) {
+    case EType::kBoolean:
+      data.Booleans()[index] = value != 0 && !std::isnan(value) ? 1 : 0;
+      return;
+    case EType::kInteger:
+      data.Integers()[index] = TruncateToInteger(value);
+      return;
+    case EType::kReal:
+      break;
+  }
+  data.Reals()[index] = value;
+}
+
+void ReadDataBlock(CLexer& lexer, CDataElements& elements) {
+  while (!lexer.TakeIf("end_data")) ReadEntry(lexer, elements);
+  lexer.Expect(";");
+}
+
+}  // namespace runtime

@@ -1,0 +1,63 @@
+// From the text of an expression to a program for the stack machine.
+//
+// Loosest to tightest:
+//   or | and | not | == != < <= > >= | + - | * / % | unary - | ^ | ( )
+// `^` groups to the right and its exponent may carry a minus; the other binary
+// operators group to the left. Operands are numbers (reals and integers) or
+// booleans, never mixed: == and != compare two of either kind, < <= > >=
+// numbers alone.
+#ifndef LOOPBOX_RUNTIME_EXPRESSION_COMPILER_H
+#define LOOPBOX_RUNTIME_EXPRESSION_COMPILER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <unordered_set>
+#include <vector>
+
+#include "runtime/data_elements.h"
+#include "runtime/expression.h"
+#include "runtime/lexer.h"
+
+namespace runtime {
+
+using TExpression = std::unique_ptr<hx_expr::TExprTreeRecord>;
+
+constexpr int kMaximumNesting = 200;                      // parentheses, calls and indices inside one another
+constexpr std::size_t kMaximumProgramLength = 1'000'000;  // words
+
+// The draws of `noise`, one for each place where it is called, in their order.
+using TNoiseDraws = std::deque<double>;
+
+// The expressions of one application: its programs and its time.
+class CExpressions {
+ public:
+  CExpressions() = default;
+  CExpressions(const CExpressions&) = delete;
+  CExpressions& operator=(const CExpressions&) = delete;
+
+  // What `time` reads: seconds since the start of the run.
+  double& Time() { return time; }
+
+  // Reads an expression from the lexer up to but not including what cannot
+  // continue it, which the caller checks. `wanted` is kReal for a number, or
+  // kBoolean. `noise(sigma)` is allowed where `noise` is given: each call
+  // appends a draw, which it multiplies by sigma. Throws CTextError.
+  TExpression Compile(CLexer& lexer, const CDataElements& elements, EType wanted, TNoiseDraws* noise = nullptr);
+
+  std::size_t ProgramCount() const { return programs.size(); }
+
+ private:
+  using TProgram = std::vector<std::uint64_t>;
+  struct THash {
+    std::size_t operator()(const TProgram& program) const;
+  };
+
+  std::unordered_set<TProgram, THash> programs;
+  double time = 0;
+};
+
+}  // namespace runtime
+
+#endif

@@ -1,0 +1,281 @@
+#include "runtime/files.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <utility>
+#include <vector>
+
+#include "host/hx_main.h"
+#include "runtime/wide_text.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// Runs what may throw and yields `fallback` when it does: nothing may leave
+// the services.
+template <typename TResult, typename TBody>
+TResult Shielded(TResult fallback, TBody body) noexcept {
+  try {
+    return body();
+  } catch (...) {
+    return fallback;
+  }
+}
+
+// --- Names ------------------------------------------------------------------
+
+struct TPlace {
+  bool leaves = false;
+  fs::path path;  // as the name says; empty when it names no file of the folder
+  fs::path real;  // with symbolic links followed
+};
+
+bool IsBelow(const fs::path& path, const fs::path& folder) {
+  const fs::path relative = path.lexically_relative(folder);
+  return !relative.empty() && *relative.begin() != "..";
+}
+
+TPlace Place(const runlib::TFileContext& context, std::u16string_view name) {
+  if (name.empty()) return {};
+  const fs::path written(runtime::Utf8(name));
+  const fs::path folder(context.folder);
+  const fs::path path = (folder / written).lexically_normal();
+  if (written.is_absolute() || !IsBelow(path, folder)) return {true, {}, {}};
+  if (!path.has_filename() || path == folder) return {};
+  if (runtime::Utf16(path.native()).size() > runlib::kPathCapacity) return {};
+  std::error_code error;
+  const fs::path realFolder = fs::weakly_canonical(folder, error);
+  if (error) return {};
+  const fs::path real = fs::weakly_canonical(path, error);
+  if (error) return {};
+  if (!IsBelow(real, realFolder)) return {true, {}, {}};
+  return {false, path, real};
+}
+
+// --- Handles ----------------------------------------------------------------
+
+struct TFile {
+  int descriptor = -1;  // -1: a free place of the table
+  bool failed = false;
+  fs::path target;     // of a file being written
+  fs::path temporary;  // empty when reading
+
+  bool Writing() const { return !temporary.empty(); }
+};
+
+std::vector<TFile>& Files() {
+  static std::vector<TFile> files;
+  return files;
+}
+
+TFile* Find(std::uint32_t handle) {
+  std::vector<TFile>& files = Files();
+  return handle < files.size() && files[handle].descriptor >= 0 ? &files[handle] : nullptr;
+}
+
+// The number of a free place, which stays free until it is written to.
+std::uint32_t FreeHandle() {
+  std::vector<TFile>& files = Files();
+  const auto free = std::find_if(files.begin(), files.end(), [](const TFile& file) { return file.descriptor < 0; });
+  const auto handle = static_cast<std::uint32_t>(free - files.begin());
+  if (free == files.end()) files.emplace_back();
+  return handle;
+}
+
+// Moves bytes until all have moved, the file ends, or an error is met.
+template <typename TMove>
+std::uint32_t MoveAll(TFile& file, std::uint32_t count, TMove move) {
+  std::uint32_t done = 0;
+  while (done < count) {
+    const ssize_t moved = move(file.descriptor, done, count - done);
+    if (moved < 0 && errno == EINTR) continue;
+    if (moved < 0) file.failed = true;
+    if (moved <= 0) break;
+    done += static_cast<std::uint32_t>(moved);
+  }
+  return done;
+}
+
+// --- Replacing a file whole -----------------------------------------------------
+
+constexpr std::size_t kNamePart = 200;  // bytes of the name that a temporary's name repeats; 255 are allowed in all
+constexpr int kAttempts = 100;
+constexpr mode_t kFileMode = 0666;  // less the process's mask
+
+fs::path TemporaryBeside(const fs::path& target, unsigned number) {
+  const std::string name = "." + target.filename().native().substr(0, kNamePart) + ".tmp-" + std::to_string(getpid()) +
+                           "-" + std::to_string(number);
+  return target.parent_path() / name;
+}
+
+std::uint32_t Create(const fs::path& target) {
+  struct stat status;
+  const bool exists = stat(target.c_str(), &status) == 0;
+  if (exists && !S_ISREG(status.st_mode)) return runlib::kNoHandle;
+
+  static unsigned number = 0;
+  const std::uint32_t handle = FreeHandle();
+  TFile file;
+  file.target = target;
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    file.temporary = TemporaryBeside(target, number++);
+    file.descriptor = open(file.temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kFileMode);
+    if (file.descriptor >= 0) {
+      Files()[handle] = std::move(file);
+      return handle;
+    }
+    if (errno != EEXIST) break;
+  }
+  return runlib::kNoHandle;
+}
+
+// Makes a rename last; where a folder can't be flushed there is no more to do.
+void FlushFolder(const fs::path& folder) {
+  const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (descriptor < 0) return;
+  fsync(descriptor);
+  close(descriptor);
+}
+
+void Finish(TFile& file) {
+  bool whole = !file.failed && fsync(file.descriptor) == 0;
+  whole = close(file.descriptor) == 0 && whole;
+  if (whole && std::rename(file.temporary.c_str(), file.target.c_str()) == 0) {
+    FlushFolder(file.target.parent_path());
+  } else {
+    unlink(file.temporary.c_str());
+  }
+}
+
+std::uint32_t Open(const fs::path& path) {
+  const std::uint32_t handle = FreeHandle();
+  // Not blocking, so that a pipe is refused rather than waited for.
+  const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (descriptor < 0) return runlib::kNoHandle;
+  struct stat status;
+  if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
+    close(descriptor);
+    return runlib::kNoHandle;
+  }
+  Files()[handle].descriptor = descriptor;
+  return handle;
+}
+
+}  // namespace
+
+namespace runtime {
+
+runlib::TFileContext MakeFileContext(std::string_view folder) {
+  fs::path path = fs::absolute(folder.empty() ? fs::path(".") : fs::path(folder)).lexically_normal();
+  if (!path.has_filename() && path.has_relative_path()) path = path.parent_path();
+  return {path.native()};
+}
+
+bool LeavesFolder(const runlib::TFileContext& context, std::u16string_view name) {
+  return Shielded(true, [&] { return Place(context, name).leaves; });
+}
+
+}  // namespace runtime
+
+namespace runlib {
+
+void ExpandFileName(TFileContext* context, std::uint32_t nameCapacity, const char16_t* name,
+                    std::uint32_t pathCapacity, char16_t* path) {
+  WStrAssign(pathCapacity, path, 0, nullptr);
+  if (context == nullptr) return;
+  Shielded(false, [&] {
+    const std::u16string full = runtime::Utf16(Place(*context, runtime::WideView(nameCapacity, name)).path.native());
+    if (full.size() <= pathCapacity) runtime::AssignWide(pathCapacity, path, full);
+    return true;
+  });
+}
+
+void SplitFileName(TFileContext*, std::uint32_t pathCapacity, const char16_t* path, std::uint32_t directoryCapacity,
+                   char16_t* directory, std::uint32_t nameCapacity, char16_t* name) {
+  const std::u16string_view whole = runtime::WideView(pathCapacity, path);
+  const std::size_t slash = whole.rfind(u'/');
+  const bool bare = slash == std::u16string_view::npos;
+  const std::u16string_view file = bare ? whole : whole.substr(slash + 1);
+  runtime::AssignWide(nameCapacity, name, file);
+  // The root keeps its slash.
+  runtime::AssignWide(directoryCapacity, directory, bare ? whole.substr(0, 0) : whole.substr(0, slash == 0 ? 1 : slash));
+}
+
+std::uint8_t PathExists(std::uint32_t capacity, const char16_t* path) {
+  return Shielded<std::uint8_t>(0, [&]() -> std::uint8_t {
+    std::error_code error;
+    return fs::exists(fs::path(runtime::Utf8(runtime::WideView(capacity, path))), error) ? 1 : 0;
+  });
+}
+
+void CreateDirectoryPath(std::uint32_t capacity, const char16_t* path) {
+  Shielded(false, [&] {
+    std::error_code error;
+    return fs::create_directories(fs::path(runtime::Utf8(runtime::WideView(capacity, path))), error);
+  });
+}
+
+std::uint32_t FileCreate(TFileContext* context, std::uint32_t nameCapacity, const char16_t* name, std::uint32_t) {
+  if (context == nullptr) return kNoHandle;
+  return Shielded(kNoHandle, [&] {
+    const TPlace place = Place(*context, runtime::WideView(nameCapacity, name));
+    return place.real.empty() ? kNoHandle : Create(place.real);
+  });
+}
+
+std::uint32_t FileOpen(void* host, std::uint32_t nameCapacity, const char16_t* name, std::uint32_t) {
+  const auto* context = static_cast<const hx_main::TContext*>(host);
+  if (context == nullptr || context->files == nullptr) return kNoHandle;
+  return Shielded(kNoHandle, [&] {
+    const TPlace place = Place(*context->files, runtime::WideView(nameCapacity, name));
+    return place.real.empty() ? kNoHandle : Open(place.real);
+  });
+}
+
+std::uint32_t FileError(std::uint32_t handle) {
+  const TFile* file = Find(handle);
+  return file == nullptr || file->failed ? 1 : 0;
+}
+
+std::uint32_t FileRead(std::uint32_t handle, std::uint32_t size, void* buffer, std::uint32_t count) {
+  TFile* file = Find(handle);
+  if (file == nullptr || buffer == nullptr || file->Writing()) return 0;
+  auto* bytes = static_cast<char*>(buffer);
+  return MoveAll(*file, std::min(size, count), [bytes](int descriptor, std::uint32_t done, std::uint32_t rest) {
+    return read(descriptor, bytes + done, rest);
+  });
+}
+
+std::uint32_t FileWrite(std::uint32_t handle, std::uint32_t size, const void* buffer, std::uint32_t count) {
+  TFile* file = Find(handle);
+  if (file == nullptr) return 0;
+  std::uint32_t written = 0;
+  if (buffer != nullptr && file->Writing()) {
+    const auto* bytes = static_cast<const char*>(buffer);
+    written = MoveAll(*file, std::min(size, count), [bytes](int descriptor, std::uint32_t done, std::uint32_t rest) {
+      return write(descriptor, bytes + done, rest);
+    });
+  }
+  if (written != count) file->failed = true;
+  return written;
+}
+
+void FileClose(std::uint32_t handle) {
+  TFile* file = Find(handle);
+  if (file == nullptr) return;
+  if (file->Writing()) {
+    Finish(*file);
+  } else {
+    close(file->descriptor);
+  }
+  *file = TFile();
+}
+
+}  // namespace runlib

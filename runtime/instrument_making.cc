@@ -1,0 +1,125 @@
+#include "runtime/instrument_making.h"
+
+#include <new>
+
+#include "host/gaugekit.h"
+#include "runtime/memory.h"
+#include "runtime/plugin_part.h"
+#include "runtime/wide_text.h"
+
+namespace runtime {
+
+namespace {
+
+constexpr std::uint32_t kTextCapacity = 255;
+constexpr std::uint32_t kMaximumEntries = 1000;  // an instrument that never says no is cut off
+constexpr char16_t kMeterClass[] = u"meter";
+
+hx_vinst::CInstrument* MakeMeter() {
+  void* block = nullptr;
+  runlib::MemAllocate(&block, sizeof(gaugekit::CMeter));
+  return block == nullptr ? nullptr : new (block) gaugekit::CMeter();
+}
+
+hx_vinst::CInstrument* Construct(TApplicationPart& application, const std::string& className, std::string* error) {
+  if (className == Utf8(kMeterClass)) {
+    hx_vinst::CInstrument* meter = MakeMeter();
+    if (meter == nullptr) *error = "out of memory";
+    return meter;
+  }
+  const TPluginPart& plugin = application.plugin.Part();
+  for (const TClass& known : plugin.classes) {
+    if (known.name != className) continue;
+    const std::u16string name = Utf16(className);
+    hx_vinst::CInstrument* object =
+        plugin.exports.makeInstrument(static_cast<std::uint32_t>(name.size()), name.c_str());
+    if (object == nullptr) *error = "the plug-in made no instrument of class '" + className + "'";
+    return object;
+  }
+  *error = "unknown class '" + className + "'; there are";
+  for (const TClass& known : plugin.classes) *error += " " + known.name + ",";
+  *error += " meter";
+  return nullptr;
+}
+
+}  // namespace
+
+hx_vinst::CInstrument* MakeObject(TApplicationPart& application, const std::string& className,
+                                  const std::string& instrumentName, std::string* error) {
+  const std::uint64_t failuresBefore = MemoryStatistics().failures;
+  hx_vinst::CInstrument* object = Construct(application, className, error);
+  if (object == nullptr) return nullptr;
+  object->ctx = &application.ctx;
+  const std::u16string name = Utf16(instrumentName);
+  runlib::WStrAssign(63, object->name, static_cast<std::uint32_t>(name.size()), name.c_str());
+  object->host = new hx_vinst::THostPart();
+  object->InitInstrument();
+  if (MemoryStatistics().failures != failuresBefore) {
+    *error = "out of memory while making the instrument";
+    ReleaseObject(object);
+    return nullptr;
+  }
+  return object;
+}
+
+void ReleaseObject(hx_vinst::CInstrument* object) {
+  object->Done();
+  delete object->host;
+  object->host = nullptr;
+  void* block = object;
+  runlib::MemDeallocate(&block);
+}
+
+std::vector<TNamed> EventsOf(hx_vinst::CInstrument& object) {
+  std::vector<TNamed> events;
+  char16_t name[kTextCapacity + 1];
+  char16_t description[kTextCapacity + 1];
+  for (std::uint32_t i = 0; i < kMaximumEntries; ++i) {
+    if (!object.GetProcedureDescription(i, kTextCapacity, name, kTextCapacity, description)) break;
+    events.push_back({Utf8(name), Utf8(description)});
+  }
+  return events;
+}
+
+std::vector<TNamed> ProceduresOf(hx_vinst::CInstrument& object) {
+  std::vector<TNamed> procedures;
+  char16_t name[kTextCapacity + 1];
+  char16_t description[kTextCapacity + 1];
+  // Identifiers may have gaps.
+  for (std::uint32_t identifier = 0; identifier < kMaximumEntries; ++identifier) {
+    if (!object.GetNameOfId(identifier, kTextCapacity, name)) continue;
+    if (!object.GetDescriptionOfId(identifier, kTextCapacity, description)) description[0] = 0;
+    procedures.push_back({Utf8(name), Utf8(description)});
+  }
+  return procedures;
+}
+
+std::string LettersOf(const std::string& procedure) {
+  const std::size_t underscores = procedure.find("__");
+  return underscores == std::string::npos ? std::string() : procedure.substr(underscores + 2);
+}
+
+}  // namespace runtime
+
+namespace hx_main {
+
+// Handle 1 is the meter's, the only class that instruments make for themselves.
+std::uint32_t CInstrumentManager::GetClassHandle(std::uint32_t length, const char16_t* className) {
+  return runlib::WStrCompare(5, runtime::kMeterClass, length, className) == 0 ? 1 : 0;
+}
+
+hx_vinst::CInstrument* CInstrumentManager::MakeInstrument(std::uint32_t handle, TContext* ctx, std::uint32_t* word) {
+  *word = 0;
+  hx_vinst::CInstrument* instrument = handle == 1 ? runtime::MakeMeter() : nullptr;
+  if (instrument == nullptr) return nullptr;
+  instrument->ctx = ctx;
+  instrument->InitInstrument();
+  return instrument;
+}
+
+namespace {
+CInstrumentManager manager;
+}
+CInstrumentManager* PInstrumentManager = &manager;
+
+}  // namespace hx_main

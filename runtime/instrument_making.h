@@ -1,0 +1,28 @@
+// Making instruments of a class, ending them, and asking what they offer.
+#ifndef LOOPBOX_RUNTIME_INSTRUMENT_MAKING_H
+#define LOOPBOX_RUNTIME_INSTRUMENT_MAKING_H
+
+#include <string>
+#include <vector>
+
+#include "host/hx_main.h"
+#include "runtime/application_part.h"
+
+namespace runtime {
+
+// A new initialised instrument of the plug-in or a meter, named, with a host
+// part; null with a message when the class is unknown, the plug-in makes
+// null, or memory ran out on the way.
+hx_vinst::CInstrument* MakeObject(TApplicationPart& application, const std::string& className,
+                                  const std::string& instrumentName, std::string* error);
+// Done, the host part and the object's block.
+void ReleaseObject(hx_vinst::CInstrument* object);
+
+std::vector<TNamed> EventsOf(hx_vinst::CInstrument& object);
+std::vector<TNamed> ProceduresOf(hx_vinst::CInstrument& object);
+// The letters after the two underscores of a procedure's identifier name.
+std::string LettersOf(const std::string& procedure);
+
+}  // namespace runtime
+
+#endif

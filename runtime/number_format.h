@@ -1,0 +1,16 @@
+// Numbers as the host's own parts print them.
+#ifndef LOOPBOX_RUNTIME_NUMBER_FORMAT_H
+#define LOOPBOX_RUNTIME_NUMBER_FORMAT_H
+
+#include <string>
+
+namespace runtime {
+
+// The shortest decimal that reads back as the same double; "-0" for the
+// negative zero, "nan", "inf" and "-inf".
+std::string ShortestNumber(double value);
+void AppendShortest(double value, std::string* text);
+
+}  // namespace runtime
+
+#endif

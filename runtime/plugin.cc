@@ -1,0 +1,129 @@
+// Loading a plug-in and asking what it offers.
+#include <dlfcn.h>
+
+#include <filesystem>
+
+#include "runtime/instrument_making.h"
+#include "runtime/plugin_part.h"
+#include "runtime/wide_text.h"
+
+namespace runtime {
+
+namespace {
+
+constexpr std::uint32_t kTextCapacity = 255;
+constexpr std::uint32_t kMaximumClasses = 1000;  // a plug-in that never says no is cut off
+
+template <typename TFunction>
+bool FindExport(void* library, const char* exportName, TFunction* function, std::string* error) {
+  void* symbol = dlsym(library, exportName);
+  if (symbol == nullptr) {
+    *error = std::string("the plug-in has no export ") + exportName;
+    return false;
+  }
+  *function = reinterpret_cast<TFunction>(symbol);
+  return true;
+}
+
+bool FindExports(void* library, TExports* exports, std::string* error) {
+  return FindExport(library, "Version", &exports->version, error) &&
+         FindExport(library, "Check", &exports->check, error) &&
+         FindExport(library, "GetDLLInfo", &exports->getDllInfo, error) &&
+         FindExport(library, "GetInstrumentName", &exports->getInstrumentName, error) &&
+         FindExport(library, "GetInstrumentInfo", &exports->getInstrumentInfo, error) &&
+         FindExport(library, "MakeInstrument", &exports->makeInstrument, error);
+}
+
+// A library's own initialiser is Init_ of the namespace named like its file.
+// A plug-in that needs none of the platform's modules may lack it.
+void InitialiseModule(void* library, const std::string& path) {
+  const std::string stem = std::filesystem::path(path).stem().string();
+  const std::string symbol = "_ZN" + std::to_string(stem.size()) + stem + "5Init_Ev";
+  if (void* initialiser = dlsym(library, symbol.c_str())) reinterpret_cast<void (*)()>(initialiser)();
+}
+
+void Enumerate(TPluginPart* part) {
+  char16_t text[kTextCapacity + 1] = {};
+  std::uint8_t flag = 0;
+  part->version = part->exports.version();
+  part->exports.getDllInfo(kTextCapacity, text, &part->smallImage, &part->largeImage, &flag);
+  part->name = Utf8(text);
+  for (std::uint32_t index = 0; index < kMaximumClasses; ++index) {
+    if (!part->exports.getInstrumentName(index, kTextCapacity, text)) break;
+    TClass found;
+    const std::u16string className = text;
+    found.name = Utf8(className);
+    if (part->exports.getInstrumentInfo(static_cast<std::uint32_t>(className.size()), className.c_str(),
+                                        &found.smallImage, &found.largeImage, &found.infoWord, kTextCapacity, text)) {
+      found.description = Utf8(text);
+    }
+    part->classes.push_back(std::move(found));
+  }
+}
+
+}  // namespace
+
+CPlugin::CPlugin() : part(std::make_unique<TPluginPart>()) {}
+
+CPlugin::~CPlugin() {
+  if (part->library != nullptr) dlclose(part->library);
+}
+
+std::unique_ptr<CPlugin> CPlugin::Load(const std::string& path, std::string* error) {
+  std::unique_ptr<CPlugin> plugin(new CPlugin());
+  TPluginPart& part = *plugin->part;
+  std::error_code failure;
+  // A bare name would be looked for in the system's library folders.
+  part.path = std::filesystem::absolute(path, failure).string();
+  if (!std::filesystem::exists(part.path, failure)) {
+    *error = path + ": there is no such plug-in";
+    return nullptr;
+  }
+  part.library = dlopen(part.path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (part.library == nullptr) {
+    *error = path + ": the plug-in can't be loaded: " + dlerror();
+    return nullptr;
+  }
+  if (!FindExports(part.library, &part.exports, error)) {
+    *error = path + ": " + *error;
+    return nullptr;
+  }
+  char16_t message[kTextCapacity + 1] = {};
+  if (!part.exports.check(kTextCapacity, message, 0, 0, 0, kInterfaceNumber)) {
+    *error = path + ": the plug-in refuses this host: " + Utf8(message);
+    return nullptr;
+  }
+  InitialiseModule(part.library, part.path);
+  Enumerate(&part);
+  return plugin;
+}
+
+const std::string& CPlugin::Path() const { return part->path; }
+const std::string& CPlugin::Name() const { return part->name; }
+std::uint32_t CPlugin::Version() const { return part->version; }
+const std::uint8_t* CPlugin::SmallImage() const { return part->smallImage; }
+const std::uint8_t* CPlugin::LargeImage() const { return part->largeImage; }
+const std::vector<TClass>& CPlugin::Classes() const { return part->classes; }
+TPluginPart& CPlugin::Part() { return *part; }
+
+bool CPlugin::Describe(const std::string& className, TClassDescription* description, std::string* error) {
+  // An application of nothing but this instrument, without a definition.
+  TApplicationPart application(*this);
+  hx_vinst::CInstrument* object = MakeObject(application, className, className, error);
+  if (object == nullptr) return false;
+  description->events = EventsOf(*object);
+  description->procedures = ProceduresOf(*object);
+  char16_t keyword[kTextCapacity + 1];
+  char16_t text[kTextCapacity + 1];
+  std::uint32_t* word = nullptr;
+  std::uint32_t defaultColor = 0;
+  for (std::uint32_t index = 0; object->GetColorDescription(index, 0, &word, kTextCapacity, keyword, kTextCapacity,
+                                                            text, &defaultColor);
+       ++index) {
+    description->colors.push_back({Utf8(keyword), Utf8(text), defaultColor});
+  }
+  ReleaseObject(object);
+  return true;
+}
+
+}  // namespace runtime

@@ -1,0 +1,72 @@
+// Running an application, period by period.
+#include <cmath>
+
+#include "runtime/application_part.h"
+#include "runtime/clock.h"
+#include "runtime/script.h"
+
+namespace runtime {
+
+namespace {
+
+constexpr double kMillisecondsPerDay = 86'400'000.0;
+
+// Whole milliseconds since midnight of the k-th period.
+std::uint32_t ClockAt(std::uint64_t k, double period) {
+  const double milliseconds = std::round(1000.0 * static_cast<double>(k) * period);
+  return static_cast<std::uint32_t>(std::fmod(milliseconds, kMillisecondsPerDay));
+}
+
+void Blink(TApplicationPart& application, std::uint64_t milliseconds) {
+  for (TInstrumentPart& instrument : application.instruments) {
+    hx_vinst::THostPart& host = *instrument.object->host;
+    const std::uint8_t phase = host.blinkRate == 0 ? 0 : (milliseconds / host.blinkRate) % 2;
+    if (phase == host.blinkPhase) continue;
+    host.blinkPhase = phase;
+    instrument.object->Blink(phase);
+  }
+}
+
+}  // namespace
+
+void RunPeriod(TApplicationPart& application) {
+  const std::uint64_t k = application.periodsDone + 1;
+  const double from = application.expressions.Time();
+  const double to = static_cast<double>(k) * application.period;
+  SetClock(ClockAt(k, application.period));
+  application.process.Advance(from, to);
+  if (application.script != nullptr) application.script->RunDue(to);
+  for (TInstrumentPart& instrument : application.instruments) {
+    if (instrument.timed) instrument.object->Action(hx_vinst::kActionTimer);
+  }
+  // Receivers may activate further ones, which join the end of the row.
+  for (std::size_t i = 0; i < application.activated.size(); ++i) {
+    application.instruments[application.activated[i]].object->Action(hx_vinst::kActionReceiver);
+  }
+  application.activated.clear();
+  Blink(application, static_cast<std::uint64_t>(to * 1000.0));
+  application.periodsDone = k;
+}
+
+void KeepLearnt(TApplicationPart& application, std::uint32_t reason) {
+  for (TInstrumentPart& instrument : application.instruments) {
+    vcore::TEvent event = {{vcore::kEventKeep, reason, 0, 0}};
+    instrument.object->ReceiveEvent(&event);
+  }
+}
+
+void NoteShown(const gaugekit::CMeter& meter, double value) {
+  const view::CNodeView* parent = meter.parent;
+  if (parent == nullptr || parent->kind != view::kInstrument) return;
+  hx_vinst::THostPart* host = static_cast<const hx_vinst::CInstrument*>(parent)->host;
+  if (host == nullptr || !host->lastRealFresh) return;
+  host->lastRealFresh = false;
+  if (value == host->lastReal) return;
+  std::size_t pane = 0;
+  for (const view::CView* child = parent->firstChild; child != nullptr && child != &meter; child = child->next) {
+    if (child->kind == view::kMeter) ++pane;
+  }
+  if (pane < std::size(host->limitedPeriods)) ++host->limitedPeriods[pane];
+}
+
+}  // namespace runtime

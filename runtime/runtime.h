@@ -1,0 +1,247 @@
+// The host runtime's public face: load a plug-in, read an application, run it
+// period by period, and look at what its instruments show. Text is UTF-8.
+//
+//   std::string error;
+//   auto plugin = runtime::CPlugin::Load("loopbox.so", &error);
+//   std::vector<runtime::TDiagnostic> found;
+//   auto application = runtime::CApplication::Read({.path = "furnace.lbx"}, *plugin, &found);
+//   while (application && application->Step()) { ... application->Instrument(0).Pane(kOutputPane).value ... }
+//   application->End();
+//
+// The plug-in outlives the application. Everything runs in the caller's
+// thread, and one application at a time runs in a process, since the clock
+// and the module tables of the platform's libraries are the process's.
+#ifndef LOOPBOX_RUNTIME_RUNTIME_H
+#define LOOPBOX_RUNTIME_RUNTIME_H
+
+#include <cstdint>
+#include <cstdio>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "runtime/source.h"
+
+namespace view {
+class CNodeView;
+}
+
+namespace runtime {
+
+// --- The plug-in ------------------------------------------------------------
+
+// A name with its description: a class, an event, a procedure, a colour.
+struct TNamed {
+  std::string name;
+  std::string description;
+};
+
+struct TColor {
+  std::string keyword;
+  std::string description;
+  std::uint32_t defaultColor;  // 0x00BBGGRR
+};
+
+struct TClass {
+  std::string name;
+  std::string description;
+  std::uint32_t infoWord = 0;
+  const std::uint8_t* smallImage = nullptr;  // icon format; the plug-in's
+  const std::uint8_t* largeImage = nullptr;
+};
+
+// What an instrument of a class answers without any definition.
+struct TClassDescription {
+  std::vector<TNamed> events;
+  std::vector<TNamed> procedures;
+  std::vector<TColor> colors;
+};
+
+struct TPluginPart;
+
+class CPlugin {
+ public:
+  // Null with a message when the file can't be loaded, lacks an export, or
+  // refuses this host's interface number.
+  static std::unique_ptr<CPlugin> Load(const std::string& path, std::string* error);
+  ~CPlugin();
+
+  const std::string& Path() const;
+  const std::string& Name() const;
+  std::uint32_t Version() const;
+  const std::uint8_t* SmallImage() const;
+  const std::uint8_t* LargeImage() const;
+  const std::vector<TClass>& Classes() const;
+  // False with a message when there is no such class or it makes no object.
+  bool Describe(const std::string& className, TClassDescription* description, std::string* error);
+
+  TPluginPart& Part();  // for the runtime itself
+
+ private:
+  CPlugin();
+  std::unique_ptr<TPluginPart> part;
+};
+
+// --- The application ----------------------------------------------------------
+
+struct TReadOptions {
+  std::string path;
+  std::optional<double> period;                                    // seconds, replaces the application's
+  std::optional<double> duration;                                  // seconds
+  std::vector<std::pair<std::string, std::string>> initialValues;  // element name, value
+  std::uint64_t seed = 1;
+  std::function<void(const std::string&)> print;  // a script's output, one line a call
+  bool checkOnly = false;                         // nothing will be run: no parameter file is read, no script either
+};
+
+// Something that went wrong, or is worth saying, while the application runs.
+struct TRunTimeMessage {
+  double time = 0.0;       // seconds since the start
+  std::string instrument;  // empty: the process, the script or the whole
+  std::string text;
+};
+
+// The panes of a regulator, in the order in which it registers its meters.
+enum EPane : std::size_t { kOutputPane = 0, kWishPane = 1, kValuePane = 2 };
+
+struct TPane {
+  double value = 0.0;
+  double rangeFrom = 0.0;
+  double rangeTo = 0.0;
+  bool rangeGiven = false;           // by the definition
+  bool shown = false;                // not disabled
+  std::uint64_t limitedPeriods = 0;  // in which the quantity was cut to the range
+};
+
+// One entry of a definition's text: `keyword = value …;`, `keyword;`.
+struct TDefinitionEntry {
+  std::string block;  // "parameters", "value_section", …; empty at the top
+  std::string keyword;
+  std::string value;     // the text between "=" and ";"
+  std::uint32_t offset;  // of the keyword
+};
+
+struct TInstrumentPart;
+struct TApplicationPart;
+
+class CInstrumentHandle {
+ public:
+  CInstrumentHandle(TApplicationPart* application, std::size_t index);
+
+  const std::string& Name() const;
+  const std::string& ClassName() const;
+  const std::string& Title() const;
+  bool NeedsTiming() const;
+  std::size_t PaneCount() const;  // 3 for a regulator, else 0
+  TPane Pane(std::size_t pane) const;
+  double MeterValue() const;  // of a meter of its own
+  bool IsMeter() const;
+  const std::string& QuantityUnit() const;  // of wish and value, where an expression is a plain element
+  const std::string& OutputUnit() const;
+  std::vector<std::string> Receivers() const;
+  std::vector<TNamed> Events() const;  // that the class offers
+  std::vector<TNamed> Procedures() const;
+  // Calls the procedure `Name__letters` if that name resolves now. Arguments
+  // are numbers (booleans 0 and 1); what it returns replaces them.
+  bool Call(const std::string& procedure, std::vector<double>* arguments) const;
+  std::vector<TDefinitionEntry> Definition() const;
+  std::uint32_t Offset() const;  // of the definition's header
+  const view::CNodeView* View() const;
+
+ private:
+  TInstrumentPart& Part() const;
+  TApplicationPart* application;
+  std::size_t index;
+};
+
+struct TElement {
+  std::string name;
+  std::string unit;
+  std::size_t length = 0;  // 0: single
+  bool isBoolean = false;
+  bool isInteger = false;
+};
+
+class CApplication {
+ public:
+  // Null when something is wrong: the diagnostics then hold at least one error.
+  // They may hold warnings in any case.
+  static std::unique_ptr<CApplication> Read(const TReadOptions& options, CPlugin& plugin,
+                                            std::vector<TDiagnostic>* diagnostics);
+  ~CApplication();
+
+  const std::string& Name() const;
+  double Period() const;    // seconds
+  double Duration() const;  // seconds
+  std::uint64_t PeriodCount() const;
+  std::uint64_t PeriodsDone() const;
+  double Time() const;  // seconds, of the period done last
+
+  // Where run-time messages go; before the first period at the latest.
+  void SetMessageSink(std::function<void(const TRunTimeMessage&)> sink);
+  // Runs one period; false when the duration is over and nothing was done.
+  bool Step();
+  // Ends the run: instruments keep what they have learnt. Once.
+  void End();
+
+  std::size_t ElementCount() const;
+  TElement Element(std::size_t index) const;
+  double ElementValue(std::size_t index, std::size_t item) const;  // booleans 0 and 1
+
+  std::size_t InstrumentCount() const;
+  CInstrumentHandle Instrument(std::size_t index) const;
+  // The place of an offset in the application's text, as a diagnostic.
+  TDiagnostic At(std::uint32_t offset, std::string message) const;
+
+  TApplicationPart& Part();  // for the runtime itself
+
+ private:
+  CApplication();
+  std::unique_ptr<TApplicationPart> part;
+};
+
+// --- The trace ------------------------------------------------------------------
+
+// A further column for each instrument that offers it: the value of one
+// argument of a procedure after the call; empty where the name does not
+// resolve at that moment.
+struct TStateColumn {
+  std::string className;
+  std::string name;
+  std::string procedure;
+  std::size_t argument = 0;
+  std::size_t argumentCount = 1;
+  bool negate = false;
+};
+
+// CSV of RFC 4180: `time`, the data elements in order of declaration, then
+// NAME.wish_value, NAME.value, NAME.output of each instrument with panes
+// (NAME.value of a meter) and its state columns. Numbers are the shortest
+// decimals that read back as the same double.
+class CTrace {
+ public:
+  // Writes the header line. The file stays the caller's.
+  CTrace(CApplication& application, std::vector<TStateColumn> state, std::FILE* file);
+  void WriteRow();
+  // Everything written so far is in the file; false when something was lost.
+  bool Flush();
+
+ private:
+  void Put(double value);
+  void PutState(const CInstrumentHandle& instrument, const TStateColumn& column);
+  void WriteLine();
+
+  CApplication& application;
+  std::vector<std::size_t> lengths;  // of the data elements
+  std::vector<std::pair<std::size_t, TStateColumn>> state;  // by instrument
+  std::FILE* file;
+  std::string row;
+  bool failed = false;
+};
+
+}  // namespace runtime
+
+#endif

@@ -1,0 +1,36 @@
+// Plug-ins with one fault each, chosen at compile time.
+#include <cstdint>
+
+#define EXPORT extern "C" __attribute__((visibility("default")))
+
+EXPORT std::uint32_t Version() { return 1; }
+EXPORT std::uint8_t Check(std::uint32_t capacity, char16_t* message, std::uint32_t, std::uint32_t, std::uint32_t,
+                          std::uint32_t) {
+#ifdef REFUSES_HOST
+  const char16_t text[] = u"too old";
+  for (std::uint32_t i = 0; i <= 7 && i <= capacity; ++i) message[i] = text[i];
+  return 0;
+#else
+  (void)capacity;
+  (void)message;
+  return 1;
+#endif
+}
+EXPORT void GetDLLInfo(std::uint32_t, char16_t* name, const std::uint8_t** small, const std::uint8_t** large,
+                       std::uint8_t* flag) {
+  name[0] = 0;
+  *small = *large = nullptr;
+  *flag = 1;
+}
+EXPORT std::uint8_t GetInstrumentName(std::uint32_t index, std::uint32_t capacity, char16_t* name) {
+  const char16_t text[] = u"pid_regulator";
+  for (std::uint32_t i = 0; i <= 13 && i <= capacity; ++i) name[i] = text[i];
+  return index == 0;
+}
+EXPORT std::uint8_t GetInstrumentInfo(std::uint32_t, const char16_t*, const std::uint8_t**, const std::uint8_t**,
+                                      std::uint32_t*, std::uint32_t, char16_t*) {
+  return 0;
+}
+#ifndef LACKS_EXPORT
+EXPORT void* MakeInstrument(std::uint32_t, const char16_t*) { return nullptr; }
+#endif

@@ -1,0 +1,146 @@
+#include "tests/support.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace tests {
+
+std::string BuildPath(const std::string& name) { return std::string(LOOPBOX_BUILD) + "/" + name; }
+std::string SourcePath(const std::string& name) { return std::string(LOOPBOX_SOURCE) + "/" + name; }
+
+runtime::CPlugin& Plugin() {
+  static std::string error;
+  static const std::unique_ptr<runtime::CPlugin> plugin = runtime::CPlugin::Load(BuildPath("loopbox.so"), &error);
+  if (plugin == nullptr) throw std::runtime_error(error);
+  return *plugin;
+}
+
+CFolder::CFolder() {
+  std::string pattern = std::filesystem::temp_directory_path() / "loopbox-test-XXXXXX";
+  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
+  folder = pattern;
+}
+
+CFolder::~CFolder() {
+  std::error_code ignored;
+  std::filesystem::remove_all(folder, ignored);
+}
+
+std::string CFolder::Path(const std::string& name) const { return folder + "/" + name; }
+
+std::string CFolder::Write(const std::string& name, const std::string& text) const {
+  std::ofstream(Path(name), std::ios::binary) << text;
+  return Path(name);
+}
+
+std::string ReadFile(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream bytes;
+  bytes << file.rdbuf();
+  return bytes.str();
+}
+
+CRun::CRun(const std::string& text, runtime::TReadOptions options) : own(std::make_unique<CFolder>()) {
+  Read(*own, "test.lbx", text, std::move(options));
+}
+
+CRun::CRun(const CFolder& place, const std::string& name, const std::string& text, runtime::TReadOptions options) {
+  Read(place, name, text, std::move(options));
+}
+
+void CRun::Read(const CFolder& place, const std::string& name, const std::string& text,
+                runtime::TReadOptions options) {
+  options.path = place.Write(name, text);
+  options.print = [this](const std::string& line) { printed.push_back(line); };
+  application = runtime::CApplication::Read(options, Plugin(), &diagnostics);
+  if (application == nullptr) return;
+  application->SetMessageSink([this](const runtime::TRunTimeMessage& message) { messages.push_back(message); });
+}
+
+std::string CRun::Diagnostics() const {
+  std::string text;
+  for (runtime::TDiagnostic diagnostic : diagnostics) {
+    if (!diagnostic.path.empty()) diagnostic.path = "FILE";
+    text += runtime::Format(diagnostic);
+  }
+  return text;
+}
+
+void CRun::Steps(std::uint64_t count) {
+  for (std::uint64_t i = 0; i < count; ++i) ASSERT_TRUE(application->Step());
+}
+
+void CRun::ToEnd() {
+  while (application->Step()) {
+  }
+  application->End();
+}
+
+double CRun::Value(const std::string& element, std::size_t item) const {
+  runtime::CDataElements& data = application->Part().data;
+  return data.AsDouble(data.Find(element), static_cast<std::uint32_t>(item));
+}
+
+void CRun::SetValue(const std::string& element, double value, std::size_t item) const {
+  runtime::CDataElements& data = application->Part().data;
+  data.SetFromDouble(data.Find(element), static_cast<std::uint32_t>(item), value);
+}
+
+runtime::CInstrumentHandle CRun::Instrument(const std::string& name) const {
+  return application->Instrument(application->Part().instrumentByName.at(name));
+}
+
+hx_vinst::CInstrument& CRun::Object(const std::string& name) const {
+  runtime::TApplicationPart& part = application->Part();
+  return *part.instruments[part.instrumentByName.at(name)].object;
+}
+
+gaugekit::CMeter& CRun::Meter(const std::string& name, runtime::EPane pane) const {
+  hx_vinst::CInstrument& object = Object(name);
+  if (object.kind == view::kMeter) return static_cast<gaugekit::CMeter&>(object);
+  std::size_t number = 0;
+  for (view::CView* child = object.firstChild; child != nullptr; child = child->next) {
+    if (child->kind == view::kMeter && number++ == pane) return *static_cast<gaugekit::CMeter*>(child);
+  }
+  throw std::runtime_error("no such pane");
+}
+
+std::vector<double> CRun::Call(const std::string& instrument, const std::string& procedure,
+                               std::vector<double> arguments) const {
+  EXPECT_TRUE(Instrument(instrument).Call(procedure, &arguments)) << procedure;
+  return arguments;
+}
+
+std::string CRun::Trace() {
+  char* text = nullptr;
+  std::size_t size = 0;
+  std::FILE* file = open_memstream(&text, &size);
+  runtime::CTrace trace(*application, {}, file);
+  while (application->Step()) trace.WriteRow();
+  application->End();
+  EXPECT_TRUE(trace.Flush());
+  std::fclose(file);
+  std::string result(text, size);
+  free(text);
+  return result;
+}
+
+TOutcome Shell(const std::string& command) {
+  TOutcome outcome{-1, {}};
+  std::FILE* pipe = popen((command + " 2>&1").c_str(), "r");
+  if (pipe == nullptr) return outcome;
+  char buffer[4096];
+  for (std::size_t read = 0; (read = fread(buffer, 1, sizeof buffer, pipe)) > 0;) outcome.output.append(buffer, read);
+  const int status = pclose(pipe);
+  outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  return outcome;
+}
+
+TOutcome Loopbox(const std::string& arguments) { return Shell(BuildPath("loopbox") + " " + arguments); }
+
+}  // namespace tests

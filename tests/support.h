@@ -1,0 +1,83 @@
+// What the tests share: a loaded plug-in, applications from text, and single
+// instruments driven by hand.
+#ifndef LOOPBOX_TESTS_SUPPORT_H
+#define LOOPBOX_TESTS_SUPPORT_H
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/gaugekit.h"
+#include "runtime/application_part.h"
+#include "runtime/runtime.h"
+
+namespace tests {
+
+std::string BuildPath(const std::string& name);   // in the build folder
+std::string SourcePath(const std::string& name);  // in the tree
+runtime::CPlugin& Plugin();                       // loopbox.so, loaded once
+
+// A folder that goes with the object.
+class CFolder {
+ public:
+  CFolder();
+  ~CFolder();
+  std::string Path(const std::string& name) const;
+  std::string Write(const std::string& name, const std::string& text) const;  // yields its path
+
+ private:
+  std::string folder;
+};
+
+std::string ReadFile(const std::string& path);
+
+// An application from text, in a folder of its own, with what it reports.
+class CRun {
+ public:
+  explicit CRun(const std::string& text, runtime::TReadOptions options = {});
+  // In that folder, as NAME.
+  CRun(const CFolder& place, const std::string& name, const std::string& text, runtime::TReadOptions options = {});
+
+  bool IsRead() const { return application != nullptr; }
+  // The diagnostics as the program prints them, "FILE" for the path.
+  std::string Diagnostics() const;
+  runtime::CApplication& operator*() const { return *application; }
+  runtime::CApplication* operator->() const { return application.get(); }
+
+  void Steps(std::uint64_t count);
+  void ToEnd();  // all periods and the end
+  double Value(const std::string& element, std::size_t item = 0) const;
+  void SetValue(const std::string& element, double value, std::size_t item = 0) const;
+  runtime::CInstrumentHandle Instrument(const std::string& name) const;
+  hx_vinst::CInstrument& Object(const std::string& name) const;
+  // The meters of a regulator by pane, or the meter itself.
+  gaugekit::CMeter& Meter(const std::string& name, runtime::EPane pane = runtime::kOutputPane) const;
+  // Calls a procedure by its identifier name; fails the test when it fails.
+  std::vector<double> Call(const std::string& instrument, const std::string& procedure,
+                           std::vector<double> arguments) const;
+  std::string Trace();  // of the whole run, CSV
+
+  std::vector<runtime::TRunTimeMessage> messages;
+  std::vector<std::string> printed;
+  std::vector<runtime::TDiagnostic> diagnostics;
+
+ private:
+  void Read(const CFolder& place, const std::string& name, const std::string& text, runtime::TReadOptions options);
+
+  std::unique_ptr<CFolder> own;
+  std::unique_ptr<runtime::CApplication> application;
+};
+
+// Runs a command line by the shell; yields its exit status.
+struct TOutcome {
+  int status;
+  std::string output;  // standard output and error together
+};
+TOutcome Shell(const std::string& command);
+// The program with these arguments.
+TOutcome Loopbox(const std::string& arguments);
+
+}  // namespace tests
+
+#endif

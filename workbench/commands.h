@@ -1,0 +1,47 @@
+// The commands of the program `loopbox`. Each takes what the command line gave,
+// and returns the program's exit status.
+#ifndef LOOPBOX_WORKBENCH_COMMANDS_H
+#define LOOPBOX_WORKBENCH_COMMANDS_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace workbench {
+
+constexpr char kProgramVersion[] = "1.4";
+
+enum EExit : int {
+  kDone = 0,
+  kApplicationWrong = 1,  // or could not be run
+  kCommandLineWrong = 2,
+  kRunTimeErrors = 3,  // were reported
+  kInterrupted = 130,
+};
+
+constexpr char kStandardOutput[] = "-";  // as the name of a trace
+
+struct TRunOptions {
+  std::string file;
+  std::string plugin;              // empty: the one beside the program
+  std::optional<double> period;    // seconds
+  std::optional<double> duration;  // seconds
+  std::vector<std::pair<std::string, std::string>> initialValues;
+  std::uint64_t seed = 1;
+  bool realtime = false;
+  std::string trace;  // empty: none
+  bool traceState = false;
+  std::uint64_t every = 1;  // periods a row
+  bool quiet = false;
+};
+
+int Run(const TRunOptions& options);
+int Check(const std::string& file, const std::string& plugin);
+int ListClasses(const std::string& plugin);
+int DescribeClass(const std::string& className, const std::string& plugin);
+
+}  // namespace workbench
+
+#endif

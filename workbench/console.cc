@@ -1,0 +1,74 @@
+#include "workbench/console.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+
+#include "workbench/text.h"
+
+namespace workbench {
+namespace {
+
+constexpr std::chrono::milliseconds kProgressDelay(500);
+constexpr std::chrono::milliseconds kProgressInterval(100);
+
+void Put(const std::string& text) { std::fputs(text.c_str(), stderr); }
+
+}  // namespace
+
+void PrintError(const std::string& message) { Put("loopbox: " + message + "\n"); }
+
+void PrintDiagnostics(const std::vector<runtime::TDiagnostic>& diagnostics) {
+  for (const auto& diagnostic : diagnostics) Put(runtime::Format(diagnostic));
+}
+
+std::uint64_t CountOf(const std::vector<runtime::TDiagnostic>& diagnostics, runtime::TDiagnostic::EKind kind) {
+  return static_cast<std::uint64_t>(std::count_if(diagnostics.begin(), diagnostics.end(),
+                                                  [kind](const auto& diagnostic) { return diagnostic.kind == kind; }));
+}
+
+CRunConsole::CRunConsole(bool progress)
+    : showProgress(progress && isatty(STDERR_FILENO) != 0), nextProgress(TClock::now() + kProgressDelay) {}
+
+void CRunConsole::Note(double time, const std::string& instrument, const std::string& text) {
+  EraseProgress();
+  Put("t=" + Seconds(time) + " s  " + (instrument.empty() ? "" : instrument + ": ") + text + "\n");
+}
+
+void CRunConsole::RunTimeMessage(const runtime::TRunTimeMessage& message) {
+  if (++reported[message.instrument] <= kMessagesShown) Note(message.time, message.instrument, message.text);
+}
+
+void CRunConsole::FinishMessages() {
+  EraseProgress();
+  for (const auto& [instrument, count] : reported) {
+    if (count > kMessagesShown)
+      Put((instrument.empty() ? "" : instrument + ": ") + "… " + std::to_string(count - kMessagesShown) + " more\n");
+  }
+}
+
+void CRunConsole::Print(const std::string& line, std::FILE* file) {
+  EraseProgress();
+  std::fputs((line + "\n").c_str(), file);
+}
+
+void CRunConsole::Progress(double time, double duration) {
+  if (!showProgress) return;
+  const auto now = TClock::now();
+  if (now < nextProgress) return;
+  nextProgress = now + kProgressInterval;
+  const double share = duration > 0.0 ? std::clamp(time / duration, 0.0, 1.0) : 1.0;
+  std::fprintf(stderr, "\r\033[K%3d %%  t=%s s of %s s", static_cast<int>(share * 100.0), Seconds(time).c_str(),
+               Seconds(duration).c_str());
+  std::fflush(stderr);
+  progressShown = true;
+}
+
+void CRunConsole::EraseProgress() {
+  if (!progressShown) return;
+  Put("\r\033[K");
+  progressShown = false;
+}
+
+}  // namespace workbench

@@ -1,0 +1,134 @@
+// The program `loopbox`: its command line.
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "workbench/commands.h"
+#include "workbench/console.h"
+
+namespace {
+
+using workbench::TRunOptions;
+
+// Refuses what is no finite number of at least `minimum`.
+CLI::Validator AtLeast(double minimum, const char* what) {
+  return {[minimum, what](std::string& text) {
+            char* end = nullptr;
+            const double value = std::strtod(text.c_str(), &end);
+            if (end != text.c_str() && *end == 0 && std::isfinite(value) && value >= minimum) return std::string();
+            return std::string("expected ") + what + ", found \"" + text + "\"";
+          },
+          ""};
+}
+
+// Refuses what is no whole number of at least `minimum`.
+CLI::Validator Whole(std::uint64_t minimum) {
+  return {[minimum](std::string& text) {
+            std::uint64_t value = 0;
+            const auto [end, status] = std::from_chars(text.data(), text.data() + text.size(), value);
+            if (status == std::errc() && end == text.data() + text.size() && value >= minimum) return std::string();
+            return "expected a whole number of at least " + std::to_string(minimum) + ", found \"" + text + "\"";
+          },
+          ""};
+}
+
+// A name, "=", and a value of any kind.
+CLI::Validator Assignment() {
+  return {[](std::string& text) {
+            const std::size_t equal = text.find('=');
+            if (equal != std::string::npos && equal != 0) return std::string();
+            return "expected NAME=VALUE, found \"" + text + "\"";
+          },
+          ""};
+}
+
+void AddPlugin(CLI::App* command, std::string* plugin) {
+  command->add_option("--plugin", *plugin, "The plug-in (default: loopbox.so beside the program)")->type_name("PATH");
+}
+
+void AddRun(CLI::App* command, TRunOptions* run, std::vector<std::string>* assignments) {
+  command->add_option("FILE", run->file, "The application")->required()->type_name("");
+  command->add_option("--period", run->period, "Seconds between periods, instead of the application's")
+      ->type_name("S")
+      ->check(AtLeast(0.001, "a number of seconds of at least 0.001"));
+  command->add_option("--duration", run->duration, "Simulated seconds, instead of the application's")
+      ->type_name("S")
+      ->check(AtLeast(0.0, "a number of seconds"));
+  command->add_option("--set", *assignments, "The initial value of a data element; may be repeated")
+      ->type_name("NAME=VALUE")
+      ->allow_extra_args(false)
+      ->check(Assignment());
+  command->add_option("--seed", run->seed, "What random numbers start from (default: 1)")
+      ->type_name("N")
+      ->check(Whole(0));
+  command->add_flag("--realtime", run->realtime, "Wait for the wall clock in each period");
+  CLI::Option* trace = command->add_option("--trace", run->trace, "Write a trace as CSV; - is standard output")
+                           ->type_name("FILE")
+                           ->check([](const std::string& name) {
+                             return name.empty() ? std::string("expected a file's name") : std::string();
+                           });
+  command->add_flag("--trace-state", run->traceState, "Trace what regulators have learnt as well")->needs(trace);
+  command->add_option("--every", run->every, "A row of the trace each N periods (default: 1)")
+      ->type_name("N")
+      ->needs(trace)
+      ->check(Whole(1));
+  AddPlugin(command, &run->plugin);
+  command->add_flag("--quiet", run->quiet, "Only errors; no summary, notes or progress");
+}
+
+int Main(int argumentCount, char** arguments) {
+  CLI::App program("Loopbox: industrial regulators and the process that they regulate, period by period.", "loopbox");
+  program.set_version_flag("--version", std::string("loopbox ") + workbench::kProgramVersion);
+  program.require_subcommand(0, 1);
+
+  TRunOptions run;
+  std::vector<std::string> assignments;
+  std::string file;
+  std::string className;
+  std::string plugin;
+
+  CLI::App* runCommand = program.add_subcommand("run", "Run an application");
+  AddRun(runCommand, &run, &assignments);
+  CLI::App* checkCommand = program.add_subcommand("check", "Say what is wrong with an application, or worth knowing");
+  checkCommand->add_option("FILE", file, "The application")->required()->type_name("");
+  AddPlugin(checkCommand, &plugin);
+  CLI::App* classesCommand = program.add_subcommand("classes", "Say what the plug-in offers");
+  AddPlugin(classesCommand, &plugin);
+  CLI::App* describeCommand = program.add_subcommand("describe", "Say what a class offers, and its keywords");
+  describeCommand->add_option("CLASS", className, "The class")->required()->type_name("");
+  AddPlugin(describeCommand, &plugin);
+
+  try {
+    program.parse(argumentCount, arguments);
+  } catch (const CLI::ParseError& error) {
+    return program.exit(error) == 0 ? workbench::kDone : workbench::kCommandLineWrong;
+  }
+  for (const std::string& assignment : assignments) {
+    const std::size_t equal = assignment.find('=');
+    run.initialValues.emplace_back(assignment.substr(0, equal), assignment.substr(equal + 1));
+  }
+  if (runCommand->parsed()) return workbench::Run(run);
+  if (checkCommand->parsed()) return workbench::Check(file, plugin);
+  if (classesCommand->parsed()) return workbench::ListClasses(plugin);
+  if (describeCommand->parsed()) return workbench::DescribeClass(className, plugin);
+  std::fputs(program.help().c_str(), stderr);
+  return workbench::kCommandLineWrong;
+}
+
+}  // namespace
+
+int main(int argumentCount, char** arguments) {
+  try {
+    return Main(argumentCount, arguments);
+  } catch (const std::exception& error) {
+    workbench::PrintError(error.what());
+    return workbench::kApplicationWrong;
+  }
+}

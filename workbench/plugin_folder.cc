@@ -1,0 +1,43 @@
+#include "workbench/plugin_folder.h"
+
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "workbench/console.h"
+
+namespace workbench {
+namespace {
+
+constexpr char kPluginName[] = "loopbox.so";
+constexpr char kReferenceEnding[] = ".ref";
+
+std::filesystem::path BesideProgram(const char* name) {
+  std::error_code error;
+  const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
+  return error ? std::filesystem::path(name) : program.parent_path() / name;
+}
+
+}  // namespace
+
+std::unique_ptr<runtime::CPlugin> LoadPlugin(const std::string& path) {
+  std::string error;
+  auto plugin = runtime::CPlugin::Load(path.empty() ? BesideProgram(kPluginName).string() : path, &error);
+  if (!plugin) PrintError(error);
+  return plugin;
+}
+
+bool LoadReferences(const runtime::CPlugin& plugin, TReferences* references, std::string* error) {
+  const std::filesystem::path folder = std::filesystem::path(plugin.Path()).parent_path();
+  for (const runtime::TClass& item : plugin.Classes()) {
+    const std::filesystem::path path = folder / (item.name + kReferenceEnding);
+    std::error_code missing;
+    if (!std::filesystem::exists(path, missing)) continue;
+    CReference reference;
+    if (!CReference::Load(path.string(), &reference, error)) return false;
+    references->emplace(item.name, std::move(reference));
+  }
+  return true;
+}
+
+}  // namespace workbench

@@ -1,0 +1,191 @@
+#include "workbench/reference.h"
+
+#include <charconv>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <utility>
+
+#include "workbench/text.h"
+
+namespace workbench {
+namespace {
+
+bool Unsigned(const std::string& text, std::size_t* value) {
+  const auto [end, status] = std::from_chars(text.data(), text.data() + text.size(), *value);
+  return status == std::errc() && end == text.data() + text.size();
+}
+
+// Numbers are compared as such, so that 1 and 1.0 are the same.
+bool SameValue(const std::string& left, const std::string& right) {
+  if (left == right) return true;
+  char* leftEnd = nullptr;
+  char* rightEnd = nullptr;
+  const double leftNumber = std::strtod(left.c_str(), &leftEnd);
+  const double rightNumber = std::strtod(right.c_str(), &rightEnd);
+  return !left.empty() && !right.empty() && *leftEnd == 0 && *rightEnd == 0 && leftNumber == rightNumber;
+}
+
+bool ReadTerm(std::string_view text, TTerm* term) {
+  const std::size_t equal = text.find('=');
+  std::string_view name = text;
+  term->test = TTerm::kGiven;
+  if (equal != std::string_view::npos) {
+    const bool unequal = equal > 0 && text[equal - 1] == '!';
+    term->test = unequal ? TTerm::kUnequal : TTerm::kEqual;
+    term->value = Trim(text.substr(equal + 1));
+    name = text.substr(0, unequal ? equal - 1 : equal);
+    if (term->value.empty()) return false;
+  } else if (text.starts_with('!')) {
+    term->test = TTerm::kNotGiven;
+    name.remove_prefix(1);
+  }
+  name = Trim(name);
+  if (const std::size_t dot = name.find('.'); dot != std::string_view::npos) {
+    term->block = name.substr(0, dot);
+    name.remove_prefix(dot + 1);
+  }
+  term->keyword = name;
+  return !name.empty();
+}
+
+// The last entry is the one that counts.
+const runtime::TDefinitionEntry* Find(const std::vector<runtime::TDefinitionEntry>& definition, const TTerm& term) {
+  for (auto entry = definition.rbegin(); entry != definition.rend(); ++entry) {
+    if (entry->keyword == term.keyword && (term.block.empty() || entry->block == term.block)) return &*entry;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+bool CReference::Load(const std::string& path, CReference* reference, std::string* error) {
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream text;
+  if (file) text << file.rdbuf();
+  if (!file || !text) {
+    *error = path + ": the reference of the class can't be read";
+    return false;
+  }
+  return FromText(path, text.str(), reference, error);
+}
+
+bool CReference::FromText(const std::string& path, std::string_view text, CReference* reference, std::string* error) {
+  CReference read;
+  std::string section;
+  std::size_t number = 0;
+  for (const std::string& line : Split(text, '\n')) {
+    ++number;
+    std::string message;
+    if (line.empty() || line.front() == '#') continue;
+    if (line.front() == '[' && line.back() == ']') {
+      section = Trim(std::string_view(line).substr(1, line.size() - 2));
+    } else if (!read.AddLine(section, line, &message)) {
+      *error = path + ":" + std::to_string(number) + ": " + message;
+      return false;
+    }
+  }
+  *reference = std::move(read);
+  return true;
+}
+
+bool CReference::AddLine(const std::string& section, std::string_view line, std::string* error) {
+  if (section == "notes") return AddNote(line, error);
+  if (section == "state") return AddState(line, error);
+  if (section == "band") return AddBand(line, error);
+  return AddKeyword(section, line, error);
+}
+
+bool CReference::AddKeyword(const std::string& section, std::string_view line, std::string* error) {
+  std::vector<std::string> field = Split(line, '|', 5);
+  if (field.size() != 5 || field[0].empty()) {
+    *error = "expected keyword | type | default | example entry | meaning";
+    return false;
+  }
+  keywords.push_back({section, std::move(field[0]), std::move(field[1]), std::move(field[2]), std::move(field[3]),
+                      std::move(field[4])});
+  return true;
+}
+
+bool CReference::AddNote(std::string_view line, std::string* error) {
+  std::vector<std::string> field = Split(line, '|', 3);
+  if (field.size() != 3 || (field[0] != "note" && field[0] != "warning") || field[2].empty()) {
+    *error = "expected note or warning | condition | text";
+    return false;
+  }
+  TNote note{field[0] == "warning", {}, std::move(field[2])};
+  if (!field[1].empty()) {
+    for (const std::string& text : Split(field[1], '&')) {
+      TTerm term;
+      if (!ReadTerm(text, &term)) {
+        *error = "expected keyword, !keyword, keyword = value or keyword != value, found \"" + text + "\"";
+        return false;
+      }
+      note.condition.push_back(std::move(term));
+    }
+  }
+  notes.push_back(std::move(note));
+  return true;
+}
+
+bool CReference::AddState(std::string_view line, std::string* error) {
+  const std::vector<std::string> field = Split(line, '|');
+  runtime::TStateColumn column;
+  if (field.size() != 5 || field[0].empty() || field[1].empty() || !Unsigned(field[2], &column.argument) ||
+      !Unsigned(field[3], &column.argumentCount) || column.argument >= column.argumentCount ||
+      (field[4] != "+" && field[4] != "-")) {
+    *error = "expected column | procedure | argument index | argument count | + or -";
+    return false;
+  }
+  column.name = field[0];
+  column.procedure = field[1];
+  column.negate = field[4] == "-";
+  state.push_back(std::move(column));
+  return true;
+}
+
+bool CReference::AddBand(std::string_view line, std::string* error) {
+  const std::vector<std::string> field = Split(line, '|');
+  if (field.size() != 2 || (field[0] != "plus" && field[0] != "minus") || field[1].empty()) {
+    *error = "expected plus or minus | procedure";
+    return false;
+  }
+  (field[0] == "plus" ? band.plus : band.minus) = field[1];
+  return true;
+}
+
+std::string_view CReference::Default(const TTerm& term) const {
+  for (const TKeyword& keyword : keywords) {
+    if (keyword.keyword == term.keyword && (term.block.empty() || keyword.section == term.block))
+      return keyword.defaultValue;
+  }
+  return {};
+}
+
+std::vector<TFinding> CReference::Findings(const std::vector<runtime::TDefinitionEntry>& definition) const {
+  std::vector<TFinding> findings;
+  for (const TNote& note : notes) {
+    bool holds = true;
+    // The place is that of the last keyword whose being given is asked for,
+    // else of the last one that was given.
+    std::optional<std::uint32_t> askedFor;
+    std::optional<std::uint32_t> compared;
+    for (const TTerm& term : note.condition) {
+      const runtime::TDefinitionEntry* entry = Find(definition, term);
+      if (term.test == TTerm::kGiven || term.test == TTerm::kNotGiven) {
+        holds = (entry != nullptr) == (term.test == TTerm::kGiven);
+        if (entry != nullptr) askedFor = entry->offset;
+      } else {
+        std::string value(entry != nullptr ? Trim(entry->value) : Default(term));
+        if (entry != nullptr && value.empty()) value = "true";  // `keyword;` switches on
+        holds = SameValue(value, term.value) == (term.test == TTerm::kEqual);
+        if (entry != nullptr) compared = entry->offset;
+      }
+      if (!holds) break;
+    }
+    if (holds) findings.push_back({&note, askedFor ? askedFor : compared});
+  }
+  return findings;
+}
+
+}  // namespace workbench

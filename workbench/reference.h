@@ -1,0 +1,95 @@
+// The reference file of a class, `CLASS.ref`, which stands beside the plug-in:
+// the keywords of the class, and what the program must know of the class that
+// its instruments don't tell. Lines are fields between `|`; a line that starts
+// with `#` is a comment; a `[section]` line says what the lines after it are:
+//
+//   [notes]  severity | condition | text
+//            severity `note` or `warning`. The condition is terms joined by
+//            `&`: `keyword = value`, `keyword != value`, `keyword` (was
+//            given), `!keyword` (was not); empty: always. A keyword that was
+//            not given has its default's value; `block.keyword` names that of
+//            one block alone.
+//   [state]  column | procedure | argument index | argument count | sign
+//            further columns of a trace; sign `+` or `-`.
+//   [band]   plus | procedure   and   minus | procedure
+//            what answers how far the value may stray from the wish.
+//   others   keyword | type | default | example entry | meaning
+#ifndef LOOPBOX_WORKBENCH_REFERENCE_H
+#define LOOPBOX_WORKBENCH_REFERENCE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "runtime/runtime.h"
+
+namespace workbench {
+
+struct TKeyword {
+  std::string section;
+  std::string keyword;
+  std::string type;
+  std::string defaultValue;
+  std::string example;
+  std::string meaning;
+};
+
+struct TTerm {
+  enum ETest { kGiven, kNotGiven, kEqual, kUnequal };
+  ETest test;
+  std::string block;  // empty: any
+  std::string keyword;
+  std::string value;
+};
+
+struct TNote {
+  bool warning;
+  std::vector<TTerm> condition;
+  std::string text;
+};
+
+// A note that holds for a definition.
+struct TFinding {
+  const TNote* note;
+  std::optional<std::uint32_t> offset;  // of what it is about; none: the whole definition
+};
+
+struct TBandProcedures {
+  std::string plus;
+  std::string minus;
+};
+
+class CReference {
+ public:
+  // False with a message that names the file, and the line when that is wrong.
+  static bool Load(const std::string& path, CReference* reference, std::string* error);
+  static bool FromText(const std::string& path, std::string_view text, CReference* reference, std::string* error);
+
+  const std::vector<TKeyword>& Keywords() const { return keywords; }
+  // The state columns, ready but for the name of the class.
+  const std::vector<runtime::TStateColumn>& State() const { return state; }
+  // Empty names when the class has no band.
+  const TBandProcedures& Band() const { return band; }
+  // The notes whose condition holds, in the file's order.
+  std::vector<TFinding> Findings(const std::vector<runtime::TDefinitionEntry>& definition) const;
+
+ private:
+  bool AddLine(const std::string& section, std::string_view line, std::string* error);
+  bool AddKeyword(const std::string& section, std::string_view line, std::string* error);
+  bool AddNote(std::string_view line, std::string* error);
+  bool AddState(std::string_view line, std::string* error);
+  bool AddBand(std::string_view line, std::string* error);
+  std::string_view Default(const TTerm& term) const;
+
+  std::vector<TKeyword> keywords;
+  std::vector<TNote> notes;
+  std::vector<runtime::TStateColumn> state;
+  TBandProcedures band;
+};
+
+}  // namespace workbench
+
+#endif

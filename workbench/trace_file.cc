@@ -1,0 +1,72 @@
+#include "workbench/trace_file.h"
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "workbench/commands.h"
+
+namespace workbench {
+namespace {
+
+constexpr std::size_t kBufferSize = std::size_t{1} << 20;
+
+std::string ErrorText() { return errno != 0 ? std::string(": ") + std::strerror(errno) : std::string(); }
+
+}  // namespace
+
+CTraceFile::~CTraceFile() {
+  trace.reset();
+  if (file != nullptr && file != stdout) std::fclose(file);
+}
+
+bool CTraceFile::Open(const std::string& name, const std::vector<std::string>& files,
+                      runtime::CApplication& application, std::vector<runtime::TStateColumn> state,
+                      std::string* error) {
+  if (name == kStandardOutput) {
+    shownName = "standard output";
+    file = stdout;
+  } else {
+    shownName = name;
+    for (const std::string& kept : files) {
+      std::error_code missing;
+      if (std::filesystem::equivalent(name, kept, missing)) {
+        *error = name + ": the trace would overwrite a file that the run reads; name another one";
+        return false;
+      }
+    }
+    errno = 0;
+    file = std::fopen(name.c_str(), "wb");
+    if (file == nullptr) {
+      *error = name + ": the trace can't be written" + ErrorText();
+      return false;
+    }
+    buffer.resize(kBufferSize);
+    std::setvbuf(file, buffer.data(), _IOFBF, buffer.size());
+  }
+  trace.emplace(application, std::move(state), file);
+  return true;
+}
+
+std::string CTraceFile::Loss() const { return shownName + ": the trace is not complete" + ErrorText(); }
+
+bool CTraceFile::Flush(std::string* error) {
+  errno = 0;
+  if (trace->Flush() && !Failed()) return true;
+  *error = Loss();
+  return false;
+}
+
+bool CTraceFile::Close(std::string* error) {
+  const bool flushed = Flush(error);
+  trace.reset();
+  if (file == stdout) return flushed;
+  errno = 0;
+  const bool closed = std::fclose(std::exchange(file, nullptr)) == 0;
+  if (flushed && !closed) *error = Loss();
+  return flushed && closed;
+}
+
+}  // namespace workbench

@@ -1,0 +1,45 @@
+// The file that a trace goes to.
+#ifndef LOOPBOX_WORKBENCH_TRACE_FILE_H
+#define LOOPBOX_WORKBENCH_TRACE_FILE_H
+
+#include <cstdio>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "runtime/runtime.h"
+
+namespace workbench {
+
+class CTraceFile {
+ public:
+  CTraceFile() = default;
+  ~CTraceFile();
+  CTraceFile(const CTraceFile&) = delete;
+  CTraceFile& operator=(const CTraceFile&) = delete;
+
+  // Writes the header. `name` may be kStandardOutput; it may not be one of
+  // the files that must stay. False with a message.
+  bool Open(const std::string& name, const std::vector<std::string>& files, runtime::CApplication& application,
+            std::vector<runtime::TStateColumn> state, std::string* error);
+  bool IsOpen() const { return trace.has_value(); }
+  void WriteRow() { trace->WriteRow(); }
+  // Everything so far is in the file.
+  bool Flush(std::string* error);
+  // True when a row was lost: no more can be written.
+  bool Failed() const { return std::ferror(file) != 0; }
+  // Flush, and close a file that was opened.
+  bool Close(std::string* error);
+
+ private:
+  std::string Loss() const;
+
+  std::string shownName;
+  std::FILE* file = nullptr;
+  std::vector<char> buffer;
+  std::optional<runtime::CTrace> trace;
+};
+
+}  // namespace workbench
+
+#endif
