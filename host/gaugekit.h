@@ -155,6 +155,15 @@ class CMeter final : public hx_vinst::CInstrument {
   CLimitLabel lowLabel;
   CLimitLabel highLabel;
   hx_expr::TExprTreeRecord* expression;  // of a meter of its own; owned
+  // Whether a painter draws the history buffer, and as of which change of the
+  // painters: only then is it shifted.
+  std::uint32_t drawnAsOf;
+  std::uint8_t drawn;
+
+ private:
+  bool IsDrawn();
+  void ResizeBuffer();
+  void UpdateLabels();
 };
 
 void Init_();

@@ -33,8 +33,8 @@ constexpr std::uint8_t kTransparent = 1;
 constexpr std::uint32_t kCentred = 0x8;
 
 // Pixels.
-constexpr std::int32_t kMargin = 30;   // of a description, on each side
-constexpr std::int32_t kReserve = 70;  // of a pane's width that a description leaves free
+constexpr std::int64_t kMargin = 30;   // of a description, on each side
+constexpr std::int64_t kReserve = 70;  // of a pane's width that a description leaves free
 constexpr std::int32_t kTextTop = 1;
 constexpr std::int32_t kHiddenWidth = 1;  // a third pane of at most this width is hidden
 

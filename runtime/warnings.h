@@ -10,8 +10,7 @@
 namespace runtime {
 
 // Reports a warning at a mark of the text being read; kNoMark: at the
-// instrument's header. The message is Czech, UTF-8, and the key of its
-// translation.
+// instrument's header.
 void WarnAtMark(hx_main::TContext* context, std::uint32_t mark, std::string_view message);
 
 }  // namespace runtime

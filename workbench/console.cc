@@ -13,7 +13,11 @@ namespace {
 constexpr std::chrono::milliseconds kProgressDelay(500);
 constexpr std::chrono::milliseconds kProgressInterval(100);
 
-void Put(const std::string& text) { std::fputs(text.c_str(), stderr); }
+// What went to standard output before comes first, where both are one terminal.
+void Put(const std::string& text) {
+  std::fflush(stdout);
+  std::fputs(text.c_str(), stderr);
+}
 
 }  // namespace
 

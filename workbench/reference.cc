@@ -1,5 +1,6 @@
 #include "workbench/reference.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdlib>
 #include <fstream>
@@ -156,7 +157,9 @@ bool CReference::AddBand(std::string_view line, std::string* error) {
 
 std::string_view CReference::Default(const TTerm& term) const {
   for (const TKeyword& keyword : keywords) {
-    if (keyword.keyword == term.keyword && (term.block.empty() || keyword.section == term.block))
+    if (keyword.keyword != term.keyword) continue;
+    const std::vector<std::string> blocks = Split(keyword.section, ' ');  // a section may serve several
+    if (term.block.empty() || std::find(blocks.begin(), blocks.end(), term.block) != blocks.end())
       return keyword.defaultValue;
   }
   return {};

@@ -90,7 +90,13 @@ int Run(const TRunOptions& options) {
   CTraceFile trace;
   if (!options.trace.empty()) {
     std::vector<runtime::TStateColumn> state;
-    if (options.traceState) state = StateColumns(references);
+    if (options.traceState) {
+      state = StateColumns(references);
+      if (state.empty()) {
+        PrintError("--trace-state: no reference file beside the plug-in names state columns");
+        return kApplicationWrong;
+      }
+    }
     if (!trace.Open(options.trace, {options.file, plugin->Path()}, *application, std::move(state), &error)) {
       PrintError(error);
       return kApplicationWrong;
