@@ -78,7 +78,7 @@ void CApplication::End() {
   KeepLearnt(*part, vcore::kKeepAtEnd);
 }
 
-std::size_t CApplication::ElementCount() const { return static_cast<std::size_t>(part->data.Count()); }
+std::size_t CApplication::ElementCount() const { return static_cast<std::size_t>(part->declaredCount); }
 
 TElement CApplication::Element(std::size_t index) const {
   const TDataElement& element = part->data[static_cast<std::int32_t>(index)];

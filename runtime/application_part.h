@@ -92,7 +92,8 @@ struct TApplicationPart {
   std::uint64_t periodsDone = 0;
   bool ended = false;
 
-  CDataElements data;
+  CDataElements data;  // those of the data blocks first, then the process's own
+  std::int32_t declaredCount = 0;  // of the data blocks
   CExpressions expressions;
   CProcess process;
   runtime::CScript* script = nullptr;  // owned; null without a script block

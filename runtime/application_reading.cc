@@ -41,6 +41,13 @@ class CApplicationReader {
   void Read() {
     Guarded([this] { ReadBlocks(); });
     if (application.HasErrors()) return;
+    application.declaredCount = application.data.Count();
+    for (const TBlock& block : later.processes) {
+      Guarded([&] {
+        lexer.Seek(block.begin);
+        application.process.DeclareIntermediates(lexer);
+      });
+    }
     Guarded([this] { CheckNames(); });
     SetInitialValues();
     Guarded([this] { SettleTimes(); });
@@ -200,7 +207,7 @@ class CApplicationReader {
       return "expected NAME=VALUE or NAME[INDEX]=VALUE";
     }
     const std::int32_t element = application.data.Find(target.substr(0, bracket));
-    if (element < 0) return "there is no such data element";
+    if (element < 0 || element >= application.declaredCount) return "there is no such data element";
     const TDataElement& found = application.data[element];
     if (indexed != found.isArray) return found.isArray ? "an array needs an index" : "it is no array";
     if (index >= found.count) return "the index is out of range";

@@ -63,8 +63,12 @@ class CProcess {
   // Both stay the caller's and outlive the process.
   CProcess(CDataElements& data, CExpressions& shared) : elements(data), expressions(shared) {}
 
+  // Goes through a block from behind its keyword `process` and declares the
+  // names of its algebraic lines that no data block declares: reals that are
+  // known to the application but not traced.
+  void DeclareIntermediates(CLexer& lexer);
   // Reads a block from behind its keyword `process` through `end_process;`,
-  // when all data elements have been declared. Lines are
+  // when all names have been declared. Lines are
   //   substeps = COUNT;             at most once in all blocks
   //   NAME = EXPRESSION;            NAME a real or a boolean
   //   NAME = delay(EXPRESSION, SECONDS);

@@ -5,6 +5,18 @@
 
 namespace runtime {
 
+void CProcess::DeclareIntermediates(CLexer& lexer) {
+  for (;;) {
+    const TLexeme name = lexer.Next();
+    if (name.kind == ELexeme::kEnd || name.Is("end_process")) return;
+    if (name.kind == ELexeme::kIdentifier && !name.Is("substeps") && lexer.Peek().Is("=") &&
+        elements.Find(name.text) < 0) {
+      elements.Declare(name.text, EType::kReal, 0, "", name.offset);
+    }
+    while (lexer.Peek().kind != ELexeme::kEnd && !lexer.TakeIf(";")) lexer.Skip();
+  }
+}
+
 void CProcess::ReadProcessBlock(CLexer& lexer) {
   while (!lexer.TakeIf("end_process")) ReadLine(lexer);
   lexer.Expect(";");
