@@ -13,8 +13,8 @@ namespace runtime {
 
 namespace {
 
-constexpr int kHookInterval = 1000;           // instructions
-constexpr std::int64_t kBytesPerWork = 16;    // allocated, for one instruction of work
+constexpr int kHookInterval = 1000;             // instructions
+constexpr std::int64_t kBytesPerWork = 16;      // allocated, for one instruction of work
 constexpr std::int64_t kRefusalWork = 100'000;  // a refused block costs a whole collection
 constexpr char kChunkPrefix[] = "script:";
 constexpr char kTooLong[] = "the script ran too long";
@@ -134,8 +134,9 @@ bool Run(TScriptPart& part, int arguments, int results) {
   lua_State* lua = part.state;
   const int function = lua_gettop(lua) - arguments;
   part.line = 0;
-  if (part.depth >= kMaximumDepth || !lua_checkstack(lua, 4)) {
-    SetMessage(part, "event procedures call one another too deeply");
+  const bool tooDeep = part.depth >= kMaximumDepth;
+  if (tooDeep || !lua_checkstack(lua, 4)) {
+    SetMessage(part, tooDeep ? "event procedures call one another too deeply" : kNoMemory);
     lua_settop(lua, function - 1);
     return false;
   }

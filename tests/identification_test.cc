@@ -7,7 +7,9 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <iterator>
+#include <numeric>
 #include <random>
 #include <string>
 
@@ -117,6 +119,16 @@ TOutcome Experiment(int type, const TPlant& plant, double noise, int steps) {
   return outcome;
 }
 
+TOutcome PrintedExperiment(int type, const TPlant& plant, double noise, int steps) {
+  const TOutcome outcome = Experiment(type, plant, noise, steps);
+  const TPidState& s = outcome.s;
+  std::printf("%4d %-13s %5.1f %6d", type, plant.name, noise, steps);
+  const double pairs[][2] = {{plant.a1, s.a1}, {plant.a2, s.a2}, {plant.b1, s.b1}, {plant.b2, s.b2}};
+  for (const auto& [known, found] : pairs) std::printf("  %7.4f %7.4f", known, found);
+  std::printf("  %.1e %.1e\n", outcome.error, outcome.missed);
+  return outcome;
+}
+
 TPidState FirstData() {
   TPidState s;
   s.value[0] = 1.0;
@@ -192,80 +204,115 @@ TEST(Identification, Type2WithoutDataLeavesTheModel) {
   ExpectModel(s, -0.1, -0.2, 0.1, 0.2);
 }
 
-// The same estimator with its covariance as a full matrix, as the literature
-// writes it (Bobál, Böhm, Fessl, Macháček, 2005, ch. 2):
+// What a step does against full matrices. With V the unit upper triangle of the
+// negated factor, the covariance is P = Vᵀ D V, and in the literature's words
+// (Bobál, Böhm, Fessl, Macháček, 2005, ch. 2), with ζ = xᵀ P x and η = e²/λ,
 //
-//   θ += P x e/(1 + ζ),  P -= P x xᵀ P/(1/ε + ζ),  λ := φ (λ + e²/(1 + ζ)),  ζ = xᵀ P x,  η = e²/λ,
+//   P⁻¹ += ε x xᵀ,  λ := φ (λ + e²/(1 + ζ)),  ν := φ (ν + 1),
 //   φ = 1/(1 + (1 + 1/ρ)/2 (ln(1 + ζ) + ((ν + 1) η/(1 + ζ + η) - 1) ζ/(1 + ζ))).
-TEST(Identification, Type1IsDirectionalForgetting) {
+//
+// The rows of the factor are reduced in place, each by the one just written, so
+// of P⁻¹ only the determinant and the two oldest data follow to the last digit.
+TEST(Identification, Type1ForgetsInTheDirectionOfTheData) {
   for (const double rho : {1.0, 0.3}) {
     TPidState s;
     TIdentState ident;
     ident.rho = rho;
-    // With V the unit upper triangle of the negated factor, P = Vᵀ D V.
-    const auto covariance = [&](double(&p)[5][5]) {
-      double v[5][5] = {};
-      int next = 0;
-      for (int r = 0; r < 5; ++r) {
-        v[r][r] = 1.0;
-        for (int c = r + 1; c < 5; ++c) v[r][c] = -s.ldFactor[next++];
-      }
-      for (int r = 0; r < 5; ++r) {
-        for (int c = 0; c < 5; ++c) {
-          p[r][c] = 0.0;
-          for (int i = 0; i < 5; ++i) p[r][c] += v[i][r] * ident.dDiag[i + 1] * v[i][c];
-        }
-      }
+    const auto determinant = [&ident] {
+      return std::accumulate(ident.dDiag + 1, ident.dDiag + kDataLength, 1.0, std::multiplies<double>());
     };
-    double p[5][5];
-    covariance(p);
-    double theta[5];
-    std::copy(std::begin(s.theta), std::end(s.theta), theta);
-    double lambda = 1.0 / ident.dDiag[0];
-    double nu = 1.0;
-
     std::mt19937 random(5);
     std::uniform_real_distribution<double> any(-1.0, 1.0);
     for (int k = 0; k < 50; ++k) {
+      SCOPED_TRACE(k);
       for (int i = 0; i < 3; ++i) {
         s.value[i] = any(random);
         s.output[i] = any(random);
       }
-      if (k % 10 == 9) s.output[0] = s.output[1] = s.output[2] = s.value[1] = s.value[2] = 0.0;  // nothing to learn
+      const bool silent = k % 10 == 9;  // nothing to learn from
+      if (silent) s.output[0] = s.output[1] = s.output[2] = s.value[1] = s.value[2] = 0.0;
       const double x[5] = {s.output[0], s.value[1], s.output[1], s.value[2], s.output[2]};
+
+      double v[5][5] = {};
+      for (int r = 0, next = 0; r < 5; ++r) {
+        v[r][r] = 1.0;
+        for (int c = r + 1; c < 5; ++c) v[r][c] = -s.ldFactor[next++];
+      }
+      double p[5][5] = {};
+      for (int r = 0; r < 5; ++r) {
+        for (int c = 0; c < 5; ++c) {
+          for (int i = 0; i < 5; ++i) p[r][c] += v[i][r] * ident.dDiag[i + 1] * v[i][c];
+        }
+      }
       double e = s.value[0];
-      double px[5] = {};
       double zeta = 0.0;
       for (int r = 0; r < 5; ++r) {
-        e -= theta[r] * x[r];
-        for (int c = 0; c < 5; ++c) px[r] += p[r][c] * x[c];
-        zeta += x[r] * px[r];
+        e -= s.theta[r] * x[r];
+        for (int c = 0; c < 5; ++c) zeta += x[r] * p[r][c] * x[c];
       }
+      const double nu = ident.nu;
+      const double lambda = 1.0 / ident.dDiag[0];
       const double eta = e * e / lambda;
       const double bracket = std::log(1.0 + zeta) + ((nu + 1.0) * eta / (1.0 + zeta + eta) - 1.0) * zeta / (1.0 + zeta);
       const double phi = 1.0 / (1.0 + (1.0 + 1.0 / rho) / 2.0 * bracket);
-      if (zeta > 0.0) {
-        const double epsilon = phi - (1.0 - phi) / zeta;
-        for (int r = 0; r < 5; ++r) {
-          theta[r] += px[r] * e / (1.0 + zeta);
-          for (int c = 0; c < 5; ++c) p[r][c] -= px[r] * px[c] / (1.0 / epsilon + zeta);
-        }
-      }
-      lambda = phi * (lambda + e * e / (1.0 + zeta));
-      nu = phi * (nu + 1.0);
+      const double epsilon = silent ? 0.0 : phi - (1.0 - phi) / zeta;
+      const double newLambda = phi * (lambda + e * e / (1.0 + zeta));
+      const double newDeterminant = determinant() / (1.0 + epsilon * zeta);
+      // P⁻¹ of y(k-2) and u(k-2): its own corner, since V is triangular.
+      const auto corner = [&](double(&q)[3]) {
+        const double u = s.ldFactor[9];
+        q[0] = 1.0 / ident.dDiag[4] + u * u / ident.dDiag[5];
+        q[1] = u / ident.dDiag[5];
+        q[2] = 1.0 / ident.dDiag[5];
+      };
+      double expected[3];
+      corner(expected);
+      expected[0] += epsilon * x[3] * x[3];
+      expected[1] += epsilon * x[3] * x[4];
+      expected[2] += epsilon * x[4] * x[4];
 
       IdentifyStep(s, ident);
 
-      EXPECT_NEAR(s.forgetCoefficient, phi, 1e-6 * phi) << k;
-      EXPECT_NEAR(ident.nu, nu, 1e-6 * nu) << k;
-      EXPECT_NEAR(1.0 / ident.dDiag[0], lambda, 1e-6 * lambda) << k;
-      double factored[5][5];
-      covariance(factored);
-      for (int r = 0; r < 5; ++r) {
-        EXPECT_NEAR(s.theta[r], theta[r], 1e-6 * std::max(1.0, std::fabs(theta[r]))) << k;
-        for (int c = 0; c < 5; ++c) EXPECT_NEAR(factored[r][c], p[r][c], 1e-6 * std::sqrt(p[r][r] * p[c][c])) << k;
+      EXPECT_NEAR(s.forgetCoefficient, phi, 1e-9 * phi);
+      EXPECT_NEAR(ident.nu, phi * (nu + 1.0), 1e-9 * nu);
+      EXPECT_NEAR(1.0 / ident.dDiag[0], newLambda, 1e-9 * newLambda);
+      EXPECT_NEAR(determinant(), newDeterminant, 1e-6 * newDeterminant);
+      double measured[3];
+      corner(measured);
+      for (int i = 0; i < 3; ++i) {
+        EXPECT_NEAR(measured[i], expected[i], 1e-6 * std::sqrt(expected[0] * expected[2] + 1e-12)) << i;
       }
     }
+  }
+}
+
+// With one regressor at a time the step is the scalar least squares
+// θ += P x e/(1 + P x²), 1/P += ε x², and what the data don't touch stays.
+TEST(Identification, Type1LearnsOneCoefficientFromOneRegressor) {
+  std::mt19937 random(6);
+  std::uniform_real_distribution<double> any(-1.0, 1.0);
+  for (std::size_t i = 0; i < kThetaLength; ++i) {
+    TPidState s;
+    TIdentState ident;
+    std::fill(std::begin(s.ldFactor), std::end(s.ldFactor), 0.0);
+    double* const regressors[kThetaLength] = {&s.output[0], &s.value[1], &s.output[1], &s.value[2], &s.output[2]};
+    double theta = s.theta[i];
+    double p = ident.dDiag[i + 1];
+    for (int k = 0; k < 50; ++k) {
+      const double x = *regressors[i] = any(random);
+      s.value[0] = 0.7 * x + 0.1 * any(random);
+      const double e = s.value[0] - theta * x;
+      const double zeta = p * x * x;
+      theta += p * x * e / (1.0 + zeta);
+      IdentifyStep(s, ident);
+      const double phi = s.forgetCoefficient;
+      p = 1.0 / (1.0 / p + (phi - (1.0 - phi) / zeta) * x * x);
+      for (std::size_t j = 0; j < kThetaLength; ++j) {
+        EXPECT_NEAR(s.theta[j], j == i ? theta : TPidState().theta[j], 1e-6) << i << ' ' << k;
+        EXPECT_NEAR(ident.dDiag[j + 1], j == i ? p : 1000.0, 1e-6 * std::max(p, 1000.0)) << i << ' ' << k;
+      }
+    }
+    EXPECT_NEAR(s.theta[i], 0.7, 0.1);
   }
 }
 
@@ -277,22 +324,17 @@ TEST(Identification, KnownPlants) {
     int steps;
     double error, missed;  // at most
   } cases[] = {
-      {1, RealPoles(), 0.0, 2000, 1e-5, 1e-4},      {1, ComplexPoles(), 0.0, 2000, 1e-5, 1e-4},
-      {1, FirstOrder(), 0.1, 20000, 0.02, 0.105},   {1, RealPoles(), 0.1, 20000, 0.01, 0.105},
-      {1, ComplexPoles(), 0.1, 20000, 0.01, 0.105}, {2, RealPoles(), 0.0, 2000, 1e-9, 1e-9},
-      {2, ComplexPoles(), 0.0, 2000, 1e-9, 1e-9},   {2, RealPoles(), 0.1, 2000, 0.15, 4.0},
-      {2, ComplexPoles(), 0.1, 2000, 0.15, 4.0},
+      {1, RealPoles(), 0.0, 2000, 1e-5, 1e-4},       {1, ComplexPoles(), 0.0, 2000, 1e-5, 1e-4},
+      {1, FirstOrder(), 0.1, 20000, 0.02, 0.105},    {1, RealPoles(), 0.1, 20000, 0.005, 0.105},
+      {1, ComplexPoles(), 0.1, 20000, 0.005, 0.105}, {2, RealPoles(), 0.0, 2000, 1e-9, 1e-9},
+      {2, ComplexPoles(), 0.0, 2000, 1e-9, 1e-9},    {2, RealPoles(), 0.1, 20000, 0.15, 4.0},
+      {2, ComplexPoles(), 0.1, 20000, 0.15, 4.0},
   };
-  std::printf(
-      "type plant         noise steps    a1 true  found     a2 true  found     b1 true  found     b2 true  found\n");
+  std::printf("type plant         noise  steps  a1 true   found  a2 true   found  b1 true   found  b2 true   found");
+  std::printf("  error   missed\n");
   for (const auto& c : cases) {
-    const TOutcome outcome = Experiment(c.type, c.plant, c.noise, c.steps);
-    const TPidState& s = outcome.s;
-    std::printf("%4d %-13s %5.2f %5d", c.type, c.plant.name, c.noise, c.steps);
-    const double pairs[][2] = {{c.plant.a1, s.a1}, {c.plant.a2, s.a2}, {c.plant.b1, s.b1}, {c.plant.b2, s.b2}};
-    for (const auto& [known, found] : pairs) std::printf("   %8.4f %8.4f", known, found);
-    std::printf("   error %.1e, missed %.1e\n", outcome.error, outcome.missed);
     SCOPED_TRACE(std::string(c.plant.name) + ", type " + std::to_string(c.type));
+    const TOutcome outcome = PrintedExperiment(c.type, c.plant, c.noise, c.steps);
     EXPECT_LE(outcome.error, c.error);
     EXPECT_LE(outcome.missed, c.missed);
   }
@@ -304,10 +346,9 @@ TEST(Identification, KnownPlants) {
 TEST(Identification, FirstOrderIsFoundButForACommonFactor) {
   const TPlant plant = FirstOrder();
   for (const int type : {1, 2}) {
-    const TOutcome outcome = Experiment(type, plant, 0.0, 2000);
+    const TOutcome outcome = PrintedExperiment(type, plant, 0.0, 2000);
     const TPidState& s = outcome.s;
     const double c = s.a1 - plant.a1;
-    std::printf("type %d: a1 %.4f, a2 %.4f, b1 %.4f, b2 %.4f: c = %.4f\n", type, s.a1, s.a2, s.b1, s.b2, c);
     EXPECT_GT(std::fabs(c), 0.1);
     EXPECT_NEAR(s.b1, plant.b1, 1e-5);
     EXPECT_NEAR(s.a2, plant.a1 * c, 1e-5);
@@ -316,16 +357,29 @@ TEST(Identification, FirstOrderIsFoundButForACommonFactor) {
   }
 }
 
-// With noise type 1 averages and type 2, whose memory is two vectors, does not:
-// ten times the data leave its error as it was.
+// With noise type 1 averages. Type 2, whose memory is two vectors, doesn't: it
+// stays near the plant, and predicts worse than the noise allows.
 TEST(Identification, OnlyType1AveragesNoise) {
+  const double noise = 0.1;
   for (const TPlant& plant : {RealPoles(), ComplexPoles()}) {
-    EXPECT_LT(Experiment(1, plant, 0.1, 20000).error, Experiment(1, plant, 0.1, 200).error / 4.0) << plant.name;
-    EXPECT_GT(Experiment(2, plant, 0.1, 20000).error, 10.0 * Experiment(1, plant, 0.1, 20000).error / 2.0);
-    // Its predictions stay worse than the noise allows.
-    EXPECT_GT(Experiment(2, plant, 0.1, 20000).missed, 0.5) << plant.name;
-    EXPECT_LT(Experiment(1, plant, 0.1, 20000).missed, 0.105) << plant.name;
+    SCOPED_TRACE(plant.name);
+    const TOutcome first = Experiment(1, plant, noise, 200);
+    const TOutcome long1 = Experiment(1, plant, noise, 20000);
+    const TOutcome long2 = Experiment(2, plant, noise, 20000);
+    EXPECT_LT(long1.error, first.error / 4.0);
+    EXPECT_LT(long1.missed, 1.05 * noise);
+    EXPECT_GT(long2.error, 5.0 * long1.error);
+    EXPECT_GT(long2.missed, 5.0 * noise);
   }
+}
+
+// A first-order plant with noise is the hardest: for type 1 the noise settles c
+// at 0, for type 2 it moves it about.
+TEST(Identification, FirstOrderWithNoiseKeepsType2Wandering) {
+  const TOutcome outcome = PrintedExperiment(2, FirstOrder(), 0.1, 20000);
+  EXPECT_GT(outcome.error, 0.1);
+  EXPECT_LT(outcome.error, 2.0);
+  EXPECT_LT(outcome.missed, 2.0);
 }
 
 // A sensor that no longer moves: nothing overflows, and what the factor gains by
@@ -347,8 +401,8 @@ TEST(Identification, ConstantDataForLong) {
           EXPECT_LT(d, 1e6);
         }
         if (type == 1) {
-          EXPECT_NEAR(s.forgetCoefficient, 1.0, 1e-8);
-          EXPECT_NEAR(Predicted(s, s.a1, s.a2, s.b1, s.b2), y, 1e-4 * std::max(y, 0.01)) << y << ' ' << u;
+          EXPECT_NEAR(s.forgetCoefficient, 1.0, 1e-7);
+          EXPECT_NEAR(Predicted(s, s.a1, s.a2, s.b1, s.b2), y, 1e-5 * std::max({y, u, 1.0})) << y << ' ' << u;
         } else {
           ExpectModel(s, -0.1, -0.2, 0.1, 0.2);
         }
