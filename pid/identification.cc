@@ -22,12 +22,16 @@ double& Upper(TPidState& s, int row, int column) {
 //
 //   y(k) = θ0 u(k) + θ1 y(k-1) + θ2 u(k-1) + θ3 y(k-2) + θ4 u(k-2) + e(k).
 //
-// The inverse of the information matrix is kept as U D Uᵀ (LD in the mirrored
-// indexing), whose first row is θ. With f = U⁻¹ψ, g = D f, ζ the regressors'
-// gᵀf, ê = f(0) the prediction error and η = D(0) ê², a step takes in ψ only in
-// its own direction: with the forgetting factor φ, ε = φ - (1 - φ)/ζ and
+// U is unit upper triangular with θ as its first row, V has the same entries
+// negated above its diagonal, and the matrix of the estimator is kept as VᵀD V.
+// With f = Vψ, g = D f, ζ the regressors' gᵀf, ê = f(0) the prediction error and
+// η = D(0) ê², a step takes in ψ only in its own direction: with the forgetting
+// factor φ, ε = φ - (1 - φ)/ζ and
 //
 //   φ = 2 / (2 + X (1 + 1/ρ)),  X = ν ζ/(1 + ζ) η/(1 + ζ + η) + ln(1 + ζ) - ζ/(1 + ζ),  ν := φ (ν + 1).
+//
+// The rows below the first are updated from the bottom, and the working gains are
+// reduced by each row as it has just been written.
 //
 // Kulhavý, Restricted exponential forgetting in real-time identification,
 // Automatica 23, 1987; Bobál, Böhm, Fessl, Macháček, Digital Self-tuning

@@ -186,8 +186,8 @@ bool LeavesFolder(const runlib::TFileContext& context, std::u16string_view name)
 
 namespace runlib {
 
-void ExpandFileName(TFileContext* context, std::uint32_t nameCapacity, const char16_t* name,
-                    std::uint32_t pathCapacity, char16_t* path) {
+void ExpandFileName(TFileContext* context, std::uint32_t nameCapacity, const char16_t* name, std::uint32_t pathCapacity,
+                    char16_t* path) {
   WStrAssign(pathCapacity, path, 0, nullptr);
   if (context == nullptr) return;
   Shielded(false, [&] {
@@ -205,7 +205,8 @@ void SplitFileName(TFileContext*, std::uint32_t pathCapacity, const char16_t* pa
   const std::u16string_view file = bare ? whole : whole.substr(slash + 1);
   runtime::AssignWide(nameCapacity, name, file);
   // The root keeps its slash.
-  runtime::AssignWide(directoryCapacity, directory, bare ? whole.substr(0, 0) : whole.substr(0, slash == 0 ? 1 : slash));
+  runtime::AssignWide(directoryCapacity, directory,
+                      bare ? whole.substr(0, 0) : whole.substr(0, slash == 0 ? 1 : slash));
 }
 
 std::uint8_t PathExists(std::uint32_t capacity, const char16_t* path) {

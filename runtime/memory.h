@@ -11,7 +11,7 @@ namespace runtime {
 // What runlib::MemAllocate gave and runlib::MemDeallocate has not taken back.
 struct TMemoryStatistics {
   std::size_t blocks;
-  std::size_t bytes;  // as asked for, without the blocks' headers
+  std::size_t bytes;       // as asked for, without the blocks' headers
   std::uint64_t failures;  // allocations that gave nothing, since the start
 };
 

@@ -55,8 +55,8 @@ const char16_t* CMsgScanner::GetKeyPMsg(std::uint32_t keyLength, const char16_t*
   runlib::WStrAssign(Capacity(message), message, defaultLength, defaultText);
   try {
     const runtime::TMessageTable& table = Table();
-    const auto found = table.find(
-        runtime::MessageKey(runtime::WideView(Capacity(group), group), runtime::WideView(keyLength, key)));
+    const auto found =
+        table.find(runtime::MessageKey(runtime::WideView(Capacity(group), group), runtime::WideView(keyLength, key)));
     if (found != table.end()) runtime::AssignWide(Capacity(message), message, found->second);
   } catch (...) {
     // No memory for the look-up: the default stands.

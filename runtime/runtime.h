@@ -94,7 +94,6 @@ struct TReadOptions {
   std::vector<std::pair<std::string, std::string>> initialValues;  // element name, value
   std::uint64_t seed = 1;
   std::function<void(const std::string&)> print;  // a script's output, one line a call
-  bool checkOnly = false;                         // nothing will be run: no parameter file is read, no script either
 };
 
 // Something that went wrong, or is worth saying, while the application runs.

@@ -89,17 +89,6 @@ void WantedPolynomial(const TPidState& s, double* d1, double* d2) {
   *d2 = (z1 * z2).real();
 }
 
-TPidState RandomState(std::mt19937& random) {
-  std::uniform_real_distribution<double> any(-10.0, 10.0);
-  std::uniform_real_distribution<double> positive(0.1, 10.0);
-  TPidState s;
-  for (double* history : {s.wish, s.value, s.output}) {
-    std::generate(history, history + kHistoryLength, [&] { return any(random); });
-  }
-  for (double* parameter : {&s.dt, &s.r0, &s.tI, &s.tD}) *parameter = positive(random);
-  return s;
-}
-
 }  // namespace
 
 TEST(Laws, FirstPeriodOfAWishStep) {
@@ -151,6 +140,11 @@ TEST(Laws, VariableLawReplacesZeroCoefficientsInTheState) {
       EXPECT_EQ(s.*c, c == coefficient ? 1.0 : before.*c);
     }
   }
+  TPidState s = AtRest(5.0, 40.0);  // a divisor R of 0 too
+  s.a2 = s.b2 = 0.0;
+  EXPECT_TRUE(std::isfinite(VariableLaw(s)));
+  EXPECT_EQ(s.a2, 1.0);
+  EXPECT_EQ(s.b2, 1.0);
 }
 
 TEST(Laws, ReturnFromManualHasNoBump) {
@@ -162,26 +156,14 @@ TEST(Laws, ReturnFromManualHasNoBump) {
   }
 }
 
-TEST(Laws, AnswerHasTheSignOfTheErrorAndIsOdd) {
+TEST(Laws, AnswerHasTheSignOfTheError) {
   for (const TLawCase& c : kLaws) {
-    SCOPED_TRACE(c.name);
-    TPidState s = AtRest(5.0, 40.0);
-    s.wish[0] += 1.0;
-    EXPECT_GT(c.law(s), 40.0);
-    s = AtRest(5.0, 40.0);
-    s.value[0] += 1.0;
-    EXPECT_LT(c.law(s), 40.0);
-    std::mt19937 random(1);
-    for (int i = 0; i < 100; ++i) {
-      TPidState positive = RandomState(random);
-      positive.ksi = 0.8;
-      positive.omega = 0.2;
-      TPidState negative = positive;
-      for (double* history : {negative.wish, negative.value, negative.output}) {
-        std::transform(history, history + kHistoryLength, history, std::negate<double>());
-      }
-      EXPECT_EQ(c.law(positive), -c.law(negative));
-    }
+    TPidState raised = AtRest(5.0, 40.0);
+    raised.wish[0] += 1.0;
+    EXPECT_GT(c.law(raised), 40.0) << c.name;
+    TPidState above = AtRest(5.0, 40.0);
+    above.value[0] += 1.0;
+    EXPECT_LT(c.law(above), 40.0) << c.name;
   }
 }
 
@@ -253,37 +235,18 @@ TEST(Laws, TrimmingLeavesSaturationAtOnce) {
 
 TEST(Laws, NoDerivationDelayIsNoLag) {
   std::mt19937 random(2);
+  std::uniform_real_distribution<double> any(-10.0, 10.0);
+  std::uniform_real_distribution<double> positive(0.1, 10.0);
   for (int k = 0; k < 10000; ++k) {
-    TPidState s = RandomState(random);
+    TPidState s;
     s.derivationDelay = 0.0;
-    for (std::size_t i = 0; i < 2; ++i) {
-      const double plain = kLaws[i].law(s);
-      // What cancels in the sum limits the accuracy, not the sum.
-      const double scale = std::fabs(s.output[1]) + s.r0 * 80.0 * (1.0 + s.dt / s.tI + s.tD / s.dt);
-      EXPECT_NEAR(kLaws[i + 2].law(s), plain, Ulps(scale, 4.0));
+    for (double* history : {s.wish, s.value, s.output}) {
+      std::generate(history, history + kHistoryLength, [&] { return any(random); });
     }
-  }
-}
-
-// Without the integral part a step ends at r0 times its height, and on the way
-// the lag's share shrinks by Tf / (T0 + Tf) in each period.
-TEST(Laws, LaggedDerivativeDecaysGeometrically) {
-  for (std::size_t i = 2; i < kPidLaws; ++i) {
-    SCOPED_TRACE(kLaws[i].name);
-    TPidState s = AtRest(5.0, 0.0);
-    s.tI = 1e300;
-    s.derivationDelay = 0.5;
-    const double ratio = 0.75 / (s.dt + 0.75);
-    double change = 0.0;
-    for (int k = 0; k < 100; ++k) {
-      const double before = s.output[1];
-      Period(s, kLaws[i], 5.0, 2.0, false);
-      if (k >= 3) {
-        EXPECT_NEAR(s.output[1] - before, ratio * change, 1e-12) << k;
-      }
-      change = s.output[1] - before;
-    }
-    EXPECT_NEAR(s.output[1], s.r0 * 3.0, 1e-10);
+    for (double* parameter : {&s.dt, &s.r0, &s.tI, &s.tD}) *parameter = positive(random);
+    // What cancels in the sum limits the accuracy, not the sum.
+    const double scale = std::fabs(s.output[1]) + s.r0 * 80.0 * (1.0 + s.dt / s.tI + s.tD / s.dt);
+    for (std::size_t i = 0; i < 2; ++i) EXPECT_NEAR(kLaws[i + 2].law(s), kLaws[i].law(s), Ulps(scale, 4.0));
   }
 }
 
@@ -319,25 +282,4 @@ TEST(Laws, VariableLawPlacesThePoles) {
     EXPECT_NEAR(p.k, p.q0 + p.q1 + p.q2, 1e-12 * size);
   }
   EXPECT_GT(placed, 1900);
-}
-
-// With the true model the loop settles on the wish value, and a load that the
-// model doesn't know leaves no error.
-TEST(Laws, VariableLawSettlesWithoutError) {
-  for (const double ksi : {0.3, 1.0, 1.5}) {
-    TPidState s = AtRest(0.0, 0.0);
-    s.ksi = ksi;
-    s.a1 = -1.5;
-    s.a2 = 0.56;
-    double load = 0.0;
-    for (int k = 0; k < 400; ++k) {
-      if (k == 200) {
-        EXPECT_NEAR(s.value[1], 8.0, 1e-6) << ksi;
-        load = 0.3;
-      }
-      const double y = -s.a1 * s.value[1] - s.a2 * s.value[2] + s.b1 * s.output[1] + s.b2 * s.output[2] + load;
-      Period(s, kLaws[4], 8.0, y, false);
-    }
-    EXPECT_NEAR(s.value[1], 8.0, 1e-6) << ksi;
-  }
 }

@@ -102,8 +102,6 @@ TPidState MatchedAt(double dt, double omega, TComplex (*plant)(TComplex)) {
   return Model(dt, -2.0 * pole, pole * pole, b1, numerator.real() - b1 * z.real());
 }
 
-bool IsSound(const TPidState& s) { return std::isfinite(s.r0) && std::isfinite(s.tI) && std::isfinite(s.tD); }
-
 void ExpectWithin(const TCritical& measured, const TCritical& expected, double share) {
   EXPECT_NEAR(measured.gain, expected.gain, share * expected.gain);
   EXPECT_NEAR(measured.period, expected.period, share * expected.period);
@@ -129,6 +127,15 @@ TEST(Synthesis, RealPoleReachesMinusOne) {
   EXPECT_DOUBLE_EQ(CriticalOf(s).period, 0.5);
 }
 
+// A model so large that rounding puts the pair off the circle, at both ends.
+TEST(Synthesis, ArcCosineStaysInItsRange) {
+  for (const double a1 : {3.0, -3.0}) {
+    TPidState s = Model(0.25, a1, -1e17, 0.0, 0.3);
+    ControllerSynthesis(s);
+    EXPECT_NEAR(CriticalOf(s).period, 0.25 * 2.0 * kPi / std::acos(a1 < 0.0 ? 0.999999 : -0.999999), 1e-9);
+  }
+}
+
 TEST(Synthesis, BadB2IsReplacedByThePreviousOne) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
   const double cases[][2] = {{0.1, 0.0}, {0.1, -0.3}, {0.15, 0.15}, {0.1, nan}};
@@ -143,9 +150,6 @@ TEST(Synthesis, BadB2IsReplacedByThePreviousOne) {
     EXPECT_EQ(bad.tI, good.tI);
     EXPECT_EQ(bad.tD, good.tD);
   }
-  TPidState good;
-  ControllerSynthesis(good);
-  EXPECT_EQ(good.b2, 0.2);
 }
 
 // No divisor is guarded: the caller sees that the design failed.
@@ -158,14 +162,8 @@ TEST(Synthesis, SingularModelsEndNotFinite) {
   cases[2].b2Prev = 0.0;
   for (TPidState& s : cases) {
     ControllerSynthesis(s);
-    EXPECT_FALSE(IsSound(s));
+    EXPECT_FALSE(std::isfinite(s.r0) && std::isfinite(s.tI) && std::isfinite(s.tD));
   }
-}
-
-// b1 = b2 = b2Prev leaves only the gain of a pole at -1 infinite, and that of the pair serves.
-TEST(Synthesis, EqualNumeratorServesWhileThePairIsComplex) {
-  const TPidState s = Model(1.0, -0.5, 0.5, 0.2, 0.2);
-  ExpectWithin(Synthesize(s), CriticalByBisection(s), 1e-9);
 }
 
 // Any stable model of positive steady gain and b2.
@@ -237,15 +235,4 @@ TEST(Synthesis, TextbookPlantsAtShortPeriods) {
     ExpectWithin(Synthesize(s), CriticalByBisection(s), 1e-6);
     ExpectWithin(Synthesize(s), p.textbook, 0.05);
   }
-}
-
-// Dead time of one whole period is within the model (b1 = 0): the loop sees it
-// and the hold's half period, L = 1.5 T0. Textbook: exp(-L s)/s has π/(2 L), 4 L.
-TEST(Synthesis, DeadTimeOfOnePeriod) {
-  const double dt = 0.01;
-  const TCritical textbook = {kPi / (3.0 * dt), 6.0 * dt};
-  ExpectWithin(Synthesize(Model(dt, -1.0, 0.0, 0.0, dt)), textbook, 0.05);
-  // A lag of 1 s is an integrator at this time scale.
-  const double pole = std::exp(-dt);
-  ExpectWithin(Synthesize(Model(dt, -pole, 0.0, 0.0, 1.0 - pole)), textbook, 0.05);
 }

@@ -120,7 +120,6 @@ int Check(const std::string& file, const std::string& pluginPath) {
   }
   runtime::TReadOptions reading;
   reading.path = file;
-  reading.checkOnly = true;
   std::vector<runtime::TDiagnostic> diagnostics;
   const auto application = runtime::CApplication::Read(reading, *plugin, &diagnostics);
   PrintDiagnostics(diagnostics);

@@ -119,6 +119,8 @@ int DescribeClass(const std::string& className, const std::string& pluginPath) {
   Print("\nColours and their defaults\n" + (colors.Empty() ? "  none\n" : colors.Text()));
   const auto reference = references.find(className);
   if (reference != references.end()) {
+    Print("\nRemarks\n");
+    for (const std::string& remark : reference->second.Remarks()) Print(Indented(remark, 2, kTextWidth));
     PrintKeywords(reference->second);
   } else {
     PrintError("no reference of the keywords of " + className + " stands beside the plug-in");

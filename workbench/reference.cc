@@ -91,6 +91,10 @@ bool CReference::FromText(const std::string& path, std::string_view text, CRefer
 }
 
 bool CReference::AddLine(const std::string& section, std::string_view line, std::string* error) {
+  if (section == "remarks") {
+    remarks.emplace_back(line);
+    return true;
+  }
   if (section == "notes") return AddNote(line, error);
   if (section == "state") return AddState(line, error);
   if (section == "band") return AddBand(line, error);

@@ -3,6 +3,7 @@
 // its instruments don't tell. Lines are fields between `|`; a line that starts
 // with `#` is a comment; a `[section]` line says what the lines after it are:
 //
+//   [remarks]  each line a paragraph about the class as a whole
 //   [notes]  severity | condition | text
 //            severity `note` or `warning`. The condition is terms joined by
 //            `&`: `keyword = value`, `keyword != value`, `keyword` (was
@@ -68,6 +69,7 @@ class CReference {
   static bool Load(const std::string& path, CReference* reference, std::string* error);
   static bool FromText(const std::string& path, std::string_view text, CReference* reference, std::string* error);
 
+  const std::vector<std::string>& Remarks() const { return remarks; }
   const std::vector<TKeyword>& Keywords() const { return keywords; }
   // The state columns, ready but for the name of the class.
   const std::vector<runtime::TStateColumn>& State() const { return state; }
@@ -84,6 +86,7 @@ class CReference {
   bool AddBand(std::string_view line, std::string* error);
   std::string_view Default(const TTerm& term) const;
 
+  std::vector<std::string> remarks;
   std::vector<TKeyword> keywords;
   std::vector<TNote> notes;
   std::vector<runtime::TStateColumn> state;

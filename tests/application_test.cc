@@ -1,0 +1,436 @@
+// What an application computes: its expressions, its process, the order of a
+// period, its trace; and that the keyword references say what is true.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <ctime>
+#include <numbers>
+#include <sstream>
+
+#include "host/panes.h"
+#include "tests/support.h"
+
+namespace {
+
+using tests::CRun;
+
+runtime::TReadOptions Times(std::optional<double> period, std::optional<double> duration) {
+  runtime::TReadOptions options;
+  options.period = period;
+  options.duration = duration;
+  return options;
+}
+
+std::string Numbered(std::size_t number) { return std::to_string(number); }
+
+// Expression | value, at time 2.
+constexpr char kExpressions[] = R"(1 + 2 * 3 | 7
+(1 + 2) * 3 | 9
+10 - 4 - 3 | 3
+8 / 4 / 2 | 1
+2 * 7 % 4 | 2
+7 % -3 | 1
+-7.5 % 2 | -1.5
+2 ^ 3 ^ 2 | 512
+-2 ^ 2 | -4
+2 ^ -1 | 0.5
+2 ^ -2 ^ 2 | 0.0625
+2 * -3 | -6
+--3 | 3
+- 3 - -3 | 0
+0x1F | 31
+2e-3 | 0.002
+0.1 + 0.2 | 0.30000000000000004
+1 + 1e16 - 1e16 | 0
+1 + (1e16 - 1e16) | 1
+pi | 3.141592653589793
+time | 2
+i / 2 | -3.5
+ra[1.9] | 20
+ra[-0.9] | 10
+ra[ra[0] / 5] | 30
+la[1] | 5
+round(2.5) | 3
+round(-2.5) | -3
+round(0.49999999999999994) | 0
+floor(-1.5) | -2
+ceil(-1.5) | -1
+abs(i) | 7
+sign(i) | -1
+sign(0) | 0
+min(3, 1, 2) | 1
+max(3, 1, 4, 2) | 4
+limit(5, 0, 3) | 3
+limit(-5, 0, 3) | 0
+limit(5, 9, 3) | 3
+log10(1000) | 3
+sqrt(6.25) | 2.5
+if(yes, 1, 1 / 0) | 1
+if(not yes, ra[9], 2) | 2
+if(yes or ra[9] > 0, 1, 2) | 1
+if(not yes and ra[9] > 0, 1, 2) | 2
+if(true or true and false, 1, 2) | 1
+if(not false and false, 1, 2) | 2
+if(not true == false, 1, 2) | 1
+if(1 < 2 == true, 1, 2) | 1
+if(not not yes, 1, 2) | 1
+if(1 + 1 >= 2, 1, 2) | 1
+if(2 != 2 or 2 > 2 or 2 < 2, 1, 2) | 2
+if(ba[1] and not ba[0], 1, 2) | 1
+1 + if(yes, if(yes, 2, 3), 4) * 5 | 11
+1 /* one */ + 1 // and no more | 2
+)";
+
+TEST(Expressions, HaveTheirValues) {
+  std::vector<std::pair<std::string, double>> rows = {
+      {"sin(1)", std::sin(1.0)},     {"cos(1)", std::cos(1.0)},
+      {"tan(1)", std::tan(1.0)},     {"exp(1)", std::exp(1.0)},
+      {"asin(0.5)", std::asin(0.5)}, {"acos(0.5)", std::acos(0.5)},
+      {"atan(2)", std::atan(2.0)},   {"atan2(1, -2)", std::atan2(1.0, -2.0)},
+      {"ln(10)", std::log(10.0)}};
+  std::istringstream lines(kExpressions);
+  for (std::string line; std::getline(lines, line);) {
+    const std::size_t bar = line.find(" | ");
+    rows.emplace_back(line.substr(0, bar), std::stod(line.substr(bar + 3)));
+  }
+  std::string text =
+      "data i : integer = -7; yes : boolean = true; ra : real[3] = [10, 20, 30]; la : integer[2] = 5; "
+      "ba : boolean[2] = [false, true]; v : real[" +
+      Numbered(rows.size()) + "]; end_data;\napplication a period = 2; end_application; process\n";
+  for (std::size_t k = 0; k < rows.size(); ++k) text += "v[" + Numbered(k) + "] = " + rows[k].first + "\n;";
+  CRun run(text + "end_process;");
+  ASSERT_TRUE(run.IsRead()) << run.Diagnostics();
+  run.Steps(1);
+  for (std::size_t k = 0; k < rows.size(); ++k) EXPECT_EQ(run.Value("v", k), rows[k].second) << rows[k].first;
+  EXPECT_TRUE(run.messages.empty());
+}
+
+TEST(Expressions, ReportAnErrorOnceUntilItClears) {
+  CRun run(
+      "data index : real; divisor : real = 1; a : real[3] = [1, 2, 3]; x : real; out : real[2]; end_data;\n"
+      "application a period = 1; end_application;\n"
+      "process got = a[index] * 10;\n x' = 1 / divisor; seen = got; end_process;\n"
+      "instrument meter m expression = a[index] / divisor; end_instrument;\n"
+      "instrument pid_regulator p expression = 0; wish_value = 50; output = out[index]; end_instrument;");
+  ASSERT_TRUE(run.IsRead()) << run.Diagnostics();
+  const std::string outside = "Index mimo rozsah";
+  const std::string endless = "Výsledek není konečné číslo";
+  const struct {
+    double index, divisor, got, shown, x;
+    std::vector<std::string> messages;
+  } rows[] = {
+      {1, 1, 20, 2, 1, {}},
+      {3, 1, 20, 2, 2, {"process: line 3: " + outside, "m: " + outside, "p: " + outside}},
+      {-1, 1, 20, 2, 3, {}},
+      {0, 0, 10, 2, 4, {"process: line 4: " + endless, "m: " + endless}},  // the last good slope was 1
+      {1, 0, 20, 2, 5, {}},
+      {0, 2, 10, 0.5, 5.5, {}},
+      {1e300, 2, 10, 0.5, 6, {"process: line 3: " + outside, "m: " + outside, "p: " + outside}},
+  };
+  for (const auto& row : rows) {
+    run.SetValue("index", row.index);
+    run.SetValue("divisor", row.divisor);
+    run.messages.clear();
+    run.Steps(1);
+    std::vector<std::string> messages;
+    for (const auto& message : run.messages) messages.push_back(message.instrument + ": " + message.text);
+    EXPECT_EQ(messages, row.messages) << row.index;
+    EXPECT_EQ(run.Value("got"), row.got) << row.index;
+    EXPECT_EQ(run.Meter("m").meterValue, row.shown) << row.index;
+    EXPECT_NEAR(run.Value("x"), row.x, 1e-12);
+  }
+}
+
+TEST(Process, FollowsTheClosedFormOfALag) {
+  for (const int substeps : {1, 10}) {
+    CRun run(
+        "data x : real = 20; end_data; application a period = 0.5; duration = 60; end_application;\n"
+        "process substeps = " +
+        Numbered(static_cast<std::size_t>(substeps)) + "; x' = (80 - x) / 12; end_process;");
+    while (run->Step()) {
+      EXPECT_NEAR(run.Value("x"), 80 - 60 * std::exp(-run->Time() / 12), substeps == 1 ? 2e-6 : 2e-10);
+    }
+    EXPECT_EQ(run->Time(), 60.0);
+  }
+}
+
+TEST(Process, DelaysToTheSubstep) {
+  CRun run(
+      "data near : real; far : real; none : real; on : boolean; end_data;\n"
+      "application a period = 0.1; duration = 2; end_application; process ramp = time + 5;\n"
+      "near = delay(ramp, 0.3); far = delay(ramp, 0.305); none = delay(ramp, 0);\n"
+      "on = delay(time >= 0.5, 0.25); end_process;");
+  EXPECT_EQ(run.Value("near"), 5);
+  while (run->Step()) {
+    const double t = run->Time();
+    EXPECT_NEAR(run.Value("near"), 5 + std::max(0.0, t - 0.3), 1e-9) << t;
+    EXPECT_NEAR(run.Value("far"), 5 + std::max(0.0, t - 0.31), 1e-9) << t;
+    EXPECT_NEAR(run.Value("none"), 5 + t - 0.01, 1e-9) << t;  // recorded at the start of the last substep
+    EXPECT_EQ(run.Value("on"), t > 0.75 ? 1 : 0) << t;
+  }
+}
+
+TEST(Process, DrawsNoiseOnceAPeriodAndRepeatably) {
+  const auto last = [](std::uint64_t seed) {
+    runtime::TReadOptions options;
+    options.seed = seed;
+    CRun run(
+        "data n : real; m : real; x : real; end_data; application a period = 1; duration = 4000; "
+        "end_application;\nprocess n = noise(2); m = noise(1) + 10; x' = n; end_process;",
+        options);
+    double sum = 0, squares = 0, covariance = 0, x = 0;
+    while (run->Step()) {
+      const double n = run.Value("n");
+      EXPECT_NEAR(run.Value("x") - x, n, 1e-9);  // held for the whole period
+      x = run.Value("x");
+      sum += n;
+      squares += n * n;
+      covariance += n * (run.Value("m") - 10);
+    }
+    EXPECT_NEAR(sum / 4000, 0, 0.15);
+    EXPECT_NEAR(std::sqrt(squares / 4000), 2, 0.1);
+    EXPECT_NEAR(covariance / 4000, 0, 0.15);
+    return x;
+  };
+  EXPECT_EQ(last(1), last(1));
+  EXPECT_NE(last(1), last(2));
+}
+
+TEST(Period, RunsInItsOrder) {
+  CRun run(
+      "application a period = 1; duration = 3; end_application;\n"
+      "data p : real; a : real; on : boolean; end_data; process p = time; end_process;\n"
+      "script\nevery(1, function() data.a = data.p * 10 end)\nend_script;\n"
+      "instrument meter early expression = if(on, 1, 0); end_instrument;\n"
+      "instrument boolean_regulator r expression = a; wish_value = 15; output = on; receivers = seen;\n"
+      "end_instrument;\n"
+      "instrument meter seen expression = if(on, a, -a); end_instrument;\n"
+      "instrument meter late expression = p + a; end_instrument;");
+  ASSERT_TRUE(run.IsRead()) << run.Diagnostics();
+  EXPECT_EQ(run.Trace(),
+            "time,p,a,on,early.value,r.wish_value,r.value,r.output,seen.value,late.value\r\n"
+            "1,1,10,1,0,15,10,1,10,11\r\n"
+            "2,2,20,0,1,15,20,0,-20,22\r\n"
+            "3,3,30,0,0,15,30,0,-30,33\r\n");
+}
+
+TEST(Period, ReceiversActAfterAllTimersInAChainAndInARing) {
+  constexpr std::size_t kCount = 1000;
+  for (const bool ring : {false, true}) {
+    std::string text = "application a period = 1; end_application; data o : boolean[1000]; end_data;\n";
+    // Backwards, so that the timers alone carry a change one step a period.
+    for (std::size_t k = kCount; k-- > 0;) {
+      const std::string input = k == 0 ? "time < 2" : "not o[" + Numbered(k - 1) + "]";
+      text += "instrument boolean_regulator r" + Numbered(k) + " expression = if(" + input +
+              ", 1, 0); wish_value = 0.5; output = o[" + Numbered(k) + "];";
+      if (ring || k + 1 < kCount) text += " receivers = r" + Numbered((k + 1) % kCount) + "; always_activate;";
+      text += " end_instrument;\n";
+    }
+    CRun run(text);
+    ASSERT_TRUE(run.IsRead()) << run.Diagnostics();
+    for (std::size_t period = 1; period <= 3; ++period) {
+      run.Steps(1);
+      double on = 0;
+      for (std::size_t k = 0; k < kCount; ++k) on += run.Value("o", k);
+      EXPECT_EQ(on, period == 1 ? 0 : kCount) << period;
+    }
+  }
+}
+
+TEST(Period, CountsDurationsAndKeepsTheClock) {
+  const struct {
+    double period, duration;
+    std::uint64_t count;
+  } rows[] = {{0.1, 0.3, 3},      {0.1, 0.35, 3},     {0.3, 0.9, 3},         {0.1, 0, 0}, {1, 0.9999999999, 1},
+              {1, 0.99999999, 0}, {0.001, 60, 60000}, {86400, 86400 * 3, 3}, {7, 6, 0}};
+  for (const auto& row : rows) {
+    const CRun run("", Times(row.period, row.duration));
+    EXPECT_EQ(run->PeriodCount(), row.count) << row.period << " " << row.duration;
+  }
+  EXPECT_EQ(CRun("")->PeriodCount(), 600u);
+  const std::pair<double, std::array<std::uint32_t, 3>> clocks[] = {{0.1, {100, 200, 300}},
+                                                                    {0.0015, {2, 3, 5}},
+                                                                    {86400, {0, 0, 0}},
+                                                                    {86399.9995, {0, 86399999, 86399999}},
+                                                                    {43200.25, {43200250, 500, 43200750}}};
+  for (const auto& [period, times] : clocks) {
+    CRun run("instrument pid_regulator p expression = time; wish_value = 1; end_instrument;",
+             Times(period, 3 * period));
+    EXPECT_EQ(vcore::GetTimeMS(), 0u);
+    for (std::size_t k = 0; k < 3; ++k) {
+      run.Steps(1);
+      EXPECT_EQ(vcore::GetTimeMS(), times[k]) << period << " " << k;
+      EXPECT_EQ(run->Time(), static_cast<double>(k + 1) * period);
+    }
+    EXPECT_FALSE(run->Step());
+  }
+}
+
+// Assignment | the value, or what is wrong with it.
+constexpr char kInitialValues[] = R"(r=1.5e1 | 15
+r=-3 | -3
+i=-4 | -4
+i=-2147483648 | -2147483648
+i=2147483647 | 2147483647
+b=true | 1
+b=0 | 0
+a[1]=7 | 7
+r=0x10 | expected a number
+r= | expected a number
+r=infinity | expected a number
+r=true | expected a number
+r=1x | expected a number
+b=2 | expected true or false
+b=yes | expected true or false
+i=1.5 | expected a whole number of 32 bits
+i=3e9 | expected a whole number of 32 bits
+a=1 | an array needs an index
+r[0]=1 | it is no array
+a[2]=1 | the index is out of range
+a[-1]=1 | expected NAME=VALUE or NAME[INDEX]=VALUE
+a[1=1 | expected NAME=VALUE or NAME[INDEX]=VALUE
+none=1 | there is no such data element
+hidden=1 | there is no such data element
+)";
+
+TEST(InitialValues, AreSetFromOutside) {
+  std::istringstream lines(kInitialValues);
+  for (std::string line; std::getline(lines, line);) {
+    const std::size_t equal = line.find('='), bar = line.find(" | ");
+    const std::string target = line.substr(0, equal), error = line.substr(bar + 3);
+    runtime::TReadOptions options;
+    options.initialValues = {{target, line.substr(equal + 1, bar - equal - 1)}};
+    const CRun run(
+        "data r : real; i : integer; b : boolean = true; a : real[2]; end_data; "
+        "process hidden = 1; end_process;",
+        options);
+    char* rest = nullptr;
+    const double value = std::strtod(error.c_str(), &rest);
+    EXPECT_EQ(run.IsRead(), *rest == 0) << line;
+    EXPECT_EQ(run.Diagnostics(), *rest == 0 ? "" : line.substr(0, bar) + ": " + error + "\n");
+    if (*rest == 0) {
+      EXPECT_EQ(run.Value(target.substr(0, 1), target.size() > 1 ? 1 : 0), value) << line;
+    }
+  }
+}
+
+TEST(Trace, IsCsvOfShortestDecimals) {
+  CRun run(
+      "application a period = 0.1; duration = 0.3; end_application;\n"
+      "data x : real = 0.1; z : real[3] = [1e-7, 123456789, 1e300]; f : boolean[2] = [true, false]; "
+      "i : integer = -3; third : real; zero : real = -0; end_data; process third = 1 / 3; inner = 5; "
+      "end_process;\ninstrument meter m expression = inner; end_instrument;\n"
+      "instrument pid_regulator r end_instrument;");
+  const std::string rest = ",0.1,1e-07,123456789,1e+300,1,0,-3,0.3333333333333333,-0,5,0,0,0\r\n";
+  EXPECT_EQ(run.Trace(), "time,x,z[0],z[1],z[2],f[0],f[1],i,third,zero,m.value,r.wish_value,r.value,r.output\r\n0.1" +
+                             rest + "0.2" + rest + "0.30000000000000004" + rest);
+}
+
+TEST(Trace, IsTheSameInEveryRun) {
+  for (const char* name : {"furnace", "scripted", "plant", "self_tuning"}) {
+    const std::string text = tests::ReadFile(tests::SourcePath(std::string("examples/") + name + ".lbx"));
+    EXPECT_EQ(CRun(text, Times({}, 60.0)).Trace(), CRun(text, Times({}, 60.0)).Trace()) << name;
+  }
+}
+
+TEST(Loading, TakesTimeInProportion) {
+  const auto seconds = [](std::size_t count) {
+    std::string text = "data w : real; o : real[" + Numbered(count) + "]; end_data;\n";
+    for (std::size_t k = 0; k < count; ++k) {
+      text += "instrument pid_regulator r" + Numbered(k) + " expression = o[" + Numbered(k) +
+              "] / 2; wish_value = w; output = o[" + Numbered(k) + "]; receivers = r" + Numbered(count - 1 - k) +
+              "; end_instrument;\n";
+    }
+    const std::clock_t start = std::clock();
+    const CRun run(text);
+    EXPECT_TRUE(run.IsRead());
+    return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
+  };
+  seconds(100);
+  EXPECT_LT(seconds(10'000), 20 * seconds(1'000));
+}
+
+// --- The reference files of the keywords ---
+
+struct TKeyword {
+  std::string section, keyword, type, defaultValue, example;
+};
+
+std::vector<TKeyword> Reference(const std::string& className) {
+  std::vector<TKeyword> keywords;
+  std::istringstream lines(tests::ReadFile(tests::BuildPath(className + ".ref")));
+  std::string section;
+  for (std::string line; std::getline(lines, line);) {
+    if (line.empty() || line[0] == '#') continue;
+    if (line[0] == '[') {
+      section = line.substr(1, line.find(']') - 1);
+    } else if (section != "notes" && section != "state" && section != "band") {
+      std::vector<std::string> cells;
+      std::istringstream row(line);
+      for (std::string cell; std::getline(row, cell, '|');) {
+        cell.erase(0, cell.find_first_not_of(' '));
+        cells.push_back(cell.substr(0, cell.find_last_not_of(' ') + 1));
+      }
+      keywords.push_back({section, cells.at(0), cells.at(1), cells.at(2), cells.at(3)});
+      EXPECT_EQ(cells.size(), 5u) << line;
+    }
+  }
+  return keywords;
+}
+
+TEST(References, AreReadByTheirClassAsTheyStand) {
+  for (const char* className : {"pid_regulator", "boolean_regulator", "step_regulator"}) {
+    const auto read = [className](const std::string& entry) {
+      const CRun run(
+          std::string("data temperature : real; set_point : real; power : real; running : boolean; heating : boolean; "
+                      "valve_open : boolean; valve_close : boolean; end_data;\ninstrument meter alarm "
+                      "end_instrument; instrument ") +
+          className + " regulator " + entry + " end_instrument;");
+      EXPECT_EQ(run.Diagnostics(), "");
+    };
+    std::map<std::string, int> counts;
+    for (const TKeyword& row : Reference(className)) {
+      std::istringstream sections(row.section);
+      for (std::string section; sections >> section;) {
+        ++counts[section];
+        const bool inBlock = section != "instrument" && section != "system";
+        const std::string open = inBlock ? section + " " : "", close = inBlock ? " end_" + section + ";" : "";
+        EXPECT_EQ(row.example.rfind(row.keyword, 0), 0u) << row.example;
+        read(open + row.example + close);
+        const bool hasLiteral =
+            row.keyword != "view_position" &&
+            std::string(" real integer cardinal boolean name color size ").find(" " + row.type + " ") !=
+                std::string::npos;
+        if (hasLiteral) read(open + row.keyword + " = " + row.defaultValue + ";" + close);
+      }
+    }
+    EXPECT_EQ(counts["value_section"], 15) << className;
+    EXPECT_EQ(counts["output_section"], 15) << className;
+    EXPECT_EQ(counts["system"], 3) << className;
+    EXPECT_EQ(counts["parameters"], className[0] == 'p' ? 7 : 0);
+  }
+}
+
+TEST(References, NameTheColoursOfTheirClass) {
+  for (const char* className : {"pid_regulator", "boolean_regulator", "step_regulator"}) {
+    runtime::TClassDescription description;
+    std::string error;
+    ASSERT_TRUE(tests::Plugin().Describe(className, &description, &error)) << error;
+    std::vector<std::string> offered, written;
+    for (const runtime::TColor& color : description.colors) {
+      char text[80];
+      const std::uint32_t word = color.defaultColor;
+      std::snprintf(text, sizeof text, "%s #%02X%02X%02X", color.keyword.c_str(), word & 0xFF, word >> 8 & 0xFF,
+                    word >> 16);
+      offered.push_back(text);
+    }
+    for (const TKeyword& row : Reference(className)) {
+      if (row.section == "colors") written.push_back(row.keyword + " " + row.defaultValue);
+    }
+    EXPECT_EQ(written, offered) << className;
+    EXPECT_EQ(written.size(), 11u);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,167 @@
+// The program as a person meets it: exit statuses, messages, files.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "tests/support.h"
+
+namespace {
+
+using tests::Loopbox;
+using tests::Shell;
+using tests::TOutcome;
+
+constexpr char kGood[] =
+    "application good period = 0.5; duration = 2; end_application;\n"
+    "data w : real = 5; on : boolean; a : real[2]; p : real; end_data;\n"
+    "instrument pid_regulator heater expression = p; wish_value = w; output = p;\n"
+    "parameters param_1 = 0.1; param_2 = 4; param_3 = 0; end_parameters; end_instrument;\n";
+
+class Program : public testing::Test {
+ protected:
+  // The arguments with FILE for the good application and DIR for the folder.
+  TOutcome Call(std::string arguments) const {
+    for (const auto& [word, path] : {std::pair<std::string, std::string>{"GOOD", good}, {"DIR", folder.Path("")}}) {
+      for (std::size_t at = 0; (at = arguments.find(word, at)) != std::string::npos; at += path.size()) {
+        arguments.replace(at, word.size(), path);
+      }
+    }
+    return Shell("(" + tests::BuildPath("loopbox") + " " + arguments + ")");  // redirections stay inside
+  }
+
+  const tests::CFolder folder;
+  const std::string good = folder.Write("good.lbx", kGood);
+};
+
+// What `output` must contain, in whatever order.
+void ExpectAll(const std::string& output, const std::vector<std::string>& parts) {
+  for (const std::string& part : parts) EXPECT_NE(output.find(part), std::string::npos) << part << "\n" << output;
+}
+
+TEST_F(Program, SaysWhatIsWrongAndExitsWithItsStatus) {
+  folder.Write("bad.lbx", "data x : real;\n  y : rael;\nend_data;\n");
+  folder.Write("late.lbx", "data a : real[2]; end_data; process x = a[time * 100]; end_process;\n");
+  folder.Write("script.lbx", "script\nat(0, function() error('no') end)\nend_script;\n");
+  const std::string plugin = " --plugin " + tests::BuildPath("tests/plugin_");
+  const struct {
+    std::string arguments;
+    int status;
+    std::vector<std::string> parts;
+  } rows[] = {
+      {"", 2, {"run", "check", "classes", "describe"}},
+      {"--help", 0, {"run", "check", "classes", "describe"}},
+      {"--version", 0, {"loopbox "}},
+      {"dance", 2, {"dance"}},
+      {"run", 2, {"FILE is required"}},
+      {"run GOOD --perod 1", 2, {"--perod"}},
+      {"run GOOD --period 0", 2, {"--period", "at least 0.001"}},
+      {"run GOOD --period one", 2, {"--period", "found \"one\""}},
+      {"run GOOD --duration -1", 2, {"--duration"}},
+      {"run GOOD --duration inf", 2, {"--duration"}},
+      {"run GOOD --set w", 2, {"--set", "expected NAME=VALUE, found \"w\""}},
+      {"run GOOD --set =1", 2, {"--set"}},
+      {"run GOOD --every 0 --trace -", 2, {"--every", "at least 1"}},
+      {"run GOOD --every 2", 2, {"--every", "--trace"}},
+      {"run GOOD --seed x", 2, {"--seed"}},
+      {"run GOOD --set w=x", 1, {"w=x: expected a number"}},
+      {"run GOOD --set v=1", 1, {"v=1: there is no such data element"}},
+      {"run GOOD --set 'a[2]=1'", 1, {"a[2]=1: the index is out of range"}},
+      {"run GOOD --set on=true --set 'a[1]=-1' --set w=7.5", 0, {"good: 4 periods of 0.5 s", "heater"}},
+      {"run GOOD --period 1 --duration 3", 0, {"3 periods of 1 s"}},
+      {"run GOOD --trace DIRnone/t.csv", 1, {"none/t.csv: the trace can't be written: No such file or directory"}},
+      {"run GOOD --trace GOOD", 1, {"the trace would overwrite a file that the run reads"}},
+      {"run GOOD --trace /dev/full", 1, {"/dev/full: the trace is not complete: No space left on device"}},
+      {"run GOOD --trace - > /dev/full", 1, {"standard output: the trace is not complete: No space left on device"}},
+      {"run DIRnone.lbx", 1, {"none.lbx: cannot be opened: No such file or directory"}},
+      {"run DIR", 1, {": is a directory"}},
+      {"run DIRbad.lbx", 1, {"bad.lbx:2:7: expected real, boolean or integer, found 'rael'\n  y : rael;\n      ^\n"}},
+      {"check DIRbad.lbx", 1, {"bad.lbx:2:7: expected real", "      ^\n", "bad.lbx: 1 error, 0 warnings"}},
+      {"check DIRnone.lbx", 1, {"cannot be opened"}},
+      {"check GOOD",
+       0,
+       {"param_1 is r0", "warning: the wish of heater is limited to 0 … 100", "good.lbx: 1 instrument, 2 warnings"}},
+      {"check DIRlate.lbx", 0, {"0 instruments, 0 warnings"}},
+      {"run DIRlate.lbx --duration 1", 3, {"process: line 1: Index mimo rozsah"}},
+      {"run DIRlate.lbx --duration 1 --quiet", 3, {"process: line 1: Index mimo rozsah"}},
+      {"run DIRscript.lbx --duration 1", 3, {"no"}},
+      {"run GOOD --plugin DIRnone.so", 1, {"none.so: there is no such plug-in"}},
+      {"check GOOD --plugin GOOD", 1, {"good.lbx: the plug-in can't be loaded"}},
+      {"classes" + plugin + "lacks_export.so", 1, {"plugin_lacks_export.so: the plug-in has no export MakeInstrument"}},
+      {"run GOOD" + plugin + "refuses_host.so", 1, {"the plug-in refuses this host: too old"}},
+      {"check GOOD" + plugin + "makes_null.so",
+       1,
+       {"good.lbx:3:12: the plug-in made no instrument of class 'pid_regulator'"}},
+      {"describe pid_regulator" + plugin + "makes_null.so", 1, {"the plug-in made no instrument"}},
+      {"describe regulator", 1, {"no class \"regulator\"", "pid_regulator boolean_regulator step_regulator"}},
+      {"describe", 2, {"CLASS is required"}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.arguments);
+    const TOutcome outcome = Call(row.arguments);
+    EXPECT_EQ(outcome.status, row.status) << outcome.output;
+    ExpectAll(outcome.output, row.parts);
+  }
+  EXPECT_EQ(tests::ReadFile(good), kGood);
+}
+
+TEST_F(Program, WritesTheTraceWhereItIsAsked) {
+  const std::string header = "time,w,on,a[0],a[1],p,heater.wish_value,heater.value,heater.output\r\n";
+  ASSERT_EQ(Call("run GOOD --quiet --trace DIRt.csv").output, "");
+  const std::string whole = tests::ReadFile(folder.Path("t.csv"));
+  EXPECT_EQ(whole.substr(0, header.size()), header);
+  EXPECT_EQ(std::count(whole.begin(), whole.end(), '\n'), 5);
+  EXPECT_EQ(Call("run GOOD --quiet --trace -").output, whole);
+  EXPECT_EQ(Call("run GOOD --trace - 2>/dev/null").output, whole);  // the summary keeps out of it
+  const std::string second = Call("run GOOD --quiet --trace - --every 2").output;
+  EXPECT_EQ(second.find("\r\n1,"), header.size() - 2);
+  EXPECT_NE(second.find("\r\n2,"), std::string::npos);
+  EXPECT_EQ(std::count(second.begin(), second.end(), '\n'), 3);
+  EXPECT_EQ(Call("run GOOD --quiet --trace - --set w=7 | cut -d, -f2,7 | sort -u").output,
+            "7,7\nw,heater.wish_value\n");
+}
+
+TEST_F(Program, IsInterruptedWithItsTraceWhole) {
+  const TOutcome outcome = Shell("timeout --preserve-status -s INT 1 " + tests::BuildPath("loopbox") + " run " + good +
+                                 " --realtime --duration 100 --trace " + folder.Path("t.csv"));
+  EXPECT_EQ(outcome.status, 130) << outcome.output;
+  ExpectAll(outcome.output, {"stopped at t="});
+  const std::string trace = tests::ReadFile(folder.Path("t.csv"));
+  EXPECT_TRUE(trace.ends_with("\r\n"));
+  EXPECT_LE(std::count(trace.begin(), trace.end(), '\n'), 4);
+}
+
+TEST_F(Program, SaysWhatThePluginOffers) {
+  const TOutcome classes = Loopbox("classes");
+  EXPECT_EQ(classes.status, 0);
+  ExpectAll(classes.output, {"pid_regulator\n", "boolean_regulator\n", "step_regulator\n",
+                             "Regulátor analogové veličiny se spojitým výstupem", "0x02010102", "0x02010202", "version",
+                             "mask and colour"});
+  const std::pair<const char*, std::vector<std::string>> rows[] = {
+      {"pid_regulator",
+       {"OnOutput__R", "OnOutputChange( &U : real )", "SetParameters", "SetRegulatorType", "param_1", "takahashi",
+        "file_name", "blink_rate", "default classical", "#00FF00", "Barva inkoustu okraje", "always_activate"}},
+      {"boolean_regulator", {"OnOutput__l", "SetDivergenceMinus__R", "GetDivergencePlus( &DivPlus : real )", "output"}},
+      {"step_regulator", {"OnOutputChange__ll", "SetInactiveHit( InactiveHit : real )", "output_minus", "default 5"}},
+  };
+  for (const auto& [className, parts] : rows) {
+    const TOutcome outcome = Loopbox(std::string("describe ") + className);
+    EXPECT_EQ(outcome.status, 0);
+    ExpectAll(outcome.output, parts);
+  }
+}
+
+TEST_F(Program, ChecksAndRunsEveryExample) {
+  std::filesystem::copy(tests::SourcePath("examples"), folder.Path("examples"));
+  std::size_t count = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(folder.Path("examples"))) {
+    if (entry.path().extension() != ".lbx") continue;
+    ++count;
+    for (const char* command : {"check ", "run "}) {
+      const TOutcome outcome = Loopbox(command + entry.path().string());
+      EXPECT_EQ(outcome.status, 0) << command << entry.path() << "\n" << outcome.output;
+    }
+  }
+  EXPECT_GE(count, 4u);
+}
+
+}  // namespace
