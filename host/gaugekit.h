@@ -103,9 +103,8 @@ class CMeter final : public hx_vinst::CInstrument {
   std::uint8_t NeedsTiming() override;
   void Action(std::uint32_t reason) override;
   std::uint8_t GetColorDescription(std::uint32_t index, std::uint8_t flag, std::uint32_t** color,
-                                   std::uint32_t keywordCapacity, char16_t* keyword,
-                                   std::uint32_t descriptionCapacity, char16_t* description,
-                                   std::uint32_t* defaultColor) override;
+                                   std::uint32_t keywordCapacity, char16_t* keyword, std::uint32_t descriptionCapacity,
+                                   char16_t* description, std::uint32_t* defaultColor) override;
   std::uint8_t ReadSelf(std::uint32_t errorCapacity, char16_t* errorText, std::uint32_t tokenCapacity,
                         char16_t* tokenText) override;
   std::uint8_t GetWinMinMaxSize(vcom::TPoint* minimum, vcom::TPoint* maximum) override;
@@ -131,7 +130,7 @@ class CMeter final : public hx_vinst::CInstrument {
   double rangeTo;
   double lowLimit;
   double highLimit;
-  double realStep;  // rounds what is printed to a multiple; 0: does not
+  double realStep;        // rounds what is printed to a multiple; 0: does not
   double* historyBuffer;  // history + 1 elements, the newest last; from MemAllocate
   std::uint32_t history;
   std::uint32_t decPlaces;

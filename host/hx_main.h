@@ -236,8 +236,7 @@ class CInstrument : public view::CNodeView {
   // Releases the expression and sets the pointer to null.
   void FreeExpression(hx_expr::TExprTreeRecord** expression);
   // Writes nothing for kNoDataElement.
-  void SetDataElement(std::uint64_t elementId, hx_expr::TExprTreeRecord* indexExpression,
-                      const hx_expr::TValue* value);
+  void SetDataElement(std::uint64_t elementId, hx_expr::TExprTreeRecord* indexExpression, const hx_expr::TValue* value);
   // Activates the receiver of a list item in this period. The last argument is 0.
   void InstrumentException(std::uint32_t word0, std::uint32_t word1, std::uint32_t reserved);
   // Half periods of `rate` milliseconds; 0 stops blinking.

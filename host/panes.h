@@ -64,9 +64,9 @@ struct TEvent {
   std::uint32_t words[4];
 };
 
-constexpr std::uint32_t kEventKeep = 0x4000;       // keep what was learnt
-constexpr std::uint32_t kKeepAtEnd = 1;            // second word: the run ends
-constexpr std::uint32_t kKeepOnRequest = 800;      // second word: the application asked
+constexpr std::uint32_t kEventKeep = 0x4000;   // keep what was learnt
+constexpr std::uint32_t kKeepAtEnd = 1;        // second word: the run ends
+constexpr std::uint32_t kKeepOnRequest = 800;  // second word: the application asked
 
 // The application's clock in milliseconds, 0 to 86,399,999, restarting daily.
 // It stands still within a period.
@@ -132,11 +132,11 @@ class CView {
 
   vcom::CRect rect;
   CNodeView* parent;
-  CView* next;                 // towards the end of the parent's children
-  vgr::TGContext* gContext;    // owned, from MemAllocate; null: the default one
-  std::uint32_t viewOptions;   // bit 0x8: centred text
+  CView* next;                // towards the end of the parent's children
+  vgr::TGContext* gContext;   // owned, from MemAllocate; null: the default one
+  std::uint32_t viewOptions;  // bit 0x8: centred text
   std::uint8_t disabled;
-  std::uint8_t hidden;         // by blinking
+  std::uint8_t hidden;  // by blinking
   TViewKind kind;
 
  protected:

@@ -57,8 +57,8 @@ constexpr std::uint32_t kPathCapacity = 259;
 
 // Expands `name` to a full path below the application's folder. A name that
 // would leave the folder gives an empty path.
-void ExpandFileName(TFileContext* context, std::uint32_t nameCapacity, const char16_t* name,
-                    std::uint32_t pathCapacity, char16_t* path);
+void ExpandFileName(TFileContext* context, std::uint32_t nameCapacity, const char16_t* name, std::uint32_t pathCapacity,
+                    char16_t* path);
 void SplitFileName(TFileContext* context, std::uint32_t pathCapacity, const char16_t* path,
                    std::uint32_t directoryCapacity, char16_t* directory, std::uint32_t nameCapacity, char16_t* name);
 std::uint8_t PathExists(std::uint32_t capacity, const char16_t* path);

@@ -121,12 +121,9 @@ std::size_t CInstrumentHandle::PaneCount() const {
 
 TPane CInstrumentHandle::Pane(std::size_t pane) const {
   const gaugekit::CMeter& meter = *MetersOf(*Part().object).at(pane);
-  return {meter.meterValue,
-          meter.rangeFrom,
-          meter.rangeTo,
-          meter.rangeFromMark != hx_vinst::kNoMark || meter.rangeToMark != hx_vinst::kNoMark,
-          meter.disabled == 0,
-          Part().object->host->limitedPeriods[pane]};
+  return {meter.meterValue,    meter.rangeFrom,
+          meter.rangeTo,       meter.rangeFromMark != hx_vinst::kNoMark || meter.rangeToMark != hx_vinst::kNoMark,
+          meter.disabled == 0, Part().object->host->limitedPeriods[pane]};
 }
 
 double CInstrumentHandle::MeterValue() const {

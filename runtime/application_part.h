@@ -24,7 +24,7 @@ namespace hx_vinst {
 // inside a regulator have none.
 struct THostPart {
   struct TEvent {
-    std::u16string name;  // identifier name, `OnOutput__R`
+    std::u16string name;    // identifier name, `OnOutput__R`
     std::uint32_t handler;  // the script's number of the function
   };
 
@@ -86,13 +86,13 @@ struct TApplicationPart {
   std::vector<TDiagnostic>* diagnostics = nullptr;  // only while reading
 
   std::string name;
-  double period = 0.1;    // seconds
+  double period = 0.1;     // seconds
   double duration = 60.0;  // seconds
   std::uint64_t periodCount = 0;
   std::uint64_t periodsDone = 0;
   bool ended = false;
 
-  CDataElements data;  // those of the data blocks first, then the process's own
+  CDataElements data;              // those of the data blocks first, then the process's own
   std::int32_t declaredCount = 0;  // of the data blocks
   CExpressions expressions;
   CProcess process;

@@ -15,10 +15,10 @@ namespace runtime {
 
 namespace {
 
-constexpr double kMinimumPeriod = 0.001;       // seconds, one step of the clock
-constexpr double kMaximumPeriods = 0x1p53;     // counted exactly by a double
-constexpr double kForgivenExcess = 1e-9;       // of a period
-constexpr std::size_t kMaximumErrors = 20;     // shown of one text
+constexpr double kMinimumPeriod = 0.001;    // seconds, one step of the clock
+constexpr double kMaximumPeriods = 0x1p53;  // counted exactly by a double
+constexpr double kForgivenExcess = 1e-9;    // of a period
+constexpr std::size_t kMaximumErrors = 20;  // shown of one text
 constexpr std::uint32_t kMessageCapacity = 255;
 constexpr std::uint32_t kTokenCapacity = 1023;
 
@@ -36,7 +36,8 @@ struct TLaterBlocks {
 
 class CApplicationReader {
  public:
-  explicit CApplicationReader(TApplicationPart& theApplication) : application(theApplication), lexer(theApplication.source) {}
+  explicit CApplicationReader(TApplicationPart& theApplication)
+      : application(theApplication), lexer(theApplication.source) {}
 
   void Read() {
     Guarded([this] { ReadBlocks(); });
@@ -203,7 +204,8 @@ class CApplicationReader {
     std::uint32_t index = 0;
     const std::size_t bracket = target.find('[');
     const bool indexed = bracket != std::string_view::npos;
-    if (indexed && (target.back() != ']' || !ParseWhole(target.substr(bracket + 1, target.size() - bracket - 2), &index))) {
+    if (indexed &&
+        (target.back() != ']' || !ParseWhole(target.substr(bracket + 1, target.size() - bracket - 2), &index))) {
       return "expected NAME=VALUE or NAME[INDEX]=VALUE";
     }
     const std::int32_t element = application.data.Find(target.substr(0, bracket));

@@ -98,8 +98,8 @@ std::uint8_t CInstrument::GetNameOfId(std::uint32_t identifier, std::uint32_t ca
 
 std::uint8_t CInstrument::GetDescriptionOfId(std::uint32_t, std::uint32_t, char16_t*) { return 0; }
 
-std::uint8_t CInstrument::Invoke(std::uint32_t identifier, hx_expr::TValueArray* arguments,
-                                 std::uint32_t errorCapacity, char16_t* errorText) {
+std::uint8_t CInstrument::Invoke(std::uint32_t identifier, hx_expr::TValueArray* arguments, std::uint32_t errorCapacity,
+                                 char16_t* errorText) {
   const std::uint32_t number = identifier & ~kHostIdentifier;
   runtime::TApplicationPart* application = Application(*this);
   std::string error = "no such procedure";
@@ -117,8 +117,7 @@ void CInstrument::FinishRead(vcom::CRect) {}
 
 // --- Run-time services ---
 
-void CInstrument::EvaluateExpression(hx_expr::TExprTreeRecord* expression, std::uint32_t type,
-                                     hx_expr::TValue* value) {
+void CInstrument::EvaluateExpression(hx_expr::TExprTreeRecord* expression, std::uint32_t type, hx_expr::TValue* value) {
   double result = 0.0;
   if (expression != nullptr) {
     runtime::TEvaluation evaluation;

@@ -36,9 +36,11 @@ struct TColorEntry {
   std::uint32_t defaultColor;
 };
 
-#define COLOR(word, keyword, description, defaultColor) \
-  {&TColors::word, gaugekit_::keyword, Length(gaugekit_::keyword), gaugekit_::description, \
-   Length(gaugekit_::description), defaultColor}
+#define COLOR(word, keyword, description, defaultColor)                                     \
+  {                                                                                         \
+    &TColors::word, gaugekit_::keyword, Length(gaugekit_::keyword), gaugekit_::description, \
+        Length(gaugekit_::description), defaultColor                                        \
+  }
 
 constexpr TColorEntry kColors[] = {
     COLOR(borderInk, kwBORDER_INK, kwBORDER_INKc, 0x000000),
@@ -103,8 +105,8 @@ void CMeter::InitData() {
   history = 100;
   decPlaces = 1;
   hGrid = vGrid = 0;
-  for (std::uint32_t* mark : {&rangeFromMark, &rangeToMark, &lowLimitMark, &highLimitMark, &historyMark,
-                              &decPlacesMark, &realStepMark, &hGridMark, &vGridMark, &maskMark}) {
+  for (std::uint32_t* mark : {&rangeFromMark, &rangeToMark, &lowLimitMark, &highLimitMark, &historyMark, &decPlacesMark,
+                              &realStepMark, &hGridMark, &vGridMark, &maskMark}) {
     *mark = hx_vinst::kNoMark;
   }
   for (const TColorEntry& entry : kColors) colors.*entry.word = entry.defaultColor;
@@ -188,7 +190,15 @@ void CMeter::SetBaseRect(vcom::CRect newRect) {
 }
 
 void CMeter::NewRect(vcom::CRect newRect) { CInstrument::NewRect(newRect); }
-void CMeter::SettingsChanged() { CInstrument::SettingsChanged(); }
+
+// The curves take the colours as they are now: its own the value's, another
+// meter's the ink, which meters drawn together share.
+void CMeter::SettingsChanged() {
+  CInstrument::SettingsChanged();
+  for (CBufferPainter::TCurve& curve : painter.curves) {
+    curve.color = curve.buffer == historyBuffer ? colors.value : colors.ink;
+  }
+}
 
 std::uint8_t CMeter::GetWinMinMaxSize(vcom::TPoint* minimum, vcom::TPoint* maximum) {
   *minimum = kMinimumSize[mode == kNumber ? 0 : 1][std::clamp<std::uint32_t>(content, kPlain, kFull) - 1];
@@ -244,7 +254,8 @@ std::uint8_t CMeter::Invoke(std::uint32_t identifier, hx_expr::TValueArray* argu
   if ((identifier & hx_vinst::kHostIdentifier) != 0) {
     return CInstrument::Invoke(identifier, arguments, errorCapacity, errorText);
   }
-  if (toolkit::IdIndex(identifier) != kSetRange || arguments == nullptr || arguments->count < 2) return 0;
+  if (errorText != nullptr) errorText[0] = 0;
+  if (toolkit::IdIndex(identifier) != kSetRange || arguments == nullptr || arguments->count != 2) return 0;
   for (std::uint32_t i = 0; i < 2; ++i) {
     const hx_expr::TValue& argument = arguments->items[i];
     if (argument.type != hx_expr::kReal || !std::isfinite(argument.real)) return 0;

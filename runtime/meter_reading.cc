@@ -39,8 +39,8 @@ struct TEntry {
 };
 
 bool Is(const vtape::TToken& token, std::u16string_view keyword) {
-  return runlib::WStrCompare(kTokenCapacity, token.text, static_cast<std::uint32_t>(keyword.size()),
-                             keyword.data()) == 0;
+  return runlib::WStrCompare(kTokenCapacity, token.text, static_cast<std::uint32_t>(keyword.size()), keyword.data()) ==
+         0;
 }
 
 template <double CMeter::*value, std::uint32_t CMeter::*mark>
@@ -145,10 +145,17 @@ std::uint8_t CMeter::ReadSelf(std::uint32_t errorCapacity, char16_t* errorText, 
       if (!ReadSystemKeyword(errorCapacity, errorText, code)) return 0;
       continue;
     }
-    const auto* entry =
-        std::find_if(std::begin(kEntries), std::end(kEntries), [&](const TEntry& known) { return Is(token, known.keyword); });
+    const auto* entry = std::find_if(std::begin(kEntries), std::end(kEntries),
+                                     [&](const TEntry& known) { return Is(token, known.keyword); });
     if (entry == std::end(kEntries)) return definition.Fail(hx_err_::_Unknown_identifier);
     if (!entry->read(definition)) return 0;
+  }
+  if (winWidth == 0 || winHeight == 0) {
+    vcom::TPoint maximum;
+    vcom::TPoint minimum;
+    GetWinMinMaxSize(&minimum, &maximum);
+    winWidth = minimum.x;
+    winHeight = minimum.y;
   }
   SetBaseRect(definition.rect);
   FinishRead(definition.rect);

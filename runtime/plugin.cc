@@ -117,8 +117,8 @@ bool CPlugin::Describe(const std::string& className, TClassDescription* descript
   char16_t text[kTextCapacity + 1];
   std::uint32_t* word = nullptr;
   std::uint32_t defaultColor = 0;
-  for (std::uint32_t index = 0; object->GetColorDescription(index, 0, &word, kTextCapacity, keyword, kTextCapacity,
-                                                            text, &defaultColor);
+  for (std::uint32_t index = 0;
+       object->GetColorDescription(index, 0, &word, kTextCapacity, keyword, kTextCapacity, text, &defaultColor);
        ++index) {
     description->colors.push_back({Utf8(keyword), Utf8(text), defaultColor});
   }

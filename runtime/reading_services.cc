@@ -54,8 +54,8 @@ std::int64_t ReadWhole(runtime::TReading& reading, std::uint32_t* mark, std::int
 }
 
 std::int32_t ReadInt32(runtime::TReading& reading, std::uint32_t* mark = nullptr) {
-  return static_cast<std::int32_t>(ReadWhole(reading, mark, std::numeric_limits<std::int32_t>::min(),
-                                             std::numeric_limits<std::int32_t>::max()));
+  return static_cast<std::int32_t>(
+      ReadWhole(reading, mark, std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()));
 }
 
 std::uint32_t ReadUint32(runtime::TReading& reading, std::uint32_t* mark = nullptr) {
@@ -114,7 +114,7 @@ std::uint8_t CInstrument::ReadToken(std::uint32_t capacity, char16_t* message, v
     token->kind = lexeme.kind == ELexeme::kIdentifier ? vtape::kTokenIdentifier
                   : lexeme.kind == ELexeme::kNumber   ? vtape::kTokenNumber
                   : lexeme.kind == ELexeme::kString   ? vtape::kTokenString
-                                                    : vtape::kTokenPunctuation;
+                                                      : vtape::kTokenPunctuation;
     token->text = reading.token;
     reading.lexer->Skip();
   });
@@ -241,8 +241,8 @@ std::uint8_t CInstrument::ReadEquReceivers(std::uint32_t capacity, char16_t* mes
   return Serve(*this, capacity, message, [&](runtime::TReading& reading) {
     runtime::TApplicationPart& application = ApplicationOf(ctx);
     reading.lexer->Expect("=");
-    if (host != nullptr && std::find(host->receiverLists.begin(), host->receiverLists.end(), list) ==
-                               host->receiverLists.end()) {
+    if (host != nullptr &&
+        std::find(host->receiverLists.begin(), host->receiverLists.end(), list) == host->receiverLists.end()) {
       host->receiverLists.push_back(list);
     }
     do {
@@ -303,7 +303,8 @@ std::uint8_t CInstrument::ReadEquDataElement(std::uint32_t capacity, char16_t* m
     if (element.writtenByProcess) {
       throw runtime::CTextError{read.offset, "'" + spelling + "' is computed by the process"};
     }
-    if (element.isArray && !reading.lexer->Peek().Is("[")) reading.lexer->FailExpected("'[': '" + spelling + "' is an array");
+    if (element.isArray && !reading.lexer->Peek().Is("["))
+      reading.lexer->FailExpected("'[': '" + spelling + "' is an array");
     if (!element.isArray && reading.lexer->Peek().Is("[")) {
       throw runtime::CTextError{read.offset, "'" + spelling + "' is no array"};
     }

@@ -234,7 +234,7 @@ class CTrace {
   void WriteLine();
 
   CApplication& application;
-  std::vector<std::size_t> lengths;  // of the data elements
+  std::vector<std::size_t> lengths;                         // of the data elements
   std::vector<std::pair<std::size_t, TStateColumn>> state;  // by instrument
   std::FILE* file;
   std::string row;

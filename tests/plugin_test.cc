@@ -28,9 +28,9 @@ TEST(Plugin, ShowsItsEntryPointsAndNothingElse) {
 }
 
 TEST(Plugin, NeedsNothingButTheHostAndTheStandardLibraries) {
-  const tests::TOutcome needed = tests::Shell(
-      "readelf -d " + tests::BuildPath("loopbox.so") +
-      " | sed -n 's/.*NEEDED.*\\[\\(.*\\)\\]/\\1/p' | grep -vE '^(libstdc\\+\\+|libm|libc|libgcc_s|libasan|libubsan|ld-)'");
+  const tests::TOutcome needed = tests::Shell("readelf -d " + tests::BuildPath("loopbox.so") +
+                                              " | sed -n 's/.*NEEDED.*\\[\\(.*\\)\\]/\\1/p' | grep -vE "
+                                              "'^(libstdc\\+\\+|libm|libc|libgcc_s|libasan|libubsan|ld-)'");
   EXPECT_EQ(needed.output, "");
 }
 
@@ -117,9 +117,9 @@ struct TImageShape {
 TEST(Plugin, CarriesSevenImagesInTheIconFormat) {
   const auto& classes = Plugin().Classes();
   const TImageShape shapes[] = {
-      {Plugin().LargeImage(), 40, 40, false},  {classes[0].smallImage, 20, 20, true},
-      {classes[0].largeImage, 40, 40, true},   {classes[1].smallImage, 20, 20, true},
-      {classes[1].largeImage, 36, 40, true},   {classes[2].smallImage, 19, 19, true},
+      {Plugin().LargeImage(), 40, 40, false}, {classes[0].smallImage, 20, 20, true},
+      {classes[0].largeImage, 40, 40, true},  {classes[1].smallImage, 20, 20, true},
+      {classes[1].largeImage, 36, 40, true},  {classes[2].smallImage, 19, 19, true},
       {classes[2].largeImage, 36, 40, true},
   };
   std::set<const std::uint8_t*> different;

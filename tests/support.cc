@@ -53,8 +53,7 @@ CRun::CRun(const CFolder& place, const std::string& name, const std::string& tex
   Read(place, name, text, std::move(options));
 }
 
-void CRun::Read(const CFolder& place, const std::string& name, const std::string& text,
-                runtime::TReadOptions options) {
+void CRun::Read(const CFolder& place, const std::string& name, const std::string& text, runtime::TReadOptions options) {
   options.path = place.Write(name, text);
   options.print = [this](const std::string& line) { printed.push_back(line); };
   application = runtime::CApplication::Read(options, Plugin(), &diagnostics);
