@@ -221,7 +221,7 @@ class CApplicationReader {
       return found.type == EType::kBoolean ? "expected true or false" : "expected a number";
     } else if (found.type == EType::kBoolean && number != 0.0 && number != 1.0) {
       return "expected true or false";
-    } else if (found.type == EType::kInteger && (number != std::trunc(number) || std::fabs(number) > 0x7FFFFFFF)) {
+    } else if (found.type == EType::kInteger && number != TruncateToInteger(number)) {
       return "expected a whole number of 32 bits";
     }
     application.data.SetFromDouble(element, index, number);

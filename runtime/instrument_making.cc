@@ -14,6 +14,7 @@ namespace {
 constexpr std::uint32_t kTextCapacity = 255;
 constexpr std::uint32_t kMaximumEntries = 1000;  // an instrument that never says no is cut off
 constexpr char16_t kMeterClass[] = u"meter";
+constexpr char kOutOfMemory[] = "out of memory while making the instrument";
 
 hx_vinst::CInstrument* MakeMeter() {
   void* block = nullptr;
@@ -23,9 +24,7 @@ hx_vinst::CInstrument* MakeMeter() {
 
 hx_vinst::CInstrument* Construct(TApplicationPart& application, const std::string& className, std::string* error) {
   if (className == Utf8(kMeterClass)) {
-    hx_vinst::CInstrument* meter = MakeMeter();
-    if (meter == nullptr) *error = "out of memory";
-    return meter;
+    return MakeMeter();
   }
   const TPluginPart& plugin = application.plugin.Part();
   for (const TClass& known : plugin.classes) {
@@ -48,14 +47,17 @@ hx_vinst::CInstrument* MakeObject(TApplicationPart& application, const std::stri
                                   const std::string& instrumentName, std::string* error) {
   const std::uint64_t failuresBefore = MemoryStatistics().failures;
   hx_vinst::CInstrument* object = Construct(application, className, error);
-  if (object == nullptr) return nullptr;
+  if (object == nullptr) {
+    if (MemoryStatistics().failures != failuresBefore) *error = kOutOfMemory;
+    return nullptr;
+  }
   object->ctx = &application.ctx;
   const std::u16string name = Utf16(instrumentName);
   runlib::WStrAssign(63, object->name, static_cast<std::uint32_t>(name.size()), name.c_str());
   object->host = new hx_vinst::THostPart();
   object->InitInstrument();
   if (MemoryStatistics().failures != failuresBefore) {
-    *error = "out of memory while making the instrument";
+    *error = kOutOfMemory;
     ReleaseObject(object);
     return nullptr;
   }

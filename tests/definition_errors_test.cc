@@ -231,7 +231,7 @@ e | sin @1 | expected '(', found '1'
 e | (1@ | expected ')', found ';'
 e | 1 @2 | expected ';', found '2'
 e | 1 +@ | expected a value, found ';'
-e | 1 @and b | expected a boolean, found a number
+e | @1 and b | expected a boolean, found a number
 )";
 
 constexpr char kInInstruments[] = R"(
@@ -263,7 +263,7 @@ pbsm | colors @5 = #000000; end_colors; | Očekáván identifikátor
 pbsm | colors @green = #000000; end_colors; | Neznámé klíčové slovo
 pbsm | colors ink = @red; end_colors; | expected a colour, #RRGGBB, found 'red'
 pbsm | colors ink = @#12345; end_colors; | malformed color, expected #RRGGBB
-pbsm | colors end_colors@ | expected ';', found 'end_instrument'
+pbsm | colors end_colors @inverse; | expected ';', found 'inverse'
 p | parameters @5; end_parameters; | Očekáván identifikátor
 p | parameters @param_4 = 1; end_parameters; | Neznámý identifikátor
 p | parameters @expression = 1; end_parameters; | Neznámý identifikátor
@@ -323,9 +323,9 @@ a | v_grid = @many; | expected an integer, found 'many'
 a | font = @9; | expected a string, found '9'
 a | font = "Sans", @0; | integer out of range, expected 1 to 500
 a | font = "Sans", 9, @heavy; | expected bold or italic, found 'heavy'
-a | font = @"NAME64", 9; | text of more than 31 characters
+a | font = @"NAME64",¶ 9; | text of more than 31 characters
 a | mask = @5; | expected a string, found '5'
-a | mask = @"NAME64"; | text of more than 63 characters
+a | mask = @"NAME64"¶; | text of more than 63 characters
 pbs | value_section ratio = @2147483648; end_value_section; | integer out of range, expected -2147483648 to 2147483647
 pbs | value_section view_position = @-2147483649; end_value_section; | integer out of range, expected -2147483648 to 2147483647
 )";
