@@ -368,7 +368,7 @@ std::vector<TKeyword> Reference(const std::string& className) {
     if (line.empty() || line[0] == '#') continue;
     if (line[0] == '[') {
       section = line.substr(1, line.find(']') - 1);
-    } else if (section != "notes" && section != "state" && section != "band") {
+    } else if (section != "remarks" && section != "notes" && section != "state" && section != "band") {
       std::vector<std::string> cells;
       std::istringstream row(line);
       for (std::string cell; std::getline(row, cell, '|');) {

@@ -427,7 +427,7 @@ TEST(HostileText, EndsInAClearErrorSoon) {
       {"data x : real \"" + std::string(10'000'000, '\''), "string without an end"},
       {std::string(10'000'000, ' ') + "?", "FILE:1:10000001: unexpected character"},
       {"data x : real = " + std::string(10'000'000, '9') + ";", "number out of range"},
-      {Repeated("/*", kMany * 10), "comment without an end"},
+      {Repeated("/* ", kMany * 10), "comment without an end"},
       {process + Repeated("(", kMany) + "1" + Repeated(")", kMany) + "; end_process;", "expression nested too deeply"},
       {process + Repeated("(", kMany), "this block is not closed"},
       {process + Repeated("sin(", kMany) + "; end_process;", "expression nested too deeply"},
@@ -537,17 +537,17 @@ TEST(ReadingAgain, LeaksNothingAfterSuccessOrFailure) {
     const CRun run(kGood);
     ASSERT_TRUE(run.IsRead());
     const runtime::TMemoryStatistics once = runtime::MemoryStatistics();
+    int refused = 0;
     for (std::size_t i = 0; i < 3; ++i) {
       const runtime::TInstrumentPart& part = run->Part().instruments[i];
-      int refused = 0;
       for (std::uint32_t end = part.begin; end <= part.end; ++end) refused += ReadAgain(run, i, end) ? 0 : 1;
-      EXPECT_GT(refused, 5);
       EXPECT_TRUE(ReadAgain(run, i, part.end));
       EXPECT_EQ(runtime::MemoryStatistics().blocks, once.blocks) << part.name;
       EXPECT_EQ(runtime::MemoryStatistics().bytes, once.bytes) << part.name;
       EXPECT_LE(part.object->host->expressions.size(), 5u);
       EXPECT_LE(part.object->host->receiverLists.size(), 1u);
     }
+    EXPECT_GT(refused, 50);
   }
   for (int i = 0; i < 100; ++i) EXPECT_TRUE(CRun(kGood).IsRead());
   EXPECT_EQ(runtime::MemoryStatistics().blocks, before.blocks);
@@ -574,7 +574,10 @@ TEST(ReadingAgain, WithoutMemoryIsAnErrorAtEveryAllocation) {
     runtime::FailAllocationAfter(-1);
     isRead = run.IsRead();
     ASSERT_EQ(run.diagnostics.empty(), isRead);
-    EXPECT_EQ(run.Diagnostics().find("out of memory") == std::string::npos, isRead) << run.Diagnostics();
+    const std::string text = run.Diagnostics();
+    EXPECT_EQ(text.find("out of memory") == std::string::npos && text.find("made no instrument") == std::string::npos,
+              isRead)
+        << text;
     ASSERT_LT(successes, 200);
   }
   EXPECT_EQ(runtime::MemoryStatistics().blocks, blocks);

@@ -4,6 +4,7 @@
 #include <stdlib.h>
 #include <sys/wait.h>
 
+#include <bit>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -43,6 +44,29 @@ std::string ReadFile(const std::string& path) {
   std::ostringstream bytes;
   bytes << file.rdbuf();
   return bytes.str();
+}
+
+std::string OneRegulator(const std::string& className, const std::string& entries, const std::string& period) {
+  const std::string output = className == "pid_regulator"       ? "output = u;"
+                             : className == "boolean_regulator" ? "output = on;"
+                                                                : "output_plus = plus; output_minus = minus;";
+  return "application test period = " + period +
+         "; duration = 1e8; end_application;\n"
+         "data x : real = 50; wish : real = 50; hand : real; u : real; run : boolean = true;\n"
+         "on : boolean; plus : boolean; minus : boolean; end_data;\n"
+         "instrument " +
+         className + " reg expression = x; wish_value = wish; condition = run;\n" + output + "\n" + entries +
+         "\nend_instrument;\n";
+}
+
+std::string ParameterFile(std::uint32_t law, const TLearnt& learnt) {
+  std::string bytes;
+  const auto put = [&bytes](std::uint64_t word, int size) {
+    for (int i = 0; i < size; ++i) bytes += static_cast<char>(word >> (8 * i) & 0xFF);
+  };
+  put(law, 4);
+  for (const double real : learnt) put(std::bit_cast<std::uint64_t>(real), 8);
+  return bytes;
 }
 
 CRun::CRun(const std::string& text, runtime::TReadOptions options) : own(std::make_unique<CFolder>()) {

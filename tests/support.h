@@ -3,6 +3,7 @@
 #ifndef LOOPBOX_TESTS_SUPPORT_H
 #define LOOPBOX_TESTS_SUPPORT_H
 
+#include <array>
 #include <map>
 #include <memory>
 #include <string>
@@ -31,6 +32,16 @@ class CFolder {
 };
 
 std::string ReadFile(const std::string& path);
+
+// An application of one regulator `reg` with these entries: `x` against `wish`
+// while `run`, its output in `u` (continuous), `on` (two-state) or `plus` and
+// `minus` (incremental); `hand` is free.
+std::string OneRegulator(const std::string& className, const std::string& entries, const std::string& period = "1");
+
+// A parameter file's bytes: the law's code, then theta 0 to 4, the forgetting
+// coefficient and rho.
+using TLearnt = std::array<double, 7>;
+std::string ParameterFile(std::uint32_t law, const TLearnt& learnt);
 
 // An application from text, in a folder of its own, with what it reports.
 class CRun {

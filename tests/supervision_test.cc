@@ -1,0 +1,363 @@
+// The supervisor of self-tuning: when identification runs, and what hostile
+// plants, files and callers do to it.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <random>
+
+#include "runtime/clock.h"
+#include "tests/support.h"
+
+namespace {
+
+using tests::CFolder;
+using tests::CRun;
+using tests::OneRegulator;
+
+using TModel = std::vector<double>;
+
+std::string Adaptive(const std::string& parameters, const std::string& entries = "", const std::string& period = "1") {
+  return OneRegulator("pid_regulator", "parameters adaptive = true; " + parameters + " end_parameters; " + entries,
+                      period);
+}
+
+TModel Model(const CRun& run) { return run.Call("reg", "Debug__RRRR", {0, 0, 0, 0}); }
+bool IsRunning(const CRun& run) { return run.Call("reg", "IsIdentificationRunning__l", {0})[0] != 0.0; }
+
+// One period with this value; whether the model moved.
+bool Moves(CRun& run, double x) {
+  const TModel before = Model(run);
+  run.SetValue("x", x);
+  run.Steps(1);
+  return Model(run) != before;
+}
+
+TEST(Supervision, StartsAboveFivePercentOfTheWishPane) {
+  const struct {
+    const char* parameters;
+    const char* range;
+    double error;
+    bool starts;
+  } cases[] = {
+      {"adaptive = true;", "", 5.0, false},
+      {"adaptive = true;", "", 5.001, true},
+      {"adaptive = true;", "", -5.0, false},
+      {"adaptive = true;", "", -5.001, true},
+      {"adaptive = true;", "range_from = -100;", 10.0, false},
+      {"adaptive = true;", "range_from = -100;", 10.001, true},
+      {"adaptive = false;", "", 50.0, false},
+  };
+  for (const auto& start : cases) {
+    CRun run(OneRegulator("pid_regulator", std::string("parameters ") + start.parameters +
+                                               " end_parameters; wish_value_section " + start.range +
+                                               " end_wish_value_section;"));
+    run.SetValue("wish", 50.0);
+    run.SetValue("x", 50.0 - start.error);
+    run.Steps(1);
+    EXPECT_FALSE(IsRunning(run));  // it is the error of the period before that counts
+    run.SetValue("x", 50.0);
+    run.Steps(1);
+    EXPECT_EQ(IsRunning(run), start.starts) << start.range << start.error;
+    run.Steps(100);
+    EXPECT_FALSE(start.error == 5.0 && IsRunning(run));
+  }
+}
+
+TEST(Supervision, WaitsStepsAndChecks) {
+  for (const std::string refil : {"false", "true"}) {
+    CRun run(Adaptive("refil = " + refil + ";"));
+    std::mt19937 random(3);
+    const auto noise = [&random] { return std::uniform_real_distribution<double>(20.0, 80.0)(random); };
+    // The counter's states: 0, two waiting periods, steps at 3 to 21, the check.
+    EXPECT_FALSE(Moves(run, 20.0));
+    for (int counter = 0; counter <= 21; ++counter) {
+      EXPECT_EQ(Moves(run, noise()), counter >= 3) << counter;
+      EXPECT_TRUE(IsRunning(run)) << counter;
+    }
+    // The last step moved the model: it starts again at once.
+    for (int counter = 0; counter <= 21; ++counter) {
+      EXPECT_EQ(Moves(run, noise()), counter >= 3) << counter;
+      EXPECT_TRUE(IsRunning(run)) << counter;
+    }
+  }
+}
+
+// Type 2 leaves theta 0, so the model shows all that the rule looks at.
+TEST(Supervision, StopsWhenTheLastStepMovedTheModelByAThousandthAtMost) {
+  std::mt19937 random(11);
+  int count[2] = {};
+  for (int trial = 0; trial < 60; ++trial) {
+    CRun run(Adaptive("refil = true;"));
+    run.Steps(1);
+    run.Call("reg", "RunIdentification__", {});
+    const double size = std::pow(10.0, std::uniform_real_distribution<double>(-4.0, 0.5)(random));
+    TModel before;
+    for (int counter = 1; counter <= 21; ++counter) {
+      before = Model(run);
+      Moves(run, 50.0 + std::uniform_real_distribution<double>(-size, size)(random));
+    }
+    const TModel after = Model(run);
+    bool moved = false;
+    for (std::size_t i = 0; i < 4; ++i) moved = moved || std::fabs(after[i] - before[i]) > 0.001;
+    ASSERT_TRUE(IsRunning(run));
+    Moves(run, 50.0);
+    EXPECT_EQ(IsRunning(run), moved);
+    ++count[moved];
+  }
+  EXPECT_GT(count[0], 5);
+  EXPECT_GT(count[1], 5);
+}
+
+TEST(Supervision, ObeysTheApplication) {
+  CRun run(Adaptive(""));
+  run.Steps(3);
+  EXPECT_FALSE(IsRunning(run));
+  run.Call("reg", "RunIdentification__", {});
+  EXPECT_FALSE(Moves(run, 51.0));
+  EXPECT_FALSE(Moves(run, 52.0));
+  EXPECT_TRUE(Moves(run, 54.0));
+  run.Call("reg", "RunIdentification__", {});  // from the beginning
+  EXPECT_FALSE(Moves(run, 51.0));
+  EXPECT_FALSE(Moves(run, 53.0));
+  EXPECT_TRUE(Moves(run, 52.0));
+  run.Call("reg", "StopIdentification__", {});
+  for (int k = 0; k < 30; ++k) EXPECT_FALSE(Moves(run, k % 2 == 0 ? 51.0 : 53.0));
+  EXPECT_FALSE(IsRunning(run));
+  // A period that does not regulate does not count.
+  run.Call("reg", "RunIdentification__", {});
+  run.SetValue("run", 0.0);
+  for (int k = 0; k < 30; ++k) EXPECT_FALSE(Moves(run, k % 2 == 0 ? 51.0 : 53.0));
+  run.SetValue("run", 1.0);
+  EXPECT_FALSE(Moves(run, 50.0));
+  EXPECT_FALSE(Moves(run, 53.0));
+  EXPECT_TRUE(Moves(run, 51.0));
+}
+
+// --- Hostile cases --------------------------------------------------------------
+
+void ExpectSound(const CRun& run) {
+  const double u = run.Value("u");
+  ASSERT_TRUE(std::isfinite(u) && u >= 0.0 && u <= 100.0) << u;
+}
+
+void ExpectFiniteState(const CRun& run) {
+  for (const double element : Model(run)) EXPECT_TRUE(std::isfinite(element)) << element;
+}
+
+using TDrive = std::function<void(CRun&, int)>;
+
+double Wave(int k) { return 50.0 + 30.0 * ((k * 7919) % 101 - 50) / 50.0; }
+
+struct THostile {
+  const char* what;
+  const char* entries;
+  int periods;
+  TDrive drive;
+};
+
+const THostile kHostiles[] = {
+    {"constant inputs far apart", "", 2000, [](CRun& run, int) { run.SetValue("x", 5.0); }},
+    {"constant inputs at rest", "", 2000, [](CRun&, int) {}},
+    {"saturation, one end then the other", "", 2000,
+     [](CRun& run, int k) { run.SetValue("x", (k / 37) % 2 == 0 ? -1e6 : 1e6); }},
+    {"toggling condition", "", 2000,
+     [](CRun& run, int k) {
+       run.SetValue("x", Wave(k));
+       run.SetValue("run", (k * k / 3) % 3 != 0);
+     }},
+    {"enormous panes",
+     "value_section range_from = -1e308; range_to = 1e308; end_value_section;"
+     "wish_value_section range_from = -1e308; range_to = 1e308; end_wish_value_section;",
+     400, [](CRun& run, int k) { run.SetValue("x", (k % 3 - 1) * 1e308); }},
+    {"tiny values", "", 400, [](CRun& run, int k) { run.SetValue("x", 50.0 + (k % 2) * 5e-324); }},
+    {"identification forced", "", 2000,
+     [](CRun& run, int k) {
+       run.SetValue("x", Wave(k));
+       if (k % 29 == 0 && run.Call("reg", "GetRegulatorType__R", {0})[0] != 5.0) {
+         run.Call("reg", k % 2 == 0 ? "RunIdentification__" : "StopIdentification__", {});
+       }
+     }},
+    {"laws changed", "", 2000,
+     [](CRun& run, int k) {
+       run.SetValue("x", Wave(k));
+       if (k % 5 == 0) run.Call("reg", "SetRegulatorType__n", {1.0 + (k / 5) % 5});
+       if (k % 7 == 0) run.Call("reg", "SetIdentification__n", {1.0 + (k / 7) % 2});
+     }},
+    {"adaptive changed", "", 2000,
+     [](CRun& run, int k) {
+       run.SetValue("x", Wave(k));
+       if (k % 11 != 0 || run.Call("reg", "GetRegulatorType__R", {0})[0] == 5.0) return;
+       run.Call("reg", "SetAdaptive__l", {(k / 11) % 2 == 0 ? 1.0 : 0.0});
+     }},
+    {"forgetting changed", "", 2000,
+     [](CRun& run, int k) {
+       run.SetValue("x", Wave(k));
+       if (run.Call("reg", "GetRegulatorType__R", {0})[0] == 5.0) return;
+       const double forgetting[] = {0.0, -1.0, 1e300, 1e-300, 1.0};
+       run.Call("reg", "SetForgetCoefficient__R", {forgetting[k % 5]});
+     }},
+};
+
+// By code.
+const char* const kLaws[] = {"classical", "takahashi", "classicalDelay", "takahashiDelay", "variable"};
+
+TEST(Supervision, KeepsTheOutputFiniteAndInRange) {
+  for (const THostile& hostile : kHostiles) {
+    for (const std::string law : kLaws) {
+      for (const std::string refil : {"false", "true"}) {
+        SCOPED_TRACE(testing::Message() << hostile.what << ", " << law << ", refil " << refil);
+        CRun run(Adaptive("refil = " + refil + "; regulator_type = " + law + ";", hostile.entries));
+        ASSERT_TRUE(run.IsRead()) << run.Diagnostics();
+        for (int k = 0; k < hostile.periods; ++k) {
+          hostile.drive(run, k);
+          run.Steps(1);
+          ASSERT_NO_FATAL_FAILURE(ExpectSound(run)) << k;
+        }
+        ExpectFiniteState(run);
+      }
+    }
+  }
+}
+
+TEST(Supervision, OutlivesAHundredThousandPeriodsOfConstantInputs) {
+  for (const std::string refil : {"false", "true"}) {
+    CRun run(Adaptive("refil = " + refil + ";"));
+    run.SetValue("x", 20.0);
+    run.Steps(100000);
+    ExpectSound(run);
+    ExpectFiniteState(run);
+    EXPECT_TRUE(std::isfinite(run.Call("reg", "GetForgetCoefficient__R", {0})[0]));
+    // It still learns.
+    bool moved = false;
+    for (int k = 0; k < 60; ++k) moved = Moves(run, Wave(k)) || moved;
+    EXPECT_TRUE(moved);
+    ExpectSound(run);
+  }
+}
+
+// A broken sensor, in every state of the counter and before it.
+TEST(Supervision, BridgesASensorWithoutAFiniteValue) {
+  for (int from = 0; from < 30; ++from) {
+    std::string text = Adaptive("");
+    text.replace(text.find("expression = x;"), 15, "expression = if(hand > 0, sqrt(0 - hand), x);");
+    CRun run(text);
+    for (int k = 0; k < 60; ++k) {
+      run.SetValue("hand", k >= from && k < from + 9 ? 1.0 : 0.0);
+      run.SetValue("x", Wave(k));
+      run.Steps(1);
+      ASSERT_NO_FATAL_FAILURE(ExpectSound(run)) << from << " " << k;
+    }
+    ExpectFiniteState(run);
+    EXPECT_EQ(run.messages.size(), 1u);  // the host's own, of the expression
+  }
+}
+
+TEST(Supervision, TakesPeriodsOfAMillisecondAndOfADay) {
+  for (const std::uint32_t step : {1u, 86399999u}) {
+    for (const std::string law : kLaws) {
+      for (const std::string refil : {"false", "true"}) {
+        CRun run(Adaptive("refil = " + refil + "; regulator_type = " + law + ";"));
+        std::uint64_t clock = 0;
+        for (int k = 0; k < 500; ++k) {
+          run.SetValue("x", Wave(k));
+          clock += step;
+          runtime::SetClock(static_cast<std::uint32_t>(clock % 86400000));
+          run.Object("reg").Action(hx_vinst::kActionTimer);
+          ASSERT_NO_FATAL_FAILURE(ExpectSound(run)) << step << " " << law << " " << k;
+        }
+        ExpectFiniteState(run);
+      }
+    }
+  }
+}
+
+// --- Models from a file -------------------------------------------------------------
+
+const tests::TLearnt kModels[] = {
+    {0, 0, 0, 0, 0, 0.5, 1},                     // nothing
+    {0.1, 0.1, 0.2, 0.2, 0.2, 0.5, 1},           // b1 = b2
+    {0.1, 0.1, 0.2, 0.2, 0, 0.5, 1},             // b2 = 0
+    {0.1, 0.1, 0.2, 0.2, -0.3, 0.5, 1},          // b2 < 0
+    {0.1, 0.1, 0.1, -1, 0.2, 0.5, 1},            // critical gain 0
+    {0.1, 0, 0, 0.5, 0.2, 0.5, 1},               // b1 = 0
+    {0.1, 1e308, 1e308, -1e308, 1e308, 0.5, 1},  // beyond what can be squared
+    {0.1, 1e-308, 5e-324, 5e-324, 1e-308, 0.5, 1},
+    {0.1, 0.1, 0.1, 0.2, 0.2, 0, 0},
+    {0.1, 0.1, 0.1, 0.2, 0.2, -1, -0.5},
+    {0.1, 0.1, 0.1, 0.2, 0.2, 1e308, 1e-308},
+    {0.1, 0.1, 0.1, 0.2, 0.2, 0.5, -1},
+};
+
+TEST(Supervision, EnduresAnyFiniteModel) {
+  for (std::size_t model = 0; model < std::size(kModels); ++model) {
+    for (std::uint32_t law = 1; law <= 5; ++law) {
+      for (const std::string refil : {"false", "true"}) {
+        SCOPED_TRACE(testing::Message() << "model " << model << ", law " << law << ", refil " << refil);
+        const CFolder folder;
+        folder.Write("reg.par", tests::ParameterFile(law, kModels[model]));
+        CRun run(folder, "test.lbx",
+                 Adaptive("file_name = \"reg.par\"; refil = " + refil + "; regulator_type = " + kLaws[law - 1] + ";"));
+        ASSERT_EQ(Model(run)[0], kModels[model][1]);
+        for (int k = 0; k < 300; ++k) {
+          run.SetValue("x", Wave(k));
+          run.Steps(1);
+          ASSERT_NO_FATAL_FAILURE(ExpectSound(run)) << k;
+        }
+        ExpectFiniteState(run);
+      }
+    }
+  }
+}
+
+TEST(Supervision, CancelsWhatIsNotFiniteOnceAndKeepsTheModel) {
+  constexpr const char* kCancelled = "Krok identifikace zrušen";
+  // A synthesis that divides by a critical gain of zero, at rest.
+  {
+    const CFolder folder;
+    folder.Write("reg.par", tests::ParameterFile(1, kModels[4]));
+    CRun run(folder, "test.lbx", Adaptive("file_name = \"reg.par\";"));
+    run.Steps(200);
+    ASSERT_EQ(run.messages.size(), 1u);
+    EXPECT_EQ(run.messages[0].instrument, "reg");
+    EXPECT_EQ(run.messages[0].text, kCancelled);
+    EXPECT_EQ(run.messages[0].time, 1.0);
+    EXPECT_EQ(Model(run), (TModel{0.1, 0.1, -1, 0.2}));
+    EXPECT_EQ(run.Call("reg", "GetParameters__RRR", {9, 9, 9}), (std::vector<double>{0, 0, 0}));
+  }
+  // A step whose prediction is infinite: all that it touched is as before.
+  for (const std::string refil : {"false", "true"}) {
+    const tests::TLearnt huge = {0.1, 1e307, 0.1, 0.2, 10.1, 0.5, 1};
+    const CFolder folder;
+    folder.Write("reg.par", tests::ParameterFile(1, huge));
+    CRun run(folder, "test.lbx", Adaptive("file_name = \"reg.par\"; refil = " + refil + ";"));
+    for (int k = 0; k < 200; ++k) {
+      run.SetValue("x", k % 2 == 0 ? 5.0 : 95.0);
+      run.Steps(1);
+    }
+    ASSERT_EQ(run.messages.size(), 1u) << refil;
+    EXPECT_EQ(run.messages[0].text, kCancelled);
+    run->End();
+    EXPECT_EQ(tests::ReadFile(folder.Path("reg.par")), tests::ParameterFile(1, huge));
+  }
+}
+
+// Fields that nothing ever set are zeros: the output holds.
+TEST(Supervision, RunsALawWhoseParametersNothingSet) {
+  for (int law = 1; law <= 5; ++law) {
+    for (const bool fromVariable : {false, true}) {
+      CRun run(OneRegulator("pid_regulator", fromVariable ? "parameters adaptive = true; regulator_type = variable; "
+                                                            "param_1 = 1; param_2 = 0.1; end_parameters;"
+                                                          : ""));
+      for (int k = 0; k < 100; ++k) {
+        if (k == 10) run.Call("reg", "SetRegulatorType__n", {static_cast<double>(law)});
+        if (k == 10 && fromVariable && law != 5) run.Call("reg", "SetAdaptive__l", {0.0});
+        run.SetValue("x", Wave(k));
+        run.Steps(1);
+        ASSERT_NO_FATAL_FAILURE(ExpectSound(run)) << law << " " << k;
+      }
+    }
+  }
+}
+
+}  // namespace
