@@ -303,10 +303,9 @@ std::uint8_t CInstrument::ReadEquDataElement(std::uint32_t capacity, char16_t* m
     if (element.writtenByProcess) {
       throw runtime::CTextError{read.offset, "'" + spelling + "' is computed by the process"};
     }
-    if (element.isArray && !reading.lexer->Peek().Is("["))
-      reading.lexer->FailExpected("'[': '" + spelling + "' is an array");
-    if (!element.isArray && reading.lexer->Peek().Is("[")) {
-      throw runtime::CTextError{read.offset, "'" + spelling + "' is no array"};
+    if (reading.lexer->Peek().Is("[") != element.isArray) {
+      throw runtime::CTextError{
+          read.offset, "'" + spelling + (element.isArray ? "' is an array and needs an index" : "' is not an array")};
     }
     hx_expr::TExprTreeRecord* compiled = nullptr;
     try {
