@@ -54,8 +54,8 @@ bool TakeResult(TScriptPart& part, int index, const THandler& handler, hx_expr::
   lua_State* lua = part.state;
   const int wanted = value->type == hx_expr::kBoolean ? LUA_TBOOLEAN : LUA_TNUMBER;
   if (lua_type(lua, index) != wanted) {
-    Fail(part, "'%s' returned a %s where a %s is expected", handler.event.c_str(), luaL_typename(lua, index),
-         lua_typename(lua, wanted));
+    Fail(part, "'%s' returned a wrong value: %s expected, got %s", handler.event.c_str(), lua_typename(lua, wanted),
+         luaL_typename(lua, index));
     return false;
   }
   if (wanted == LUA_TBOOLEAN) {

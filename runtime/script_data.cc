@@ -30,7 +30,8 @@ int SetElement(TScriptPart& part, lua_State* lua, const TDataElement& element, s
   const char* name = element.name.c_str();
   const int wanted = element.type == EType::kBoolean ? LUA_TBOOLEAN : LUA_TNUMBER;
   if (lua_type(lua, value) != wanted) {
-    return Fail(part, "'%s' is %s and can't be given a %s", name, TypeName(element.type), luaL_typename(lua, value));
+    return Fail(part, "'%s' is %s: %s expected, got %s", name, TypeName(element.type), lua_typename(lua, wanted),
+                luaL_typename(lua, value));
   }
   if (element.type == EType::kBoolean) {
     element.Booleans()[index] = lua_toboolean(lua, value) != 0;

@@ -57,7 +57,7 @@ int SetField(TScriptPart& part, lua_State* lua) {
   const TProcedure* event = FindEvent(part, proxy->index, name);
   if (event == nullptr) return FailNoEvent(part, proxy->index, name.data());
   if (lua_type(lua, 3) != LUA_TFUNCTION) {
-    return Fail(part, "'%s' is an event: a function is expected, not a %s", name.data(), luaL_typename(lua, 3));
+    return Fail(part, "'%s' is an event: function expected, got %s", name.data(), luaL_typename(lua, 3));
   }
   if (part.closed) {
     return Fail(part, "'%s' can't be defined any more: the instruments have been read", name.data());

@@ -96,7 +96,7 @@ bool Choose(TScriptPart& part, lua_State* lua, std::size_t index, const std::str
     return false;
   }
   if (!known.empty()) {
-    Fail(part, "'%s' was given %zu arguments and is %s", base.c_str(), given, known.c_str());
+    Fail(part, "wrong number of arguments (%zu) for %s", given, known.c_str());
     return false;
   }
   if (given <= kMaximumUnlisted) {
@@ -109,7 +109,7 @@ bool Choose(TScriptPart& part, lua_State* lua, std::size_t index, const std::str
       return true;
     }
   }
-  Fail(part, "'%s' has no procedure '%s' that takes these %zu arguments at this moment", instrument.name.c_str(),
+  Fail(part, "'%s' has no procedure '%s' for these arguments (%zu) at this moment", instrument.name.c_str(),
        base.c_str(), given);
   return false;
 }
@@ -119,8 +119,8 @@ bool TakeArgument(TScriptPart& part, lua_State* lua, const std::string& base, in
                   hx_expr::TValue* value) {
   const int wanted = letter == 'l' ? LUA_TBOOLEAN : LUA_TNUMBER;
   if (lua_type(lua, stackIndex) != wanted) {
-    Fail(part, "argument %d of '%s' is a %s where a %s is expected", stackIndex - 1, base.c_str(),
-         luaL_typename(lua, stackIndex), lua_typename(lua, wanted));
+    Fail(part, "argument %d of '%s': %s expected, got %s", stackIndex - 1, base.c_str(), lua_typename(lua, wanted),
+         luaL_typename(lua, stackIndex));
     return false;
   }
   if (letter == 'l') {

@@ -43,6 +43,28 @@ int SetMetatable(lua_State* lua) {
   return 1;
 }
 
+// Upvalue: the script's message handler. Lua runs it without the hook when the
+// hook raised the error, so a script that ran too long gets it no more.
+int HandleMessage(lua_State* lua) {
+  lua_settop(lua, 1);
+  if (PartOf(lua).stopped) return 1;
+  lua_pushvalue(lua, lua_upvalueindex(1));
+  lua_insert(lua, 1);
+  lua_call(lua, 1, 1);
+  return 1;
+}
+
+int XPCall(lua_State* lua) {
+  luaL_checktype(lua, 2, LUA_TFUNCTION);
+  lua_pushvalue(lua, 2);
+  lua_pushcclosure(lua, HandleMessage, 1);
+  lua_replace(lua, 2);
+  lua_pushvalue(lua, lua_upvalueindex(1));
+  lua_insert(lua, 1);
+  lua_call(lua, lua_gettop(lua) - 1, LUA_MULTRET);
+  return lua_gettop(lua);
+}
+
 // Without a seed Lua would take one from the time and an address.
 int RandomSeed(lua_State* lua) {
   if (lua_isnone(lua, 1)) lua_pushinteger(lua, static_cast<lua_Integer>(PartOf(lua).application.options.seed));
@@ -184,6 +206,7 @@ struct TReplacement {
 constexpr TReplacement kReplacements[] = {
     {LUA_GNAME, "setmetatable", SetMetatable, 0},
     {LUA_GNAME, "tostring", ToString, 0},
+    {LUA_GNAME, "xpcall", XPCall, 0},
     {LUA_MATHLIBNAME, "randomseed", RandomSeed, 0},
     {LUA_STRLIBNAME, "dump", nullptr, 0},
     {LUA_STRLIBNAME, "find", Search, 1},

@@ -14,7 +14,7 @@ namespace runtime {
 namespace {
 
 constexpr int kHookInterval = 1000;             // instructions
-constexpr std::int64_t kBytesPerWork = 16;      // allocated, for one instruction of work
+constexpr std::int64_t kBytesPerWork = 64;      // allocated, for one instruction of work
 constexpr std::int64_t kRefusalWork = 100'000;  // a refused block costs a whole collection
 constexpr char kChunkPrefix[] = "script:";
 constexpr char kTooLong[] = "the script ran too long";
