@@ -1,0 +1,247 @@
+// Scripts: what they reach, what they are kept from, and that a loop goes on
+// regulating whatever a script does.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "tests/support.h"
+
+namespace {
+
+using tests::CRun;
+
+constexpr char kData[] =
+    "application a period = 1; duration = 100; end_application;\n"
+    "data w : real = 50; x : real; u : real; n : integer = 3; f : boolean; z : real[3] = [1, 2, 3];\n"
+    "on : boolean; plus : boolean; minus : boolean; end_data;\n"
+    "process x' = (u - x) / 10; end_process;\n"
+    "instrument pid_regulator heater expression = x; wish_value = w; output = u; parameters param_1 = 2; "
+    "param_2 = 20; param_3 = 1; end_parameters; end_instrument;\n"
+    "instrument boolean_regulator switch expression = x; wish_value = w; output = on; end_instrument;\n"
+    "instrument step_regulator valve expression = x; wish_value = w; output_plus = plus; output_minus = minus; "
+    "inactive_hit = 0; end_instrument;\n";
+// A script that is put in begins in line 9.
+
+std::string WithScript(const std::string& script) { return kData + ("script\n" + script) + "\nend_script;\n"; }
+
+// What it prints in a callback of the first period, lines joined by "|".
+std::string Printed(const std::string& statements, std::uint64_t seed = 1) {
+  runtime::TReadOptions options;
+  options.seed = seed;
+  CRun run(WithScript("at(0, function() " + statements + " end)"), options);
+  EXPECT_TRUE(run.IsRead()) << run.Diagnostics();
+  if (!run.IsRead()) return "";
+  run.Steps(1);
+  std::string text;
+  for (const std::string& line : run.printed) text += (text.empty() ? "" : "|") + line;
+  for (const auto& message : run.messages) text += (text.empty() ? "" : "|") + ("! " + message.text);
+  return text;
+}
+
+struct TExpectation {
+  const char* statements;
+  const char* printed;
+};
+
+void ExpectPrinted(std::initializer_list<TExpectation> table) {
+  for (const auto& [statements, printed] : table) EXPECT_EQ(Printed(statements), printed) << statements;
+}
+
+TEST(Script, ReachesNothingOutside) {
+  ExpectPrinted({
+      {"print(io, os, require, package, debug, coroutine)", "nil\tnil\tnil\tnil\tnil\tnil"},
+      {"print(load, loadfile, dofile, loadstring, collectgarbage, string.dump)", "nil\tnil\tnil\tnil\tnil\tnil"},
+      {"print({}, print, heater, data, 'x', 1, 1.5, nil, true)", "table\tfunction\theater\tdata\tx\t1\t1.5\tnil\ttrue"},
+      {"print(pcall(string.format, '%p', {}))", "false\t'%p' would print an address"},
+      {"print(getmetatable(heater), getmetatable(data))", "false\tfalse"},
+  });
+}
+
+TEST(Script, IsRepeatable) {
+  ExpectPrinted({
+      {"local t = {b = 1, a = 2, [10] = 3, [2] = 4, [true] = 5} local s = '' for k in pairs(t) do s = s .. tostring(k) "
+       ".. ' ' end print(s)",
+       "2 10 a b true "},
+      {"local k = next({z = 1, y = 2}) print(k)", "y"},
+  });
+  const std::string draw = "print(math.random(), math.random(1, 1000000))";
+  EXPECT_EQ(Printed(draw, 7), Printed(draw, 7));
+  EXPECT_NE(Printed(draw, 7), Printed(draw, 8));
+  EXPECT_EQ(Printed("math.randomseed() " + draw, 7), Printed("math.randomseed() " + draw, 7));
+}
+
+TEST(Script, ReadsAndWritesDataByTheirTypes) {
+  ExpectPrinted({
+      {"data.w = 7 data.n = 4.0 data.f = true data.z[2] = -1.5 print(data.w, data.n, data.f, data.z[0], data.z[2], "
+       "#data.z)",
+       "7.0\t4\ttrue\t1.0\t-1.5\t3"},
+      {"data.w = 0/0", "! line 9: 'w' was given what is not a finite number"},
+      {"data.w = 1/0 print('on')", "! line 9: 'w' was given what is not a finite number"},
+      {"data.n = 2.5", "! line 9: 'n' is integer and can't be given 2.5"},
+      {"data.n = 2147483648", "! line 9: 2147483648 is out of the range of 'n'"},
+      {"data.f = 1", "! line 9: 'f' is boolean: boolean expected, got number"},
+      {"data.w = 'hot'", "! line 9: 'w' is real: number expected, got string"},
+      {"data.none = 1", "! line 9: there is no data element 'none'"},
+      {"print(data.z[3])", "! line 9: the indices of 'z' are 0 to 2"},
+      {"data.z = 1", "! line 9: 'z' is an array: its elements are set one by one"},
+  });
+}
+
+TEST(Script, CallsProceduresAsTheyResolveAtTheMoment) {
+  ExpectPrinted({
+      {"heater:SetParameters(3, 60, 8) print(heater:GetParameters())", "3.0\t60.0\t8.0"},
+      {"heater:SetRegulatorType(5) heater:SetParameters(0.7, 0.1) print(heater:GetParameters())", "0.7\t0.1"},
+      {"heater:SetRegulatorType(2) print(heater:GetRegulatorType())", "3.0"},
+      {"heater:SetRegulatorType(2.9) print(heater:GetRegulatorType())", "3.0"},
+      {"print(heater:Debug(0, 0, 0, 0))", "0.1\t0.1\t0.2\t0.2"},
+      {"heater:SetForgetCoefficient(0.25) print(heater:GetForgetCoefficient(0))", "0.25"},
+      {"heater:SetAdaptive(true) heater:RunIdentification() print(heater:IsIdentificationRunning())", "true"},
+      {"switch:SetDivergencePlus(4) print(switch:GetDivergencePlus())", "4.0"},
+      {"valve:SetInactiveHit(-2.9) print(valve:GetInactiveHit())", "-2.0"},
+      {"heater.colors.ink = '#12ab00' print(heater.colors.ink)", "#12AB00"},
+      {"heater.colors.ink = 'red'", "! line 9: a colour is written \"#RRGGBB\""},
+      {"heater:SetParameters(1, 2)",
+       "! line 9: SetParameters( ksi, omega : real ) of 'heater' does not exist at this moment"},
+      {"heater:SetParameters(1)",
+       "! line 9: wrong number of arguments (1) for SetParameters( ksi, omega : real ) or SetParameters( "
+       "r0, tI, tD : real )"},
+      {"heater:SetParameters(1, 2, 'x')", "! line 9: argument 3 of 'SetParameters': number expected, got string"},
+      {"heater:SetParameters(1, 2, 1/0)", "! line 9: argument 3 of 'SetParameters' is not a finite number"},
+      {"heater:SetAdaptive(1)", "! line 9: argument 1 of 'SetAdaptive': boolean expected, got number"},
+      {"heater:Nothing()", "! line 9: 'heater' (pid_regulator) has no procedure 'Nothing' at this moment"},
+      {"heater:SetRegulatorType(6)", "! Neznámý typ regulátoru|! line 9: 'SetRegulatorType' of 'heater' failed"},
+      {"heater.RunIdentification()",
+       "! line 9: 'RunIdentification' is called with a colon: "
+       "NAME:RunIdentification(…)"},
+  });
+}
+
+TEST(Script, DefinesEventsThatChangeTheOutput) {
+  CRun run(
+      WithScript("function heater.OnOutput(u) return math.min(u, 30) end\n"
+                 "function heater.OnOutputChange(u) data.n = data.n + 1 end\n"
+                 "function switch.OnOutput(on) return false end\n"
+                 "function valve.OnOutput(minus, plus) data.z[0] = minus and 1 or 0 data.z[1] = plus and 1 or 0\n"
+                 "  return true, false end"));
+  ASSERT_TRUE(run.IsRead()) << run.Diagnostics();
+  run.Steps(1);
+  EXPECT_EQ(run.Value("u"), 30.0);
+  EXPECT_EQ(run.Meter("heater").meterValue, 30.0);
+  EXPECT_EQ(run.Value("n"), 4.0);
+  EXPECT_EQ(run.Value("on"), 0.0);
+  // The value is below the wish: a plus step was due, a minus step was made of it.
+  EXPECT_EQ(run.Value("z", 0), 0.0);
+  EXPECT_EQ(run.Value("z", 1), 1.0);
+  EXPECT_EQ(run.Value("minus"), 1.0);
+  EXPECT_EQ(run.Value("plus"), 0.0);
+}
+
+TEST(Script, IsRefusedAtItsLine) {
+  const struct {
+    const char* script;
+    const char* where;
+    const char* message;
+  } cases[] = {
+      {"function heater.OnOutptu(u) end", "FILE:9:1",
+       "'OnOutptu' is no event of pid_regulator (there are OnOutput, OnOutputChange)"},
+      {"heater.OnOutput = 3", "FILE:9:1", "'OnOutput' is an event: function expected, got number"},
+      {"x = 1\n  y = = 2", "FILE:10:3", "unexpected symbol near '='"},
+      {"error('no')", "FILE:9:1", "no"},
+      {"heater:SetAdaptive(true)", "FILE:9:1",
+       "the instruments are not read yet: at(0, f) is the earliest for "
+       "this"},
+      {"while true do end", "FILE:9:1", "the script ran too long"},
+      {"local t = {} for i = 1, 1e9 do t[i] = i end", "FILE:9:1", "not enough memory"},
+      {"at(1)", "FILE:9:1", "'at' takes a number of seconds and a function"},
+      {"every(0, print)", "FILE:9:1", "an interval is at least 0.001 s"},
+  };
+  for (const auto& [script, where, message] : cases) {
+    CRun run(WithScript(script));
+    EXPECT_FALSE(run.IsRead()) << script;
+    const std::string expected = std::string(where) + ": " + message + "\n";
+    EXPECT_EQ(run.Diagnostics().substr(0, expected.size()), expected);
+  }
+  CRun late(WithScript("at(1, function()\n function heater.OnOutput(u) end end)"));
+  late.Steps(1);
+  ASSERT_EQ(late.messages.size(), 1u);
+  EXPECT_EQ(late.messages[0].text, "line 10: 'OnOutput' can't be defined any more: the instruments have been read");
+}
+
+TEST(Script, SchedulesByTimeAndThenByOrder) {
+  CRun run(
+      WithScript("local function say(what) return function() print(what, time()) end end\n"
+                 "at(2, say('a')) at(1.5, say('b')) at(2, say('c')) every(1.5, say('e')) at(0, say('first'))\n"
+                 "at(3, function() at(1, say('past')) end)"));
+  run.Steps(3);
+  const std::vector<std::string> expected = {"first\t1.0", "b\t2.0", "e\t2.0",   "a\t2.0",
+                                             "c\t2.0",     "e\t3.0", "past\t3.0"};
+  EXPECT_EQ(run.printed, expected);
+}
+
+TEST(Script, SavesWhatWasLearnt) {
+  tests::CFolder folder;
+  std::string text = WithScript("at(2, save)");
+  text.replace(text.find("param_1"), 0, "adaptive = true; file_name = \"deep/er/h.par\"; ");
+  CRun run(folder, "a.lbx", text);
+  ASSERT_TRUE(run.IsRead()) << run.Diagnostics();
+  run.Steps(1);
+  EXPECT_FALSE(std::filesystem::exists(folder.Path("deep")));
+  run.Steps(1);
+  EXPECT_EQ(tests::ReadFile(folder.Path("deep/er/h.par")).size(), 60u);
+}
+
+// Whatever goes wrong in an event or a callback is reported, bounded, and over
+// with it: outputs stay finite and in range, and other callbacks run.
+TEST(Script, CannotStopTheLoop) {
+  const struct {
+    const char* body;
+    const char* message;
+  } faults[] = {
+      {"while true do end", "the script ran too long"},
+      {"while true do pcall(function() while true do end end) end", "the script ran too long"},
+      {"local s = 'x' while true do s = s .. s end", "not enough memory"},
+      {"local t = {} while true do t[#t + 1] = {} end", "not enough memory"},
+      {"local function f() return 1 + f() end f()", "line 9: "},
+      {"error({})", "the error is a table value"},
+      {"error('broken')", "broken"},
+      {"(('a'):rep(100000)):find('.-.-.-.-b')", "this pattern could take too long in a text of that length"},
+      {"heater:SetRegulatorType(9)", "failed"},
+      {"return 'high'", "number expected, got string"},
+      {"return 0/0", "returned what is not a finite number"},
+  };
+  CRun undisturbed(kData);
+  undisturbed.Steps(2);
+  for (const auto& [body, message] : faults) {
+    for (const char* event : {"OnOutput", "OnOutputChange"}) {
+      CRun run(WithScript("function heater." + std::string(event) + "(u) " + body + " end\n" +
+                          "every(1, function() data.n = data.n + 1 end)"));
+      ASSERT_TRUE(run.IsRead()) << run.Diagnostics();
+      run.Steps(2);
+      EXPECT_EQ(run.Value("n"), 5.0) << body;
+      EXPECT_EQ(run.Value("u"), undisturbed.Value("u")) << body;
+      ASSERT_FALSE(run.messages.empty()) << body;
+      EXPECT_NE(run.messages.back().text.find(message), std::string::npos) << run.messages.back().text;
+      EXPECT_EQ(run.messages.back().instrument, "heater");
+      EXPECT_EQ(run.messages.back().text.rfind("line 9: ", 0), 0u) << run.messages.back().text;
+    }
+  }
+}
+
+TEST(Script, MayCallProceduresInsideAnEvent) {
+  CRun run(
+      WithScript("function heater.OnOutput(u) heater:SetLastOutputValue(u - 1) heater:SetParameters(2, 20, 1)\n"
+                 "  return u end"));
+  run.Steps(20);
+  EXPECT_TRUE(run.messages.empty());
+  EXPECT_GE(run.Value("u"), 0.0);
+  EXPECT_LE(run.Value("u"), 100.0);
+}
+
+TEST(Script, HasNamesOfItsOwn) {
+  for (const char* name : {"print", "data", "math", "at", "time", "pairs"}) {
+    CRun run("instrument meter " + std::string(name) + " end_instrument;");
+    EXPECT_NE(run.Diagnostics().find("has a meaning of its own"), std::string::npos) << name;
+  }
+}
+
+}  // namespace
