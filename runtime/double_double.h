@@ -66,7 +66,7 @@ constexpr TDoubleDouble Add(TDoubleDouble a, TDoubleDouble b) {
 }
 constexpr TDoubleDouble Subtract(TDoubleDouble a, TDoubleDouble b) { return Add(a, Negate(b)); }
 
-// Relative error below 6 * 2^-106.
+// Relative error below 7 * 2^-106.
 constexpr TDoubleDouble Multiply(TDoubleDouble a, TDoubleDouble b) {
   const TDoubleDouble product = TwoProduct(a.high, b.high);
   return FastTwoSum(product.high, product.low + (a.high * b.low + a.low * b.high));

@@ -3,26 +3,35 @@
 #include <bit>
 #include <cmath>
 
+#include "runtime/elementary_functions.h"
+
 namespace runtime {
 namespace {
 
 double Sign(double x) { return x > 0 ? 1.0 : x < 0 ? -1.0 : x == 0 ? 0.0 : x; }
 
-// In the order of EFunction1 and EFunction2.
+// In the order of EFunction1 and EFunction2. Those of the C library are exact.
 constexpr double (*kFunctions1[])(double) = {
-    [](double x) { return std::sin(x); },   [](double x) { return std::cos(x); },
-    [](double x) { return std::tan(x); },   [](double x) { return std::asin(x); },
-    [](double x) { return std::acos(x); },  [](double x) { return std::atan(x); },
-    [](double x) { return std::exp(x); },   [](double x) { return std::log(x); },
-    [](double x) { return std::log10(x); }, [](double x) { return std::sqrt(x); },
-    [](double x) { return std::fabs(x); },  Sign,
-    [](double x) { return std::floor(x); }, [](double x) { return std::ceil(x); },
+    elementary::Sin,
+    elementary::Cos,
+    elementary::Tan,
+    elementary::ArcSin,
+    elementary::ArcCos,
+    elementary::ArcTan,
+    elementary::Exp,
+    elementary::Ln,
+    elementary::Log10,
+    [](double x) { return std::sqrt(x); },
+    [](double x) { return std::fabs(x); },
+    Sign,
+    [](double x) { return std::floor(x); },
+    [](double x) { return std::ceil(x); },
     [](double x) { return std::round(x); },
 };
 constexpr double (*kFunctions2[])(double, double) = {
-    [](double x, double y) { return std::pow(x, y); },
+    elementary::Power,
     [](double x, double y) { return std::fmod(x, y); },
-    [](double y, double x) { return std::atan2(y, x); },
+    elementary::ArcTan2,
 };
 
 struct TMessage {

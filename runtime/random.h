@@ -6,7 +6,7 @@
 #include <cmath>
 #include <cstdint>
 
-#include "runtime/expression_machine.h"
+#include "runtime/elementary_functions.h"
 
 namespace runtime {
 
@@ -50,7 +50,7 @@ class CRandom {
       const double y = 2.0 * Uniform() - 1.0;
       const double square = x * x + y * y;
       if (square >= 1.0 || square == 0.0) continue;
-      const double factor = std::sqrt(-2.0 * Call(EFunction1::kLn, square) / square);
+      const double factor = std::sqrt(-2.0 * elementary::Ln(square) / square);
       spare = y * factor;
       hasSpare = true;
       return x * factor;
