@@ -33,13 +33,16 @@ struct TRunOptions {
   bool realtime = false;
   std::string trace;  // empty: none
   bool traceState = false;
-  std::uint64_t every = 1;  // periods a row
+  std::uint64_t every = 1;      // periods a row
+  std::string panes;            // a picture of the window at the end; empty: none
+  std::vector<double> panesAt;  // seconds: further pictures
   bool quiet = false;
 };
 
 int Run(const TRunOptions& options);
 int Check(const std::string& file, const std::string& plugin);
-int ListClasses(const std::string& plugin);
+// `images` is a folder for the plug-in's images; empty: they aren't written.
+int ListClasses(const std::string& plugin, const std::string& images);
 int DescribeClass(const std::string& className, const std::string& plugin);
 
 }  // namespace workbench

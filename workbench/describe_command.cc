@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "runtime/runtime.h"
+#include "workbench/class_images.h"
 #include "workbench/commands.h"
 #include "workbench/console.h"
 #include "workbench/plugin_folder.h"
@@ -70,7 +71,7 @@ void PrintKeywords(const CReference& reference) {
 
 }  // namespace
 
-int ListClasses(const std::string& pluginPath) {
+int ListClasses(const std::string& pluginPath, const std::string& images) {
   const auto plugin = LoadPlugin(pluginPath);
   if (!plugin) return kApplicationWrong;
   CTable head;
@@ -88,7 +89,14 @@ int ListClasses(const std::string& pluginPath) {
     table.Add({"large image", ImageText(item.largeImage)});
     Print("\n" + item.name + "\n" + table.Text());
   }
-  return kDone;
+  if (images.empty()) return kDone;
+  std::vector<std::string> written;
+  std::string error;
+  const bool done = WriteImages(*plugin, images, &written, &error);
+  Print("\n");
+  for (const std::string& name : written) Print("written: " + name + "\n");
+  if (!done) PrintError(error);
+  return done ? kDone : kApplicationWrong;
 }
 
 int DescribeClass(const std::string& className, const std::string& pluginPath) {

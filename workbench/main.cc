@@ -10,6 +10,7 @@
 #include <system_error>
 #include <vector>
 
+#include "painting/painting.h"
 #include "workbench/commands.h"
 #include "workbench/console.h"
 
@@ -79,6 +80,18 @@ void AddRun(CLI::App* command, TRunOptions* run, std::vector<std::string>* assig
       ->type_name("N")
       ->needs(trace)
       ->check(Whole(1));
+  CLI::Option* panes =
+      command->add_option("--panes", run->panes, "Write a picture of the window at the end of the run")
+          ->type_name("FILE.png|.svg")
+          ->check([](const std::string& name) {
+            if (painting::FormatOf(name)) return std::string();
+            return std::string("expected a name that ends in ") + painting::kFormatEndings + ", found \"" + name + "\"";
+          });
+  command->add_option("--panes-at", run->panesAt, "Write FILE-S.png at S seconds as well; may be repeated")
+      ->type_name("S")
+      ->allow_extra_args(false)
+      ->needs(panes)
+      ->check(AtLeast(0.0, "a number of seconds"));
   AddPlugin(command, &run->plugin);
   command->add_flag("--quiet", run->quiet, "Only errors; no summary, notes or progress");
 }
@@ -93,6 +106,7 @@ int Main(int argumentCount, char** arguments) {
   std::string file;
   std::string className;
   std::string plugin;
+  std::string images;
 
   CLI::App* runCommand = program.add_subcommand("run", "Run an application");
   AddRun(runCommand, &run, &assignments);
@@ -100,6 +114,7 @@ int Main(int argumentCount, char** arguments) {
   checkCommand->add_option("FILE", file, "The application")->required()->type_name("");
   AddPlugin(checkCommand, &plugin);
   CLI::App* classesCommand = program.add_subcommand("classes", "Say what the plug-in offers");
+  classesCommand->add_option("--images", images, "Write the plug-in's images there, as PNG")->type_name("DIR");
   AddPlugin(classesCommand, &plugin);
   CLI::App* describeCommand = program.add_subcommand("describe", "Say what a class offers, and its keywords");
   describeCommand->add_option("CLASS", className, "The class")->required()->type_name("");
@@ -116,7 +131,7 @@ int Main(int argumentCount, char** arguments) {
   }
   if (runCommand->parsed()) return workbench::Run(run);
   if (checkCommand->parsed()) return workbench::Check(file, plugin);
-  if (classesCommand->parsed()) return workbench::ListClasses(plugin);
+  if (classesCommand->parsed()) return workbench::ListClasses(plugin, images);
   if (describeCommand->parsed()) return workbench::DescribeClass(className, plugin);
   std::fputs(program.help().c_str(), stderr);
   return workbench::kCommandLineWrong;

@@ -9,6 +9,7 @@
 #include "workbench/commands.h"
 #include "workbench/console.h"
 #include "workbench/pacing.h"
+#include "workbench/pane_pictures.h"
 #include "workbench/plugin_folder.h"
 #include "workbench/regulator_watch.h"
 #include "workbench/text.h"
@@ -29,11 +30,13 @@ std::vector<runtime::TStateColumn> StateColumns(const TReferences& references) {
 }
 
 // True when the run came to its end, false when it was interrupted or its
-// trace can't be written any more.
+// trace or a picture can't be written any more; then *pictureError says why, in
+// the case of a picture.
 bool RunPeriods(const TRunOptions& options, runtime::CApplication& application, CTraceFile& trace,
-                CRegulatorWatch* watch, CRunConsole& console) {
+                CPanePictures& pictures, CRegulatorWatch* watch, CRunConsole& console, std::string* pictureError) {
   const CPacer pacer(application.Period());
   std::string lost;
+  if (!pictures.WriteDue(application, pictureError)) return false;
   while (application.PeriodsDone() < application.PeriodCount()) {
     if (options.realtime) pacer.WaitFor(application.PeriodsDone() + 1);
     if (InterruptionAsked()) return false;
@@ -45,6 +48,7 @@ bool RunPeriods(const TRunOptions& options, runtime::CApplication& application, 
       // Who follows a run in real time sees each row when it is made.
       if (options.realtime && !trace.Flush(&lost)) return false;
     }
+    if (!pictures.WriteDue(application, pictureError)) return false;
     console.Progress(application.Time(), application.Duration());
   }
   return true;
@@ -70,6 +74,12 @@ int Run(const TRunOptions& options) {
     return kApplicationWrong;
   }
 
+  CPanePictures pictures(options.panes, options.panesAt);
+  if (!pictures.Prepare({options.file, plugin->Path(), options.trace}, &error)) {
+    PrintError(error);
+    return kApplicationWrong;
+  }
+
   // What a person reads stays out of a trace on standard output.
   std::FILE* const output = options.trace == kStandardOutput ? stderr : stdout;
   CRunConsole console(!options.quiet);
@@ -85,6 +95,11 @@ int Run(const TRunOptions& options) {
   console.EraseProgress();
   if (!application || !options.quiet) PrintDiagnostics(diagnostics);
   if (!application) return kApplicationWrong;
+
+  if (!pictures.CheckTimes(application->Duration(), &error)) {
+    PrintError(error);
+    return kCommandLineWrong;
+  }
 
   CatchInterruption();
   CTraceFile trace;
@@ -110,14 +125,18 @@ int Run(const TRunOptions& options) {
     });
   }
   application->SetMessageSink([&](const runtime::TRunTimeMessage& message) { console.RunTimeMessage(message); });
-  const bool complete = RunPeriods(options, *application, trace, watch ? &*watch : nullptr, console);
+  std::string pictureError;
+  const bool complete =
+      RunPeriods(options, *application, trace, pictures, watch ? &*watch : nullptr, console, &pictureError);
   application->End();
   console.FinishMessages();
 
   const bool traced = !trace.IsOpen() || trace.Close(&error);
   if (!traced) PrintError(error);
+  const bool pictured = pictureError.empty() && pictures.WriteLast(*application, &pictureError);
+  if (!pictured) PrintError(pictureError);
   if (watch) PrintSummary(*application, *watch, complete, output);
-  if (!traced) return kApplicationWrong;
+  if (!traced || !pictured) return kApplicationWrong;
   if (!complete) return kInterrupted;
   return console.MessagesReported() ? kRunTimeErrors : kDone;
 }

@@ -1,0 +1,77 @@
+#include "workbench/pane_pictures.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "painting/painting.h"
+#include "workbench/text.h"
+
+namespace workbench {
+
+CPanePictures::CPanePictures(std::string name, std::vector<double> atTimes)
+    : fileName(std::move(name)), times(std::move(atTimes)) {
+  std::sort(times.begin(), times.end());
+  times.erase(std::unique(times.begin(), times.end()), times.end());
+}
+
+bool CPanePictures::Prepare(const std::vector<std::string>& files, std::string* error) {
+  if (fileName.empty()) return true;
+  if (!painting::IsBuiltIn(error)) return false;
+  for (const std::string& kept : files) {
+    std::error_code missing;
+    if (!kept.empty() && std::filesystem::equivalent(fileName, kept, missing)) {
+      *error = fileName + ": the picture would overwrite a file that the run uses; name another one";
+      return false;
+    }
+  }
+  // A long run shouldn't end before it is seen that there is no such folder.
+  const std::filesystem::path folder = std::filesystem::path(fileName).parent_path();
+  if (access(folder.empty() ? "." : folder.c_str(), W_OK) != 0) {
+    *error = fileName + ": the picture can't be written: " + std::strerror(errno);
+    return false;
+  }
+  painting::UseFontMetrics();
+  return true;
+}
+
+bool CPanePictures::CheckTimes(double duration, std::string* error) const {
+  if (times.empty() || times.back() <= duration) return true;
+  *error = "--panes-at " + Seconds(times.back()) + ": the run ends at " + Quantity(duration, "s");
+  return false;
+}
+
+std::string CPanePictures::NameAt(double seconds) const {
+  const std::filesystem::path path(fileName);
+  const std::string name = path.stem().string() + "-" + Seconds(seconds) + path.extension().string();
+  return (path.parent_path() / name).string();
+}
+
+bool CPanePictures::Write(const runtime::CApplication& application, const std::string& name, std::string* error) const {
+  std::string bytes;
+  if (!painting::Picture(application, *painting::FormatOf(fileName), &bytes, error)) {
+    *error = name + ": " + *error;
+    return false;
+  }
+  return painting::WritePicture(name, bytes, error);
+}
+
+bool CPanePictures::WriteDue(const runtime::CApplication& application, std::string* error) {
+  // A time that is a multiple of the period may differ from it by a rounding.
+  const double reached = application.Time() + 1e-9 * application.Period();
+  while (next < times.size() && times[next] <= reached) {
+    if (!Write(application, NameAt(times[next++]), error)) return false;
+  }
+  return true;
+}
+
+bool CPanePictures::WriteLast(const runtime::CApplication& application, std::string* error) const {
+  return fileName.empty() || Write(application, fileName, error);
+}
+
+}  // namespace workbench
