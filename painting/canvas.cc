@@ -224,4 +224,6 @@ std::int32_t MeasureText(const vgr::TFontInfoEx* font, std::u16string_view text)
 // can't follow.
 extern "C" const char* __lsan_default_suppressions();
 extern "C" const char* __lsan_default_suppressions() { return "leak:libfontconfig\n"; }
+extern "C" const char* __lsan_default_options();
+extern "C" const char* __lsan_default_options() { return "print_suppressions=0"; }
 #endif

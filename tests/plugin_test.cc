@@ -96,12 +96,13 @@ TEST(Plugin, MakesObjectsOfItsClassesAlone) {
 
 // Each initialiser's list runs once; nested and later calls only count.
 TEST(Plugin, InitialisesItsModulesOnce) {
+  void* library = Plugin().Part().library;
   const std::uint32_t before = runtime::ModuleInitCount("gaugekit");
   EXPECT_EQ(before, 2u);  // by loopbox and, through it, by loopbox0
   EXPECT_EQ(runtime::ModuleInitCount("vgr"), 3u);
   EXPECT_EQ(runtime::ModuleInitCount("hx_proc"), 1u);
   for (const char* symbol : {"_ZN7loopbox5Init_Ev", "_ZN8loopbox05Init_Ev", "_ZN8loopbox_5Init_Ev"}) {
-    void* initialiser = dlsym(Plugin().Part().library, symbol);
+    void* initialiser = dlsym(library, symbol);
     ASSERT_NE(initialiser, nullptr) << symbol;
     reinterpret_cast<void (*)()>(initialiser)();
   }
