@@ -205,10 +205,12 @@ void PaintSlider(const TFace& face) {
 void PaintLedBar(const TFace& face) {
   const TTrack track = LayOutLying(face, kBarThickness * 0.7);
   constexpr double kMost = 40;
-  const double count = std::floor(std::clamp(track.Length() / std::max(5.0, track.Thickness() * 0.3), 5.0, kMost));
+  const int segments =
+      static_cast<int>(std::clamp(track.Length() / std::max(5.0, track.Thickness() * 0.3), 5.0, kMost));
+  const double count = segments;
   const double lit = std::round(face.Share() * count);
   const double gap = std::max(1.0, track.Length() / count * 0.18);
-  for (double i = 0; i < count; ++i) {
+  for (int i = 0; i < segments; ++i) {
     const double middle = (i + 0.5) / count;
     TBox segment = track.Part(i / count, (i + 1) / count);
     segment.x += gap / 2;

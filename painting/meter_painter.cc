@@ -79,14 +79,14 @@ void PaintFooter(const TFace& face) {
 
 void TFace::Grid(const TBox& box) const {
   const auto lines = [](double extent, std::uint32_t divisions) {
-    return std::min<double>(divisions, std::floor(extent / kGridLeast));
+    return static_cast<int>(std::min<double>(divisions, std::floor(extent / kGridLeast)));
   };
-  const double rows = lines(box.height, meter.hGrid);
-  for (double i = 1; i < rows; ++i) {
+  const int rows = lines(box.height, meter.hGrid);
+  for (int i = 1; i < rows; ++i) {
     canvas.Fill({box.x, std::round(box.y + box.height * i / rows), box.width, kLine}, Colors().hGrid);
   }
-  const double columns = lines(box.width, meter.vGrid);
-  for (double i = 1; i < columns; ++i) {
+  const int columns = lines(box.width, meter.vGrid);
+  for (int i = 1; i < columns; ++i) {
     canvas.Fill({std::round(box.x + box.width * i / columns), box.y, kLine, box.height}, Colors().vGrid);
   }
 }

@@ -46,11 +46,12 @@ std::vector<TTick> CScale::Ticks(std::size_t most) const {
   const double size = step->size * decade / step->parts;
   const auto places =
       static_cast<std::uint32_t>(std::clamp(-std::floor(std::log10(step->size * decade) + kRounding), 0.0, 15.0));
-  const double begin = std::ceil(low / size - kRounding);
-  const double end = std::floor(high / size + kRounding);
-  for (double k = begin; k <= end; ++k) {
-    const bool isMajor = std::fmod(k, step->parts) == 0;
-    ticks.push_back({Share(k * size), isMajor ? NumberText(k * size + 0.0, places) : std::u16string()});
+  const auto begin = static_cast<std::int64_t>(std::ceil(low / size - kRounding));
+  const auto end = static_cast<std::int64_t>(std::floor(high / size + kRounding));
+  for (std::int64_t k = begin; k <= end; ++k) {
+    const double tick = static_cast<double>(k);
+    const bool isMajor = std::fmod(tick, step->parts) == 0;
+    ticks.push_back({Share(tick * size), isMajor ? NumberText(tick * size + 0.0, places) : std::u16string()});
   }
   const auto texts = std::count_if(ticks.begin(), ticks.end(), [](const TTick& tick) { return !tick.text.empty(); });
   if (texts >= 2) return ticks;
@@ -80,7 +81,7 @@ std::u16string ValueText(const gaugekit::CMeter& meter) {
     const double stepped = std::round(value / meter.realStep) * meter.realStep;
     if (std::isfinite(stepped)) value = stepped;
   }
-  const std::u16string number = NumberText(value, meter.decPlaces);
+  std::u16string number = NumberText(value, meter.decPlaces);
   const std::u16string_view mask = runtime::WideView(std::size(meter.mask), meter.mask);
   if (mask.empty()) return number;
   std::u16string text;
