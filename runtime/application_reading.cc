@@ -189,7 +189,7 @@ class CApplicationReader {
       const std::string message = SetInitialValue(target, value);
       if (message.empty()) continue;
       TDiagnostic diagnostic;
-      diagnostic.message = target + "=" + value + ": " + message;
+      diagnostic.message.append(target).append("=").append(value).append(": ").append(message);
       application.diagnostics->push_back(std::move(diagnostic));
     }
   }
