@@ -12,12 +12,12 @@ namespace {
 
 constexpr std::size_t kPaneCount = 3;
 
-std::vector<gaugekit::CMeter*> MetersOf(const view::CNodeView& instrument) {
-  std::vector<gaugekit::CMeter*> meters;
-  for (view::CView* child = instrument.firstChild; child != nullptr; child = child->next) {
-    if (child->kind == view::kMeter) meters.push_back(static_cast<gaugekit::CMeter*>(child));
+// The meter with that number among an instrument's children; null past the last.
+const gaugekit::CMeter* MeterOf(const view::CNodeView& instrument, std::size_t number) {
+  for (const view::CView* child = instrument.firstChild; child != nullptr; child = child->next) {
+    if (child->kind == view::kMeter && number-- == 0) return static_cast<const gaugekit::CMeter*>(child);
   }
-  return meters;
+  return nullptr;
 }
 
 }  // namespace
@@ -116,11 +116,14 @@ std::vector<TNamed> CInstrumentHandle::Events() const { return EventsOf(*Part().
 std::vector<TNamed> CInstrumentHandle::Procedures() const { return ProceduresOf(*Part().object); }
 
 std::size_t CInstrumentHandle::PaneCount() const {
-  return MetersOf(*Part().object).size() == kPaneCount ? kPaneCount : 0;
+  const view::CNodeView& object = *Part().object;
+  return MeterOf(object, kPaneCount - 1) != nullptr && MeterOf(object, kPaneCount) == nullptr ? kPaneCount : 0;
 }
 
 TPane CInstrumentHandle::Pane(std::size_t pane) const {
-  const gaugekit::CMeter& meter = *MetersOf(*Part().object).at(pane);
+  const gaugekit::CMeter* found = MeterOf(*Part().object, pane);
+  if (found == nullptr || pane >= kPaneCount) return {};
+  const gaugekit::CMeter& meter = *found;
   return {meter.meterValue,    meter.rangeFrom,
           meter.rangeTo,       meter.rangeFromMark != hx_vinst::kNoMark || meter.rangeToMark != hx_vinst::kNoMark,
           meter.disabled == 0, Part().object->host->limitedPeriods[pane]};

@@ -1,0 +1,203 @@
+// Texts that nobody would write, and definitions that are read again: a clear
+// error soon, nothing lost, no harm done.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <random>
+
+#include "runtime/memory.h"
+#include "tests/support.h"
+
+namespace {
+
+using tests::CRun;
+
+const std::string kData =
+    "data r : real; b : boolean; i : integer; ra : real[3]; ba : boolean[2]; computed : real; cb : boolean; end_data; "
+    "process computed = 1; cb = true; end_process;\n";
+
+constexpr double kPatience = 5.0;  // seconds; a sanitizer slows everything down
+
+CRun Timed(const std::string& text) {
+  const auto start = std::chrono::steady_clock::now();
+  CRun run(text);
+  EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), kPatience);
+  return run;
+}
+
+std::string Repeated(const std::string& text, std::size_t count) {
+  std::string all;
+  for (std::size_t i = 0; i < count; ++i) all += text;
+  return all;
+}
+
+TEST(HostileText, EndsInAClearErrorSoon) {
+  constexpr std::size_t kMany = 100'000;
+  const std::string process = "data r : real; ra : real[2]; b : boolean; end_data; process r = ";
+  const std::pair<std::string, std::string> rows[] = {
+      {std::string("data \0 x", 8), "the file is no text: a zero character"},
+      {"data x : real \"\xC0\xAF\";", "the file is no text: invalid UTF-8"},
+      {"data \xED\xA0\x80", "the file is no text: invalid UTF-8"},
+      {std::string("\xFF\xFE\x00\xDC", 4), "the file is no text: invalid UTF-16"},
+      {"\xFF\xFE!", "the file is no text: invalid UTF-16"},
+      {std::string(10'000'000, 'a'), "expected application, data, process, instrument or script, found 'aaa"},
+      {"data x : real \"" + std::string(10'000'000, '\''), "string without an end"},
+      {std::string(10'000'000, ' ') + "?", "FILE:1:10000001: unexpected character"},
+      {"data x : real = " + std::string(10'000'000, '9') + ";", "number out of range"},
+      {Repeated("/* ", kMany * 10), "comment without an end"},
+      {process + Repeated("(", kMany) + "1" + Repeated(")", kMany) + "; end_process;", "expression nested too deeply"},
+      {process + Repeated("(", kMany), "this block is not closed"},
+      {process + Repeated("sin(", kMany) + "; end_process;", "expression nested too deeply"},
+      {process + Repeated("ra[", kMany) + "; end_process;", "expression nested too deeply"},
+      {process + Repeated("if(b,", kMany) + "; end_process;", "nested too deeply"},
+      {process + Repeated("2 ^ ", kMany) + "2; end_process;", "expression nested too deeply"},
+      {process + Repeated("1 + ", kMany * 10) + "1; end_process;", "expression too long"},
+      {process + Repeated("-", kMany + 1) + "b; end_process;", "expected a number, found a boolean"},
+      {process + "if(" + Repeated("not ", kMany) + "1, 1, 2); end_process;", "expected a boolean, found a number"},
+      {Repeated("data end_data;\n", kMany) + "dat", "FILE:100001:1: expected application"},
+      {"instrument " + Repeated("meter ", kMany) + "end_instrument;", "Neznámý identifikátor"},
+  };
+  for (const auto& [text, message] : rows) {
+    SCOPED_TRACE(text.substr(0, 80));
+    const CRun run = Timed(text);
+    EXPECT_FALSE(run.IsRead());
+    EXPECT_NE(run.Diagnostics().find(message), std::string::npos) << run.Diagnostics();
+    EXPECT_LT(run.Diagnostics().size(), 1500u);
+  }
+  std::mt19937 random(1);
+  for (int i = 0; i < 200; ++i) {
+    std::string garbage;
+    for (int k = 0; k < 2000; ++k) garbage += static_cast<char>(random() % (i % 2 == 0 ? 256 : 128));
+    EXPECT_FALSE(Timed(garbage).IsRead());
+  }
+}
+
+TEST(HostileText, NoFileOrAFolder) {
+  const tests::CFolder folder;
+  const std::pair<std::string, std::string> rows[] = {
+      {folder.Path("none.lbx"), "cannot be opened: No such file or directory"}, {folder.Path(""), "is a directory"}};
+  for (const auto& [path, problem] : rows) {
+    std::vector<runtime::TDiagnostic> diagnostics;
+    runtime::TReadOptions options;
+    options.path = path;
+    EXPECT_EQ(runtime::CApplication::Read(options, tests::Plugin(), &diagnostics), nullptr);
+    ASSERT_EQ(diagnostics.size(), 1u);
+    EXPECT_EQ(runtime::Format(diagnostics[0]), path + ": " + problem + "\n");
+  }
+}
+
+const std::string kGood = kData +
+                          "application good period = 0.5; end_application;\n"
+                          "instrument pid_regulator t expression = ra[i] + 1; wish_value = r; condition = b; "
+                          "manual = 2; output = ra[i + 1]; receivers = u, v;\n"
+                          "wish_value_section mode = history; font = \"Sans\", 9, bold; end_wish_value_section; "
+                          "parameters adaptive = true; regulator_type = variable; end_parameters;\n"
+                          "colors ink = #FF0000; end_colors; end_instrument;\n"
+                          "instrument step_regulator u expression = r; output_plus = ba[0]; end_instrument;\n"
+                          "instrument meter v expression = r; mask = \"# %\"; end_instrument;\n";
+
+TEST(HostileText, ATruncatedTextIsNoApplication) {
+  std::size_t wholeEnd = 0;
+  for (std::size_t length = 0; length <= kGood.size(); ++length) {
+    const std::string text = kGood.substr(0, length);
+    for (const char* end : {"end_data;", "end_process;", "end_application;", "end_instrument;"}) {
+      if (text.ends_with(end)) wholeEnd = length;
+    }
+    const bool whole = text.find_first_not_of(" \n", wholeEnd) == std::string::npos;
+    // Until both receivers are there, even whole blocks are wrong.
+    const bool receiversMissing = text.find("instrument pid") != std::string::npos && wholeEnd + 1 < kGood.size();
+    const CRun run(text);
+    ASSERT_EQ(run.IsRead(), whole && !receiversMissing) << text;
+    ASSERT_EQ(run.diagnostics.empty(), run.IsRead()) << text;
+  }
+}
+
+TEST(HostileText, RandomEditsDoNoHarm) {
+  std::mt19937 random(7);
+  const auto below = [&](std::size_t limit) { return random() % limit; };
+  const std::size_t blocks = runtime::MemoryStatistics().blocks;
+  for (int i = 0; i < 1500; ++i) {
+    std::string text = kGood;
+    for (std::size_t edits = 1 + below(3); edits > 0; --edits) {
+      const std::string piece = kGood.substr(below(kGood.size()), below(20));
+      text.replace(below(text.size()), below(10), piece);
+    }
+    CRun run(text);
+    ASSERT_EQ(run.IsRead(), run.diagnostics.empty()) << text << run.Diagnostics();
+    if (run.IsRead()) run.Steps(2);
+  }
+  EXPECT_EQ(runtime::MemoryStatistics().blocks, blocks);
+}
+
+// --- Reading again ---
+
+// What a host does when a definition was changed: the same object reads anew.
+bool ReadAgain(const CRun& run, std::size_t instrument, std::uint32_t end) {
+  runtime::TApplicationPart& part = run->Part();
+  runtime::TInstrumentPart& read = part.instruments[instrument];
+  const std::uint32_t whole = std::exchange(read.end, end);
+  part.reading.instrument = &read;
+  part.reading.lexer = std::make_unique<runtime::CLexer>(part.source);
+  part.reading.lexer->Seek(read.begin);
+  char16_t error[256] = {};
+  char16_t token[1024] = {};
+  const bool accepted = read.object->ReadSelf(255, error, 1023, token) != 0;
+  part.reading.lexer.reset();
+  part.reading.instrument = nullptr;
+  read.end = whole;
+  return accepted;
+}
+
+TEST(ReadingAgain, LeaksNothingAfterSuccessOrFailure) {
+  const runtime::TMemoryStatistics before = runtime::MemoryStatistics();
+  {
+    const CRun run(kGood);
+    ASSERT_TRUE(run.IsRead());
+    const runtime::TMemoryStatistics once = runtime::MemoryStatistics();
+    int refused = 0;
+    for (std::size_t i = 0; i < 3; ++i) {
+      const runtime::TInstrumentPart& part = run->Part().instruments[i];
+      for (std::uint32_t end = part.begin; end <= part.end; ++end) refused += ReadAgain(run, i, end) ? 0 : 1;
+      EXPECT_TRUE(ReadAgain(run, i, part.end));
+      EXPECT_EQ(runtime::MemoryStatistics().blocks, once.blocks) << part.name;
+      EXPECT_EQ(runtime::MemoryStatistics().bytes, once.bytes) << part.name;
+      EXPECT_LE(part.object->host->expressions.size(), 5u);
+      EXPECT_LE(part.object->host->receiverLists.size(), 1u);
+    }
+    EXPECT_GT(refused, 50);
+  }
+  for (int i = 0; i < 100; ++i) EXPECT_TRUE(CRun(kGood).IsRead());
+  EXPECT_EQ(runtime::MemoryStatistics().blocks, before.blocks);
+  EXPECT_EQ(runtime::MemoryStatistics().bytes, before.bytes);
+}
+
+TEST(ReadingAgain, StartsFromDefaults) {
+  const CRun run(
+      "data r : real; end_data; instrument pid_regulator t\n"
+      "expression = r; inverse; value_section range_to = 5; end_value_section; end_instrument;");
+  ASSERT_TRUE(run.IsRead());
+  EXPECT_EQ(run.Meter("t", runtime::kValuePane).rangeTo, 5.0);
+  ASSERT_TRUE(ReadAgain(run, 0, run->Part().instruments[0].begin));  // no entries at all
+  EXPECT_EQ(run.Meter("t", runtime::kValuePane).rangeTo, 100.0);
+  EXPECT_TRUE(run.Object("t").host->expressions.empty());
+}
+
+TEST(ReadingAgain, WithoutMemoryIsAnErrorAtEveryAllocation) {
+  const std::size_t blocks = runtime::MemoryStatistics().blocks;
+  bool isRead = false;
+  for (std::int64_t successes = 0; !isRead; ++successes) {
+    runtime::FailAllocationAfter(successes);
+    const CRun run(kGood);
+    runtime::FailAllocationAfter(-1);
+    isRead = run.IsRead();
+    ASSERT_EQ(run.diagnostics.empty(), isRead);
+    const std::string text = run.Diagnostics();
+    EXPECT_EQ(text.find("out of memory") == std::string::npos && text.find("made no instrument") == std::string::npos,
+              isRead)
+        << text;
+    ASSERT_LT(successes, 200);
+  }
+  EXPECT_EQ(runtime::MemoryStatistics().blocks, blocks);
+}
+
+}  // namespace
