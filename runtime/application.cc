@@ -112,8 +112,8 @@ const std::string& CInstrumentHandle::OutputUnit() const { return Part().outputU
 std::uint32_t CInstrumentHandle::Offset() const { return Part().header; }
 const view::CNodeView* CInstrumentHandle::View() const { return Part().object; }
 bool CInstrumentHandle::IsMeter() const { return Part().object->kind == view::kMeter; }
-std::vector<TNamed> CInstrumentHandle::Events() const { return EventsOf(*Part().object); }
-std::vector<TNamed> CInstrumentHandle::Procedures() const { return ProceduresOf(*Part().object); }
+std::vector<TNamed> CInstrumentHandle::Events() const { return Described(EventsOf(*Part().object)); }
+std::vector<TNamed> CInstrumentHandle::Procedures() const { return Described(ProceduresOf(*Part().object)); }
 
 std::size_t CInstrumentHandle::PaneCount() const {
   const view::CNodeView& object = *Part().object;

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "runtime/instrument_making.h"
+#include "runtime/messages.h"
 #include "runtime/script.h"
 #include "runtime/warnings.h"
 
@@ -24,7 +25,7 @@ TApplicationPart::~TApplicationPart() {
 TApplicationPart& ApplicationOf(hx_main::TContext* ctx) { return *static_cast<TApplicationPart*>(ctx->application); }
 
 void TApplicationPart::Report(const std::string& instrument, const std::string& text) {
-  TRunTimeMessage message{expressions.Time(), instrument, text};
+  TRunTimeMessage message{expressions.Time(), instrument, Translated(text)};
   if (sink) {
     sink(message);
   } else {
@@ -33,7 +34,7 @@ void TApplicationPart::Report(const std::string& instrument, const std::string& 
 }
 
 void TApplicationPart::Complain(TDiagnostic::EKind kind, std::uint32_t offset, const std::string& message) {
-  if (diagnostics != nullptr) diagnostics->push_back(MakeDiagnostic(source, kind, offset, message));
+  if (diagnostics != nullptr) diagnostics->push_back(MakeDiagnostic(source, kind, offset, Translated(message)));
 }
 
 bool TApplicationPart::HasErrors() const {

@@ -1,9 +1,11 @@
 #include "runtime/instrument_making.h"
 
 #include <new>
+#include <utility>
 
 #include "host/gaugekit.h"
 #include "runtime/memory.h"
+#include "runtime/messages.h"
 #include "runtime/plugin_part.h"
 #include "runtime/wide_text.h"
 
@@ -94,6 +96,11 @@ std::vector<TNamed> ProceduresOf(hx_vinst::CInstrument& object) {
     procedures.push_back({Utf8(name), Utf8(description)});
   }
   return procedures;
+}
+
+std::vector<TNamed> Described(std::vector<TNamed> items) {
+  for (TNamed& item : items) item.description = Translated(std::move(item.description));
+  return items;
 }
 
 std::string LettersOf(const std::string& procedure) {

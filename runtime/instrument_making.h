@@ -20,6 +20,8 @@ void ReleaseObject(hx_vinst::CInstrument* object);
 
 std::vector<TNamed> EventsOf(hx_vinst::CInstrument& object);
 std::vector<TNamed> ProceduresOf(hx_vinst::CInstrument& object);
+// The same with their descriptions for people: in the language that was chosen.
+std::vector<TNamed> Described(std::vector<TNamed> items);
 // The letters after the two underscores of a procedure's identifier name.
 std::string LettersOf(const std::string& procedure);
 

@@ -5,6 +5,9 @@
 #include "host/hx_main.h"
 #include "host/toolkit.h"
 #include "runtime/exact_text.h"
+#include "runtime/lexer.h"
+#include "runtime/runtime.h"
+#include "runtime/source.h"
 #include "runtime/wide_text.h"
 
 namespace hx_err_ {
@@ -35,14 +38,55 @@ hx_main::CMsgScanner scanner = {};
 
 namespace runtime {
 
-std::u16string MessageKey(std::u16string_view group, std::u16string_view key) {
-  std::u16string whole(group);
-  whole += u'.';
-  whole += key;
-  return whole;
+bool ReadMessageTable(const std::string& path, TMessageTable* table, std::string* error) {
+  CSource source;
+  if (!CSource::Load(path, &source, error)) return false;
+  CLexer lexer(source);
+  TMessageTable read;
+  try {
+    while (lexer.Peek().kind != ELexeme::kEnd) {
+      const std::uint32_t place = lexer.Peek().offset;
+      std::string key = lexer.ExpectString();
+      lexer.Expect("=");
+      if (lexer.Peek().kind == ELexeme::kString && lexer.Peek().string.empty()) lexer.FailExpected("a text");
+      std::string text = lexer.ExpectString();
+      lexer.Expect(";");
+      if (!read.emplace(std::move(key), std::move(text)).second) throw CTextError{place, "a second entry of this text"};
+    }
+  } catch (const CTextError& wrong) {
+    *error = Format(MakeDiagnostic(source, TDiagnostic::kError, wrong.offset, wrong.message));
+    error->pop_back();  // the end of its last line
+    return false;
+  }
+  *table = std::move(read);
+  return true;
 }
 
 void SetMessageTable(TMessageTable table) { Table() = std::move(table); }
+
+bool SetLanguage(const std::string& path, std::string* error) {
+  TMessageTable table;
+  if (!path.empty() && !ReadMessageTable(path, &table, error)) return false;
+  SetMessageTable(std::move(table));
+  return true;
+}
+
+std::string MessageKey(std::string_view group, std::string_view key) {
+  return std::string(group).append(".").append(key);
+}
+
+std::string Translated(std::string text) {
+  constexpr std::string_view kColon = ": ";
+  const TMessageTable& table = Table();
+  if (table.empty()) return text;
+  for (std::size_t at = 0;;) {
+    const auto found = table.find(std::string_view(text).substr(at));
+    if (found != table.end()) return text.replace(at, std::string::npos, found->second);
+    const std::size_t colon = text.find(kColon, at);
+    if (colon == std::string::npos) return text;
+    at = colon + kColon.size();
+  }
+}
 
 }  // namespace runtime
 
@@ -55,9 +99,9 @@ const char16_t* CMsgScanner::GetKeyPMsg(std::uint32_t keyLength, const char16_t*
   runlib::WStrAssign(Capacity(message), message, defaultLength, defaultText);
   try {
     const runtime::TMessageTable& table = Table();
-    const auto found =
-        table.find(runtime::MessageKey(runtime::WideView(Capacity(group), group), runtime::WideView(keyLength, key)));
-    if (found != table.end()) runtime::AssignWide(Capacity(message), message, found->second);
+    const auto found = table.find(runtime::MessageKey(runtime::Utf8(runtime::WideView(Capacity(group), group)),
+                                                      runtime::Utf8(runtime::WideView(keyLength, key))));
+    if (found != table.end()) runtime::AssignWide(Capacity(message), message, runtime::Utf16(found->second));
   } catch (...) {
     // No memory for the look-up: the default stands.
   }

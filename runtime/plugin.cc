@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "runtime/instrument_making.h"
+#include "runtime/messages.h"
 #include "runtime/plugin_part.h"
 #include "runtime/wide_text.h"
 
@@ -47,7 +48,7 @@ void Enumerate(TPluginPart* part) {
   std::uint8_t flag = 0;
   part->version = part->exports.version();
   part->exports.getDllInfo(kTextCapacity, text, &part->smallImage, &part->largeImage, &flag);
-  part->name = Utf8(text);
+  part->name = Translated(Utf8(text));
   for (std::uint32_t index = 0; index < kMaximumClasses; ++index) {
     if (!part->exports.getInstrumentName(index, kTextCapacity, text)) break;
     TClass found;
@@ -55,7 +56,7 @@ void Enumerate(TPluginPart* part) {
     found.name = Utf8(className);
     if (part->exports.getInstrumentInfo(static_cast<std::uint32_t>(className.size()), className.c_str(),
                                         &found.smallImage, &found.largeImage, &found.infoWord, kTextCapacity, text)) {
-      found.description = Utf8(text);
+      found.description = Translated(Utf8(text));
     }
     part->classes.push_back(std::move(found));
   }
@@ -90,7 +91,7 @@ std::unique_ptr<CPlugin> CPlugin::Load(const std::string& path, std::string* err
   }
   char16_t message[kTextCapacity + 1] = {};
   if (!part.exports.check(kTextCapacity, message, 0, 0, 0, kInterfaceNumber)) {
-    *error = path + ": the plug-in refuses this host: " + Utf8(message);
+    *error = path + ": the plug-in refuses this host: " + Translated(Utf8(message));
     return nullptr;
   }
   InitialiseModule(part.library, part.path);
@@ -111,8 +112,8 @@ bool CPlugin::Describe(const std::string& className, TClassDescription* descript
   TApplicationPart application(*this);
   hx_vinst::CInstrument* object = MakeObject(application, className, className, error);
   if (object == nullptr) return false;
-  description->events = EventsOf(*object);
-  description->procedures = ProceduresOf(*object);
+  description->events = Described(EventsOf(*object));
+  description->procedures = Described(ProceduresOf(*object));
   char16_t keyword[kTextCapacity + 1];
   char16_t text[kTextCapacity + 1];
   std::uint32_t* word = nullptr;
@@ -120,7 +121,7 @@ bool CPlugin::Describe(const std::string& className, TClassDescription* descript
   for (std::uint32_t index = 0;
        object->GetColorDescription(index, 0, &word, kTextCapacity, keyword, kTextCapacity, text, &defaultColor);
        ++index) {
-    description->colors.push_back({Utf8(keyword), Utf8(text), defaultColor});
+    description->colors.push_back({Utf8(keyword), Translated(Utf8(text)), defaultColor});
   }
   ReleaseObject(object);
   return true;

@@ -31,6 +31,14 @@ class CNodeView;
 
 namespace runtime {
 
+// --- Language ---------------------------------------------------------------
+
+// The plug-in's own texts and the host's messages are Czech. From now on those
+// that a language file translates (en.lang beside the plug-in is one) are in
+// its language; an empty path: Czech. For the whole process, before a plug-in
+// is loaded. False with a message when the file can't be read.
+bool SetLanguage(const std::string& path, std::string* error);
+
 // --- The plug-in ------------------------------------------------------------
 
 // A name with its description: a class, an event, a procedure, a colour.

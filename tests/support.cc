@@ -9,6 +9,13 @@
 #include <fstream>
 #include <sstream>
 
+namespace {
+
+// Messages are Czech, whatever the language of who runs the tests.
+[[maybe_unused]] const int kInitialLanguage = setenv("LC_ALL", "C", 1);
+
+}  // namespace
+
 namespace tests {
 
 std::string BuildPath(const std::string& name) { return std::string(LOOPBOX_BUILD) + "/" + name; }

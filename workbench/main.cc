@@ -13,6 +13,7 @@
 #include "painting/painting.h"
 #include "workbench/commands.h"
 #include "workbench/console.h"
+#include "workbench/language.h"
 
 namespace {
 
@@ -51,7 +52,15 @@ CLI::Validator Assignment() {
 }
 
 void AddPlugin(CLI::App* command, std::string* plugin) {
-  command->add_option("--plugin", *plugin, "The plug-in (default: loopbox.so beside the program)")->type_name("PATH");
+  command->add_option("--plugin", *plugin, "The plug-in (default: the program's own, loopbox.so)")->type_name("PATH");
+}
+
+void AddLanguage(CLI::App* command, std::string* language) {
+  command
+      ->add_option("--language", *language,
+                   "Of the plug-in's texts and a run's messages: cs, en or another that is installed (default: that "
+                   "of the environment when it is cs or en, else cs)")
+      ->type_name("NAME");
 }
 
 void AddRun(CLI::App* command, TRunOptions* run, std::vector<std::string>* assignments) {
@@ -107,6 +116,7 @@ int Main(int argumentCount, char** arguments) {
   std::string className;
   std::string plugin;
   std::string images;
+  std::string language;
 
   CLI::App* runCommand = program.add_subcommand("run", "Run an application");
   AddRun(runCommand, &run, &assignments);
@@ -120,11 +130,15 @@ int Main(int argumentCount, char** arguments) {
   describeCommand->add_option("CLASS", className, "The class")->required()->type_name("");
   AddPlugin(describeCommand, &plugin);
 
+  for (CLI::App* command : {runCommand, checkCommand, classesCommand, describeCommand}) AddLanguage(command, &language);
+
   try {
     program.parse(argumentCount, arguments);
   } catch (const CLI::ParseError& error) {
     return program.exit(error) == 0 ? workbench::kDone : workbench::kCommandLineWrong;
   }
+  const int languageStatus = workbench::ChooseLanguage(language, runCommand->parsed() ? run.plugin : plugin);
+  if (languageStatus != workbench::kDone) return languageStatus;
   for (const std::string& assignment : assignments) {
     const std::size_t equal = assignment.find('=');
     run.initialValues.emplace_back(assignment.substr(0, equal), assignment.substr(equal + 1));

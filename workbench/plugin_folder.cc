@@ -12,17 +12,20 @@ namespace {
 constexpr char kPluginName[] = "loopbox.so";
 constexpr char kReferenceEnding[] = ".ref";
 
-std::filesystem::path BesideProgram(const char* name) {
-  std::error_code error;
-  const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
-  return error ? std::filesystem::path(name) : program.parent_path() / name;
-}
-
 }  // namespace
+
+std::string PluginPath(const std::string& path) {
+  if (!path.empty()) return path;
+  std::error_code error;
+  const std::filesystem::path folder = std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
+  const std::filesystem::path beside = folder / kPluginName;
+  const std::filesystem::path installed = (folder / LOOPBOX_INSTALLED_PLUGIN / kPluginName).lexically_normal();
+  return std::filesystem::exists(installed, error) && !std::filesystem::exists(beside, error) ? installed : beside;
+}
 
 std::unique_ptr<runtime::CPlugin> LoadPlugin(const std::string& path) {
   std::string error;
-  auto plugin = runtime::CPlugin::Load(path.empty() ? BesideProgram(kPluginName).string() : path, &error);
+  auto plugin = runtime::CPlugin::Load(PluginPath(path), &error);
   if (!plugin) PrintError(error);
   return plugin;
 }

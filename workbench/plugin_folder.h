@@ -1,4 +1,5 @@
-// Where the plug-in is, and what stands beside it.
+// Where the plug-in is, and what stands beside it: the reference of each class,
+// CLASS.ref, and the languages, NAME.lang.
 #ifndef LOOPBOX_WORKBENCH_PLUGIN_FOLDER_H
 #define LOOPBOX_WORKBENCH_PLUGIN_FOLDER_H
 
@@ -11,8 +12,10 @@
 
 namespace workbench {
 
-// The plug-in at `path`, or the one beside the program when that is empty.
-// Null after printing why.
+// The path itself, or that of the program's own plug-in when it is empty: beside
+// the program, or, once that is installed, in the libraries' folder.
+std::string PluginPath(const std::string& path);
+// The plug-in at that path. Null after printing why.
 std::unique_ptr<runtime::CPlugin> LoadPlugin(const std::string& path);
 
 // The reference of each class of the plug-in. A class without a file has none;

@@ -1,0 +1,19 @@
+// The language of the system's own texts: the plug-in's, and the messages of a
+// run. The program itself speaks English.
+#ifndef LOOPBOX_WORKBENCH_LANGUAGE_H
+#define LOOPBOX_WORKBENCH_LANGUAGE_H
+
+#include <string>
+
+namespace workbench {
+
+// Chooses a language by its name, before a plug-in is loaded: "cs", the texts'
+// own, or that of a file NAME.lang beside the plug-in or beside the program's
+// own one. An empty name: that of the environment (LC_ALL, LC_MESSAGES, LANG,
+// the first that is set) when it is cs or en and there, else cs. Yields an exit
+// status, kDone or another after printing why.
+int ChooseLanguage(const std::string& name, const std::string& pluginPath);
+
+}  // namespace workbench
+
+#endif
