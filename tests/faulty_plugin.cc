@@ -1,5 +1,9 @@
-// Plug-ins with one fault each, chosen at compile time.
+// Plug-ins with one fault each, chosen at compile time; without one, a plug-in
+// of one class that does nothing.
 #include <cstdint>
+#include <new>
+
+#include "host/hx_main.h"
 
 #define EXPORT extern "C" __attribute__((visibility("default")))
 
@@ -32,5 +36,11 @@ EXPORT std::uint8_t GetInstrumentInfo(std::uint32_t, const char16_t*, const std:
   return 0;
 }
 #ifndef LACKS_EXPORT
-EXPORT void* MakeInstrument(std::uint32_t, const char16_t*) { return nullptr; }
+EXPORT hx_vinst::CInstrument* MakeInstrument(std::uint32_t, const char16_t*) {
+  void* block = nullptr;
+#ifndef MAKES_NULL
+  runlib::MemAllocate(&block, sizeof(hx_vinst::CInstrument));
+#endif
+  return block == nullptr ? nullptr : new (block) hx_vinst::CInstrument();
+}
 #endif

@@ -1,8 +1,8 @@
 #include "workbench/language.h"
 
+#include <array>
 #include <cstdlib>
 #include <filesystem>
-#include <set>
 #include <string_view>
 #include <system_error>
 
@@ -16,9 +16,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::string_view kCzech = "cs";
-constexpr std::string_view kEnglish = "en";
+constexpr char kCzech[] = "cs";
+constexpr char kEnglish[] = "en";
 constexpr char kLanguageEnding[] = ".lang";
+
+// Where the files of languages may be: beside the plug-in, else beside the
+// program's own one.
+std::array<fs::path, 2> Folders(const std::string& pluginPath) {
+  return {fs::path(PluginPath(pluginPath)).parent_path(), fs::path(PluginPath("")).parent_path()};
+}
 
 // "en_GB.UTF-8" is en.
 std::string OfEnvironment() {
@@ -31,46 +37,40 @@ std::string OfEnvironment() {
   return {};
 }
 
-// The file of a language; empty when there is none.
-std::string Find(const std::string& name, const fs::path (&folders)[2]) {
-  for (const fs::path& folder : folders) {
-    std::error_code error;
-    const fs::path path = folder / (name + kLanguageEnding);
-    if (fs::exists(path, error)) return path.string();
-  }
-  return {};
-}
+}  // namespace
 
-std::string Available(const fs::path (&folders)[2]) {
-  std::set<std::string> names = {std::string(kCzech)};
-  for (const fs::path& folder : folders) {
+std::set<std::string> Languages(const std::string& pluginPath) {
+  std::set<std::string> names = {kCzech};
+  for (const fs::path& folder : Folders(pluginPath)) {
     std::error_code error;
-    for (const auto& entry : fs::directory_iterator(folder, error)) {
+    for (const auto& entry : fs::directory_iterator(folder.empty() ? "." : folder, error)) {
       if (entry.path().extension() == kLanguageEnding) names.insert(entry.path().stem().string());
     }
   }
-  std::string list;
-  for (const std::string& name : names) list.append(list.empty() ? "" : ", ").append(name);
-  return list;
+  return names;
 }
 
-}  // namespace
-
 int ChooseLanguage(const std::string& name, const std::string& pluginPath) {
-  const fs::path folders[] = {fs::absolute(PluginPath(pluginPath)).parent_path(),
-                              fs::path(PluginPath("")).parent_path()};
   const std::string chosen = name.empty() ? OfEnvironment() : name;
   if (chosen == kCzech || (name.empty() && chosen != kEnglish)) return kDone;
-  const std::string path = chosen.find('/') == std::string::npos ? Find(chosen, folders) : std::string();
-  if (path.empty()) {
+  const std::set<std::string> languages = Languages(pluginPath);
+  if (!languages.contains(chosen)) {
     if (name.empty()) return kDone;
-    PrintError("--language: there is no language \"" + name + "\"; there are " + Available(folders));
+    std::string message = "--language: there is no language \"" + name + "\"; there are";
+    for (const std::string& language : languages) message += " " + language;
+    PrintError(message);
     return kCommandLineWrong;
   }
-  std::string error;
-  if (runtime::SetLanguage(path, &error)) return kDone;
-  PrintError(error);
-  return kApplicationWrong;
+  for (const fs::path& folder : Folders(pluginPath)) {
+    const fs::path path = folder / (chosen + kLanguageEnding);
+    std::error_code failure;
+    std::string error;
+    if (!fs::exists(path, failure)) continue;
+    if (runtime::SetLanguage(path.string(), &error)) return kDone;
+    PrintError(error);
+    return kApplicationWrong;
+  }
+  return kDone;
 }
 
 }  // namespace workbench

@@ -3,15 +3,17 @@
 #ifndef LOOPBOX_WORKBENCH_LANGUAGE_H
 #define LOOPBOX_WORKBENCH_LANGUAGE_H
 
+#include <set>
 #include <string>
 
 namespace workbench {
 
-// Chooses a language by its name, before a plug-in is loaded: "cs", the texts'
-// own, or that of a file NAME.lang beside the plug-in or beside the program's
-// own one. An empty name: that of the environment (LC_ALL, LC_MESSAGES, LANG,
-// the first that is set) when it is cs or en and there, else cs. Yields an exit
-// status, kDone or another after printing why.
+// The names of those that are there, with cs, the texts' own.
+std::set<std::string> Languages(const std::string& pluginPath);
+
+// Chooses a language by its name, before a plug-in is loaded: cs, or that of a file NAME.lang beside the plug-in or
+// beside the program's own one. An empty name: that of the environment (LC_ALL, LC_MESSAGES, LANG, the first that is
+// set) when it is cs or en and there, else cs. Yields an exit status, kDone or another after printing why.
 int ChooseLanguage(const std::string& name, const std::string& pluginPath);
 
 }  // namespace workbench

@@ -56,11 +56,12 @@ void AddPlugin(CLI::App* command, std::string* plugin) {
 }
 
 void AddLanguage(CLI::App* command, std::string* language) {
+  std::string names;
+  for (const std::string& name : workbench::Languages("")) names.append(names.empty() ? "" : "|").append(name);
   command
       ->add_option("--language", *language,
-                   "Of the plug-in's texts and a run's messages: cs, en or another that is installed (default: that "
-                   "of the environment when it is cs or en, else cs)")
-      ->type_name("NAME");
+                   "Of the plug-in's texts and a run's messages (default: the environment's when cs or en, else cs)")
+      ->type_name(names);
 }
 
 void AddRun(CLI::App* command, TRunOptions* run, std::vector<std::string>* assignments) {

@@ -1,0 +1,183 @@
+// The manual page and the completions of the shells against the program's own
+// help.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <set>
+#include <sstream>
+
+#include "tests/support.h"
+
+namespace {
+
+using tests::Loopbox;
+using tests::Shell;
+using tests::TOutcome;
+using TOptions = std::set<std::string>;
+
+// The word of a line that starts at `at`.
+std::string WordAt(const std::string& line, std::size_t at) {
+  return line.size() <= at ? "" : line.substr(at, line.find_first_of(" ,", at) - at);
+}
+
+std::vector<std::string> LinesOf(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
+}
+
+// By command; "" for those of the program itself.
+std::map<std::string, TOptions> OptionsOfHelp() {
+  std::map<std::string, TOptions> options = {{"", {}}};
+  bool commands = false;
+  for (const std::string& line : LinesOf(Loopbox("--help").output)) {
+    if (line.starts_with("  --") || line.starts_with("  -h,--")) options[""].insert(WordAt(line, line.find("--")));
+    if (commands && line.starts_with("  ")) options[WordAt(line, 2)];
+    commands = commands || line.starts_with("Subcommands");
+  }
+  for (auto& [command, found] : options) {
+    if (command.empty()) continue;
+    for (const std::string& line : LinesOf(Loopbox(command + " --help").output)) {
+      if (line.starts_with("  --")) found.insert(WordAt(line, 2));
+    }
+  }
+  return options;
+}
+
+TEST(ManualPage, HasEachOptionOfTheHelpAndNoOther) {
+  std::map<std::string, TOptions> help = OptionsOfHelp();
+  EXPECT_GE(help.size(), 5u);
+  std::map<std::string, TOptions> synopsis = {{"", {}}};
+  TOptions described;
+  std::string section;
+  std::string command;
+  for (const std::string& line : LinesOf(tests::ReadFile(tests::SourcePath("packaging/loopbox.1")))) {
+    if (line.starts_with(".Sh ")) section = line.substr(4);
+    if (line == ".Nm") command.clear();
+    if (line.starts_with(".It Fl -")) described.insert("--" + WordAt(line, 8));
+    if (section != "SYNOPSIS") continue;
+    if (line.starts_with(".Cm ")) synopsis[command = WordAt(line, 4)];
+    for (const std::string start : {".Op Fl -", ".Fl -"}) {
+      if (line.starts_with(start)) synopsis[command].insert("--" + WordAt(line, start.size()));
+    }
+  }
+  EXPECT_EQ(synopsis, help);
+  TOptions all;
+  for (const auto& [name, options] : help) all.insert(options.begin(), options.end());
+  EXPECT_EQ(described, all);
+}
+
+TEST(ManualPage, IsFormattedWithoutWarnings) {
+  const std::string page = tests::SourcePath("packaging/loopbox.1");
+  EXPECT_EQ(Shell("man --warnings -E UTF-8 -l -Tutf8 -Z " + page + " >/dev/null").output, "");
+  const TOutcome shown = Shell("MANWIDTH=80 man -E UTF-8 -l " + page);
+  EXPECT_EQ(shown.status, 0);
+  for (const char* part : {"NAME\n     loopbox", "EXIT STATUS\n     0    Done.", "     --trace FILE\n"})
+    EXPECT_NE(shown.output.find(part), std::string::npos) << shown.output;
+}
+
+// A folder with files to choose from, and the program by its name.
+class Completion : public testing::Test {
+ protected:
+  Completion() {
+    for (const char* name : {"oven.lbx", "other.txt", "a b.png", "c.svg"}) folder.Write(name, "");
+    std::filesystem::create_directory(folder.Path("out"));
+    std::filesystem::copy_file(tests::BuildPath("loopbox.so"), folder.Path("own.so"));
+  }
+  std::string Script(const std::string& name) const {
+    return "cd " + folder.Path("") + " && timeout 60 " + tests::SourcePath("tests/complete.") + name;
+  }
+  const tests::CFolder folder;
+};
+
+TEST_F(Completion, OffersWhatTheHelpNamesInBash) {
+  const std::map<std::string, TOptions> help = OptionsOfHelp();
+  std::string commands;
+  for (const auto& [command, options] : help) {
+    if (!command.empty()) commands += (commands.empty() ? "" : " ") + command;
+  }
+  // The words up to the cursor, and what is offered, sorted.
+  std::vector<std::pair<std::string, std::string>> rows = {
+      {"''", commands},
+      {"des", "describe"},
+      {"--v", "--version"},
+      {"dance ''", ""},
+      {"run ''", "out oven.lbx"},
+      {"run oven.lbx --tr", "--trace --trace-state"},
+      {"run oven.lbx --trace ''", "a b.png c.svg other.txt out oven.lbx own.so"},
+      {"run oven.lbx --trace = ot", "other.txt"},
+      {"run oven.lbx --panes ''", "a b.png c.svg out"},
+      {"run oven.lbx --panes = ", "a b.png c.svg out"},
+      {"run oven.lbx --panes a", "a b.png"},
+      {"run oven.lbx --period ''", ""},
+      {"run --realtime ''", "out oven.lbx"},
+      {"run --trace t.csv --trace-state ''", "out oven.lbx"},
+      {"run --language ''", "cs en"},
+      {"check --plugin ''", "out own.so"},
+      {"classes --images ''", "out"},
+      {"classes ''", ""},
+      {"describe ''", "boolean_regulator pid_regulator step_regulator"},
+      {"describe st", "step_regulator"},
+      {"describe --plugin own.so p", "pid_regulator"},
+      {"describe --plugin other.txt ''", ""},
+  };
+  for (const auto& [command, options] : help) {
+    std::string joined = "--help";
+    for (const std::string& option : options) joined += command.empty() ? "" : " " + option;
+    if (command.empty()) joined = "--help --version";
+    rows.emplace_back(command + " --", joined);
+  }
+  for (const auto& [words, expected] : rows) {
+    SCOPED_TRACE(words);
+    const TOutcome outcome = Shell(Script("bash") + " " + tests::BuildPath("loopbox") + " " + words);
+    EXPECT_EQ(outcome.status, 0);
+    const auto sorted = [](std::vector<std::string> lines) {
+      std::sort(lines.begin(), lines.end());
+      std::string text;
+      for (const std::string& line : lines) text += (text.empty() ? "" : " ") + line;
+      return text;
+    };
+    std::vector<std::string> options;
+    std::istringstream stream(expected);
+    if (words.ends_with(" --")) {
+      for (std::string option; stream >> option;) options.push_back(option);
+    }
+    EXPECT_EQ(sorted(LinesOf(outcome.output)), options.empty() ? expected : sorted(options));
+  }
+}
+
+TEST_F(Completion, OffersTheSameInZsh) {
+  const struct {
+    std::string line;
+    std::vector<std::string> offered;
+    std::vector<std::string> others;
+  } rows[] = {
+      {"loopbox ", {"check ", "classes ", "describe ", "run ", "-- Run an application"}, {"oven"}},
+      {"loopbox run ", {"oven.lbx", "out/"}, {"other.txt", "own.so"}},
+      {"loopbox run oven.lbx --tr", {"--trace ", "--trace-state  -- Trace what regulators have learnt"}, {"--set"}},
+      {"loopbox run oven.lbx --trace ", {"other.txt"}, {}},
+      {"loopbox run oven.lbx --panes ", {"a\\ b.png", "c.svg"}, {"oven.lbx  ", "other.txt"}},
+      {"loopbox run oven.lbx --language ", {"cs  en"}, {"other.txt"}},
+      {"loopbox check --plugin ", {"own.so"}, {"other.txt"}},
+      {"loopbox classes --images ", {"out/"}, {"other.txt"}},
+      {"loopbox describe ", {"boolean_regulator  pid_regulator      step_regulator"}, {}},
+      {"loopbox describe --plugin own.so ", {"boolean_regulator  pid_regulator      step_regulator"}, {}},
+  };
+  std::string command = Script("zsh") + " " + tests::BuildPath("");
+  for (const auto& row : rows) command += " '" + row.line + "'";
+  EXPECT_EQ(Shell("zsh -n " + tests::SourcePath("packaging/completion.zsh")).output, "");
+  const std::string output = Shell(command).output;
+  std::size_t at = 0;
+  for (const auto& row : rows) {
+    at = output.find("LINE " + row.line + "\n", at);
+    ASSERT_NE(at, std::string::npos) << row.line << output;
+    const std::string shown = output.substr(at, output.find("LINE ", at + 1) - at);
+    for (const std::string& part : row.offered) EXPECT_NE(shown.find(part), std::string::npos) << part << "\n" << shown;
+    for (const std::string& part : row.others) EXPECT_EQ(shown.find(part), std::string::npos) << part << "\n" << shown;
+  }
+}
+
+}  // namespace
