@@ -64,10 +64,15 @@ bool ReadMessageTable(const std::string& path, TMessageTable* table, std::string
 
 void SetMessageTable(TMessageTable table) { Table() = std::move(table); }
 
-bool SetLanguage(const std::string& path, std::string* error) {
-  TMessageTable table;
-  if (!path.empty() && !ReadMessageTable(path, &table, error)) return false;
-  SetMessageTable(std::move(table));
+bool SetLanguage(const std::vector<std::string>& paths, std::string* error) {
+  TMessageTable whole;
+  for (const std::string& path : paths) {
+    TMessageTable table;
+    if (!ReadMessageTable(path, &table, error)) return false;
+    table.merge(whole);  // keeps what it has
+    whole = std::move(table);
+  }
+  SetMessageTable(std::move(whole));
   return true;
 }
 

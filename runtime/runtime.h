@@ -34,10 +34,11 @@ namespace runtime {
 // --- Language ---------------------------------------------------------------
 
 // The plug-in's own texts and the host's messages are Czech. From now on those
-// that a language file translates (en.lang beside the plug-in is one) are in
-// its language; an empty path: Czech. For the whole process, before a plug-in
-// is loaded. False with a message when the file can't be read.
-bool SetLanguage(const std::string& path, std::string* error);
+// that language files translate (en.lang beside the plug-in is one) are in
+// their language, a later file's before an earlier one's; without files all are
+// Czech. For the whole process, before a plug-in is loaded. False with a
+// message, and nothing changed, when a file can't be read.
+bool SetLanguage(const std::vector<std::string>& paths, std::string* error);
 
 // --- The plug-in ------------------------------------------------------------
 

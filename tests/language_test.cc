@@ -155,6 +155,7 @@ TEST(Language, IsChosenByOptionElseByEnvironment) {
   const CFolder folder;
   std::filesystem::copy_file(tests::BuildPath("loopbox.so"), folder.Path("loopbox.so"));
   folder.Write("de.lang", "// Deutsch\n\"Regulátory\" = \"Regler\";\n");
+  folder.Write("en.lang", "\"Regulátory\" = \"Controllers\";\n");
   folder.Write("bad.lang", "\"Regulátory\" = \"Regler\";\n\"Barva\" \"Farbe\";\n");
   folder.Write("twice.lang", "\"a\" = \"b\";\n  \"a\" = \"c\";\n");
   folder.Write("empty.lang", "\"a\" = \"\";\n");
@@ -175,7 +176,8 @@ TEST(Language, IsChosenByOptionElseByEnvironment) {
       {"LANG=../en", "", 0, "Regulátory"},
       {"LANG=en", "--language cs", 0, "Regulátory"},
       {"", "--language en", 0, "Regulators"},
-      {"", "--language en" + elsewhere, 0, "Regulators"},  // from beside the program
+      {"", "--language en" + elsewhere, 0, "Controllers\n"},
+      {"", "--language en" + elsewhere, 0, "discrete two-state output"},  // from beside the program
       {"", "--language de" + elsewhere, 0, "Regler"},
       {"", "--language de", 2, "there is no language \"de\"; there are cs en"},
       {"", "--language fr" + elsewhere, 2, "there are bad binary cs de empty en twice"},

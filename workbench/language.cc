@@ -1,10 +1,10 @@
 #include "workbench/language.h"
 
-#include <array>
 #include <cstdlib>
 #include <filesystem>
 #include <string_view>
 #include <system_error>
+#include <vector>
 
 #include "runtime/runtime.h"
 #include "workbench/commands.h"
@@ -20,10 +20,12 @@ constexpr char kCzech[] = "cs";
 constexpr char kEnglish[] = "en";
 constexpr char kLanguageEnding[] = ".lang";
 
-// Where the files of languages may be: beside the plug-in, else beside the
-// program's own one.
-std::array<fs::path, 2> Folders(const std::string& pluginPath) {
-  return {fs::path(PluginPath(pluginPath)).parent_path(), fs::path(PluginPath("")).parent_path()};
+// Where the files of languages may be: those beside the program's own plug-in
+// have the host's texts, those beside another one its own.
+std::vector<fs::path> Folders(const std::string& pluginPath) {
+  std::vector<fs::path> folders = {fs::path(PluginPath("")).parent_path()};
+  if (!pluginPath.empty()) folders.push_back(fs::path(pluginPath).parent_path());
+  return folders;
 }
 
 // "en_GB.UTF-8" is en.
@@ -61,16 +63,16 @@ int ChooseLanguage(const std::string& name, const std::string& pluginPath) {
     PrintError(message);
     return kCommandLineWrong;
   }
+  std::vector<std::string> paths;
   for (const fs::path& folder : Folders(pluginPath)) {
     const fs::path path = folder / (chosen + kLanguageEnding);
-    std::error_code failure;
-    std::string error;
-    if (!fs::exists(path, failure)) continue;
-    if (runtime::SetLanguage(path.string(), &error)) return kDone;
-    PrintError(error);
-    return kApplicationWrong;
+    std::error_code missing;
+    if (fs::exists(path, missing)) paths.push_back(path.string());
   }
-  return kDone;
+  std::string error;
+  if (runtime::SetLanguage(paths, &error)) return kDone;
+  PrintError(error);
+  return kApplicationWrong;
 }
 
 }  // namespace workbench
