@@ -33,7 +33,7 @@ _loopbox() {
 
   local help kind=
   help=$("$program" ${command:+"$command"} --help 2>/dev/null)
-  if [[ $previous == --* ]]; then
+  if [[ $previous == --+([a-z-]) ]]; then
     kind=$(sed -nE "s/^  $previous ([^ ]+)( .*)?\$/\\1/p" <<<"$help")
     [[ $kind == Needs: ]] && kind=
   fi

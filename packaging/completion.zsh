@@ -26,7 +26,7 @@ _loopbox() {
   local program=$words[1] command= kind line match mbegin mend
   local -a help specs commands
   (( CURRENT > 2 )) && command=${words[2]}
-  help=(${(f)"$(_call_program help $program ${(q)command} --help 2>/dev/null)"})
+  help=(${(f)"$(_call_program help $program ${command:+${(q)command}} --help 2>/dev/null)"})
   if [[ -z $command && $words[CURRENT] != -* ]]; then
     local first=${help[(i)Subcommands*]}
     for line in ${help[first,-1]}; do
