@@ -20,12 +20,25 @@ constexpr char kCzech[] = "cs";
 constexpr char kEnglish[] = "en";
 constexpr char kLanguageEnding[] = ".lang";
 
-// Where the files of languages may be: those beside the program's own plug-in
-// have the host's texts, those beside another one its own.
-std::vector<fs::path> Folders(const std::string& pluginPath) {
-  std::vector<fs::path> folders = {fs::path(PluginPath("")).parent_path()};
-  if (!pluginPath.empty()) folders.push_back(fs::path(pluginPath).parent_path());
-  return folders;
+struct TFile {
+  std::string language;
+  std::string path;
+};
+
+// Those beside the program's own plug-in, which have the host's texts, then
+// those beside this one.
+std::vector<TFile> Files(const std::string& pluginPath) {
+  std::vector<std::string> plugins = {PluginPath("")};
+  if (!pluginPath.empty()) plugins.push_back(pluginPath);
+  std::vector<TFile> files;
+  for (const std::string& plugin : plugins) {
+    std::error_code error;
+    for (const auto& entry : fs::directory_iterator(fs::absolute(plugin).parent_path(), error)) {
+      const fs::path& path = entry.path();
+      if (path.extension() == kLanguageEnding) files.push_back({path.stem().string(), path.string()});
+    }
+  }
+  return files;
 }
 
 // "en_GB.UTF-8" is en.
@@ -43,31 +56,23 @@ std::string OfEnvironment() {
 
 std::set<std::string> Languages(const std::string& pluginPath) {
   std::set<std::string> names = {kCzech};
-  for (const fs::path& folder : Folders(pluginPath)) {
-    std::error_code error;
-    for (const auto& entry : fs::directory_iterator(folder.empty() ? "." : folder, error)) {
-      if (entry.path().extension() == kLanguageEnding) names.insert(entry.path().stem().string());
-    }
-  }
+  for (const TFile& file : Files(pluginPath)) names.insert(file.language);
   return names;
 }
 
 int ChooseLanguage(const std::string& name, const std::string& pluginPath) {
   const std::string chosen = name.empty() ? OfEnvironment() : name;
   if (chosen == kCzech || (name.empty() && chosen != kEnglish)) return kDone;
-  const std::set<std::string> languages = Languages(pluginPath);
-  if (!languages.contains(chosen)) {
+  std::vector<std::string> paths;
+  for (const TFile& file : Files(pluginPath)) {
+    if (file.language == chosen) paths.push_back(file.path);
+  }
+  if (paths.empty()) {
     if (name.empty()) return kDone;
     std::string message = "--language: there is no language \"" + name + "\"; there are";
-    for (const std::string& language : languages) message += " " + language;
+    for (const std::string& language : Languages(pluginPath)) message += " " + language;
     PrintError(message);
     return kCommandLineWrong;
-  }
-  std::vector<std::string> paths;
-  for (const fs::path& folder : Folders(pluginPath)) {
-    const fs::path path = folder / (chosen + kLanguageEnding);
-    std::error_code missing;
-    if (fs::exists(path, missing)) paths.push_back(path.string());
   }
   std::string error;
   if (runtime::SetLanguage(paths, &error)) return kDone;
