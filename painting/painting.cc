@@ -1,7 +1,5 @@
 #include "painting/painting.h"
 
-#include <cairo-svg.h>
-
 #include <algorithm>
 #include <memory>
 #include <string_view>
@@ -9,6 +7,7 @@
 
 #include "host/hx_main.h"
 #include "painting/canvas.h"
+#include "painting/file_surface.h"
 #include "painting/icon.h"
 #include "painting/views.h"
 #include "runtime/text_metrics.h"
@@ -19,15 +18,12 @@ namespace painting {
 namespace {
 
 using TSurface = std::unique_ptr<cairo_surface_t, decltype(&cairo_surface_destroy)>;
-using TContext = std::unique_ptr<cairo_t, decltype(&cairo_destroy)>;
 
 constexpr std::uint32_t kWindowPaper = 0xDCD8D4;
 constexpr std::uint32_t kCaptionInk = 0x303030;
 // Pixels.
-constexpr std::int64_t kMargin = 10;          // right of and below everything
-constexpr std::int64_t kLargestSide = 16384;  // of a window
-constexpr std::int64_t kLargestArea = std::int64_t{64} << 20;
-constexpr double kCaptionLeast = 9;  // height of the strip above an instrument
+constexpr std::int64_t kMargin = 10;  // right of and below everything
+constexpr double kCaptionLeast = 9;   // height of the strip above an instrument
 constexpr double kCaptionMost = 16;
 
 struct TInstrument {
@@ -118,26 +114,9 @@ bool Picture(const runtime::CApplication& application, EFormat format, std::stri
              " pixels, which is too large to draw; the positions of its instruments are far apart";
     return false;
   }
-  bytes->clear();
-  const TSurface surface(
-      format == EFormat::kSvg
-          ? cairo_svg_surface_create_for_stream(Append, bytes, static_cast<double>(width), static_cast<double>(height))
-          : cairo_image_surface_create(CAIRO_FORMAT_RGB24, static_cast<int>(width), static_cast<int>(height)),
-      cairo_surface_destroy);
-  if (format == EFormat::kSvg) cairo_svg_surface_set_document_unit(surface.get(), CAIRO_SVG_UNIT_PX);
-  cairo_status_t status = CAIRO_STATUS_SUCCESS;
-  {
-    const TContext context(cairo_create(surface.get()), cairo_destroy);
-    PaintWindow(context.get(), instruments, extent);
-    status = cairo_status(context.get());
-  }
-  if (status == CAIRO_STATUS_SUCCESS && format == EFormat::kPng) {
-    status = cairo_surface_write_to_png_stream(surface.get(), Append, bytes);
-  }
-  cairo_surface_finish(surface.get());
-  if (status == CAIRO_STATUS_SUCCESS) status = cairo_surface_status(surface.get());
-  if (status != CAIRO_STATUS_SUCCESS) *error = std::string("the picture failed: ") + cairo_status_to_string(status);
-  return status == CAIRO_STATUS_SUCCESS;
+  return DrawFile(
+      format, static_cast<double>(width), static_cast<double>(height),
+      [&](cairo_t* context) { PaintWindow(context, instruments, extent); }, bytes, error);
 }
 
 bool IconPicture(const std::uint8_t* icon, std::string* bytes, std::string* error) {

@@ -1,10 +1,12 @@
 // Pictures as files: icons, and the window during and after a run.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <filesystem>
 #include <vector>
 
 #include "painting/icon.h"
+#include "painting/plot.h"
 #include "tests/support.h"
 
 namespace {
@@ -49,9 +51,42 @@ TEST(PictureFiles, AreWrittenByTheProgram) {
     EXPECT_EQ(outcome.status, status) << arguments;
     EXPECT_NE(outcome.output.find(message), std::string::npos) << outcome.output;
   }
+  EXPECT_EQ(Loopbox(run + "p.png --plot " + dir + "q.png").status, 0);
+  EXPECT_TRUE(isPng(dir + "q.png"));
+  const std::string meter = folder.Write("m.lbx", "instrument meter m end_instrument;");
+  EXPECT_NE(Loopbox("run " + meter + " --plot " + dir + "m.svg").output.find("no regulator to plot"),
+            std::string::npos);
   const std::string application = folder.Write("a.png", "data x : real; end_data;\n");
-  EXPECT_EQ(Loopbox("run " + application + " --panes " + application).status, 1);
+  for (const std::string option : {" --panes ", " --plot "}) {
+    EXPECT_EQ(Loopbox("run " + application + option + application).status, 1);
+  }
   EXPECT_EQ(tests::ReadFile(application), "data x : real; end_data;\n");
+}
+
+// A peak of one sample among a million stays, in a picture of the usual size.
+TEST(PictureFiles, PlotEveryPeakOfALongRun) {
+  constexpr std::size_t kSamples = 1000000;
+  painting::CPlot plot;
+  plot.AddCurve(plot.AddPanel("long", "m", 2), "value", painting::kPlotBlue, false);
+  for (std::size_t k = 0; k < kSamples; ++k) {
+    plot.Feed(0.1 * double(k), {k == 1234 ? -7.0 : k == 987654 ? 9.0 : std::sin(1e-5 * double(k))});
+  }
+  const auto& buckets = plot.Buckets(0);
+  ASSERT_EQ(buckets.size(), plot.Times().size());
+  EXPECT_LE(buckets.size(), 2048u);
+  double earlier = -1;
+  for (std::size_t i = 0; i < buckets.size(); ++i) {
+    const double k = plot.Times()[i] / 0.1;
+    EXPECT_GT(plot.Times()[i], earlier);
+    earlier = plot.Times()[i];
+    const double end = i + 1 < buckets.size() ? plot.Times()[i + 1] / 0.1 : double(kSamples);
+    EXPECT_EQ(buckets[i].lowest == -7.0, k <= 1234 && 1234 < end) << i;
+    EXPECT_EQ(buckets[i].highest == 9.0, k <= 987654 && 987654 < end) << i;
+    EXPECT_NEAR(buckets[i].first, std::sin(1e-5 * k), 1e-9);
+  }
+  std::string svg, error;
+  ASSERT_TRUE(plot.Picture(painting::EFormat::kSvg, &svg, &error)) << error;
+  EXPECT_LT(svg.size(), 200000u);
 }
 
 }  // namespace

@@ -36,6 +36,7 @@ struct TRunOptions {
   std::uint64_t every = 1;      // periods a row
   std::string panes;            // a picture of the window at the end; empty: none
   std::vector<double> panesAt;  // seconds: further pictures
+  std::string plot;             // a plot of the run; empty: none
   bool quiet = false;
 };
 

@@ -51,6 +51,15 @@ CLI::Validator Assignment() {
           ""};
 }
 
+// A file's name that says which format of picture is meant.
+CLI::Validator PictureName() {
+  return {[](std::string& name) {
+            if (painting::FormatOf(name)) return std::string();
+            return std::string("expected a name that ends in ") + painting::kFormatEndings + ", found \"" + name + "\"";
+          },
+          ""};
+}
+
 void AddPlugin(CLI::App* command, std::string* plugin) {
   command->add_option("--plugin", *plugin, "The plug-in (default: the program's own, loopbox.so)")->type_name("PATH");
 }
@@ -90,13 +99,12 @@ void AddRun(CLI::App* command, TRunOptions* run, std::vector<std::string>* assig
       ->type_name("N")
       ->needs(trace)
       ->check(Whole(1));
-  CLI::Option* panes =
-      command->add_option("--panes", run->panes, "Write a picture of the window at the end of the run")
-          ->type_name("FILE.png|.svg")
-          ->check([](const std::string& name) {
-            if (painting::FormatOf(name)) return std::string();
-            return std::string("expected a name that ends in ") + painting::kFormatEndings + ", found \"" + name + "\"";
-          });
+  CLI::Option* panes = command->add_option("--panes", run->panes, "Write a picture of the window at the end of the run")
+                           ->type_name("FILE.png|.svg")
+                           ->check(PictureName());
+  command->add_option("--plot", run->plot, "Write a plot of wish, value and output of each regulator")
+      ->type_name("FILE.png|.svg")
+      ->check(PictureName());
   command->add_option("--panes-at", run->panesAt, "Write FILE-S.png at S seconds as well; may be repeated")
       ->type_name("S")
       ->allow_extra_args(false)

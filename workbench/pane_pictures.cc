@@ -1,15 +1,11 @@
 #include "workbench/pane_pictures.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
-#include <system_error>
 #include <utility>
 
 #include "painting/painting.h"
+#include "workbench/picture_file.h"
 #include "workbench/text.h"
 
 namespace workbench {
@@ -20,24 +16,8 @@ CPanePictures::CPanePictures(std::string name, std::vector<double> atTimes)
   times.erase(std::unique(times.begin(), times.end()), times.end());
 }
 
-bool CPanePictures::Prepare(const std::vector<std::string>& files, std::string* error) {
-  if (fileName.empty()) return true;
-  if (!painting::IsBuiltIn(error)) return false;
-  for (const std::string& kept : files) {
-    std::error_code missing;
-    if (!kept.empty() && std::filesystem::equivalent(fileName, kept, missing)) {
-      *error = fileName + ": the picture would overwrite a file that the run uses; name another one";
-      return false;
-    }
-  }
-  // A long run shouldn't end before it is seen that there is no such folder.
-  const std::filesystem::path folder = std::filesystem::path(fileName).parent_path();
-  if (access(folder.empty() ? "." : folder.c_str(), W_OK) != 0) {
-    *error = fileName + ": the picture can't be written: " + std::strerror(errno);
-    return false;
-  }
-  painting::UseFontMetrics();
-  return true;
+bool CPanePictures::Prepare(const std::vector<std::string>& files, std::string* error) const {
+  return PreparePicture(fileName, files, error);
 }
 
 bool CPanePictures::CheckTimes(double duration, std::string* error) const {

@@ -18,7 +18,7 @@ class CPanePictures {
 
   // Before the application is read: false with a message when the pictures
   // can't be made, or would replace one of the files that must stay.
-  bool Prepare(const std::vector<std::string>& files, std::string* error);
+  bool Prepare(const std::vector<std::string>& files, std::string* error) const;
   // When it is read: false with a message when a time is after its end.
   bool CheckTimes(double duration, std::string* error) const;
 

@@ -10,8 +10,10 @@
 #include "workbench/console.h"
 #include "workbench/pacing.h"
 #include "workbench/pane_pictures.h"
+#include "workbench/picture_file.h"
 #include "workbench/plugin_folder.h"
 #include "workbench/regulator_watch.h"
+#include "workbench/run_plot.h"
 #include "workbench/text.h"
 #include "workbench/trace_file.h"
 
@@ -33,7 +35,8 @@ std::vector<runtime::TStateColumn> StateColumns(const TReferences& references) {
 // trace or a picture can't be written any more; then *pictureError says why, in
 // the case of a picture.
 bool RunPeriods(const TRunOptions& options, runtime::CApplication& application, CTraceFile& trace,
-                CPanePictures& pictures, CRegulatorWatch* watch, CRunConsole& console, std::string* pictureError) {
+                CPanePictures& pictures, CRegulatorWatch* watch, CRunPlot* plot, CRunConsole& console,
+                std::string* pictureError) {
   const CPacer pacer(application.Period());
   std::string lost;
   if (!pictures.WriteDue(application, pictureError)) return false;
@@ -42,6 +45,7 @@ bool RunPeriods(const TRunOptions& options, runtime::CApplication& application, 
     if (InterruptionAsked()) return false;
     if (!application.Step()) return true;
     if (watch != nullptr) watch->Observe();
+    if (plot != nullptr) plot->Observe(application);
     if (trace.IsOpen() && application.PeriodsDone() % options.every == 0) {
       trace.WriteRow();
       if (trace.Failed()) return false;
@@ -75,7 +79,8 @@ int Run(const TRunOptions& options) {
   }
 
   CPanePictures pictures(options.panes, options.panesAt);
-  if (!pictures.Prepare({options.file, plugin->Path(), options.trace}, &error)) {
+  const std::vector<std::string> kept = {options.file, plugin->Path(), options.trace};
+  if (!pictures.Prepare(kept, &error) || !PreparePicture(options.plot, kept, &error)) {
     PrintError(error);
     return kApplicationWrong;
   }
@@ -99,6 +104,12 @@ int Run(const TRunOptions& options) {
   if (!pictures.CheckTimes(application->Duration(), &error)) {
     PrintError(error);
     return kCommandLineWrong;
+  }
+
+  std::optional<CRunPlot> plot;
+  if (!options.plot.empty() && !plot.emplace().Begin(*application, &error)) {
+    PrintError(error);
+    return kApplicationWrong;
   }
 
   CatchInterruption();
@@ -126,14 +137,15 @@ int Run(const TRunOptions& options) {
   }
   application->SetMessageSink([&](const runtime::TRunTimeMessage& message) { console.RunTimeMessage(message); });
   std::string pictureError;
-  const bool complete =
-      RunPeriods(options, *application, trace, pictures, watch ? &*watch : nullptr, console, &pictureError);
+  const bool complete = RunPeriods(options, *application, trace, pictures, watch ? &*watch : nullptr,
+                                   plot ? &*plot : nullptr, console, &pictureError);
   application->End();
   console.FinishMessages();
 
   const bool traced = !trace.IsOpen() || trace.Close(&error);
   if (!traced) PrintError(error);
-  const bool pictured = pictureError.empty() && pictures.WriteLast(*application, &pictureError);
+  const bool pictured = pictureError.empty() && pictures.WriteLast(*application, &pictureError) &&
+                        (!plot || plot->Write(options.plot, &pictureError));
   if (!pictured) PrintError(pictureError);
   if (watch) PrintSummary(*application, *watch, complete, output);
   if (!traced || !pictured) return kApplicationWrong;

@@ -1,6 +1,8 @@
 // The operations of painting/painting.h in a build without Cairo.
 #include "painting/painting.h"
 
+#include "painting/plot.h"
+
 namespace painting {
 
 bool IsBuiltIn(std::string* error) {
@@ -11,6 +13,8 @@ bool IsBuiltIn(std::string* error) {
 void UseFontMetrics() {}
 
 bool Picture(const runtime::CApplication&, EFormat, std::string*, std::string* error) { return IsBuiltIn(error); }
+
+bool CPlot::Picture(EFormat, std::string*, std::string* error) const { return IsBuiltIn(error); }
 
 bool IconPicture(const std::uint8_t*, std::string*, std::string* error) { return IsBuiltIn(error); }
 

@@ -1,0 +1,67 @@
+// What a plot keeps of its samples; plot_picture.cc draws it.
+#include "painting/plot.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace painting {
+
+namespace {
+
+// Between one and two buckets for each pixel of the widest plot.
+constexpr std::size_t kMostBuckets = 2048;
+
+void Extend(TPlotBucket* bucket, const TPlotBucket& by) {
+  bucket->lowest = std::min(bucket->lowest, by.lowest);
+  bucket->highest = std::max(bucket->highest, by.highest);
+  bucket->last = by.last;
+}
+
+}  // namespace
+
+std::size_t CPlot::AddPanel(std::string title, std::string unit, double share) {
+  panels.push_back({std::move(title), std::move(unit), share, {}});
+  return panels.size() - 1;
+}
+
+void CPlot::AddCurve(std::size_t panel, std::string name, std::uint32_t color, bool holds) {
+  panels[panel].curves.push_back(curves.size());
+  curves.push_back({std::move(name), color, holds});
+  buckets.emplace_back();
+}
+
+void CPlot::Feed(double time, const std::vector<double>& values) {
+  if (inLast == perBucket && times.size() == kMostBuckets) Halve();
+  const bool begins = times.empty() || inLast == perBucket;
+  if (begins) {
+    times.push_back(time);
+    inLast = 0;
+  }
+  for (std::size_t curve = 0; curve < buckets.size(); ++curve) {
+    const TPlotBucket sample = {values[curve], values[curve], values[curve], values[curve]};
+    if (begins) {
+      buckets[curve].push_back(sample);
+    } else {
+      Extend(&buckets[curve].back(), sample);
+    }
+  }
+  ++inLast;
+  lastTime = time;
+}
+
+// Two buckets become one.
+void CPlot::Halve() {
+  for (std::size_t pair = 0; 2 * pair < times.size(); ++pair) {
+    times[pair] = times[2 * pair];
+    for (auto& curve : buckets) {
+      curve[pair] = curve[2 * pair];
+      Extend(&curve[pair], curve[2 * pair + 1]);
+    }
+  }
+  times.resize(kMostBuckets / 2);
+  for (auto& curve : buckets) curve.resize(kMostBuckets / 2);
+  perBucket *= 2;
+  inLast = perBucket;
+}
+
+}  // namespace painting

@@ -1,0 +1,17 @@
+// A picture that a run is to write.
+#ifndef LOOPBOX_WORKBENCH_PICTURE_FILE_H
+#define LOOPBOX_WORKBENCH_PICTURE_FILE_H
+
+#include <string>
+#include <vector>
+
+namespace workbench {
+
+// Before the application is read: false with a message when the picture can't
+// be made, or would replace one of the files that must stay. An empty name is
+// no picture.
+bool PreparePicture(const std::string& fileName, const std::vector<std::string>& files, std::string* error);
+
+}  // namespace workbench
+
+#endif
