@@ -5,7 +5,6 @@
 #include <array>
 #include <cmath>
 #include <ctime>
-#include <numbers>
 #include <sstream>
 
 #include "host/panes.h"
@@ -354,88 +353,6 @@ TEST(Loading, TakesTimeInProportion) {
   // reading. In proportion it is 4 times, by the square 16.
   const double few = seconds(5'000);
   EXPECT_LT(seconds(20'000), 9 * few);
-}
-
-// --- The reference files of the keywords ---
-
-struct TKeyword {
-  std::string section, keyword, type, defaultValue, example;
-};
-
-std::vector<TKeyword> Reference(const std::string& className) {
-  std::vector<TKeyword> keywords;
-  std::istringstream lines(tests::ReadFile(tests::BuildPath(className + ".ref")));
-  std::string section;
-  for (std::string line; std::getline(lines, line);) {
-    if (line.empty() || line[0] == '#') continue;
-    if (line[0] == '[') {
-      section = line.substr(1, line.find(']') - 1);
-    } else if (section != "remarks" && section != "notes" && section != "state" && section != "band") {
-      std::vector<std::string> cells;
-      std::istringstream row(line);
-      for (std::string cell; std::getline(row, cell, '|');) {
-        cell.erase(0, cell.find_first_not_of(' '));
-        cells.push_back(cell.substr(0, cell.find_last_not_of(' ') + 1));
-      }
-      keywords.push_back({section, cells.at(0), cells.at(1), cells.at(2), cells.at(3)});
-      EXPECT_EQ(cells.size(), 5u) << line;
-    }
-  }
-  return keywords;
-}
-
-TEST(References, AreReadByTheirClassAsTheyStand) {
-  for (const char* className : {"pid_regulator", "boolean_regulator", "step_regulator"}) {
-    const auto read = [className](const std::string& entry) {
-      const CRun run(
-          std::string("data temperature : real; set_point : real; power : real; running : boolean; heating : boolean; "
-                      "valve_open : boolean; valve_close : boolean; end_data;\ninstrument meter alarm "
-                      "end_instrument; instrument ") +
-          className + " regulator " + entry + " end_instrument;");
-      EXPECT_EQ(run.Diagnostics(), "");
-    };
-    std::map<std::string, int> counts;
-    for (const TKeyword& row : Reference(className)) {
-      std::istringstream sections(row.section);
-      for (std::string section; sections >> section;) {
-        ++counts[section];
-        const bool inBlock = section != "instrument" && section != "system";
-        const std::string open = inBlock ? section + " " : "", close = inBlock ? " end_" + section + ";" : "";
-        EXPECT_EQ(row.example.rfind(row.keyword, 0), 0u) << row.example;
-        read(open + row.example + close);
-        const bool hasLiteral =
-            row.keyword != "view_position" &&
-            std::string(" real integer cardinal boolean name color size ").find(" " + row.type + " ") !=
-                std::string::npos;
-        if (hasLiteral) read(open + row.keyword + " = " + row.defaultValue + ";" + close);
-      }
-    }
-    EXPECT_EQ(counts["value_section"], 15) << className;
-    EXPECT_EQ(counts["output_section"], 15) << className;
-    EXPECT_EQ(counts["system"], 3) << className;
-    EXPECT_EQ(counts["parameters"], className[0] == 'p' ? 7 : 0);
-  }
-}
-
-TEST(References, NameTheColoursOfTheirClass) {
-  for (const char* className : {"pid_regulator", "boolean_regulator", "step_regulator"}) {
-    runtime::TClassDescription description;
-    std::string error;
-    ASSERT_TRUE(tests::Plugin().Describe(className, &description, &error)) << error;
-    std::vector<std::string> offered, written;
-    for (const runtime::TColor& color : description.colors) {
-      char text[80];
-      const std::uint32_t word = color.defaultColor;
-      std::snprintf(text, sizeof text, "%s #%02X%02X%02X", color.keyword.c_str(), word & 0xFF, word >> 8 & 0xFF,
-                    word >> 16);
-      offered.push_back(text);
-    }
-    for (const TKeyword& row : Reference(className)) {
-      if (row.section == "colors") written.push_back(row.keyword + " " + row.defaultValue);
-    }
-    EXPECT_EQ(written, offered) << className;
-    EXPECT_EQ(written.size(), 11u);
-  }
 }
 
 }  // namespace

@@ -139,9 +139,9 @@ TEST_F(Program, SaysWhatThePluginOffers) {
   const std::pair<const char*, std::vector<std::string>> rows[] = {
       {"pid_regulator",
        {"OnOutput__R", "OnOutputChange( &U : real )", "SetParameters", "SetRegulatorType", "param_1", "takahashi",
-        "file_name", "blink_rate", "default classical", "#00FF00", "Barva inkoustu okraje", "always_activate"}},
+        "file_name", "blink_rate", "name      classical", "#00FF00", "Barva inkoustu okraje", "always_activate"}},
       {"boolean_regulator", {"OnOutput__l", "SetDivergenceMinus__R", "GetDivergencePlus( &DivPlus : real )", "output"}},
-      {"step_regulator", {"OnOutputChange__ll", "SetInactiveHit( InactiveHit : real )", "output_minus", "default 5"}},
+      {"step_regulator", {"OnOutputChange__ll", "SetInactiveHit( InactiveHit : real )", "output_minus", "integer      5"}},
   };
   for (const auto& [className, parts] : rows) {
     const TOutcome outcome = Loopbox(std::string("describe ") + className);

@@ -44,7 +44,7 @@ int Run(const TRunOptions& options);
 int Check(const std::string& file, const std::string& plugin);
 // `images` is a folder for the plug-in's images; empty: they aren't written.
 int ListClasses(const std::string& plugin, const std::string& images);
-int DescribeClass(const std::string& className, const std::string& plugin);
+int DescribeClass(const std::string& className, const std::string& plugin, bool asMarkdown);
 
 }  // namespace workbench
 

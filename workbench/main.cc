@@ -137,6 +137,10 @@ int Main(int argumentCount, char** arguments) {
   AddPlugin(classesCommand, &plugin);
   CLI::App* describeCommand = program.add_subcommand("describe", "Say what a class offers, and its keywords");
   describeCommand->add_option("CLASS", className, "The class")->required()->type_name("");
+  std::string format = "text";
+  describeCommand->add_option("--format", format, "text or markdown (default: text)")
+      ->type_name("FORMAT")
+      ->check(CLI::IsMember({"text", "markdown"}));
   AddPlugin(describeCommand, &plugin);
 
   for (CLI::App* command : {runCommand, checkCommand, classesCommand, describeCommand}) AddLanguage(command, &language);
@@ -155,7 +159,7 @@ int Main(int argumentCount, char** arguments) {
   if (runCommand->parsed()) return workbench::Run(run);
   if (checkCommand->parsed()) return workbench::Check(file, plugin);
   if (classesCommand->parsed()) return workbench::ListClasses(plugin, images);
-  if (describeCommand->parsed()) return workbench::DescribeClass(className, plugin);
+  if (describeCommand->parsed()) return workbench::DescribeClass(className, plugin, format == "markdown");
   std::fputs(program.help().c_str(), stderr);
   return workbench::kCommandLineWrong;
 }

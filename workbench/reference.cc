@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <utility>
@@ -61,6 +62,14 @@ const runtime::TDefinitionEntry* Find(const std::vector<runtime::TDefinitionEntr
 }  // namespace
 
 bool CReference::Load(const std::string& path, CReference* reference, std::string* error) {
+  CReference read;
+  if (!read.AddFile(path, false, error)) return false;
+  *reference = std::move(read);
+  return true;
+}
+
+bool CReference::AddFile(const std::string& path, bool isIncluded, std::string* error) {
+  constexpr std::string_view kInclude = "include ";
   std::ifstream file(path, std::ios::binary);
   std::ostringstream text;
   if (file) text << file.rdbuf();
@@ -68,25 +77,28 @@ bool CReference::Load(const std::string& path, CReference* reference, std::strin
     *error = path + ": the reference of the class can't be read";
     return false;
   }
-  return FromText(path, text.str(), reference, error);
-}
-
-bool CReference::FromText(const std::string& path, std::string_view text, CReference* reference, std::string* error) {
-  CReference read;
   std::string section;
   std::size_t number = 0;
-  for (const std::string& line : Split(text, '\n')) {
+  for (const std::string& line : Split(text.view(), '\n')) {
     ++number;
-    std::string message;
     if (line.empty() || line.front() == '#') continue;
-    if (line.front() == '[' && line.back() == ']') {
+    std::string message;
+    if (line.front() != '[' || line.back() != ']') {
+      if (AddLine(section, line, &message)) continue;
+    } else {
       section = Trim(std::string_view(line).substr(1, line.size() - 2));
-    } else if (!read.AddLine(section, line, &message)) {
-      *error = path + ":" + std::to_string(number) + ": " + message;
-      return false;
+      if (!section.starts_with(kInclude)) continue;
+      if (!isIncluded) {
+        const std::filesystem::path included =
+            std::filesystem::path(path).parent_path() / section.substr(kInclude.size());
+        if (!AddFile(included.string(), true, error)) return false;
+        continue;
+      }
+      message = "a file that is included includes no other";
     }
+    *error = path + ":" + std::to_string(number) + ": " + message;
+    return false;
   }
-  *reference = std::move(read);
   return true;
 }
 
@@ -95,6 +107,8 @@ bool CReference::AddLine(const std::string& section, std::string_view line, std:
     remarks.emplace_back(line);
     return true;
   }
+  if (section == "events") return AddMeaning(line, &events, error);
+  if (section == "procedures") return AddMeaning(line, &procedures, error);
   if (section == "notes") return AddNote(line, error);
   if (section == "state") return AddState(line, error);
   if (section == "band") return AddBand(line, error);
@@ -102,13 +116,23 @@ bool CReference::AddLine(const std::string& section, std::string_view line, std:
 }
 
 bool CReference::AddKeyword(const std::string& section, std::string_view line, std::string* error) {
-  std::vector<std::string> field = Split(line, '|', 5);
-  if (field.size() != 5 || field[0].empty()) {
-    *error = "expected keyword | type | default | example entry | meaning";
+  std::vector<std::string> field = Split(line, '|', 6);
+  if (field.size() != 6 || field[0].empty()) {
+    *error = "expected keyword | type | default | range | example entry | meaning";
     return false;
   }
   keywords.push_back({section, std::move(field[0]), std::move(field[1]), std::move(field[2]), std::move(field[3]),
-                      std::move(field[4])});
+                      std::move(field[4]), std::move(field[5])});
+  return true;
+}
+
+bool CReference::AddMeaning(std::string_view line, std::vector<TMeaning>* meanings, std::string* error) {
+  std::vector<std::string> field = Split(line, '|', 2);
+  if (field.size() != 2 || field[0].empty() || field[1].empty()) {
+    *error = "expected a name | its meaning";
+    return false;
+  }
+  meanings->push_back({std::move(field[0]), std::move(field[1])});
   return true;
 }
 

@@ -14,7 +14,13 @@
 //            further columns of a trace; sign `+` or `-`.
 //   [band]   plus | procedure   and   minus | procedure
 //            what answers how far the value may stray from the wish.
-//   others   keyword | type | default | example entry | meaning
+//   [events], [procedures]  name with its letters | meaning
+//            what is told of an event or procedure beside its declaration;
+//            units of its arguments.
+//   others   keyword | type | default | range | example entry | meaning
+//
+// `[include FILE]` reads another file of the same folder at this place, which
+// includes none itself.
 #ifndef LOOPBOX_WORKBENCH_REFERENCE_H
 #define LOOPBOX_WORKBENCH_REFERENCE_H
 
@@ -34,8 +40,15 @@ struct TKeyword {
   std::string keyword;
   std::string type;
   std::string defaultValue;
+  std::string range;  // "1 … 10", "one, two"; empty: there is nothing to choose
   std::string example;
   std::string meaning;
+};
+
+// What is told of an event or a procedure.
+struct TMeaning {
+  std::string name;
+  std::string text;
 };
 
 struct TTerm {
@@ -67,27 +80,33 @@ class CReference {
  public:
   // False with a message that names the file, and the line when that is wrong.
   static bool Load(const std::string& path, CReference* reference, std::string* error);
-  static bool FromText(const std::string& path, std::string_view text, CReference* reference, std::string* error);
 
   const std::vector<std::string>& Remarks() const { return remarks; }
   const std::vector<TKeyword>& Keywords() const { return keywords; }
+  const std::vector<TMeaning>& Events() const { return events; }
+  const std::vector<TMeaning>& Procedures() const { return procedures; }
   // The state columns, ready but for the name of the class.
   const std::vector<runtime::TStateColumn>& State() const { return state; }
   // Empty names when the class has no band.
   const TBandProcedures& Band() const { return band; }
+  const std::vector<TNote>& Notes() const { return notes; }
   // The notes whose condition holds, in the file's order.
   std::vector<TFinding> Findings(const std::vector<runtime::TDefinitionEntry>& definition) const;
 
  private:
+  bool AddFile(const std::string& path, bool isIncluded, std::string* error);
   bool AddLine(const std::string& section, std::string_view line, std::string* error);
   bool AddKeyword(const std::string& section, std::string_view line, std::string* error);
   bool AddNote(std::string_view line, std::string* error);
   bool AddState(std::string_view line, std::string* error);
   bool AddBand(std::string_view line, std::string* error);
+  static bool AddMeaning(std::string_view line, std::vector<TMeaning>* meanings, std::string* error);
   std::string_view Default(const TTerm& term) const;
 
   std::vector<std::string> remarks;
   std::vector<TKeyword> keywords;
+  std::vector<TMeaning> events;
+  std::vector<TMeaning> procedures;
   std::vector<TNote> notes;
   std::vector<runtime::TStateColumn> state;
   TBandProcedures band;
