@@ -141,7 +141,8 @@ TEST_F(Program, SaysWhatThePluginOffers) {
        {"OnOutput__R", "OnOutputChange( &U : real )", "SetParameters", "SetRegulatorType", "param_1", "takahashi",
         "file_name", "blink_rate", "name      classical", "#00FF00", "Barva inkoustu okraje", "always_activate"}},
       {"boolean_regulator", {"OnOutput__l", "SetDivergenceMinus__R", "GetDivergencePlus( &DivPlus : real )", "output"}},
-      {"step_regulator", {"OnOutputChange__ll", "SetInactiveHit( InactiveHit : real )", "output_minus", "integer      5"}},
+      {"step_regulator",
+       {"OnOutputChange__ll", "SetInactiveHit( InactiveHit : real )", "output_minus", "integer      5"}},
   };
   for (const auto& [className, parts] : rows) {
     const TOutcome outcome = Loopbox(std::string("describe ") + className);
@@ -151,9 +152,10 @@ TEST_F(Program, SaysWhatThePluginOffers) {
 }
 
 TEST_F(Program, ChecksAndRunsEveryExample) {
-  std::filesystem::copy(tests::SourcePath("examples"), folder.Path("examples"));
+  std::filesystem::copy(tests::SourcePath("examples"), folder.Path("examples"),
+                        std::filesystem::copy_options::recursive);
   std::size_t count = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(folder.Path("examples"))) {
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder.Path("examples"))) {
     if (entry.path().extension() != ".lbx") continue;
     ++count;
     for (const char* command : {"check ", "run "}) {
