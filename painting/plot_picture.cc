@@ -51,6 +51,19 @@ TSpan SpanOf(const CPlot& plot, const TPlotPanel& panel) {
   return {span.from - grow, span.to + grow};
 }
 
+// Those with a text. A little more of them than asked for, rather than the
+// uneven ends of the range.
+std::vector<TTick> RoundTicks(const CScale& scale, std::size_t most) {
+  const auto isInside = [](const TTick& tick) { return tick.share > 0 && tick.share < 1; };
+  std::vector<TTick> ticks;
+  for (const std::size_t more : {0, 1, 2, 3}) {
+    ticks = scale.Ticks(most + more);
+    std::erase_if(ticks, [](const TTick& tick) { return tick.text.empty(); });
+    if (std::all_of(ticks.begin(), ticks.end(), isInside)) break;
+  }
+  return ticks;
+}
+
 class CPainter {
  public:
   CPainter(const CPlot& painted, CCanvas& on) : plot(painted), canvas(on), time(0, std::max(plot.LastTime(), 1e-9)) {}
@@ -100,8 +113,7 @@ class CPainter {
     const TSpan span = SpanOf(plot, panel);
     const CScale scale(span.from, span.to);
     const auto y = [&](double value) { return box.Bottom() - box.height * scale.Share(value); };
-    std::vector<TTick> ticks = scale.Ticks(static_cast<std::size_t>(box.height / kTickDistance));
-    std::erase_if(ticks, [](const TTick& tick) { return tick.text.empty(); });
+    const std::vector<TTick> ticks = RoundTicks(scale, static_cast<std::size_t>(box.height / kTickDistance));
     for (const TTick& tick : ticks) {
       const double at = box.Bottom() - box.height * tick.share;
       canvas.Line({box.x, at}, {box.Right(), at}, 1, kGridInk);
