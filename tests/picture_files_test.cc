@@ -53,6 +53,9 @@ TEST(PictureFiles, AreWrittenByTheProgram) {
   }
   EXPECT_EQ(Loopbox(run + "p.png --plot " + dir + "q.png").status, 0);
   EXPECT_TRUE(isPng(dir + "q.png"));
+  const tests::TOutcome both = Loopbox(run + "r.png --plot " + dir + "r.png");
+  EXPECT_EQ(both.status, 1);
+  EXPECT_NE(both.output.find("r.png: the picture would overwrite"), std::string::npos) << both.output;
   const std::string meter = folder.Write("m.lbx", "instrument meter m end_instrument;");
   EXPECT_NE(Loopbox("run " + meter + " --plot " + dir + "m.svg").output.find("no regulator to plot"),
             std::string::npos);

@@ -94,6 +94,7 @@ TEST_F(Program, SaysWhatIsWrongAndExitsWithItsStatus) {
       {"describe pid_regulator" + plugin + "makes_null.so", 1, {"the plug-in made no instrument"}},
       {"describe regulator", 1, {"no class \"regulator\"", "pid_regulator boolean_regulator step_regulator"}},
       {"describe", 2, {"CLASS is required"}},
+      {"describe pid_regulator --format html", 2, {"--format", "html not in {text,markdown}"}},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.arguments);

@@ -138,9 +138,9 @@ int Main(int argumentCount, char** arguments) {
   CLI::App* describeCommand = program.add_subcommand("describe", "Say what a class offers, and its keywords");
   describeCommand->add_option("CLASS", className, "The class")->required()->type_name("");
   std::string format = "text";
-  describeCommand->add_option("--format", format, "text or markdown (default: text)")
-      ->type_name("FORMAT")
-      ->check(CLI::IsMember({"text", "markdown"}));
+  describeCommand->add_option("--format", format, "As what it is printed (default: text)")
+      ->type_name("text|markdown")
+      ->check(CLI::IsMember({"text", "markdown"}).description(""));
   AddPlugin(describeCommand, &plugin);
 
   for (CLI::App* command : {runCommand, checkCommand, classesCommand, describeCommand}) AddLanguage(command, &language);

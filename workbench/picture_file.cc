@@ -16,7 +16,7 @@ bool PreparePicture(const std::string& fileName, const std::vector<std::string>&
   if (!painting::IsBuiltIn(error)) return false;
   for (const std::string& kept : files) {
     std::error_code missing;
-    if (!kept.empty() && std::filesystem::equivalent(fileName, kept, missing)) {
+    if (!kept.empty() && (fileName == kept || std::filesystem::equivalent(fileName, kept, missing))) {
       *error = fileName + ": the picture would overwrite a file that the run uses; name another one";
       return false;
     }

@@ -79,8 +79,11 @@ int Run(const TRunOptions& options) {
   }
 
   CPanePictures pictures(options.panes, options.panesAt);
-  const std::vector<std::string> kept = {options.file, plugin->Path(), options.trace};
-  if (!pictures.Prepare(kept, &error) || !PreparePicture(options.plot, kept, &error)) {
+  std::vector<std::string> kept = {options.file, plugin->Path(), options.trace};
+  bool prepared = pictures.Prepare(kept, &error);
+  kept.push_back(options.panes);
+  prepared = prepared && PreparePicture(options.plot, kept, &error);
+  if (!prepared) {
     PrintError(error);
     return kApplicationWrong;
   }

@@ -17,8 +17,15 @@ bool CRunPlot::Begin(const runtime::CApplication& application, std::string* erro
     const std::size_t lower = plot.AddPanel("", instrument.OutputUnit(), 1);
     plot.AddCurve(lower, "output", painting::kPlotGreen, true);
   }
-  if (regulators.empty()) *error = "--plot: the application has no regulator to plot";
-  return !regulators.empty();
+  if (regulators.empty()) {
+    *error = "--plot: the application has no regulator to plot";
+    return false;
+  }
+  // A long run shouldn't end before it is seen that it can't be drawn.
+  std::string bytes;
+  if (plot.Picture(painting::EFormat::kSvg, &bytes, error)) return true;
+  *error = "--plot: " + *error;
+  return false;
 }
 
 void CRunPlot::Observe(const runtime::CApplication& application) {

@@ -12,7 +12,7 @@ namespace workbench {
 
 class CRunPlot {
  public:
-  // False with a message when the application has no regulator.
+  // False with a message when the application has no regulator, or too many.
   bool Begin(const runtime::CApplication& application, std::string* error);
   // After each period.
   void Observe(const runtime::CApplication& application);
