@@ -1,7 +1,7 @@
 // What a plot keeps of its samples; plot_picture.cc draws it.
 #include "painting/plot.h"
 
-#include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace painting {
@@ -12,8 +12,9 @@ namespace {
 constexpr std::size_t kMostBuckets = 2048;
 
 void Extend(TPlotBucket* bucket, const TPlotBucket& by) {
-  bucket->lowest = std::min(bucket->lowest, by.lowest);
-  bucket->highest = std::max(bucket->highest, by.highest);
+  // A sample that is no number is a gap, which any other fills.
+  bucket->lowest = std::fmin(bucket->lowest, by.lowest);
+  bucket->highest = std::fmax(bucket->highest, by.highest);
   bucket->last = by.last;
 }
 

@@ -63,6 +63,7 @@ class CPlot {
   // Of one curve, and when each begins.
   const std::vector<TPlotBucket>& Buckets(std::size_t curve) const { return buckets[curve]; }
   const std::vector<double>& Times() const { return times; }
+  std::size_t PerBucket() const { return perBucket; }  // samples
   double LastTime() const { return lastTime; }
 
  private:

@@ -90,8 +90,35 @@ double CApplication::ElementValue(std::size_t index, std::size_t item) const {
   return part->data.AsDouble(static_cast<std::int32_t>(index), static_cast<std::uint32_t>(item));
 }
 
+std::string CApplication::FindItem(const std::string& name, TItem* item) const {
+  std::int32_t element = 0;
+  std::uint32_t index = 0;
+  const char* const problem = part->data.FindItem(name, part->declaredCount, &element, &index);
+  if (problem != nullptr) return problem;
+  *item = {static_cast<std::size_t>(element), index};
+  return std::string();
+}
+
+const char* CApplication::WriterOf(std::size_t index) const {
+  const TDataElement& element = part->data[static_cast<std::int32_t>(index)];
+  return element.writtenByProcess ? "the process" : element.isOutput ? "an instrument's output" : nullptr;
+}
+
+std::string CApplication::ReadValue(std::size_t index, const std::string& text, double* value) const {
+  const char* const problem = runtime::ReadValue(part->data[static_cast<std::int32_t>(index)].type, text, value);
+  return problem == nullptr ? std::string() : problem;
+}
+
+void CApplication::SetElementValue(TItem item, double value) {
+  part->data.SetFromDouble(static_cast<std::int32_t>(item.element), static_cast<std::uint32_t>(item.item), value);
+}
+
+void CApplication::SetInput(std::function<void(double)> input) { part->input = std::move(input); }
+
 std::size_t CApplication::InstrumentCount() const { return part->instruments.size(); }
 CInstrumentHandle CApplication::Instrument(std::size_t index) const { return {part.get(), index}; }
+
+std::string_view CApplication::Text() const { return part->source.Text(); }
 
 TDiagnostic CApplication::At(std::uint32_t offset, std::string message) const {
   return MakeDiagnostic(part->source, TDiagnostic::kWarning, offset, std::move(message));
@@ -110,6 +137,7 @@ bool CInstrumentHandle::NeedsTiming() const { return Part().timed; }
 const std::string& CInstrumentHandle::QuantityUnit() const { return Part().quantityUnit; }
 const std::string& CInstrumentHandle::OutputUnit() const { return Part().outputUnit; }
 std::uint32_t CInstrumentHandle::Offset() const { return Part().header; }
+std::uint32_t CInstrumentHandle::End() const { return Part().end; }
 const view::CNodeView* CInstrumentHandle::View() const { return Part().object; }
 bool CInstrumentHandle::IsMeter() const { return Part().object->kind == view::kMeter; }
 std::vector<TNamed> CInstrumentHandle::Events() const { return Described(EventsOf(*Part().object)); }
@@ -124,9 +152,14 @@ TPane CInstrumentHandle::Pane(std::size_t pane) const {
   const gaugekit::CMeter* found = MeterOf(*Part().object, pane);
   if (found == nullptr || pane >= kPaneCount) return {};
   const gaugekit::CMeter& meter = *found;
-  return {meter.meterValue,    meter.rangeFrom,
-          meter.rangeTo,       meter.rangeFromMark != hx_vinst::kNoMark || meter.rangeToMark != hx_vinst::kNoMark,
-          meter.disabled == 0, Part().object->host->limitedPeriods[pane]};
+  return {meter.meterValue,
+          meter.rangeFrom,
+          meter.rangeTo,
+          meter.rangeFromMark != hx_vinst::kNoMark || meter.rangeToMark != hx_vinst::kNoMark,
+          meter.disabled == 0,
+          meter.lowLimitMark != hx_vinst::kNoMark && meter.meterValue < meter.lowLimit,
+          meter.highLimitMark != hx_vinst::kNoMark && meter.meterValue > meter.highLimit,
+          Part().object->host->limitedPeriods[pane]};
 }
 
 double CInstrumentHandle::MeterValue() const {

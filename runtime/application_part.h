@@ -105,6 +105,7 @@ struct TApplicationPart {
   TReading reading;
   std::vector<std::size_t> activated;  // receivers of this period, in order
 
+  std::function<void(double)> input;  // writes elements from outside; may be empty
   std::function<void(const TRunTimeMessage&)> sink;
   std::vector<TRunTimeMessage> unseen;  // reported before there was a sink
 

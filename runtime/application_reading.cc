@@ -194,36 +194,14 @@ class CApplicationReader {
     }
   }
 
-  template <typename TNumber>
-  static bool ParseWhole(std::string_view text, TNumber* number) {
-    const std::from_chars_result result = std::from_chars(text.data(), text.data() + text.size(), *number);
-    return result.ec == std::errc() && result.ptr == text.data() + text.size();
-  }
-
   std::string SetInitialValue(std::string_view target, const std::string& value) {
+    std::int32_t element = 0;
     std::uint32_t index = 0;
-    const std::size_t bracket = target.find('[');
-    const bool indexed = bracket != std::string_view::npos;
-    if (indexed &&
-        (target.back() != ']' || !ParseWhole(target.substr(bracket + 1, target.size() - bracket - 2), &index))) {
-      return "expected NAME=VALUE or NAME[INDEX]=VALUE";
-    }
-    const std::int32_t element = application.data.Find(target.substr(0, bracket));
-    if (element < 0 || element >= application.declaredCount) return "there is no such data element";
-    const TDataElement& found = application.data[element];
-    if (indexed != found.isArray) return found.isArray ? "an array needs an index" : "it is no array";
-    if (index >= found.count) return "the index is out of range";
+    const char* problem = application.data.FindItem(target, application.declaredCount, &element, &index);
+    if (problem != nullptr) return problem;
     double number = 0.0;
-    if (value == "true" || value == "false") {
-      if (found.type != EType::kBoolean) return "expected a number";
-      number = value == "true" ? 1.0 : 0.0;
-    } else if (!ParseWhole(std::string_view(value), &number) || !std::isfinite(number)) {
-      return found.type == EType::kBoolean ? "expected true or false" : "expected a number";
-    } else if (found.type == EType::kBoolean && number != 0.0 && number != 1.0) {
-      return "expected true or false";
-    } else if (found.type == EType::kInteger && number != TruncateToInteger(number)) {
-      return "expected a whole number of 32 bits";
-    }
+    problem = ReadValue(application.data[element].type, value, &number);
+    if (problem != nullptr) return problem;
     application.data.SetFromDouble(element, index, number);
     return std::string();
   }

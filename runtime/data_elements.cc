@@ -1,6 +1,7 @@
 #include "runtime/data_elements.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <limits>
 #include <utility>
@@ -20,6 +21,12 @@ constexpr TTypeRow kTypes[] = {
 };
 
 constexpr std::size_t kBlockSize = std::size_t{64} << 10;  // bytes
+
+template <typename TNumber>
+bool ParseWhole(std::string_view text, TNumber* number) {
+  const std::from_chars_result result = std::from_chars(text.data(), text.data() + text.size(), *number);
+  return result.ec == std::errc() && result.ptr == text.data() + text.size();
+}
 
 constexpr std::string_view kReservedNames[] = {
     "abs",
@@ -127,6 +134,21 @@ bool IsReservedName(std::string_view name) {
   return std::find(std::begin(kReservedNames), std::end(kReservedNames), name) != std::end(kReservedNames);
 }
 
+const char* ReadValue(EType type, std::string_view text, double* value) {
+  const char* const truth = "expected true or false";
+  if (text == "true" || text == "false") {
+    if (type != EType::kBoolean) return "expected a number";
+    *value = text == "true" ? 1.0 : 0.0;
+  } else if (!ParseWhole(text, value) || !std::isfinite(*value)) {
+    return type == EType::kBoolean ? truth : "expected a number";
+  } else if (type == EType::kBoolean && *value != 0.0 && *value != 1.0) {
+    return truth;
+  } else if (type == EType::kInteger && *value != TruncateToInteger(*value)) {
+    return "expected a whole number of 32 bits";
+  }
+  return nullptr;
+}
+
 std::int32_t TruncateToInteger(double value) {
   constexpr std::int32_t kLowest = std::numeric_limits<std::int32_t>::min();
   constexpr std::int32_t kHighest = std::numeric_limits<std::int32_t>::max();
@@ -154,6 +176,22 @@ std::int32_t CDataElements::Declare(std::string_view name, EType type, std::uint
   indices.emplace(element.name, index);
   elements.push_back(std::move(element));
   return index;
+}
+
+const char* CDataElements::FindItem(std::string_view target, std::int32_t count, std::int32_t* element,
+                                    std::uint32_t* index) const {
+  *index = 0;
+  const std::size_t bracket = target.find('[');
+  const bool indexed = bracket != std::string_view::npos;
+  if (indexed &&
+      (target.back() != ']' || !ParseWhole(target.substr(bracket + 1, target.size() - bracket - 2), index))) {
+    return "expected NAME or NAME[INDEX]";
+  }
+  *element = Find(target.substr(0, bracket));
+  if (*element < 0 || *element >= count) return "there is no such data element";
+  const TDataElement& found = (*this)[*element];
+  if (indexed != found.isArray) return found.isArray ? "an array needs an index" : "it is no array";
+  return *index < found.count ? nullptr : "the index is out of range";
 }
 
 std::int32_t CDataElements::Find(std::string_view name) const {

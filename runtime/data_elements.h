@@ -28,11 +28,16 @@ constexpr std::size_t kMaximumDataSize = std::size_t{256} << 20;  // bytes, all 
 // Truncation toward zero; out of range the nearest end, NaN 0.
 std::int32_t TruncateToInteger(double value);
 
+// Reads a value of a type: a finite number, of integers a whole one of 32 bits,
+// of booleans `true`, `false`, 1 or 0. What was expected; null when it is one.
+const char* ReadValue(EType type, std::string_view text, double* value);
+
 struct TDataElement {
   std::string name;
   EType type = EType::kReal;
   bool isArray = false;
   bool writtenByProcess = false;
+  bool isOutput = false;    // of an instrument
   std::uint32_t count = 1;  // of an array its length
   std::string unit;
   std::uint32_t mark = 0;  // where it is declared
@@ -56,12 +61,16 @@ class CDataElements {
   std::int32_t Declare(std::string_view name, EType type, std::uint32_t arrayCount, std::string unit,
                        std::uint32_t mark);
   std::int32_t Find(std::string_view name) const;  // -1: none
+  // NAME of a single element or NAME[INDEX] of an array's, among the first
+  // `count`. What is wrong; null when it is found.
+  const char* FindItem(std::string_view target, std::int32_t count, std::int32_t* element, std::uint32_t* index) const;
   std::int32_t Count() const { return static_cast<std::int32_t>(elements.size()); }
   // In order of declaration.
   const TDataElement& operator[](std::int32_t element) const { return elements[static_cast<std::size_t>(element)]; }
   void SetWrittenByProcess(std::int32_t element) {
     elements[static_cast<std::size_t>(element)].writtenByProcess = true;
   }
+  void SetOutput(std::int32_t element) { elements[static_cast<std::size_t>(element)].isOutput = true; }
   void SetUnit(std::int32_t element, std::string unit) {
     elements[static_cast<std::size_t>(element)].unit = std::move(unit);
   }

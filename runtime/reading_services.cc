@@ -319,6 +319,7 @@ std::uint8_t CInstrument::ReadEquDataElement(std::uint32_t capacity, char16_t* m
       throw;
     }
     if (reading.instrument->outputUnit.empty()) reading.instrument->outputUnit = element.unit;
+    application.data.SetOutput(index);
     *elementId = static_cast<std::uint32_t>(index);
     *indexExpression = compiled;
     const std::u16string wide = runtime::Utf16(spelling);

@@ -35,6 +35,7 @@ void RunPeriod(TApplicationPart& application) {
   const double to = static_cast<double>(k) * application.period;
   SetClock(ClockAt(k, application.period));
   application.process.Advance(from, to);
+  if (application.input) application.input(to);
   if (application.script != nullptr) application.script->RunDue(to);
   for (TInstrumentPart& instrument : application.instruments) {
     if (instrument.timed) instrument.object->Action(hx_vinst::kActionTimer);

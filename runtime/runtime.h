@@ -20,6 +20,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -103,6 +104,9 @@ struct TReadOptions {
   std::vector<std::pair<std::string, std::string>> initialValues;  // element name, value
   std::uint64_t seed = 1;
   std::function<void(const std::string&)> print;  // a script's output, one line a call
+  // What a script changes: a call of a procedure that returns nothing, with its
+  // instrument, or a data element that gets another value.
+  std::function<void(const std::string& instrument, const std::string& text)> action;
 };
 
 // Something that went wrong, or is worth saying, while the application runs.
@@ -121,6 +125,8 @@ struct TPane {
   double rangeTo = 0.0;
   bool rangeGiven = false;           // by the definition
   bool shown = false;                // not disabled
+  bool belowLimit = false;           // of a limit that the definition gives
+  bool aboveLimit = false;
   std::uint64_t limitedPeriods = 0;  // in which the quantity was cut to the range
 };
 
@@ -157,12 +163,19 @@ class CInstrumentHandle {
   bool Call(const std::string& procedure, std::vector<double>* arguments) const;
   std::vector<TDefinitionEntry> Definition() const;
   std::uint32_t Offset() const;  // of the definition's header
+  std::uint32_t End() const;     // of the keyword that closes it
   const view::CNodeView* View() const;
 
  private:
   TInstrumentPart& Part() const;
   TApplicationPart* application;
   std::size_t index;
+};
+
+// A data element, or an item of one that is an array.
+struct TItem {
+  std::size_t element = 0;
+  std::size_t item = 0;
 };
 
 struct TElement {
@@ -198,9 +211,22 @@ class CApplication {
   std::size_t ElementCount() const;
   TElement Element(std::size_t index) const;
   double ElementValue(std::size_t index, std::size_t item) const;  // booleans 0 and 1
+  // An item by what heads its column in a trace, NAME or NAME[INDEX]. What is
+  // wrong with the name; empty when it is found.
+  std::string FindItem(const std::string& name, TItem* item) const;
+  // Who computes the element in each period: null for nobody.
+  const char* WriterOf(std::size_t index) const;
+  // Reads a text as a value of the element's type. What was expected; empty when
+  // that is what it is.
+  std::string ReadValue(std::size_t index, const std::string& text, double* value) const;
+  void SetElementValue(TItem item, double value);
+  // Called in each period, with its time, when the process has been integrated
+  // and before the script's callbacks: the place to write elements from outside.
+  void SetInput(std::function<void(double)> input);
 
   std::size_t InstrumentCount() const;
   CInstrumentHandle Instrument(std::size_t index) const;
+  std::string_view Text() const;  // of the application, as long as it lives
   // The place of an offset in the application's text, as a diagnostic.
   TDiagnostic At(std::uint32_t offset, std::string message) const;
 

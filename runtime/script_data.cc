@@ -1,6 +1,7 @@
 // `data`: the data elements of the application, and the proxies of all kinds.
 #include <cmath>
 
+#include "runtime/number_format.h"
 #include "runtime/script_part.h"
 
 namespace runtime {
@@ -26,7 +27,7 @@ void PushElement(lua_State* lua, const TDataElement& element, std::uint32_t inde
 }
 
 // Sets one value from the stack, or nothing.
-int SetElement(TScriptPart& part, lua_State* lua, const TDataElement& element, std::uint32_t index, int value) {
+int WriteElement(TScriptPart& part, lua_State* lua, const TDataElement& element, std::uint32_t index, int value) {
   const char* name = element.name.c_str();
   const int wanted = element.type == EType::kBoolean ? LUA_TBOOLEAN : LUA_TNUMBER;
   if (lua_type(lua, value) != wanted) {
@@ -52,6 +53,20 @@ int SetElement(TScriptPart& part, lua_State* lua, const TDataElement& element, s
   }
   element.Integers()[index] = static_cast<std::int32_t>(whole);
   return 0;
+}
+
+// The same, told to whoever follows what the script changes.
+int SetElement(TScriptPart& part, lua_State* lua, std::int32_t number, std::uint32_t index, int value) {
+  const TApplicationPart& application = part.application;
+  const TDataElement& element = application.data[number];
+  const double before = application.data.AsDouble(number, index);
+  const int result = WriteElement(part, lua, element, index, value);
+  const double now = application.data.AsDouble(number, index);
+  if (result != kFailed && application.options.action && now != before) {
+    application.options.action(
+        "", element.name + (element.isArray ? "[" + std::to_string(index) + "]" : "") + " = " + ShortestNumber(now));
+  }
+  return result;
 }
 
 // The element that argument 2 names; null with a message when there is none.
@@ -91,7 +106,7 @@ int SetData(TScriptPart& part, lua_State* lua) {
   if (element->isArray) {
     return Fail(part, "'%s' is an array: its elements are set one by one", element->name.c_str());
   }
-  return SetElement(part, lua, *element, 0, 3);
+  return SetElement(part, lua, number, 0, 3);
 }
 
 // The array of argument 1 with the index of argument 2; null with a message.
@@ -123,7 +138,9 @@ int GetArray(TScriptPart& part, lua_State* lua) {
 int SetArray(TScriptPart& part, lua_State* lua) {
   std::uint32_t index = 0;
   const TDataElement* element = IndexedArray(part, lua, &index);
-  return element == nullptr ? kFailed : SetElement(part, lua, *element, index, 3);
+  if (element == nullptr) return kFailed;
+  const auto number = static_cast<std::int32_t>(ProxyAt(lua, 1, EProxy::kArray)->index);
+  return SetElement(part, lua, number, index, 3);
 }
 
 int ArrayLength(TScriptPart& part, lua_State* lua) {

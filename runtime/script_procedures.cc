@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "runtime/instrument_making.h"
+#include "runtime/number_format.h"
 #include "runtime/script_part.h"
 #include "runtime/wide_text.h"
 
@@ -208,6 +209,23 @@ bool HasProcedure(TScriptPart& part, std::size_t instrument, const std::string& 
   return false;
 }
 
+void TellAction(const TScriptPart& part, const TProxy& proxy, const std::string& base, const hx_expr::TValue* values,
+                int count) {
+  const TApplicationPart& application = part.application;
+  if (!application.options.action) return;
+  std::string text = base + "(";
+  for (int i = 0; i < count; ++i) {
+    const hx_expr::TValue& value = values[i];
+    if (i > 0) text += ", ";
+    if (value.type == hx_expr::kBoolean) {
+      text += value.boolean != 0 ? "true" : "false";
+    } else {
+      AppendShortest(value.type == hx_expr::kSigned32 ? value.signed32 : value.real, &text);
+    }
+  }
+  application.options.action(application.instruments[proxy.index].name, text + ")");
+}
+
 int CallProcedure(TScriptPart& part, lua_State* lua) {
   const TProxy* proxy = ProxyAt(lua, 1, EProxy::kInstrument);
   const char* base = lua_tostring(lua, lua_upvalueindex(1));
@@ -232,6 +250,7 @@ int CallProcedure(TScriptPart& part, lua_State* lua) {
     }
     ++results;
   }
+  if (results == 0) TellAction(part, *proxy, base, values, count);
   return results;
 }
 

@@ -30,11 +30,14 @@ struct TRunOptions {
   std::optional<double> duration;  // seconds
   std::vector<std::pair<std::string, std::string>> initialValues;
   std::uint64_t seed = 1;
+  std::string input;  // recorded data that drive elements; empty: none
   bool realtime = false;
   std::string trace;  // empty: none
   bool traceState = false;
   std::uint64_t every = 1;      // periods a row
   std::string panes;            // a picture of the window at the end; empty: none
+  std::string report;           // a page of the run; empty: none
+  std::string compare;          // an earlier trace, beside this run in the report
   std::vector<double> panesAt;  // seconds: further pictures
   std::string plot;             // a plot of the run; empty: none
   bool quiet = false;

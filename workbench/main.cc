@@ -41,6 +41,10 @@ CLI::Validator Whole(std::uint64_t minimum) {
           ""};
 }
 
+CLI::Validator FileName() {
+  return {[](std::string& name) { return name.empty() ? std::string("expected a file's name") : std::string(); }, ""};
+}
+
 // A name, "=", and a value of any kind.
 CLI::Validator Assignment() {
   return {[](std::string& text) {
@@ -88,12 +92,13 @@ void AddRun(CLI::App* command, TRunOptions* run, std::vector<std::string>* assig
   command->add_option("--seed", run->seed, "What random numbers start from (default: 1)")
       ->type_name("N")
       ->check(Whole(0));
+  command->add_option("--input", run->input, "Recorded data, as a trace, that drive the data elements they name")
+      ->type_name("FILE.csv")
+      ->check(FileName());
   command->add_flag("--realtime", run->realtime, "Wait for the wall clock in each period");
   CLI::Option* trace = command->add_option("--trace", run->trace, "Write a trace as CSV; - is standard output")
                            ->type_name("FILE")
-                           ->check([](const std::string& name) {
-                             return name.empty() ? std::string("expected a file's name") : std::string();
-                           });
+                           ->check(FileName());
   command->add_flag("--trace-state", run->traceState, "Trace what regulators have learnt as well")->needs(trace);
   command->add_option("--every", run->every, "A row of the trace each N periods (default: 1)")
       ->type_name("N")
@@ -105,6 +110,13 @@ void AddRun(CLI::App* command, TRunOptions* run, std::vector<std::string>* assig
   command->add_option("--plot", run->plot, "Write a plot of wish, value and output of each regulator")
       ->type_name("FILE.png|.svg")
       ->check(PictureName());
+  CLI::Option* report = command->add_option("--report", run->report, "Write a page of plots, metrics, events and panes")
+                            ->type_name("FILE.html")
+                            ->check(FileName());
+  command->add_option("--compare", run->compare, "An earlier trace, beside this run in the report")
+      ->type_name("FILE.csv")
+      ->needs(report)
+      ->check(FileName());
   command->add_option("--panes-at", run->panesAt, "Write FILE-S.png at S seconds as well; may be repeated")
       ->type_name("S")
       ->allow_extra_args(false)

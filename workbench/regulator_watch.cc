@@ -51,24 +51,31 @@ void CRegulatorWatch::NoteLimit(const TWatched& watched, const runtime::TPane& p
                                       Significant(pane.rangeFrom) + " … " + Significant(pane.rangeTo));
 }
 
-std::string CRegulatorWatch::SummaryText() const {
-  CTable table;
-  std::vector<std::pair<std::string, std::size_t>> headings;  // with the number of rows
+std::vector<CRegulatorWatch::TSummary> CRegulatorWatch::Summaries() const {
+  std::vector<TSummary> summaries;
   for (const TWatched& watched : regulators) {
-    const auto rows =
-        ReportRows(watched.summary, {watched.kind, watched.instrument.QuantityUnit(), watched.instrument.OutputUnit(),
-                                     watched.instrument.Pane(runtime::kWishPane).limitedPeriods,
-                                     watched.instrument.Pane(runtime::kValuePane).limitedPeriods});
-    headings.emplace_back(watched.instrument.Name() + " (" + watched.instrument.ClassName() + ")", rows.size());
-    for (const auto& row : rows) table.Add(row);
+    const runtime::CInstrumentHandle& instrument = watched.instrument;
+    const TRegulatorReport report = {watched.kind, instrument.QuantityUnit(), instrument.OutputUnit(),
+                                     instrument.Pane(runtime::kWishPane).limitedPeriods,
+                                     instrument.Pane(runtime::kValuePane).limitedPeriods};
+    summaries.push_back({instrument, report, ReportRows(watched.summary, report)});
+  }
+  return summaries;
+}
+
+std::string CRegulatorWatch::SummaryText() const {
+  const std::vector<TSummary> summaries = Summaries();
+  CTable table;
+  for (const TSummary& summary : summaries) {
+    for (const auto& row : summary.rows) table.Add(row);
   }
   // One table for all, so that its columns stand under each other.
   const std::vector<std::string> lines = table.Lines(2);
   std::string text;
   std::size_t next = 0;
-  for (const auto& [heading, count] : headings) {
-    text += heading + "\n";
-    for (std::size_t row = 0; row < count; ++row) text += lines[next++];
+  for (const TSummary& summary : summaries) {
+    text += summary.instrument.Name() + " (" + summary.instrument.ClassName() + ")\n";
+    for (std::size_t row = 0; row < summary.rows.size(); ++row) text += lines[next++];
   }
   return text;
 }

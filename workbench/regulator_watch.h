@@ -23,6 +23,13 @@ class CRegulatorWatch {
 
   // After each period.
   void Observe();
+  // The rows of each regulator's table, in the order of definition.
+  struct TSummary {
+    runtime::CInstrumentHandle instrument;
+    TRegulatorReport report;
+    std::vector<std::vector<std::string>> rows;
+  };
+  std::vector<TSummary> Summaries() const;
   // A heading and an aligned table for each regulator.
   std::string SummaryText() const;
 

@@ -1,5 +1,6 @@
-// `loopbox run`: an application runs, is traced, and summed up.
+// `loopbox run`: an application runs, is traced, drawn and summed up.
 #include <cstdio>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -8,11 +9,13 @@
 #include "runtime/runtime.h"
 #include "workbench/commands.h"
 #include "workbench/console.h"
+#include "workbench/input_file.h"
 #include "workbench/pacing.h"
 #include "workbench/pane_pictures.h"
 #include "workbench/picture_file.h"
 #include "workbench/plugin_folder.h"
 #include "workbench/regulator_watch.h"
+#include "workbench/report.h"
 #include "workbench/run_plot.h"
 #include "workbench/text.h"
 #include "workbench/trace_file.h"
@@ -31,129 +34,181 @@ std::vector<runtime::TStateColumn> StateColumns(const TReferences& references) {
   return columns;
 }
 
-// True when the run came to its end, false when it was interrupted or its
-// trace or a picture can't be written any more; then *pictureError says why, in
-// the case of a picture.
-bool RunPeriods(const TRunOptions& options, runtime::CApplication& application, CTraceFile& trace,
-                CPanePictures& pictures, CRegulatorWatch* watch, CRunPlot* plot, CRunConsole& console,
-                std::string* pictureError) {
-  const CPacer pacer(application.Period());
-  std::string lost;
-  if (!pictures.WriteDue(application, pictureError)) return false;
-  while (application.PeriodsDone() < application.PeriodCount()) {
-    if (options.realtime) pacer.WaitFor(application.PeriodsDone() + 1);
-    if (InterruptionAsked()) return false;
-    if (!application.Step()) return true;
-    if (watch != nullptr) watch->Observe();
-    if (plot != nullptr) plot->Observe(application);
-    if (trace.IsOpen() && application.PeriodsDone() % options.every == 0) {
-      trace.WriteRow();
-      if (trace.Failed()) return false;
-      // Who follows a run in real time sees each row when it is made.
-      if (options.realtime && !trace.Flush(&lost)) return false;
-    }
-    if (!pictures.WriteDue(application, pictureError)) return false;
-    console.Progress(application.Time(), application.Duration());
-  }
-  return true;
-}
+// One run. Each step prints what is wrong and yields the exit status; kDone goes
+// on with the next.
+class CRunCommand {
+ public:
+  explicit CRunCommand(const TRunOptions& theOptions)
+      : options(theOptions),
+        output(options.trace == kStandardOutput ? stderr : stdout),
+        pictures(options.panes, options.panesAt),
+        console(!options.quiet) {}
 
-void PrintSummary(const runtime::CApplication& application, const CRegulatorWatch& watch, bool complete,
-                  std::FILE* file) {
-  std::string text = (application.Name().empty() ? "" : application.Name() + ": ") +
-                     Count(application.PeriodsDone(), "period") + " of " + Quantity(application.Period(), "s");
-  if (!complete) text += ", stopped at t=" + Seconds(application.Time()) + " s";
-  std::fputs((text + "\n" + watch.SummaryText()).c_str(), file);
-}
+  int Run() {
+    for (const auto step : {&CRunCommand::Prepare, &CRunCommand::Read, &CRunCommand::Open}) {
+      const int status = (this->*step)();
+      if (status != kDone) return status;
+    }
+    const bool complete = RunPeriods();
+    application->End();
+    console.FinishMessages();
+    return Finish(complete);
+  }
+
+ private:
+  static int Wrong(const std::string& message) {
+    PrintError(message);
+    return kApplicationWrong;
+  }
+
+  int Prepare() {
+    plugin = LoadPlugin(options.plugin);
+    if (!plugin) return kApplicationWrong;
+    if (!LoadReferences(*plugin, &references, &error)) return Wrong(error);
+    std::vector<std::string> kept = {options.file, plugin->Path(), options.trace, options.input, options.compare};
+    if (!pictures.Prepare(kept, &error)) return Wrong(error);
+    kept.push_back(options.panes);
+    if (!PreparePicture(options.plot, kept, &error)) return Wrong(error);
+    kept.push_back(options.plot);
+    return options.report.empty() || CReport::Prepare(options.report, kept, &error) ? kDone : Wrong(error);
+  }
+
+  int Read() {
+    runtime::TReadOptions reading;
+    reading.path = options.file;
+    reading.period = options.period;
+    reading.duration = options.duration;
+    reading.initialValues = options.initialValues;
+    reading.seed = options.seed;
+    reading.print = [this](const std::string& line) {
+      console.Print(line, output);
+      if (report) report->Mark(application ? application->Time() : 0.0, "", line);
+    };
+    if (!options.report.empty()) {
+      reading.action = [this](const std::string& instrument, const std::string& text) {
+        if (report) report->Mark(application->Time(), instrument, text);
+      };
+    }
+    std::vector<runtime::TDiagnostic> diagnostics;
+    application = runtime::CApplication::Read(reading, *plugin, &diagnostics);
+    console.EraseProgress();
+    if (!application || !options.quiet) PrintDiagnostics(diagnostics);
+    if (!application) return kApplicationWrong;
+    if (!pictures.CheckTimes(application->Duration(), &error)) {
+      PrintError(error);
+      return kCommandLineWrong;
+    }
+    return kDone;
+  }
+
+  int Open() {
+    if (!options.plot.empty() && !plot.emplace().Begin(*application, &error)) return Wrong(error);
+    if (!options.input.empty()) {
+      if (!input.Open(options.input, *application, &error)) return Wrong(error);
+      if (!options.quiet) {
+        for (const std::string& note : input.Notes()) console.Note(0.0, "", note);
+      }
+      application->SetInput([this](double time) {
+        if (inputError.empty()) input.Advance(time, &inputError);
+      });
+    }
+    CatchInterruption();
+    if (!options.trace.empty()) {
+      std::vector<runtime::TStateColumn> state;
+      if (options.traceState) {
+        state = StateColumns(references);
+        if (state.empty()) return Wrong("--trace-state: no reference file beside the plug-in names state columns");
+      }
+      const std::vector<std::string> kept = {options.file, plugin->Path(), options.input, options.compare};
+      if (!trace.Open(options.trace, kept, *application, std::move(state), &error)) return Wrong(error);
+    }
+    if (!options.quiet || !options.report.empty()) {
+      watch.emplace(*application, references, [this](const std::string& instrument, const std::string& text) {
+        if (!options.quiet) console.Note(application->Time(), instrument, text);
+        if (report) report->Mark(application->Time(), instrument, text);
+      });
+    }
+    if (!options.report.empty()) {
+      report.emplace(*application, references);
+      if (!options.compare.empty() && !report->Compare(options.compare, &error)) return Wrong(error);
+    }
+    application->SetMessageSink([this](const runtime::TRunTimeMessage& message) {
+      console.RunTimeMessage(message);
+      if (report) report->Mark(message.time, message.instrument, message.text);
+    });
+    return kDone;
+  }
+
+  // True when the run came to its end, false when it was interrupted, its input
+  // went bad, or its trace or a picture can't be written any more.
+  bool RunPeriods() {
+    const CPacer pacer(application->Period());
+    std::string lost;
+    if (!pictures.WriteDue(*application, &pictureError)) return false;
+    while (application->PeriodsDone() < application->PeriodCount()) {
+      if (options.realtime) pacer.WaitFor(application->PeriodsDone() + 1);
+      if (InterruptionAsked()) return false;
+      if (!application->Step()) return true;
+      if (!inputError.empty()) return false;
+      if (watch) watch->Observe();
+      if (plot) plot->Observe(*application);
+      if (report) report->Observe();
+      if (trace.IsOpen() && application->PeriodsDone() % options.every == 0) {
+        trace.WriteRow();
+        if (trace.Failed()) return false;
+        // Who follows a run in real time sees each row when it is made.
+        if (options.realtime && !trace.Flush(&lost)) return false;
+      }
+      if (!pictures.WriteDue(*application, &pictureError)) return false;
+      console.Progress(application->Time(), application->Duration());
+    }
+    return true;
+  }
+
+  int Finish(bool complete) {
+    bool done = inputError.empty();
+    if (!done) PrintError(inputError);
+    const auto check = [&](bool succeeded, const std::string& message) {
+      if (!succeeded) PrintError(message);
+      done = done && succeeded;
+    };
+    check(!trace.IsOpen() || trace.Close(&error), error);
+    if (pictureError.empty()) pictures.WriteLast(*application, &pictureError);
+    check(pictureError.empty(), pictureError);
+    check(!plot || plot->Write(options.plot, &error), error);
+    check(!report || report->Write(options.report, *watch, complete, &error), error);
+    if (!options.quiet) PrintSummary(complete);
+    if (!done) return kApplicationWrong;
+    if (!complete) return kInterrupted;
+    return console.MessagesReported() ? kRunTimeErrors : kDone;
+  }
+
+  void PrintSummary(bool complete) {
+    std::string text = (application->Name().empty() ? "" : application->Name() + ": ") +
+                       Count(application->PeriodsDone(), "period") + " of " + Quantity(application->Period(), "s");
+    if (!complete) text += ", stopped at t=" + Seconds(application->Time()) + " s";
+    std::fputs((text + "\n" + watch->SummaryText()).c_str(), output);
+  }
+
+  const TRunOptions& options;
+  std::FILE* const output;  // what a person reads stays out of a trace on standard output
+  std::string error;
+  std::string inputError;    // during the run
+  std::string pictureError;  // during the run
+  std::unique_ptr<runtime::CPlugin> plugin;
+  TReferences references;
+  CPanePictures pictures;
+  CRunConsole console;
+  std::unique_ptr<runtime::CApplication> application;
+  CInputFile input;
+  CTraceFile trace;
+  std::optional<CRunPlot> plot;
+  std::optional<CRegulatorWatch> watch;
+  std::optional<CReport> report;
+};
 
 }  // namespace
 
-int Run(const TRunOptions& options) {
-  const auto plugin = LoadPlugin(options.plugin);
-  if (!plugin) return kApplicationWrong;
-  TReferences references;
-  std::string error;
-  if (!LoadReferences(*plugin, &references, &error)) {
-    PrintError(error);
-    return kApplicationWrong;
-  }
-
-  CPanePictures pictures(options.panes, options.panesAt);
-  std::vector<std::string> kept = {options.file, plugin->Path(), options.trace};
-  bool prepared = pictures.Prepare(kept, &error);
-  kept.push_back(options.panes);
-  prepared = prepared && PreparePicture(options.plot, kept, &error);
-  if (!prepared) {
-    PrintError(error);
-    return kApplicationWrong;
-  }
-
-  // What a person reads stays out of a trace on standard output.
-  std::FILE* const output = options.trace == kStandardOutput ? stderr : stdout;
-  CRunConsole console(!options.quiet);
-  runtime::TReadOptions reading;
-  reading.path = options.file;
-  reading.period = options.period;
-  reading.duration = options.duration;
-  reading.initialValues = options.initialValues;
-  reading.seed = options.seed;
-  reading.print = [&](const std::string& line) { console.Print(line, output); };
-  std::vector<runtime::TDiagnostic> diagnostics;
-  const auto application = runtime::CApplication::Read(reading, *plugin, &diagnostics);
-  console.EraseProgress();
-  if (!application || !options.quiet) PrintDiagnostics(diagnostics);
-  if (!application) return kApplicationWrong;
-
-  if (!pictures.CheckTimes(application->Duration(), &error)) {
-    PrintError(error);
-    return kCommandLineWrong;
-  }
-
-  std::optional<CRunPlot> plot;
-  if (!options.plot.empty() && !plot.emplace().Begin(*application, &error)) {
-    PrintError(error);
-    return kApplicationWrong;
-  }
-
-  CatchInterruption();
-  CTraceFile trace;
-  if (!options.trace.empty()) {
-    std::vector<runtime::TStateColumn> state;
-    if (options.traceState) {
-      state = StateColumns(references);
-      if (state.empty()) {
-        PrintError("--trace-state: no reference file beside the plug-in names state columns");
-        return kApplicationWrong;
-      }
-    }
-    if (!trace.Open(options.trace, {options.file, plugin->Path()}, *application, std::move(state), &error)) {
-      PrintError(error);
-      return kApplicationWrong;
-    }
-  }
-
-  std::optional<CRegulatorWatch> watch;
-  if (!options.quiet) {
-    watch.emplace(*application, references, [&](const std::string& instrument, const std::string& text) {
-      console.Note(application->Time(), instrument, text);
-    });
-  }
-  application->SetMessageSink([&](const runtime::TRunTimeMessage& message) { console.RunTimeMessage(message); });
-  std::string pictureError;
-  const bool complete = RunPeriods(options, *application, trace, pictures, watch ? &*watch : nullptr,
-                                   plot ? &*plot : nullptr, console, &pictureError);
-  application->End();
-  console.FinishMessages();
-
-  const bool traced = !trace.IsOpen() || trace.Close(&error);
-  if (!traced) PrintError(error);
-  const bool pictured = pictureError.empty() && pictures.WriteLast(*application, &pictureError) &&
-                        (!plot || plot->Write(options.plot, &pictureError));
-  if (!pictured) PrintError(pictureError);
-  if (watch) PrintSummary(*application, *watch, complete, output);
-  if (!traced || !pictured) return kApplicationWrong;
-  if (!complete) return kInterrupted;
-  return console.MessagesReported() ? kRunTimeErrors : kDone;
-}
+int Run(const TRunOptions& options) { return CRunCommand(options).Run(); }
 
 }  // namespace workbench
