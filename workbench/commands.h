@@ -43,11 +43,21 @@ struct TRunOptions {
   bool quiet = false;
 };
 
+struct TValidateOptions {
+  std::string plugin;                // empty: the one beside the program
+  std::vector<std::string> include;  // globs over cases
+  std::vector<std::string> exclude;
+  double patience = 10.0;  // seconds that a case may take
+  bool json = false;
+  bool list = false;
+};
+
 int Run(const TRunOptions& options);
 int Check(const std::string& file, const std::string& plugin);
 // `images` is a folder for the plug-in's images; empty: they aren't written.
 int ListClasses(const std::string& plugin, const std::string& images);
 int DescribeClass(const std::string& className, const std::string& plugin, bool asMarkdown);
+int Validate(const TValidateOptions& options);
 
 }  // namespace workbench
 

@@ -18,6 +18,7 @@
 namespace {
 
 using workbench::TRunOptions;
+using workbench::TValidateOptions;
 
 // Refuses what is no finite number of at least `minimum`.
 CLI::Validator AtLeast(double minimum, const char* what) {
@@ -126,6 +127,22 @@ void AddRun(CLI::App* command, TRunOptions* run, std::vector<std::string>* assig
   command->add_flag("--quiet", run->quiet, "Only errors; no summary, notes or progress");
 }
 
+void AddValidate(CLI::App* command, TValidateOptions* validate) {
+  command->add_option("PLUGIN", validate->plugin, "The plug-in (default: loopbox.so beside the program)")
+      ->type_name("");
+  command->add_option("--include", validate->include, "Only the cases that match; may be repeated")
+      ->type_name("PATTERN")
+      ->allow_extra_args(false);
+  command->add_option("--exclude", validate->exclude, "Not the cases that match; may be repeated")
+      ->type_name("PATTERN")
+      ->allow_extra_args(false);
+  command->add_option("--patience", validate->patience, "Seconds that a case may take (default: 10)")
+      ->type_name("S")
+      ->check(AtLeast(0.1, "a number of seconds of at least 0.1"));
+  command->add_flag("--json", validate->json, "The report as one JSON document");
+  command->add_flag("--list", validate->list, "Name the cases and what each proves; run none");
+}
+
 int Main(int argumentCount, char** arguments) {
   CLI::App program("Loopbox: industrial regulators and the process that they regulate, period by period.", "loopbox");
   program.set_version_flag("--version", std::string("loopbox ") + workbench::kProgramVersion);
@@ -154,6 +171,9 @@ int Main(int argumentCount, char** arguments) {
       ->type_name("text|markdown")
       ->check(CLI::IsMember({"text", "markdown"}).description(""));
   AddPlugin(describeCommand, &plugin);
+  TValidateOptions validate;
+  CLI::App* validateCommand = program.add_subcommand("validate", "Check that a plug-in conforms");
+  AddValidate(validateCommand, &validate);
 
   for (CLI::App* command : {runCommand, checkCommand, classesCommand, describeCommand}) AddLanguage(command, &language);
 
@@ -172,6 +192,7 @@ int Main(int argumentCount, char** arguments) {
   if (checkCommand->parsed()) return workbench::Check(file, plugin);
   if (classesCommand->parsed()) return workbench::ListClasses(plugin, images);
   if (describeCommand->parsed()) return workbench::DescribeClass(className, plugin, format == "markdown");
+  if (validateCommand->parsed()) return workbench::Validate(validate);
   std::fputs(program.help().c_str(), stderr);
   return workbench::kCommandLineWrong;
 }

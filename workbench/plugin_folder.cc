@@ -30,15 +30,20 @@ std::unique_ptr<runtime::CPlugin> LoadPlugin(const std::string& path) {
   return plugin;
 }
 
+bool LoadReference(const std::string& plugin, const std::string& className, std::optional<CReference>* reference,
+                   std::string* error) {
+  reference->reset();
+  const std::filesystem::path path = std::filesystem::path(plugin).parent_path() / (className + kReferenceEnding);
+  std::error_code missing;
+  if (!std::filesystem::exists(path, missing)) return true;
+  return CReference::Load(path.string(), &reference->emplace(), error);
+}
+
 bool LoadReferences(const runtime::CPlugin& plugin, TReferences* references, std::string* error) {
-  const std::filesystem::path folder = std::filesystem::path(plugin.Path()).parent_path();
   for (const runtime::TClass& item : plugin.Classes()) {
-    const std::filesystem::path path = folder / (item.name + kReferenceEnding);
-    std::error_code missing;
-    if (!std::filesystem::exists(path, missing)) continue;
-    CReference reference;
-    if (!CReference::Load(path.string(), &reference, error)) return false;
-    references->emplace(item.name, std::move(reference));
+    std::optional<CReference> reference;
+    if (!LoadReference(plugin.Path(), item.name, &reference, error)) return false;
+    if (reference) references->emplace(item.name, *std::move(reference));
   }
   return true;
 }

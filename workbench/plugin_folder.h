@@ -5,6 +5,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "runtime/runtime.h"
@@ -17,6 +18,11 @@ namespace workbench {
 std::string PluginPath(const std::string& path);
 // The plug-in at that path. Null after printing why.
 std::unique_ptr<runtime::CPlugin> LoadPlugin(const std::string& path);
+
+// The reference of a class of the plug-in at that path; none when there is no
+// such file. False with a message when the file is wrong.
+bool LoadReference(const std::string& plugin, const std::string& className, std::optional<CReference>* reference,
+                   std::string* error);
 
 // The reference of each class of the plug-in. A class without a file has none;
 // false with a message when a file is wrong.

@@ -1,0 +1,169 @@
+// Definitions: right ones, cut ones, and garbage.
+#include <random>
+
+#include "validation/bench.h"
+#include "validation/cases.h"
+
+namespace validation {
+
+namespace {
+
+constexpr int kSoups = 300;
+constexpr unsigned kSoupWords = 40;
+constexpr int kByteTexts = 150;
+constexpr unsigned kTextBytes = 200;
+constexpr std::uint32_t kSeed = 20;
+
+// Refused with a message, or read and run for some periods; nothing is left.
+void ReadOrRefuse(CProbe& probe, const CClassTexts& texts, const std::string& definition) {
+  probe.Doing("reading the definition: " + definition);
+  const CBalance balance;
+  {
+    const CBench bench(probe, texts, definition);
+    if (bench.IsRead()) {
+      RunOrdinary(probe, texts, bench, 3, 1, false);
+    } else {
+      probe.Expect(!bench.Diagnostics().empty() && !bench.Diagnostics().front().message.empty(),
+                   "the definition \"" + definition + "\" is refused without a message");
+    }
+  }
+  balance.Check(probe, "the definition \"" + definition + "\"");
+}
+
+void Plain(CProbe& probe) {
+  const CClassTexts texts(probe);
+  if (texts.Wires().empty()) probe.Skip("the class reads none of the entries that regulators have in common");
+  const CBalance balance;
+  {
+    const auto bench = MakeBench(probe, texts, texts.Wiring());
+    if (!bench->Part().timed) probe.Warn("needs no timing with the entries: " + texts.Wiring());
+    RunOrdinary(probe, texts, *bench, 100);
+  }
+  balance.Check(probe, "an application was read, run and ended");
+  ReadOrRefuse(probe, texts, "");
+}
+
+void Reference(CProbe& probe) {
+  if (probe.Entries().empty()) probe.Skip("no reference of the class stands beside the plug-in");
+  const CClassTexts texts(probe);
+  std::string list;
+  for (const std::string& entry : texts.RefusedExamples()) list += (list.empty() ? "" : " ") + entry;
+  probe.Expect(list.empty(), "the class refuses examples of its reference: " + list);
+}
+
+void Variants(CProbe& probe) {
+  const CClassTexts texts(probe);
+  for (const std::string& variant : texts.Variants()) {
+    const CBalance balance;
+    {
+      const auto bench = MakeBench(probe, texts, variant);
+      RunOrdinary(probe, texts, *bench, 30);
+    }
+    balance.Check(probe, "the definition \"" + variant + "\"");
+  }
+}
+
+void Unknown(CProbe& probe) {
+  const CClassTexts texts(probe);
+  for (const char* entry :
+       {"no_such_keyword = 1;", "no_such_keyword;", ";", "= 1;", "end_colors;", "\"text\";", "12;"}) {
+    probe.Doing(std::string("reading the entry ") + entry);
+    const CBench bench(probe, texts, texts.Wiring() + entry);
+    probe.Expect(!bench.IsRead(), std::string("reads the entry ") + entry);
+    probe.Expect(!bench.Diagnostics().front().message.empty(), std::string("refuses without a message: ") + entry);
+  }
+}
+
+void Again(CProbe& probe) {
+  const CClassTexts texts(probe);
+  const CBalance balance;
+  {
+    const auto bench = MakeBench(probe, texts, texts.Variants().back());
+    RunOrdinary(probe, texts, *bench, 20);
+    const std::vector<double> first = Shown(texts, *bench);
+    const CBalance held;
+    const std::size_t expressions = bench->Subject().host->expressions.size();
+    for (int i = 0; i < 3; ++i) {
+      probe.Doing("reading a definition again");
+      probe.Expect(bench->ReadAgain(bench->Part().end), "a definition is refused at the second reading");
+      held.Check(probe, "a definition was read again");
+      const std::size_t now = bench->Subject().host->expressions.size();
+      probe.Expect(now == expressions, "holds " + std::to_string(now) +
+                                           " expressions of the host after a second reading, " +
+                                           std::to_string(expressions) + " after the first");
+      RunOrdinary(probe, texts, *bench, 20);
+      held.Check(probe, "periods after a second reading");
+      probe.Expect(Shown(texts, *bench) == first, "an instrument behaves otherwise after a second reading");
+    }
+  }
+  balance.Check(probe, "a definition was read four times");
+}
+
+void Cut(CProbe& probe) {
+  const CClassTexts texts(probe);
+  const CBalance balance;
+  {
+    std::string longest;
+    for (const std::string& variant : texts.Variants()) {
+      if (variant.size() > longest.size()) longest = variant;
+    }
+    const auto bench = MakeBench(probe, texts, longest);
+    const runtime::TInstrumentPart& part = bench->Part();
+    for (std::uint32_t end = part.begin; end <= part.end; ++end) {
+      probe.Doing("reading a definition that ends at byte " + std::to_string(end - part.begin));
+      bench->ReadAgain(end);
+      RunOrdinary(probe, texts, *bench, 1, 1, false);
+    }
+    probe.Expect(bench->ReadAgain(part.end), "a whole definition is refused after cut ones");
+  }
+  balance.Check(probe, "cut definitions");
+}
+
+void TokenSoup(CProbe& probe) {
+  const CClassTexts texts(probe);
+  std::mt19937 random(kSeed);
+  for (int i = 0; i < kSoups; ++i) {
+    // Half of them begin well.
+    std::string soup = i % 2 == 0 ? "" : texts.Wiring();
+    const unsigned count = 1 + random() % kSoupWords;
+    for (unsigned k = 0; k < count; ++k) {
+      soup += texts.Words()[random() % texts.Words().size()];
+      soup += random() % 3 == 0 ? " = 1;" : " ";
+    }
+    ReadOrRefuse(probe, texts, soup);
+  }
+}
+
+void ByteSoup(CProbe& probe) {
+  const CClassTexts texts(probe);
+  std::mt19937 random(kSeed);
+  for (int i = 0; i < kByteTexts; ++i) {
+    std::string soup = i % 2 == 0 ? "" : texts.Wiring();
+    const unsigned count = 1 + random() % kTextBytes;
+    const unsigned symbols = i % 3 == 0 ? 256 : 127;
+    for (unsigned k = 0; k < count; ++k) soup += static_cast<char>(random() % symbols);
+    ReadOrRefuse(probe, texts, soup);
+  }
+}
+
+constexpr TCase kCases[] = {
+    {"definitions/plain", EScope::kClass, "The entries that connect an instrument are read, and it runs with them.",
+     Plain},
+    {"definitions/reference", EScope::kClass, "Every example of the class's reference is read.", Reference},
+    {"definitions/variants", EScope::kClass,
+     "Flags and choices, in each block with one another, are read and give sound outputs.", Variants},
+    {"definitions/unknown", EScope::kClass, "What is no entry of the class is refused with a message.", Unknown},
+    {"definitions/again", EScope::kClass,
+     "A definition can be read again: the same behaviour from the start, and no memory more.", Again},
+    {"definitions/cut", EScope::kClass, "A definition may end at any byte; a whole one is read after that.", Cut},
+    {"definitions/token-soup", EScope::kClass,
+     "Random rows of the class's own words are read or refused with a message; nothing is left.", TokenSoup},
+    {"definitions/byte-soup", EScope::kClass, "Random bytes are read or refused with a message; nothing is left.",
+     ByteSoup},
+};
+
+}  // namespace
+
+std::span<const TCase> DefinitionCases() { return kCases; }
+
+}  // namespace validation
