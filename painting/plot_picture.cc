@@ -44,7 +44,7 @@ TSpan SpanOf(const CPlot& plot, const TPlotPanel& panel) {
       span.to = std::max(span.to, bucket.highest);
     }
   }
-  if (!(span.from <= span.to)) return {0, 1};
+  if (!(span.from <= span.to)) span = {0, 1};
   // A quantity that hardly moves is shown as one that stands still.
   const double least = 1e-6 * std::max({std::abs(span.from), std::abs(span.to), 1.0});
   const double grow = std::max(kMargin * (span.to - span.from), span.to - span.from < least ? 0.5 : 0.0);
@@ -66,7 +66,8 @@ std::vector<TTick> RoundTicks(const CScale& scale, std::size_t most) {
 
 class CPainter {
  public:
-  CPainter(const CPlot& painted, CCanvas& on) : plot(painted), canvas(on), time(0, std::max(plot.LastTime(), 1e-9)) {}
+  CPainter(const CPlot& painted, CCanvas& on)
+      : plot(painted), canvas(on), time(0, plot.LastTime() > 0 ? plot.LastTime() : 1) {}
 
   void Paint() {
     double top = 0;
@@ -159,7 +160,9 @@ class CPainter {
       if (tick.text.empty()) continue;
       const double at = bottom.x + bottom.width * tick.share;
       canvas.Line({at, bottom.Bottom()}, {at, bottom.Bottom() + 4}, 1, kFrameInk);
-      canvas.Text({at - 40, bottom.Bottom() + 4, 80, 16}, tick.text, font, EAlign::kCentre, kInk);
+      const double width = canvas.TextWidth(tick.text, font);
+      canvas.Text({std::min(at - width / 2, kWidth - width - 1), bottom.Bottom() + 4, width + 1, 16}, tick.text, font,
+                  EAlign::kLeft, kInk);
     }
     canvas.Text({bottom.x, bottom.Bottom() + 20, bottom.width, 16}, u"time (s)", font, EAlign::kCentre, kInk);
   }
