@@ -1,0 +1,175 @@
+// The report of a run, opened in a browser as a person would.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "tests/support.h"
+
+namespace {
+
+using tests::Loopbox;
+using tests::Shell;
+using tests::TOutcome;
+
+// Zooms by mouse and looks at the page; what it finds becomes its text.
+constexpr char kProbe[] = R"(<script>
+const violations = [];
+addEventListener("securitypolicyviolation", (event) => violations.push(event.blockedURI));
+addEventListener("load", () => setTimeout(() => {
+  const found = {};
+  const elements = [...document.querySelectorAll(".plot")];
+  const ink = (element) => {
+    const canvas = [...element.querySelectorAll("canvas")];
+    return Math.max(...canvas.map((one) => {
+      const pixels = one.getContext("2d").getImageData(0, 0, one.width, one.height).data;
+      let colored = 0;
+      for (let i = 0; i < pixels.length; i += 4) {
+        if (pixels[i + 3] > 128 && Math.max(pixels[i], pixels[i + 1], pixels[i + 2]) - Math.min(pixels[i], pixels[i + 1], pixels[i + 2]) > 60) ++colored;
+      }
+      return colored;
+    }));
+  };
+  const axis = (element) => [...element.querySelectorAll(".dygraph-axis-label-x")].map((one) => one.textContent).join(" ");
+  const mouse = (type, target, x, y) => target.dispatchEvent(new MouseEvent(type, { bubbles: true, cancelable: true, button: 0, detail: 1, clientX: x, clientY: y, view: window }));
+  found.plots = elements.length;
+  found.drawn = elements.filter((element) => ink(element) > 100).length;
+  found.before = axis(elements[0]);
+  const area = report.plots[0].mouseEventElement_;
+  const box = area.getBoundingClientRect();
+  const y = box.top + box.height / 2;
+  mouse("mousedown", area, box.left + box.width * 0.4, y);
+  mouse("mousemove", document, box.left + box.width * 0.5, y);
+  mouse("mousemove", document, box.left + box.width * 0.6, y);
+  mouse("mouseup", document, box.left + box.width * 0.6, y);
+  found.after = axis(elements[0]);
+  const windows = report.plots.map((plot) => plot.xAxisRange().join(" "));
+  found.together = new Set(windows).size;
+  document.getElementById("whole").click();
+  found.again = axis(elements[0]);
+  found.marks = document.querySelectorAll(".dygraph-annotation").length;
+  found.requests = performance.getEntriesByType("resource").filter((one) => !one.name.startsWith("data:")).length;
+  found.violations = violations.length;
+  found.hacked = String(window.hacked);
+  found.title = document.querySelector("h2").textContent;
+  found.image = [...document.images].every((one) => one.complete && one.naturalWidth > 0);
+  document.body.textContent = Object.entries(found).map(([name, value]) => name + "=" + value + ";").join("\n");
+}, 0));
+</script>)";
+
+std::string Browse(const std::string& options, const std::string& page) {
+  const TOutcome outcome = Shell(
+      "chromium-headless-shell --no-sandbox --disable-gpu --virtual-time-budget=5000 --host-resolver-rules='MAP * "
+      "~NOTFOUND' " +
+      options + " file://" + page + " 2>/dev/null");
+  EXPECT_EQ(outcome.status, 0) << "is chromium-headless-shell installed? " << outcome.output;
+  return outcome.output;
+}
+
+std::string Found(const std::string& dump, const std::string& name) {
+  const std::size_t at = dump.find("\n" + name + "=");
+  const std::size_t begin = at == std::string::npos ? dump.find(">" + name + "=") : at;
+  if (begin == std::string::npos) return "not found in:\n" + dump.substr(0, 2000);
+  const std::size_t value = begin + name.size() + 2;
+  return dump.substr(value, dump.find(';', value) - value);
+}
+
+TEST(Report, IsDrawnZoomedAndAsksForNothing) {
+  const tests::CFolder folder;
+  const std::string page = folder.Path("page.html");
+  const TOutcome made = Loopbox("run " + tests::SourcePath("examples/furnace.lbx") + " --quiet --report " + page);
+  ASSERT_EQ(made.status, 0) << made.output;
+  const std::string html = tests::ReadFile(page);
+  EXPECT_EQ(html.find("sourceMappingURL"), std::string::npos);
+  EXPECT_NE(html.find("Dan Vanderkam"), std::string::npos);  // the licence is kept
+  Browse("--window-size=1200,1600 --hide-scrollbars --screenshot=" + tests::BuildPath("report.png"), page);
+  EXPECT_GT(std::filesystem::file_size(tests::BuildPath("report.png")), 20'000u);
+
+  const std::string dump = Browse("--dump-dom", folder.Write("probed.html", html + kProbe));
+  EXPECT_EQ(Found(dump, "plots"), "2");
+  EXPECT_EQ(Found(dump, "drawn"), "2");
+  EXPECT_NE(Found(dump, "before"), "");
+  EXPECT_NE(Found(dump, "after"), Found(dump, "before"));
+  EXPECT_EQ(Found(dump, "again"), Found(dump, "before"));
+  EXPECT_EQ(Found(dump, "together"), "1");
+  EXPECT_EQ(Found(dump, "marks"), "1");  // the alarm
+  EXPECT_EQ(Found(dump, "requests"), "0");
+  EXPECT_EQ(Found(dump, "violations"), "0");
+  EXPECT_EQ(Found(dump, "image"), "true");
+}
+
+TEST(Report, ShowsWhatTheApplicationSaysAsText) {
+  const tests::CFolder folder;
+  const std::string hostile = "</script><img src=x onerror=hacked=1>&amp;";
+  const std::string application = folder.Write(
+      "hostile.lbx",
+      "application hostile period = 1; duration = 30; end_application;\n"
+      "data x : real = 1 \"</script><script>hacked=1</script>\"; u : real; end_data;\n"
+      "// <script>hacked=1</script>\n"
+      "process x' = u / 10; end_process;\n"
+      "instrument pid_regulator reg title = \"" +
+          hostile +
+          "\"; expression = x; wish_value = 2; output = u;\n"
+          "value_section high_limit = 1.1; end_value_section;\n"
+          "parameters param_1 = 1; param_2 = 20; end_parameters; end_instrument;\n"
+          "script\nat(5, function() print('</script><script>hacked=1</script>') reg:SetParameters(2, 20, 0) end)\n"
+          "at(6, function() data.u = 3 error('<!-- <script>') end)\nend_script;\n");
+  const std::string page = folder.Path("page.html");
+  ASSERT_EQ(Loopbox("run " + application + " --report " + page).status, 3);
+  const std::string html = tests::ReadFile(page);
+  const std::string dump = Browse("--dump-dom", folder.Write("probed.html", html + kProbe));
+  EXPECT_EQ(Found(dump, "hacked"), "undefined");
+  EXPECT_EQ(Found(dump, "drawn"), "2");
+  EXPECT_EQ(Found(dump, "violations"), "0");
+  EXPECT_EQ(Found(dump, "title").find("&lt;/script&gt;&lt;img src=x onerror=hacked=1&gt;&amp;amp"), 0u)
+      << Found(dump, "title");
+  for (const char* mark :
+       {"alarm: value above its high limit", "SetParameters(2, 20, 0)", "u = 3", "&lt;!-- &lt;script&gt;"}) {
+    EXPECT_NE(html.find(mark), std::string::npos) << mark;
+  }
+}
+
+// A sample among a million is seen, and the page stays small.
+TEST(Report, KeepsEveryPeak) {
+  const tests::CFolder folder;
+  const std::string application = folder.Write(
+      "long.lbx",
+      "application long period = 1; duration = 1000000; end_application;\n"
+      "data x : real; u : real; end_data;\n"
+      "process x = sin(time / 1000) + if(time == 123457, 8765.25, 0) - if(time == 999999, 4321.5, 0); end_process;\n"
+      "instrument pid_regulator reg expression = x; wish_value = 1; output = u; end_instrument;\n");
+  const std::string page = folder.Path("page.html");
+  ASSERT_EQ(Loopbox("run " + application + " --quiet --report " + page).status, 0);
+  EXPECT_LT(std::filesystem::file_size(page), 5'000'000u);
+  const std::string html = tests::ReadFile(page);
+  EXPECT_NE(html.find(",8764.4"), std::string::npos);  // with the sine's -0.8…
+  EXPECT_NE(html.find(",-4320.7"), std::string::npos);
+}
+
+TEST(Report, ComparesWithAnEarlierTrace) {
+  const tests::CFolder folder;
+  const std::string furnace = tests::SourcePath("examples/furnace.lbx");
+  const std::string trace = folder.Path("before.csv");
+  const std::string page = folder.Path("page.html");
+  ASSERT_EQ(Loopbox("run " + furnace + " --set set_point=60 --quiet --trace " + trace).status, 0);
+  ASSERT_EQ(Loopbox("run " + furnace + " --quiet --report " + page + " --compare " + trace).status, 0);
+  const std::string html = tests::ReadFile(page);
+  for (const char* part : {"<th>before.csv</th>", "\"wish before\"", "\"value before\"", "\"output before\""}) {
+    EXPECT_NE(html.find(part), std::string::npos) << part;
+  }
+  const std::string earlier = Loopbox("run " + furnace + " --set set_point=60").output;
+  const std::size_t at = earlier.find("IAE") + 3;
+  const std::size_t begin = earlier.find_first_not_of(' ', at);
+  const std::string figure = earlier.substr(begin, earlier.find(' ', begin) - begin);
+  EXPECT_NE(html.find("<td>" + figure + " °C·s</td></tr>"), std::string::npos) << figure;  // in the second column
+
+  EXPECT_EQ(Loopbox("run " + furnace + " --compare " + trace).status, 2);  // of no use without a report
+  const TOutcome strange = Loopbox("run " + furnace + " --quiet --report " + page + " --compare " +
+                                   folder.Write("strange.csv", "time,x\n1,2\n"));
+  EXPECT_EQ(strange.status, 1);
+  EXPECT_NE(strange.output.find("strange.csv:1: no column is a pane of this application's regulators"),
+            std::string::npos);
+  EXPECT_EQ(Loopbox("run " + furnace + " --report " + folder.Path("no/page.html")).status, 1);
+}
+
+}  // namespace
