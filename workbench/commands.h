@@ -32,7 +32,8 @@ struct TRunOptions {
   std::uint64_t seed = 1;
   std::string input;  // recorded data that drive elements; empty: none
   bool realtime = false;
-  std::string trace;  // empty: none
+  std::optional<int> realtimePriority;  // 1 to 99; none: as it comes
+  std::string trace;                    // empty: none
   bool traceState = false;
   std::uint64_t every = 1;      // periods a row
   std::string panes;            // a picture of the window at the end; empty: none

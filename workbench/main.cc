@@ -96,7 +96,11 @@ void AddRun(CLI::App* command, TRunOptions* run, std::vector<std::string>* assig
   command->add_option("--input", run->input, "Recorded data, as a trace, that drive the data elements they name")
       ->type_name("FILE.csv")
       ->check(FileName());
-  command->add_flag("--realtime", run->realtime, "Wait for the wall clock in each period");
+  CLI::Option* realtime = command->add_flag("--realtime", run->realtime, "Wait for the wall clock in each period");
+  command->add_option("--realtime-priority", run->realtimePriority, "Ask for a real-time priority, 1 to 99")
+      ->type_name("N")
+      ->needs(realtime)
+      ->check(CLI::Range(1, 99).description(""));
   CLI::Option* trace = command->add_option("--trace", run->trace, "Write a trace as CSV; - is standard output")
                            ->type_name("FILE")
                            ->check(FileName());

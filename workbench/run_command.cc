@@ -142,11 +142,15 @@ class CRunCommand {
   // True when the run came to its end, false when it was interrupted, its input
   // went bad, or its trace or a picture can't be written any more.
   bool RunPeriods() {
-    const CPacer pacer(application->Period());
+    if (options.realtimePriority) {
+      const std::string refused = TakeRealtimePriority(*options.realtimePriority);
+      if (!refused.empty()) console.Note(0.0, "", "--realtime-priority: " + refused);
+    }
+    if (options.realtime) pacer.emplace(application->Period());
     std::string lost;
     if (!pictures.WriteDue(*application, &pictureError)) return false;
     while (application->PeriodsDone() < application->PeriodCount()) {
-      if (options.realtime) pacer.WaitFor(application->PeriodsDone() + 1);
+      if (pacer) pacer->WaitFor(application->PeriodsDone() + 1);
       if (InterruptionAsked()) return false;
       if (!application->Step()) return true;
       if (!inputError.empty()) return false;
@@ -187,7 +191,9 @@ class CRunCommand {
     std::string text = (application->Name().empty() ? "" : application->Name() + ": ") +
                        Count(application->PeriodsDone(), "period") + " of " + Quantity(application->Period(), "s");
     if (!complete) text += ", stopped at t=" + Seconds(application->Time()) + " s";
-    std::fputs((text + "\n" + watch->SummaryText()).c_str(), output);
+    text += "\n" + watch->SummaryText();
+    if (pacer) text += pacer->SummaryText();
+    std::fputs(text.c_str(), output);
   }
 
   const TRunOptions& options;
@@ -202,6 +208,7 @@ class CRunCommand {
   std::unique_ptr<runtime::CApplication> application;
   CInputFile input;
   CTraceFile trace;
+  std::optional<CPacer> pacer;  // in real time
   std::optional<CRunPlot> plot;
   std::optional<CRegulatorWatch> watch;
   std::optional<CReport> report;
