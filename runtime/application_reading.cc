@@ -18,6 +18,7 @@ namespace {
 constexpr double kMinimumPeriod = 0.001;    // seconds, one step of the clock
 constexpr double kMaximumPeriods = 0x1p53;  // counted exactly by a double
 constexpr double kForgivenExcess = 1e-9;    // of a period
+constexpr std::size_t kMaximumInstruments = 100'000;
 constexpr std::size_t kMaximumErrors = 20;  // shown of one text
 constexpr std::uint32_t kMessageCapacity = 255;
 constexpr std::uint32_t kTokenCapacity = 1023;
@@ -152,6 +153,9 @@ class CApplicationReader {
   }
 
   void ReadInstrumentHeader(std::uint32_t header) {
+    if (application.instruments.size() == kMaximumInstruments) {
+      throw CTextError{header, "more than 100000 instruments"};
+    }
     TInstrumentPart instrument;
     instrument.className = lexer.ExpectIdentifier("the class of the instrument").text;
     classOffsets.push_back(lexer.LastOffset());
@@ -256,7 +260,8 @@ class CApplicationReader {
     const std::uint64_t failuresBefore = MemoryStatistics().failures;
     const bool accepted = instrument.object->ReadSelf(kMessageCapacity, error, kTokenCapacity, token) != 0;
     if (MemoryStatistics().failures != failuresBefore) {
-      application.Complain(TDiagnostic::kError, instrument.header, "out of memory while reading the instrument");
+      application.Complain(TDiagnostic::kError, instrument.header, 
+                           "out of memory while reading the instrument '" + instrument.name + "'");
     } else if (!accepted) {
       // A service knows its place; what an instrument says itself is about the
       // last identifier or value, or, when it has read all, about the whole.

@@ -1,6 +1,7 @@
 #include "runtime/files.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -109,10 +110,36 @@ constexpr std::size_t kNamePart = 200;  // bytes of the name that a temporary's 
 constexpr int kAttempts = 100;
 constexpr mode_t kFileMode = 0666;  // less the process's mask
 
-fs::path TemporaryBeside(const fs::path& target, unsigned number) {
-  const std::string name = "." + target.filename().native().substr(0, kNamePart) + ".tmp-" + std::to_string(getpid()) +
-                           "-" + std::to_string(number);
-  return target.parent_path() / name;
+// What the names of a file's temporaries begin with; a process and a number follow.
+std::string TemporaryPrefix(const fs::path& target) {
+  return "." + target.filename().native().substr(0, kNamePart) + ".tmp-";
+}
+
+// A temporary is locked from its making to its renaming, so that one without a
+// lock is what a killed process left behind.
+void RemoveLeftovers(const fs::path& target) {
+  const std::string prefix = TemporaryPrefix(target);
+  std::error_code error;
+  for (fs::directory_iterator entry(target.parent_path(), error), end; !error && entry != end; entry.increment(error)) {
+    if (!entry->path().filename().native().starts_with(prefix)) continue;
+    const int descriptor = open(entry->path().c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
+    if (descriptor < 0) continue;
+    if (flock(descriptor, LOCK_EX | LOCK_NB) == 0) unlink(entry->path().c_str());
+    close(descriptor);
+  }
+}
+
+// A new temporary, locked; -1 with errno when there can be none. One that was
+// removed before it could be locked counts as a name that exists.
+int OpenTemporary(const fs::path& path) {
+  const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kFileMode);
+  if (descriptor < 0) return -1;
+  struct stat status;
+  flock(descriptor, LOCK_EX);  // where files can't be locked, none is ever found without a lock
+  if (fstat(descriptor, &status) == 0 && status.st_nlink > 0) return descriptor;
+  close(descriptor);
+  errno = EEXIST;
+  return -1;
 }
 
 std::uint32_t Create(const fs::path& target) {
@@ -120,13 +147,15 @@ std::uint32_t Create(const fs::path& target) {
   const bool exists = stat(target.c_str(), &status) == 0;
   if (exists && !S_ISREG(status.st_mode)) return runlib::kNoHandle;
 
+  RemoveLeftovers(target);
   static unsigned number = 0;
   const std::uint32_t handle = FreeHandle();
   TFile file;
   file.target = target;
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
-    file.temporary = TemporaryBeside(target, number++);
-    file.descriptor = open(file.temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kFileMode);
+    file.temporary =
+        target.parent_path() / (TemporaryPrefix(target) + std::to_string(getpid()) + "-" + std::to_string(number++));
+    file.descriptor = OpenTemporary(file.temporary);
     if (file.descriptor >= 0) {
       Files()[handle] = std::move(file);
       return handle;
@@ -145,13 +174,13 @@ void FlushFolder(const fs::path& folder) {
 }
 
 void Finish(TFile& file) {
-  bool whole = !file.failed && fsync(file.descriptor) == 0;
-  whole = close(file.descriptor) == 0 && whole;
+  const bool whole = !file.failed && fsync(file.descriptor) == 0;
   if (whole && std::rename(file.temporary.c_str(), file.target.c_str()) == 0) {
     FlushFolder(file.target.parent_path());
   } else {
     unlink(file.temporary.c_str());
   }
+  close(file.descriptor);
 }
 
 std::uint32_t Open(const fs::path& path) {

@@ -16,7 +16,6 @@ namespace {
 constexpr std::uint32_t kTextCapacity = 255;
 constexpr std::uint32_t kMaximumEntries = 1000;  // an instrument that never says no is cut off
 constexpr char16_t kMeterClass[] = u"meter";
-constexpr char kOutOfMemory[] = "out of memory while making the instrument";
 
 hx_vinst::CInstrument* MakeMeter() {
   void* block = nullptr;
@@ -48,9 +47,10 @@ hx_vinst::CInstrument* Construct(TApplicationPart& application, const std::strin
 hx_vinst::CInstrument* MakeObject(TApplicationPart& application, const std::string& className,
                                   const std::string& instrumentName, std::string* error) {
   const std::uint64_t failuresBefore = MemoryStatistics().failures;
+  const std::string outOfMemory = "out of memory while making the instrument '" + instrumentName + "'";
   hx_vinst::CInstrument* object = Construct(application, className, error);
   if (object == nullptr) {
-    if (MemoryStatistics().failures != failuresBefore) *error = kOutOfMemory;
+    if (MemoryStatistics().failures != failuresBefore) *error = outOfMemory;
     return nullptr;
   }
   object->ctx = &application.ctx;
@@ -59,7 +59,7 @@ hx_vinst::CInstrument* MakeObject(TApplicationPart& application, const std::stri
   object->host = new hx_vinst::THostPart();
   object->InitInstrument();
   if (MemoryStatistics().failures != failuresBefore) {
-    *error = kOutOfMemory;
+    *error = outOfMemory;
     ReleaseObject(object);
     return nullptr;
   }

@@ -1,7 +1,6 @@
 #include "runtime/memory.h"
 
 #include <cstdlib>
-#include <limits>
 
 #include "host/runlib.h"
 
@@ -14,11 +13,16 @@ struct alignas(std::max_align_t) THeader {
 
 runtime::TMemoryStatistics live;
 std::int64_t successesLeft = -1;
+std::int64_t failuresLeft = -1;
 
 bool FailsOnPurpose() {
-  if (successesLeft == 0) return true;
-  if (successesLeft > 0) --successesLeft;
-  return false;
+  if (successesLeft != 0) {
+    if (successesLeft > 0) --successesLeft;
+    return false;
+  }
+  if (failuresLeft == 0) return false;
+  if (failuresLeft > 0) --failuresLeft;
+  return true;
 }
 
 }  // namespace
@@ -27,7 +31,10 @@ namespace runtime {
 
 TMemoryStatistics MemoryStatistics() { return live; }
 
-void FailAllocationAfter(std::int64_t successes) { successesLeft = successes; }
+void FailAllocationAfter(std::int64_t successes, std::int64_t failures) {
+  successesLeft = successes;
+  failuresLeft = failures;
+}
 
 }  // namespace runtime
 
@@ -36,7 +43,7 @@ namespace runlib {
 void MemAllocate(void** block, std::size_t size) {
   if (block == nullptr) return;
   *block = nullptr;
-  const bool refused = size > std::numeric_limits<std::size_t>::max() - sizeof(THeader) || FailsOnPurpose();
+  const bool refused = size > runtime::kMemoryServiceLimit - live.bytes || FailsOnPurpose();
   auto* header = refused ? nullptr : static_cast<THeader*>(std::calloc(1, sizeof(THeader) + size));
   if (header == nullptr) {
     ++live.failures;

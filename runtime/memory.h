@@ -17,9 +17,13 @@ struct TMemoryStatistics {
 
 TMemoryStatistics MemoryStatistics();
 
-// The next `successes` allocations succeed and all after them yield null,
-// until the next call. -1: none fails on purpose.
-void FailAllocationAfter(std::int64_t successes);
+// What all live blocks together may take; an allocation beyond it yields null.
+// It is what the instruments of one application can take.
+constexpr std::size_t kMemoryServiceLimit = std::size_t{2} << 30;  // bytes
+
+// The next `successes` allocations succeed and `failures` after them yield null
+// (-1: all), until the next call. -1 successes: none fails on purpose.
+void FailAllocationAfter(std::int64_t successes, std::int64_t failures = -1);
 
 }  // namespace runtime
 

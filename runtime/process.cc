@@ -13,8 +13,8 @@ constexpr std::string_view kDelayLost = "Zpoždění přesahuje paměť";
 
 }  // namespace
 
-void CDelay::Record(double time, double value) {
-  if (records.size() == kMaximumDelayRecords) {
+void CDelay::Record(double time, double value, bool replaces) {
+  if (replaces && !records.empty()) {
     records.pop_front();
     hasDropped = true;
   }
@@ -107,13 +107,15 @@ void CProcess::EvaluateAlgebraic(double time, bool records) {
 }
 
 double CProcess::DelayedValue(TAlgebraic& line, double time, bool records) {
-  if (records) line.delay.Record(time, Value(line.formula));
+  const std::size_t countBefore = line.delay.Count();
+  if (records) line.delay.Record(time, Value(line.formula), delayRecords >= kMaximumDelayRecords);
   if (line.delay.IsEmpty()) return Value(line.formula);
   const double seconds = std::max(Value(line.seconds), 0.0);
   bool isLost;
   const double value = line.delay.Find(time, seconds, substepLength, &isLost);
   if (isLost) Report(line.seconds, line.seconds.expression->mark, kDelayLost);
   if (records && line.seconds.expression->isConstant) line.delay.Trim(time, seconds, substepLength);
+  delayRecords += line.delay.Count() - countBefore;  // modulo 2^64 when there are fewer now
   return value;
 }
 

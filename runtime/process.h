@@ -22,14 +22,15 @@ namespace runtime {
 
 constexpr std::uint32_t kDefaultSubsteps = 10;
 constexpr std::uint32_t kMaximumSubsteps = 10'000;
-// A delay that would need to remember more yields its oldest record, and an
-// error is reported.
+// Of all delays together. One that would need to remember more yields its
+// oldest record, and an error is reported.
 constexpr std::size_t kMaximumDelayRecords = 10'000'000;
 
 // The past of one delayed value.
 class CDelay {
  public:
-  void Record(double time, double value);
+  // With `replaces` the oldest record makes room, if there is one.
+  void Record(double time, double value, bool replaces);
   // The newest record at least `seconds` old at `time`, the oldest one when
   // there is none. Differences of rounding in the times are forgiven: a
   // billionth of `substep` and a few units in the last place of the time.
@@ -138,6 +139,7 @@ class CProcess {
   TNoiseDraws noise;
   CRandom random{0};
   double substepLength = 0;
+  std::size_t delayRecords = 0;  // of all delays
   TErrorSink sink;
 };
 

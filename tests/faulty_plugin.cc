@@ -1,13 +1,20 @@
 // Plug-ins with one fault each, chosen at compile time; without one, a plug-in
 // of one class that does nothing.
+#include <csignal>
 #include <cstdint>
+#include <cstdlib>
 #include <new>
 
 #include "host/hx_main.h"
 
 #define EXPORT extern "C" __attribute__((visibility("default")))
 
-EXPORT std::uint32_t Version() { return 1; }
+EXPORT std::uint32_t Version() {
+#ifdef CRASHES
+  raise(SIGSEGV);
+#endif
+  return 1;
+}
 EXPORT std::uint8_t Check(std::uint32_t capacity, char16_t* message, std::uint32_t, std::uint32_t, std::uint32_t,
                           std::uint32_t) {
 #ifdef REFUSES_HOST
@@ -38,6 +45,9 @@ EXPORT std::uint8_t GetInstrumentInfo(std::uint32_t, const char16_t*, const std:
 #ifndef LACKS_EXPORT
 EXPORT hx_vinst::CInstrument* MakeInstrument(std::uint32_t, const char16_t*) {
   void* block = nullptr;
+#ifdef CRASHES_MAKING
+  std::abort();
+#endif
 #ifndef MAKES_NULL
   runlib::MemAllocate(&block, sizeof(hx_vinst::CInstrument));
 #endif

@@ -121,7 +121,7 @@ int Check(const std::string& file, const std::string& pluginPath) {
   runtime::TReadOptions reading;
   reading.path = file;
   std::vector<runtime::TDiagnostic> diagnostics;
-  const auto application = runtime::CApplication::Read(reading, *plugin, &diagnostics);
+  const auto application = ReadApplication(reading, *plugin, &diagnostics);
   PrintDiagnostics(diagnostics);
   std::uint64_t warnings = CountOf(diagnostics, runtime::TDiagnostic::kWarning);
   if (!application) {

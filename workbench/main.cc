@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <new>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -13,6 +14,7 @@
 #include "painting/painting.h"
 #include "workbench/commands.h"
 #include "workbench/console.h"
+#include "workbench/faults.h"
 #include "workbench/language.h"
 
 namespace {
@@ -204,8 +206,12 @@ int Main(int argumentCount, char** arguments) {
 }  // namespace
 
 int main(int argumentCount, char** arguments) {
+  workbench::MeetFaults();
   try {
     return Main(argumentCount, arguments);
+  } catch (const std::bad_alloc&) {
+    std::fputs(workbench::kOutOfMemory, stderr);
+    return workbench::kApplicationWrong;
   } catch (const std::exception& error) {
     workbench::PrintError(error.what());
     return workbench::kApplicationWrong;

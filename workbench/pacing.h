@@ -9,7 +9,7 @@
 
 namespace workbench {
 
-// From here on SIGINT and SIGTERM ask for an end instead of causing one; the
+// From here on SIGINT, SIGTERM and SIGHUP ask for an end instead of causing one; the
 // second of a kind ends the program. A reader of the output that went away
 // becomes a write error.
 void CatchInterruption();

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "workbench/console.h"
+#include "workbench/faults.h"
 
 namespace workbench {
 namespace {
@@ -25,7 +26,9 @@ std::string PluginPath(const std::string& path) {
 
 std::unique_ptr<runtime::CPlugin> LoadPlugin(const std::string& path) {
   std::string error;
-  auto plugin = runtime::CPlugin::Load(PluginPath(path), &error);
+  const std::string chosen = PluginPath(path);
+  const CCrashNotice notice(chosen + ": the plug-in crashed while it was loaded");
+  auto plugin = runtime::CPlugin::Load(chosen, &error);
   if (!plugin) PrintError(error);
   return plugin;
 }
@@ -37,6 +40,11 @@ bool LoadReference(const std::string& plugin, const std::string& className, std:
   std::error_code missing;
   if (!std::filesystem::exists(path, missing)) return true;
   return CReference::Load(path.string(), &reference->emplace(), error);
+
+std::unique_ptr<runtime::CApplication> ReadApplication(const runtime::TReadOptions& options, runtime::CPlugin& plugin,
+                                                       std::vector<runtime::TDiagnostic>* diagnostics) {
+  const CCrashNotice notice(options.path + ": crashed while it was read with the plug-in " + plugin.Path());
+  return runtime::CApplication::Read(options, plugin, diagnostics);
 }
 
 bool LoadReferences(const runtime::CPlugin& plugin, TReferences* references, std::string* error) {

@@ -90,7 +90,7 @@ class CRunCommand {
       };
     }
     std::vector<runtime::TDiagnostic> diagnostics;
-    application = runtime::CApplication::Read(reading, *plugin, &diagnostics);
+    application = ReadApplication(reading, *plugin, &diagnostics);
     console.EraseProgress();
     if (!application || !options.quiet) PrintDiagnostics(diagnostics);
     if (!application) return kApplicationWrong;
