@@ -260,7 +260,7 @@ class CApplicationReader {
     const std::uint64_t failuresBefore = MemoryStatistics().failures;
     const bool accepted = instrument.object->ReadSelf(kMessageCapacity, error, kTokenCapacity, token) != 0;
     if (MemoryStatistics().failures != failuresBefore) {
-      application.Complain(TDiagnostic::kError, instrument.header, 
+      application.Complain(TDiagnostic::kError, instrument.header,
                            "out of memory while reading the instrument '" + instrument.name + "'");
     } else if (!accepted) {
       // A service knows its place; what an instrument says itself is about the

@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <random>
 
+#include "runtime/files.h"
 #include "tests/support.h"
 
 namespace {
@@ -231,6 +232,19 @@ TEST(KeptParameters, IsWholeAfterAKillAtAnyMoment) {
   run->End();
   CRun again(folder, "test.lbx", kNamed);
   ExpectModel(again, states[0]);
+  // And goes with the next save, but for what a live process is writing.
+  const auto files = [&] { return std::distance(fs::directory_iterator(folder.Path(".")), fs::directory_iterator()); };
+  EXPECT_EQ(files(), 2);
+  runlib::TFileContext context = runtime::MakeFileContext(folder.Path("."));
+  const std::uint32_t handle = runlib::FileCreate(&context, 7, u"reg.par", 0);
+  ASSERT_NE(handle, runlib::kNoHandle);
+  const pid_t other = Fork([&] { Keep(again); });
+  waitpid(other, nullptr, 0);
+  EXPECT_EQ(files(), 3);
+  EXPECT_EQ(runlib::FileWrite(handle, 3, "new", 3), 3u);
+  runlib::FileClose(handle);
+  EXPECT_EQ(ReadFile(folder.Path("reg.par")), "new");
+  EXPECT_EQ(files(), 2);
 }
 
 TEST(KeptParameters, StaysWhereNothingCanBeWritten) {

@@ -9,6 +9,7 @@
 #include "workbench/commands.h"
 #include "workbench/console.h"
 #include "workbench/document.h"
+#include "workbench/faults.h"
 #include "workbench/plugin_folder.h"
 
 namespace workbench {
@@ -90,6 +91,7 @@ int DescribeClass(const std::string& className, const std::string& pluginPath, b
   runtime::TClassDescription description;
   TReferences references;
   std::string error;
+  const CCrashNotice notice(plugin->Path() + ": the plug-in crashed while it described " + className);
   if (!plugin->Describe(className, &description, &error) || !LoadReferences(*plugin, &references, &error)) {
     PrintError(error);
     return kApplicationWrong;

@@ -78,7 +78,7 @@ void MeetFaults() {
   std::set_terminate(OnTerminate);
 }
 
-CCrashNotice::CCrashNotice(std::string text) : message(std::move(text)) {
+CCrashNotice::CCrashNotice(std::string text) : message("loopbox: " + std::move(text)) {
   UseSignalStack();
   crashMessage = message.c_str();
   struct sigaction action {};

@@ -9,7 +9,7 @@
 
 namespace workbench {
 
-constexpr char kOutOfMemory[] = "out of memory\n";
+constexpr char kOutOfMemory[] = "loopbox: out of memory\n";
 
 // Once, at the start. A file that grows past what the system allows becomes a
 // write error. An exception that nothing can catch, as when memory ends inside

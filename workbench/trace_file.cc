@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t kBufferSize = std::size_t{1} << 20;
 
-std::string ErrorText() { return errno != 0 ? std::string(": ") + std::strerror(errno) : std::string(); }
+std::string ErrorText(int error) { return error != 0 ? std::string(": ") + std::strerror(error) : std::string(); }
 
 }  // namespace
 
@@ -40,7 +40,7 @@ bool CTraceFile::Open(const std::string& name, const std::vector<std::string>& f
     errno = 0;
     file = std::fopen(name.c_str(), "wb");
     if (file == nullptr) {
-      *error = name + ": the trace can't be written" + ErrorText();
+      *error = name + ": the trace can't be written" + ErrorText(errno);
       return false;
     }
     buffer.resize(kBufferSize);
@@ -50,11 +50,12 @@ bool CTraceFile::Open(const std::string& name, const std::vector<std::string>& f
   return true;
 }
 
-std::string CTraceFile::Loss() const { return shownName + ": the trace is not complete" + ErrorText(); }
+std::string CTraceFile::Loss() const { return shownName + ": the trace is not complete" + ErrorText(firstError); }
 
 bool CTraceFile::Flush(std::string* error) {
   errno = 0;
   if (trace->Flush() && !Failed()) return true;
+  if (firstError == 0) firstError = errno;
   *error = Loss();
   return false;
 }
@@ -65,6 +66,7 @@ bool CTraceFile::Close(std::string* error) {
   if (file == stdout) return flushed;
   errno = 0;
   const bool closed = std::fclose(std::exchange(file, nullptr)) == 0;
+  if (!closed && firstError == 0) firstError = errno;
   if (flushed && !closed) *error = Loss();
   return flushed && closed;
 }

@@ -2,6 +2,7 @@
 #ifndef LOOPBOX_WORKBENCH_TRACE_FILE_H
 #define LOOPBOX_WORKBENCH_TRACE_FILE_H
 
+#include <cerrno>
 #include <cstdio>
 #include <optional>
 #include <string>
@@ -23,7 +24,10 @@ class CTraceFile {
   bool Open(const std::string& name, const std::vector<std::string>& files, runtime::CApplication& application,
             std::vector<runtime::TStateColumn> state, std::string* error);
   bool IsOpen() const { return trace.has_value(); }
-  void WriteRow() { trace->WriteRow(); }
+  void WriteRow() {
+    trace->WriteRow();
+    if (Failed() && firstError == 0) firstError = errno;
+  }
   // Everything so far is in the file.
   bool Flush(std::string* error);
   // True when a row was lost: no more can be written.
@@ -37,6 +41,7 @@ class CTraceFile {
   std::string shownName;
   std::FILE* file = nullptr;
   std::vector<char> buffer;
+  int firstError = 0;  // errno of the first loss; what the run's end does may fail too
   std::optional<runtime::CTrace> trace;
 };
 

@@ -1,0 +1,54 @@
+// What asks for too much memory or time is refused at its place.
+#include <gtest/gtest.h>
+
+#include "runtime/process.h"
+#include "tests/support.h"
+
+namespace {
+
+using tests::CRun;
+
+TEST(Limits, AreToldAtTheirPlace) {
+  std::string arrays = "data\n";
+  for (int i = 0; i < 40; ++i) arrays += "a" + std::to_string(i) + " : real[1000000];\n";
+  std::string meters;
+  for (int i = 0; i < 100'001; ++i) meters += "instrument meter m" + std::to_string(i) + " end_instrument;\n";
+  const std::pair<std::string, std::string> rows[] = {
+      {"data zone : real[2000000000]; end_data;", "FILE:1:18: integer out of range, expected 1 to 1000000"},
+      {arrays + "end_data;", "FILE:35:1: data elements take more than 256 MiB"},
+      {meters, "FILE:100001:1: more than 100000 instruments"},
+      {"process substeps = 10001; end_process;", "FILE:1:20: integer out of range, expected 1 to 10000"},
+      {"application a duration = 1e18; end_application;", "FILE:1:26: more than 2^53 periods"},
+      {"application a period = 1e-9; end_application;", "FILE:1:24: a period is at least 0.001 s"},
+  };
+  for (const auto& [text, message] : rows) {
+    SCOPED_TRACE(text.substr(0, 80));
+    const CRun run(text);
+    EXPECT_FALSE(run.IsRead());
+    EXPECT_NE(run.Diagnostics().find(message), std::string::npos) << run.Diagnostics();
+  }
+}
+
+TEST(Limits, CallbacksThatAreTooManyWait) {
+  CRun run(
+      "application a period = 1; duration = 2; end_application; data n : real; end_data;\n"
+      "script\nevery(1e-9, function() data.n = data.n + 1 end)\nend_script;\n");
+  ASSERT_TRUE(run.IsRead()) << run.Diagnostics();
+  run.ToEnd();
+  EXPECT_EQ(run.Value("n"), 200'000.0);
+  ASSERT_EQ(run.messages.size(), 1u);
+  EXPECT_EQ(run.messages[0].instrument, "script");
+}
+
+TEST(Limits, ADelayWithoutRoomYieldsItsOldestRecord) {
+  runtime::CDelay delay;
+  for (int i = 0; i < 10; ++i) delay.Record(i, 100.0 + i, i >= 4);
+  EXPECT_EQ(delay.Count(), 4u);
+  bool isLost = false;
+  EXPECT_EQ(delay.Find(9.0, 2.0, 1.0, &isLost), 107.0);
+  EXPECT_FALSE(isLost);
+  EXPECT_EQ(delay.Find(9.0, 5.0, 1.0, &isLost), 106.0);
+  EXPECT_TRUE(isLost);
+}
+
+}  // namespace
