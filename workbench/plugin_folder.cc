@@ -40,6 +40,7 @@ bool LoadReference(const std::string& plugin, const std::string& className, std:
   std::error_code missing;
   if (!std::filesystem::exists(path, missing)) return true;
   return CReference::Load(path.string(), &reference->emplace(), error);
+}
 
 std::unique_ptr<runtime::CApplication> ReadApplication(const runtime::TReadOptions& options, runtime::CPlugin& plugin,
                                                        std::vector<runtime::TDiagnostic>* diagnostics) {
