@@ -103,6 +103,7 @@ struct TReadOptions {
   std::optional<double> duration;                                  // seconds
   std::vector<std::pair<std::string, std::string>> initialValues;  // element name, value
   std::uint64_t seed = 1;
+  std::int64_t scriptWork = 10'000'000;           // Lua instructions that a script's block, callback or event may take
   std::function<void(const std::string&)> print;  // a script's output, one line a call
   // What a script changes: a call of a procedure that returns nothing, with its
   // instrument, or a data element that gets another value.

@@ -24,8 +24,7 @@
 namespace runtime {
 
 constexpr std::size_t kMemoryLimit = std::size_t{64} << 20;  // bytes beyond what the sandbox itself takes
-constexpr std::int64_t kWorkLimit = 10'000'000;              // Lua instructions for a block, callback or event
-constexpr double kTimeLimit = 10.0;                          // seconds of processor time for the same
+constexpr double kTimeLimit = 10.0;                          // seconds of processor time for a block, callback or event
 constexpr int kMaximumDepth = 8;                             // events inside procedures inside events
 constexpr std::uint32_t kMaximumArguments = 16;              // of a procedure or event
 constexpr int kFailed = -1;
@@ -60,7 +59,7 @@ struct TScriptPart {
   std::size_t memoryUsed = 0;
   std::size_t memoryLimit = std::numeric_limits<std::size_t>::max();
   std::uint32_t refusedLine = 0;  // where memory was refused last; 0: none was
-  std::int64_t workLeft = kWorkLimit;
+  std::int64_t workLeft = 0;
   double timeAtStart = -1.0;  // of the call from outside; negative: not read yet
   bool stopped = false;       // every further instruction fails
   int depth = 0;              // calls from outside that are going on

@@ -107,7 +107,7 @@ int Open(lua_State* lua) {
 }
 
 void Begin(TScriptPart& part) {
-  part.workLeft = kWorkLimit;
+  part.workLeft = part.application.options.scriptWork;
   part.timeAtStart = -1.0;
   part.refusedLine = 0;
   part.stopped = false;

@@ -131,23 +131,6 @@ TEST(HostileText, RandomEditsDoNoHarm) {
 
 // --- Reading again ---
 
-// What a host does when a definition was changed: the same object reads anew.
-bool ReadAgain(const CRun& run, std::size_t instrument, std::uint32_t end) {
-  runtime::TApplicationPart& part = run->Part();
-  runtime::TInstrumentPart& read = part.instruments[instrument];
-  const std::uint32_t whole = std::exchange(read.end, end);
-  part.reading.instrument = &read;
-  part.reading.lexer = std::make_unique<runtime::CLexer>(part.source);
-  part.reading.lexer->Seek(read.begin);
-  char16_t error[256] = {};
-  char16_t token[1024] = {};
-  const bool accepted = read.object->ReadSelf(255, error, 1023, token) != 0;
-  part.reading.lexer.reset();
-  part.reading.instrument = nullptr;
-  read.end = whole;
-  return accepted;
-}
-
 TEST(ReadingAgain, LeaksNothingAfterSuccessOrFailure) {
   const runtime::TMemoryStatistics before = runtime::MemoryStatistics();
   {
@@ -157,8 +140,8 @@ TEST(ReadingAgain, LeaksNothingAfterSuccessOrFailure) {
     int refused = 0;
     for (std::size_t i = 0; i < 3; ++i) {
       const runtime::TInstrumentPart& part = run->Part().instruments[i];
-      for (std::uint32_t end = part.begin; end <= part.end; ++end) refused += ReadAgain(run, i, end) ? 0 : 1;
-      EXPECT_TRUE(ReadAgain(run, i, part.end));
+      for (std::uint32_t end = part.begin; end <= part.end; ++end) refused += run.ReadAgain(i, end) ? 0 : 1;
+      EXPECT_TRUE(run.ReadAgain(i, part.end));
       EXPECT_EQ(runtime::MemoryStatistics().blocks, once.blocks) << part.name;
       EXPECT_EQ(runtime::MemoryStatistics().bytes, once.bytes) << part.name;
       EXPECT_LE(part.object->host->expressions.size(), 5u);
@@ -177,7 +160,7 @@ TEST(ReadingAgain, StartsFromDefaults) {
       "expression = r; inverse; value_section range_to = 5; end_value_section; end_instrument;");
   ASSERT_TRUE(run.IsRead());
   EXPECT_EQ(run.Meter("t", runtime::kValuePane).rangeTo, 5.0);
-  ASSERT_TRUE(ReadAgain(run, 0, run->Part().instruments[0].begin));  // no entries at all
+  ASSERT_TRUE(run.ReadAgain(0, run->Part().instruments[0].begin));  // no entries at all
   EXPECT_EQ(run.Meter("t", runtime::kValuePane).rangeTo, 100.0);
   EXPECT_TRUE(run.Object("t").host->expressions.empty());
 }

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <utility>
 
 namespace {
 
@@ -158,6 +159,22 @@ std::string CRun::Trace() {
   std::string result(text, size);
   free(text);
   return result;
+}
+
+bool CRun::ReadAgain(std::size_t instrument, std::uint32_t end) const {
+  runtime::TApplicationPart& part = application->Part();
+  runtime::TInstrumentPart& read = part.instruments[instrument];
+  const std::uint32_t whole = std::exchange(read.end, end);
+  part.reading.instrument = &read;
+  part.reading.lexer = std::make_unique<runtime::CLexer>(part.source);
+  part.reading.lexer->Seek(read.begin);
+  char16_t error[256] = {};
+  char16_t token[1024] = {};
+  const bool accepted = read.object->ReadSelf(255, error, 1023, token) != 0;
+  part.reading.lexer.reset();
+  part.reading.instrument = nullptr;
+  read.end = whole;
+  return accepted;
 }
 
 TOutcome Shell(const std::string& command) {

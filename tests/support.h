@@ -68,6 +68,9 @@ class CRun {
   std::vector<double> Call(const std::string& instrument, const std::string& procedure,
                            std::vector<double> arguments) const;
   std::string Trace();  // of the whole run, CSV
+  // What a host does when a definition was changed: the same object reads anew,
+  // up to this offset of the text. False: it refused.
+  bool ReadAgain(std::size_t instrument, std::uint32_t end) const;
 
   std::vector<runtime::TRunTimeMessage> messages;
   std::vector<std::string> printed;
