@@ -21,7 +21,7 @@ struct TKind {
 
 constexpr TKind kKinds[] = {
     {"pid_regulator",
-     {"inverse;", "manual = hand;", "parameters adaptive = true; end_parameters;",
+     {"inverse;", "manual = hand; blink_rate = 500;", "parameters adaptive = true; end_parameters;",
       "parameters refil = true; end_parameters;",
       "output_section range_from = -20; range_to = 120; end_output_section;",
       "value_section range_from = -1e9; range_to = 1e300; mode = history; end_value_section;",
@@ -31,12 +31,12 @@ constexpr TKind kKinds[] = {
      {"inverse;", "divergence_plus = 1;", "divergence_minus = 2;", "receivers = shown; always_activate;",
       "output_section range_from = 5; range_to = 6; end_output_section;",
       "value_section range_from = -1e9; range_to = 1e300; mode = history; end_value_section;", "show_description;",
-      "blink_rate = 500;"},
+      "position = 1, 2, 300, 4;"},
      "return data.hand > 0"},
     {"step_regulator",
      {"inverse;", "divergence_plus = 1;", "divergence_minus = 2;", "receivers = shown; always_activate;",
       "inactive_hit = 0;", "value_section range_from = -1e9; range_to = 1e300; mode = history; end_value_section;",
-      "inactive_hit = -1;", "blink_rate = 500;"},
+      "inactive_hit = -1;", "show_description;"},
      "return data.hand > 0, data.hand < 10"},
 };
 
