@@ -6,12 +6,12 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <iterator>
 #include <limits>
-#include <random>
 #include <vector>
 
 #include "runtime/elementary_constants.h"
-#include "runtime/elementary_functions.h"
+#include "tests/elementary_arguments.h"
 
 namespace {
 
@@ -20,32 +20,27 @@ constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 
 std::uint64_t Bits(double x) { return std::bit_cast<std::uint64_t>(x); }
 
-struct TFunction {
-  const char* name;
-  double (*ours1)(double);
-  double (*ours2)(double, double);
-  int (*theirs1)(mpfr_ptr, mpfr_srcptr, mpfr_rnd_t);
-  int (*theirs2)(mpfr_ptr, mpfr_srcptr, mpfr_srcptr, mpfr_rnd_t);
-  double least, most;      // the range of many of the arguments
-  std::uint64_t sameBits;  // of 10,000 results, on every platform
-
-  double Ours(double x, double y) const { return ours1 != nullptr ? ours1(x) : ours2(x, y); }
+// MPFR's function of the same name.
+struct TTheirs {
+  int (*ofOne)(mpfr_ptr, mpfr_srcptr, mpfr_rnd_t);
+  int (*ofTwo)(mpfr_ptr, mpfr_srcptr, mpfr_srcptr, mpfr_rnd_t);
 };
 
-const TFunction kFunctions[] = {
-    {"Sin", elementary::Sin, {}, mpfr_sin, {}, -10, 10, 0xD14C29D9850733DE},
-    {"Cos", elementary::Cos, {}, mpfr_cos, {}, -10, 10, 0x15F630398B94A912},
-    {"Tan", elementary::Tan, {}, mpfr_tan, {}, -10, 10, 0xA8DCF6DC02D67144},
-    {"ArcSin", elementary::ArcSin, {}, mpfr_asin, {}, -1, 1, 0xEC4E34B9CC4FD9A0},
-    {"ArcCos", elementary::ArcCos, {}, mpfr_acos, {}, -1, 1, 0x6A91C6D00F168B30},
-    {"ArcTan", elementary::ArcTan, {}, mpfr_atan, {}, -10, 10, 0x22BCD9095FFE5D65},
-    {"Exp", elementary::Exp, {}, mpfr_exp, {}, -750, 750, 0x1F43892C41AD73B7},
-    {"Ln", elementary::Ln, {}, mpfr_log, {}, 0, 3, 0xF6E178FABD41E81D},
-    {"Log10", elementary::Log10, {}, mpfr_log10, {}, 0, 3, 0xDEA01A394606E2AA},
-    {"Cosh", elementary::Cosh, {}, mpfr_cosh, {}, -750, 750, 0xB276088AEF984854},
-    {"ArcTan2", {}, elementary::ArcTan2, {}, mpfr_atan2, -10, 10, 0xC354E24E35DD1E7A},
-    {"Power", {}, elementary::Power, {}, mpfr_pow, 0, 3, 0x8F25ADD4034D3109},
+struct TFunction : tests::TElementary {
+  TTheirs theirs;
 };
+
+std::vector<TFunction> Functions() {
+  constexpr TTheirs kTheirs[] = {
+      {mpfr_sin, nullptr},   {mpfr_cos, nullptr},  {mpfr_tan, nullptr},   {mpfr_asin, nullptr},
+      {mpfr_acos, nullptr},  {mpfr_atan, nullptr}, {mpfr_exp, nullptr},   {mpfr_log, nullptr},
+      {mpfr_log10, nullptr}, {mpfr_cosh, nullptr}, {nullptr, mpfr_atan2}, {nullptr, mpfr_pow},
+  };
+  static_assert(std::size(kTheirs) == std::size(tests::kElementary));
+  std::vector<TFunction> functions;
+  for (std::size_t i = 0; i < std::size(kTheirs); ++i) functions.push_back({tests::kElementary[i], kTheirs[i]});
+  return functions;
+}
 
 // Around 0, 1, the least and greatest numbers and the ends of the ranges;
 // arguments whose results lie very near to the middle of two doubles, and the
@@ -74,8 +69,8 @@ class CReference {
   double operator()(const TFunction& function, double xValue, double yValue) {
     mpfr_set_d(x, xValue, MPFR_RNDN);
     mpfr_set_d(y, yValue, MPFR_RNDN);
-    const int inexact = function.theirs1 != nullptr ? function.theirs1(result, x, MPFR_RNDN)
-                                                    : function.theirs2(result, x, y, MPFR_RNDN);
+    const int inexact = function.theirs.ofOne != nullptr ? function.theirs.ofOne(result, x, MPFR_RNDN)
+                                                         : function.theirs.ofTwo(result, x, y, MPFR_RNDN);
     mpfr_subnormalize(result, inexact, MPFR_RNDN);
     return mpfr_get_d(result, MPFR_RNDN);
   }
@@ -84,60 +79,25 @@ class CReference {
   mpfr_t x, y, result;
 };
 
-// Arguments of every kind, taken at random.
-class CArguments {
- public:
-  explicit CArguments(const TFunction& function) : least(function.least), most(function.most) {}
-  double Next() {
-    const double part = static_cast<double>(random() >> 11) * 0x1p-53;
-    const double few = static_cast<double>(1 + random() % 255);
-    const int power = static_cast<int>(random() % 60);
-    const double sign = random() % 2 != 0 ? 1 : -1;
-    switch (kind = random() % 8) {
-      case 0:  // few bits, and few more in the last places
-        return sign * std::ldexp(few, power - 50) * (1 + static_cast<double>(random() % 32) * 0x1p-52);
-      case 1:  // near 1
-        return 1 + sign * std::ldexp(few, -53 + power / 2);
-      case 2:  // near a multiple of pi/2
-        return std::nextafter(std::round(std::ldexp(part, power)) * elementary::kHalfPi.high, sign * kInf);
-      case 3:
-      case 4:  // every exponent alike
-        return std::bit_cast<double>(random());
-      default:
-        return least + (most - least) * part;
-    }
-  }
-  // The second argument, often such that powers stay finite.
-  double Second(double x) {
-    const double y = Next();
-    return random() % 2 != 0 || kind == 0 ? y : y / (std::fabs(std::log(std::fabs(x))) + 0x1p-60);
-  }
-
- private:
-  std::mt19937_64 random;
-  double least, most;
-  std::uint64_t kind = 0;
-};
-
 class Elementary : public testing::TestWithParam<TFunction> {
  protected:
   void Expect(double x, double y) {
-    const double ours = GetParam().Ours(x, y);
+    const double ours = GetParam().Of(x, y);
     const double theirs = reference(GetParam(), x, y);
     EXPECT_EQ(Bits(ours), std::isnan(theirs) ? Bits(kNan) : Bits(theirs))
         << std::hexfloat << '(' << x << ", " << y << "): " << ours << ", not " << theirs;
   }
   CReference reference;
 };
-INSTANTIATE_TEST_SUITE_P(All, Elementary, testing::ValuesIn(kFunctions),
+INSTANTIATE_TEST_SUITE_P(All, Elementary, testing::ValuesIn(Functions()),
                          [](const auto& row) { return row.param.name; });
 
 TEST_P(Elementary, IsCorrectlyRounded) {
   const char* wish = std::getenv("LOOPBOX_MPFR_ARGUMENTS");
-  CArguments arguments(GetParam());
+  tests::CArguments arguments(GetParam());
   for (long left = wish != nullptr ? std::atol(wish) : 20'000; left > 0 && !HasFailure(); --left) {
     const double x = arguments.Next();
-    Expect(x, GetParam().ours2 != nullptr ? arguments.Second(x) : 0);
+    Expect(x, GetParam().ofTwo != nullptr ? arguments.Second(x) : 0);
   }
 }
 
@@ -150,18 +110,13 @@ TEST_P(Elementary, HardAndSpecialArguments) {
     }
   }
   for (const double x : values) {
-    for (const double y : GetParam().ours2 != nullptr ? values : std::vector<double>{0}) Expect(x, y);
+    for (const double y : GetParam().ofTwo != nullptr ? values : std::vector<double>{0}) Expect(x, y);
   }
 }
 
 TEST_P(Elementary, HasTheSameBitsEverywhere) {
-  std::uint64_t hash = 0xCBF29CE484222325;  // FNV-1a, a word at a time
-  CArguments arguments(GetParam());
-  for (int i = 0; i < 10'000; ++i) {
-    const double x = arguments.Next();
-    hash = (hash ^ Bits(GetParam().Ours(x, arguments.Next()))) * 0x100000001B3;
-  }
-  EXPECT_EQ(hash, GetParam().sameBits) << std::hex << hash;
+  const std::uint64_t digest = tests::Digest(GetParam());
+  EXPECT_EQ(digest, GetParam().sameBits) << std::hex << digest;
 }
 
 TEST(ElementaryConstants, TwoOverPi) {
