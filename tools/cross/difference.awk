@@ -3,15 +3,13 @@
 BEGIN { FS = "," }
 FNR == NR { expected[FNR] = $0; rows = FNR; next }
 FNR == 1 { split($0, names) }
+FNR > rows { print "row " FNR " is one too many"; found = 1; exit }
 $0 "" != expected[FNR] "" {
   count = split(expected[FNR], values)
-  if (FNR > rows) { print "row " FNR " is one too many"; found = 1; exit }
-  for (i = 1; i <= NF || i <= count; ++i) {
-    if ($i "" != values[i] "") {
-      print "row " FNR ", column " names[i] ": " $i ", not " values[i]
-      found = 1
-      exit
-    }
-  }
+  i = 1
+  while (i <= NF && i <= count && $i "" == values[i] "") ++i
+  print "row " FNR ", column " names[i] ": " $i ", not " values[i]
+  found = 1
+  exit
 }
 END { if (!found) print "ends after row " FNR " of " rows }
