@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <limits>
 
 #include "runtime/expression_machine.h"
@@ -14,9 +15,13 @@ constexpr std::string_view kDelayLost = "Zpoždění přesahuje paměť";
 }  // namespace
 
 void CDelay::Record(double time, double value, bool replaces) {
-  if (replaces && !records.empty()) {
-    records.pop_front();
+  if (replaces && !IsEmpty()) {
+    ++oldest;
     hasDropped = true;
+  }
+  if (records.size() == records.capacity() && oldest > records.size() / 4) {
+    records.erase(records.begin(), records.begin() + static_cast<std::ptrdiff_t>(oldest));
+    oldest = 0;
   }
   records.push_back({time, value});
 }
@@ -26,17 +31,19 @@ std::size_t CDelay::CountOf(double time, double seconds, double substep) const {
   constexpr double kRounding = 4.0 * std::numeric_limits<double>::epsilon();
   const double latest = time - seconds + (kForgiven * substep + kRounding * std::fabs(time));
   const auto isLater = [](double limit, const TRecord& record) { return limit < record.time; };
-  return static_cast<std::size_t>(std::upper_bound(records.begin(), records.end(), latest, isLater) - records.begin());
+  const auto first = records.begin() + static_cast<std::ptrdiff_t>(oldest);
+  return static_cast<std::size_t>(std::upper_bound(first, records.end(), latest, isLater) - first);
 }
 
 double CDelay::Find(double time, double seconds, double substep, bool* isLost) const {
   const std::size_t count = CountOf(time, seconds, substep);
   *isLost = count == 0 && hasDropped;
-  return records[count == 0 ? 0 : count - 1].value;
+  return records[oldest + (count == 0 ? 0 : count - 1)].value;
 }
 
 void CDelay::Trim(double time, double seconds, double substep) {
-  for (std::size_t count = CountOf(time, seconds, substep); count > 1; --count) records.pop_front();
+  const std::size_t count = CountOf(time, seconds, substep);
+  if (count > 1) oldest += count - 1;
 }
 
 void CProcess::Start(std::uint64_t seed, TErrorSink errorSink) {

@@ -5,7 +5,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <set>
 #include <string>
@@ -39,8 +38,8 @@ class CDelay {
   // Forgets what is no longer needed when no later call asks for an older
   // record than Find(time, seconds, substep).
   void Trim(double time, double seconds, double substep);
-  bool IsEmpty() const { return records.empty(); }
-  std::size_t Count() const { return records.size(); }
+  bool IsEmpty() const { return Count() == 0; }
+  std::size_t Count() const { return records.size() - oldest; }
 
  private:
   struct TRecord {
@@ -51,7 +50,10 @@ class CDelay {
   // How many records are old enough.
   std::size_t CountOf(double time, double seconds, double substep) const;
 
-  std::deque<TRecord> records;
+  // In order of time. Those before `oldest` are no longer needed; they go when
+  // the room is used up, so that a delay that has filled takes no more memory.
+  std::vector<TRecord> records;
+  std::size_t oldest = 0;
   bool hasDropped = false;
 };
 

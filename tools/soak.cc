@@ -4,7 +4,6 @@
 // is exact, and that from the 1,000th period on the memory in use stays the
 // same to the byte. Exit status 0 when all holds, else 1.
 #include <fcntl.h>
-#include <malloc.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -13,17 +12,50 @@
 #include <bit>
 #include <charconv>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
 #include "host/panes.h"
 #include "runtime/memory.h"
 #include "runtime/runtime.h"
+
+namespace {
+
+// What operator new gave and operator delete has not taken back, as asked for.
+std::uint64_t liveBytes = 0;
+
+// Stands in front of each block, which it keeps aligned.
+struct alignas(std::max_align_t) THeader {
+  std::size_t size;
+};
+
+}  // namespace
+
+// These replace the library's for the whole process: program, runtime and
+// plug-in. The other forms of new and delete come down to them.
+void* operator new(std::size_t size) {
+  auto* header = static_cast<THeader*>(std::malloc(sizeof(THeader) + size));
+  if (header == nullptr) throw std::bad_alloc();
+  header->size = size;
+  liveBytes += size;
+  return header + 1;
+}
+
+void operator delete(void* block) noexcept {
+  if (block == nullptr) return;
+  THeader* header = static_cast<THeader*>(block) - 1;
+  liveBytes -= header->size;
+  std::free(header);
+}
+
+void operator delete(void* block, std::size_t) noexcept { operator delete(block); }
 
 namespace {
 
@@ -40,7 +72,7 @@ struct TCheckpoint {
   std::uint64_t wrongClocks = 0;
   std::uint64_t pluginBlocks = 0;
   std::uint64_t pluginBytes = 0;
-  std::uint64_t heapBytes = 0;  // of the whole process
+  std::uint64_t heapBytes = 0;  // of operator new, in the whole process
   std::uint64_t residentKilobytes = 0;
   std::uint64_t messages = 0;
 };
@@ -104,12 +136,11 @@ class CSoak {
   }
 
   TCheckpoint Checkpoint() {
-    point.residentKilobytes = ResidentKilobytes();  // first: it uses the heap, the same at each checkpoint
     const runtime::TMemoryStatistics memory = runtime::MemoryStatistics();
-    const struct mallinfo2 heap = mallinfo2();
     point.pluginBlocks = memory.blocks;
     point.pluginBytes = memory.bytes;
-    point.heapBytes = heap.uordblks + heap.hblkhd;
+    point.heapBytes = liveBytes;
+    point.residentKilobytes = ResidentKilobytes();
     return point;
   }
 
