@@ -208,7 +208,8 @@ runlib::TFileContext MakeFileContext(std::string_view folder) {
 }
 
 bool LeavesFolder(const runlib::TFileContext& context, std::u16string_view name) {
-  return Shielded(true, [&] { return Place(context, name).leaves; });
+  // Where it can't be told, opening the file will not succeed either.
+  return Shielded(false, [&] { return Place(context, name).leaves; });
 }
 
 }  // namespace runtime

@@ -27,7 +27,10 @@ bool Fails() {
 
 EXPORT void* operator new(std::size_t size) {
   void* block = Fails() ? nullptr : std::malloc(size);
-  if (block == nullptr) throw std::bad_alloc();
+  if (block == nullptr) {
+    if (const std::new_handler handler = std::get_new_handler()) handler();
+    throw std::bad_alloc();
+  }
   return block;
 }
 EXPORT void operator delete(void* block) noexcept { std::free(block); }

@@ -31,8 +31,8 @@ TEST(Limits, AreToldAtTheirPlace) {
 
 TEST(Limits, CallbacksThatAreTooManyWait) {
   CRun run(
-      "application a period = 1; duration = 2; end_application; data n : real; end_data;\n"
-      "script\nevery(1e-9, function() data.n = data.n + 1 end)\nend_script;\n");
+      "application a period = 1000; duration = 2000; end_application; data n : real; end_data;\n"
+      "script\nevery(0.001, function() data.n = data.n + 1 end)\nend_script;\n");
   ASSERT_TRUE(run.IsRead()) << run.Diagnostics();
   run.ToEnd();
   EXPECT_EQ(run.Value("n"), 200'000.0);

@@ -45,17 +45,26 @@ extern "C" void OnCrash(int signal) {
   _exit(kApplicationWrong);
 }
 
+// An exception that met a function of C on its way is unknown to OnTerminate.
+bool memoryEnded = false;
+
+void OnNoMemory() {
+  memoryEnded = true;
+  throw std::bad_alloc();
+}
+
 [[noreturn]] void OnTerminate() {
   try {
     if (const std::exception_ptr exception = std::current_exception()) std::rethrow_exception(exception);
-    Write("terminated\n");
+    Write(memoryEnded ? kOutOfMemory : "loopbox: terminated\n");
   } catch (const std::bad_alloc&) {
     Write(kOutOfMemory);
   } catch (const std::exception& error) {
+    Write("loopbox: ");
     Write(error.what());
     Write("\n");
   } catch (...) {
-    Write("an exception of an unknown kind\n");
+    Write("loopbox: an exception of an unknown kind\n");
   }
   _exit(kApplicationWrong);
 }
@@ -75,6 +84,7 @@ void MeetFaults() {
   struct sigaction ignore {};
   ignore.sa_handler = SIG_IGN;
   sigaction(SIGXFSZ, &ignore, nullptr);
+  std::set_new_handler(OnNoMemory);
   std::set_terminate(OnTerminate);
 }
 
