@@ -40,7 +40,7 @@ class CCsvReader {
 
  private:
   struct TClose {
-    void operator()(std::FILE* file) const { std::fclose(file); }
+    void operator()(std::FILE* closed) const { std::fclose(closed); }
   };
 
   CCsvReader(std::string path, std::FILE* file);
