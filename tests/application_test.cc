@@ -290,8 +290,8 @@ i=3e9 | expected a whole number of 32 bits
 a=1 | an array needs an index
 r[0]=1 | it is no array
 a[2]=1 | the index is out of range
-a[-1]=1 | expected NAME=VALUE or NAME[INDEX]=VALUE
-a[1=1 | expected NAME=VALUE or NAME[INDEX]=VALUE
+a[-1]=1 | expected NAME or NAME[INDEX]
+a[1=1 | expected NAME or NAME[INDEX]
 none=1 | there is no such data element
 hidden=1 | there is no such data element
 )";

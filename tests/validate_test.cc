@@ -139,7 +139,7 @@ TEST(Validate, SpeaksToPeopleAndPrograms) {
       EXPECT_NE(outcome.output.find(part), std::string::npos) << part << "\n" << outcome.output;
   }
   const std::string list = tests::Loopbox("validate --list").output;
-  EXPECT_NE(tests::ReadFile(tests::SourcePath("docs/validate.md")).find("```\n" + list + "```"), std::string::npos)
+  EXPECT_NE(tests::ReadFile(tests::SourcePath("docs/validate.md")).find("```text\n" + list + "```"), std::string::npos)
       << "docs/validate.md and `loopbox validate --list` differ:\n"
       << list;
 }

@@ -266,7 +266,7 @@ void CClassTexts::TryEntry(const TEntry& entry, const std::string& block) {
   }
   if (entry.type == "name") {
     // Some are right only together with a switch.
-    for (const std::string& word : WordsOf(entry.meaning)) {
+    for (const std::string& word : WordsOf(entry.range)) {
       const std::string text = entry.keyword + " = " + word + ";";
       const bool known = std::find(choice.entries.begin(), choice.entries.end(), text) != choice.entries.end();
       if (!known && (Accepts(InBlock(block, text)) || Accepts(InBlock(block, switches[block] + text)))) {

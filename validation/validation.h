@@ -20,7 +20,7 @@ struct TEntry {
   std::string keyword;
   std::string type;     // expression, element, names, name, boolean, flag, block, …
   std::string example;  // an entry that is right
-  std::string meaning;
+  std::string range;    // of a choice its names
 };
 using TEntries = std::vector<TEntry>;
 

@@ -45,7 +45,7 @@ bool Reference(const std::string& plugin, const std::string& className, validati
   if (!LoadReference(plugin, className, &reference, error)) return false;
   if (!reference) return true;
   for (const TKeyword& keyword : reference->Keywords()) {
-    entries->push_back({keyword.section, keyword.keyword, keyword.type, keyword.example, keyword.meaning});
+    entries->push_back({keyword.section, keyword.keyword, keyword.type, keyword.example, keyword.range});
   }
   return true;
 }
