@@ -218,12 +218,3 @@ std::int32_t MeasureText(const vgr::TFontInfoEx* font, std::u16string_view text)
 }
 
 }  // namespace painting
-
-#if defined(__SANITIZE_ADDRESS__)
-// The font library keeps its patterns by offsets, which a search for leaks
-// can't follow.
-extern "C" const char* __lsan_default_suppressions();
-extern "C" const char* __lsan_default_suppressions() { return "leak:libfontconfig\n"; }
-extern "C" const char* __lsan_default_options();
-extern "C" const char* __lsan_default_options() { return "print_suppressions=0"; }
-#endif

@@ -153,13 +153,13 @@ TEST(Report, ComparesWithAnEarlierTrace) {
   const std::string furnace = tests::SourcePath("examples/furnace.lbx");
   const std::string trace = folder.Path("before.csv");
   const std::string page = folder.Path("page.html");
-  ASSERT_EQ(Loopbox("run " + furnace + " --set set_point=60 --quiet --trace " + trace).status, 0);
+  ASSERT_EQ(Loopbox("run " + furnace + " --set outside=0 --quiet --trace " + trace).status, 0);
   ASSERT_EQ(Loopbox("run " + furnace + " --quiet --report " + page + " --compare " + trace).status, 0);
   const std::string html = tests::ReadFile(page);
   for (const char* part : {"<th>before.csv</th>", "\"wish before\"", "\"value before\"", "\"output before\""}) {
     EXPECT_NE(html.find(part), std::string::npos) << part;
   }
-  const std::string earlier = Loopbox("run " + furnace + " --set set_point=60").output;
+  const std::string earlier = Loopbox("run " + furnace + " --set outside=0").output;
   const std::size_t at = earlier.find("IAE") + 3;
   const std::size_t begin = earlier.find_first_not_of(' ', at);
   const std::string figure = earlier.substr(begin, earlier.find(' ', begin) - begin);

@@ -81,7 +81,7 @@ void SetLimits() {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   Limit(RLIMIT_CORE, 0);
   Limit(RLIMIT_FSIZE, kFileLimit);
-#ifndef __SANITIZE_ADDRESS__  // the sanitizer's own tables need more
+#ifndef LOOPBOX_SANITIZE  // the sanitizer's own tables need more
   Limit(RLIMIT_AS, kMemoryLimit);
 #endif
 }

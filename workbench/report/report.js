@@ -58,6 +58,30 @@
       .filter((annotation) => annotation !== null);
   }
 
+  // Dygraphs begins a step curve anew at each point, which leaves a dash no
+  // room: draws it in one stroke.
+  function dashedSteps({ points, drawingContext: context, color, strokeWidth }, dash) {
+    let last = null;
+    context.save();
+    context.strokeStyle = color;
+    context.lineWidth = strokeWidth;
+    context.setLineDash(dash);
+    context.beginPath();
+    for (const point of points) {
+      if (point.yval === null) continue;
+      if (Number.isNaN(point.canvasy)) {
+        last = null;
+        continue;
+      }
+      if (last) context.lineTo(point.canvasx, last.canvasy);
+      else context.moveTo(point.canvasx, point.canvasy);
+      context.lineTo(point.canvasx, point.canvasy);
+      last = point;
+    }
+    context.stroke();
+    context.restore();
+  }
+
   function draw(element) {
     const panel = data.panels[Number(element.dataset.panel)];
     const curves = panel.curves;
@@ -67,6 +91,7 @@
     const series = {};
     for (const curve of curves) {
       series[curve.name] = { color: curve.color, stepPlot: curve.holds, strokePattern: curve.dash, strokeWidth: curve.dash ? 1.3 : 1.8 };
+      if (curve.dash && curve.holds) series[curve.name].plotter = (event) => dashedSteps(event, curve.dash);
     }
     const plot = new Dygraph(element, rows, {
       labels, series, connectSeparatedPoints: true, legend: "always", labelsDiv: element.previousElementSibling,
