@@ -73,7 +73,7 @@ TEST(Validate, CatchesEachFaultByItsCase) {
       {"overruns_buffer", "identity/capacities", EOutcome::kFailed, "wrote past a buffer of capacity 0"},
       {"malformed_image", "identity/images", EOutcome::kFailed, "measures 4100 × 2 pixels"},
       {"leaks_block", "lifetime/thousand", EOutcome::kFailed, "memory is not balanced"},
-#ifndef LOOPBOX_SANITIZE  // whose heap does not tell what is in use
+#ifndef __SANITIZE_ADDRESS__  // whose heap does not tell what is in use
       {"leaks_heap", "lifetime/thousand", EOutcome::kFailed, "outside the host's memory service"},
 #endif
       {"needs_init", "lifetime/uninitialised", EOutcome::kCrashed, "SIGABRT (Aborted) while Done without"},
