@@ -24,7 +24,7 @@ _loopbox_classes() {
 _loopbox() {
   setopt localoptions extendedglob
   local program=$words[1] command= kind line match mbegin mend
-  local -a help specs commands
+  local -a help rows commands
   (( CURRENT > 2 )) && command=${words[2]}
   help=(${(f)"$(_call_program help $program ${command:+${(q)command}} --help 2>/dev/null)"})
   if [[ -z $command && $words[CURRENT] != -* ]]; then
@@ -46,18 +46,18 @@ _loopbox() {
     local meaning=${rest##*  ##}
     [[ $rest == *'  '* ]] || meaning=${help[i+1]## ##}
     meaning=${meaning//(#m)[]\[:]/\\$MATCH}
-    specs+=("$repeated${option}[$meaning]${kind:+:$kind:$(_loopbox_action $kind)}")
+    rows+=("$repeated${option}[$meaning]${kind:+:$kind:$(_loopbox_action $kind)}")
   done
   for line in $help; do
     [[ $line == (#b)'Usage: '*' '(|\[)([A-Z]##)(|\]) ]] || continue
     case $match[2] in
-      FILE) specs+=('1:application:_files -g "*.lbx"') ;;
-      PLUGIN) specs+=('1:plug-in:_files -g "*.so"') ;;
-      CLASS) specs+=('1:class:_loopbox_classes') ;;
+      FILE) rows+=('1:application:_files -g "*.lbx"') ;;
+      PLUGIN) rows+=('1:plug-in:_files -g "*.so"') ;;
+      CLASS) rows+=('1:class:_loopbox_classes') ;;
     esac
   done
   [[ -n $command ]] && shift words && (( CURRENT-- ))
-  _arguments $specs
+  _arguments $rows
 }
 
 _loopbox "$@"

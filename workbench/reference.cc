@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 #include <utility>
 
 #include "workbench/text.h"
@@ -71,15 +71,21 @@ bool CReference::Load(const std::string& path, CReference* reference, std::strin
 bool CReference::AddFile(const std::string& path, bool isIncluded, std::string* error) {
   constexpr std::string_view kInclude = "include ";
   std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  if (file) text << file.rdbuf();
-  if (!file || !text) {
+  std::string text;
+  bool readable = static_cast<bool>(file);
+  try {
+    // Unlike operator <<, this lets the end of memory through as what it is.
+    if (readable) text.assign(std::istreambuf_iterator<char>(file), {});
+  } catch (const std::ios_base::failure&) {
+    readable = false;
+  }
+  if (!readable) {
     *error = path + ": the reference of the class can't be read";
     return false;
   }
   std::string section;
   std::size_t number = 0;
-  for (const std::string& line : Split(text.view(), '\n')) {
+  for (const std::string& line : Split(text, '\n')) {
     ++number;
     if (line.empty() || line.front() == '#') continue;
     std::string message;
