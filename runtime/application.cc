@@ -137,7 +137,6 @@ bool CInstrumentHandle::NeedsTiming() const { return Part().timed; }
 const std::string& CInstrumentHandle::QuantityUnit() const { return Part().quantityUnit; }
 const std::string& CInstrumentHandle::OutputUnit() const { return Part().outputUnit; }
 std::uint32_t CInstrumentHandle::Offset() const { return Part().header; }
-std::uint32_t CInstrumentHandle::End() const { return Part().end; }
 const view::CNodeView* CInstrumentHandle::View() const { return Part().object; }
 bool CInstrumentHandle::IsMeter() const { return Part().object->kind == view::kMeter; }
 std::vector<TNamed> CInstrumentHandle::Events() const { return Described(EventsOf(*Part().object)); }

@@ -164,7 +164,6 @@ class CInstrumentHandle {
   bool Call(const std::string& procedure, std::vector<double>* arguments) const;
   std::vector<TDefinitionEntry> Definition() const;
   std::uint32_t Offset() const;  // of the definition's header
-  std::uint32_t End() const;     // of the keyword that closes it
   const view::CNodeView* View() const;
 
  private:

@@ -11,6 +11,8 @@
 #include <system_error>
 #include <utility>
 
+#include "workbench/text.h"
+
 namespace workbench {
 namespace {
 
@@ -129,6 +131,14 @@ bool CCsvReader::Number(std::size_t column, double* value, std::string* error) c
   const auto [stop, status] = std::from_chars(text.data(), end, *value);
   if (status == std::errc() && stop == end && std::isfinite(*value)) return true;
   *error = Complaint(column, "expected a number, found \"" + text + "\"");
+  return false;
+}
+
+bool CCsvReader::Later(std::size_t column, double* time, std::string* error) const {
+  const double last = *time;
+  if (!Number(column, time, error)) return false;
+  if (*time > last) return true;
+  *error = Complaint(column, "expected more than the " + Seconds(last) + " of the row before, found " + fields[column]);
   return false;
 }
 

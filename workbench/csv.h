@@ -33,6 +33,8 @@ class CCsvReader {
   // A finite number that is the whole field, as a trace writes it; else false
   // with a whole message.
   bool Number(std::size_t column, double* value, std::string* error) const;
+  // The same for a time in seconds that comes after *time.
+  bool Later(std::size_t column, double* time, std::string* error) const;
   // "PATH:LINE: column NAME: problem", of the record read last.
   std::string Complaint(std::size_t column, const std::string& problem) const;
   // "PATH:LINE: problem".

@@ -3,8 +3,6 @@
 #include <limits>
 #include <utility>
 
-#include "workbench/text.h"
-
 namespace workbench {
 namespace {
 
@@ -59,13 +57,7 @@ void CInputFile::Leave(const std::string& name, const std::string& reason) {
 CCsvReader::EOutcome CInputFile::ReadAhead(std::string* error) {
   const CCsvReader::EOutcome outcome = reader->Next(error);
   if (outcome != CCsvReader::kRow) return outcome;
-  const double last = nextTime;
-  if (!reader->Number(timeColumn, &nextTime, error)) return CCsvReader::kBad;
-  if (!(nextTime > last)) {
-    *error = reader->Complaint(timeColumn, "expected more than the " + Seconds(last) + " of the row before, found " +
-                                               reader->Field(timeColumn));
-    return CCsvReader::kBad;
-  }
+  if (!reader->Later(timeColumn, &nextTime, error)) return CCsvReader::kBad;
   for (TDriven& element : driven) {
     const std::string problem =
         application->ReadValue(element.item.element, reader->Field(element.column), &element.value);

@@ -8,7 +8,6 @@
 
 #include "painting/painting.h"
 #include "workbench/csv.h"
-#include "workbench/picture_file.h"
 #include "workbench/text.h"
 
 namespace workbench {
@@ -31,17 +30,12 @@ constexpr struct {
 // curves.
 constexpr struct {
   const char* column;
-  std::size_t panel;  // of the regulator's
   bool holds;
-} kCompared[] = {{"wish_value", 0, true}, {"value", 0, false}, {"output", 1, true}};
+} kCompared[] = {{"wish_value", true}, {"value", false}, {"output", true}};
 
 bool Differs(double one, double other) { return one != other && !(std::isnan(one) && std::isnan(other)); }
 
 }  // namespace
-
-bool CReport::Prepare(const std::string& fileName, const std::vector<std::string>& files, std::string* error) {
-  return PreparePicture(fileName, files, error);
-}
 
 CReport::CReport(const runtime::CApplication& theApplication, const TReferences& references)
     : application(theApplication) {
@@ -106,31 +100,22 @@ bool CReport::Compare(const std::string& fileName, std::string* error) {
   }
   std::vector<double> row(reader->Header().size(), kNone);
   std::vector<double> sample(columns.size());
-  double last = 0.0;
-  double period = 0.0;
+  const auto timeColumn = static_cast<std::size_t>(time);
+  double now = -std::numeric_limits<double>::infinity();
   CCsvReader::EOutcome outcome = CCsvReader::kRow;
   for (std::uint64_t rows = 0; (outcome = reader->Next(error)) == CCsvReader::kRow; ++rows) {
-    const auto timeColumn = static_cast<std::size_t>(time);
-    if (!reader->Number(timeColumn, &row[timeColumn], error)) return false;
+    if (!reader->Later(timeColumn, &now, error)) return false;
     for (std::size_t i = 0; i < columns.size(); ++i) {
       if (!reader->Number(columns[i], &row[columns[i]], error)) return false;
       sample[i] = row[columns[i]];
     }
-    const double now = row[timeColumn];
-    if (rows > 0 && !(now > last)) {
-      *error = reader->Complaint(timeColumn, "expected more than the " + Seconds(last) + " of the row before, found " +
-                                                 reader->Field(timeColumn));
-      return false;
-    }
-    // The first row of a trace stands one period behind the start.
-    if (rows == 0) period = now;
-    last = now;
     comparison.plot.Feed(now, sample);
     comparison.summaries.resize(regulators.size());
     for (std::size_t i = 0; i < regulators.size(); ++i) {
       const std::ptrdiff_t* const of = &bySummary[3 * i];
       if (of[0] < 0 || of[1] < 0 || of[2] < 0) continue;
-      if (rows == 0) comparison.summaries[i].emplace(period);
+      // The first row of a trace stands one period behind the start.
+      if (rows == 0) comparison.summaries[i].emplace(now);
       const auto at = [&](std::size_t which) { return row[static_cast<std::size_t>(of[which])]; };
       comparison.summaries[i]->Feed({now, at(0), at(1), at(2), std::nullopt});
     }

@@ -55,10 +55,6 @@ class CReport {
  public:
   static constexpr std::size_t kMostMarks = 500;
 
-  // Before the run: false with a message when the file would replace one that
-  // must stay, or can't be written.
-  static bool Prepare(const std::string& fileName, const std::vector<std::string>& files, std::string* error);
-
   // Both outlive the report.
   CReport(const runtime::CApplication& application, const TReferences& references);
   // Reads an earlier trace. False with a message, also when it has no column

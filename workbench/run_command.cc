@@ -70,7 +70,7 @@ class CRunCommand {
     kept.push_back(options.panes);
     if (!PreparePicture(options.plot, kept, &error)) return Wrong(error);
     kept.push_back(options.plot);
-    return options.report.empty() || CReport::Prepare(options.report, kept, &error) ? kDone : Wrong(error);
+    return PreparePicture(options.report, kept, &error) ? kDone : Wrong(error);
   }
 
   int Read() {
