@@ -1,7 +1,6 @@
 // A period of a pid_regulator: what it decides, and how its output is written.
-#include <algorithm>
 #include <cmath>
-#include <iterator>
+#include <utility>
 
 #include "pid/laws.h"
 #include "pid/pid_regulator.h"
@@ -12,10 +11,6 @@ namespace loopbox {
 namespace {
 
 constexpr std::uint32_t kDayMS = 86400000;  // the clock restarts here
-
-void Shift(double (&history)[kHistoryLength]) {
-  std::copy_backward(std::begin(history), std::end(history) - 1, std::end(history));
-}
 
 }  // namespace
 
@@ -98,11 +93,7 @@ bool CPidRegulator::Decide(double wish, double value, bool regulate, double* out
   s.output[0] = std::isfinite(computed) ? computed : s.output[1];
   const double limited = LimitOutput(Mirror(s.output[0]));
 
-  Shift(s.output);
-  if (regulate) {
-    Shift(s.wish);
-    Shift(s.value);
-  }
+  s.Shift(regulate);
   s.output[0] = 0.0;
   s.wish[0] = 0.0;
   s.value[0] = 0.0;

@@ -20,6 +20,9 @@ struct TPidState {
   // theta 1 to 4 := -a1, b1, -a2, b2, and the reverse.
   void ThetaFromModel();
   void ModelFromTheta();
+  // One period on: what stood in element k stands in k + 1, element 0 as well.
+  // Wish and value go on in regulated periods alone.
+  void Shift(bool regulated);
 
   double dt = 1.0;  // seconds since the previous regulated period
   double wish[kHistoryLength] = {};
@@ -43,6 +46,16 @@ struct TPidState {
   double ldFactor[kFactorLength] = {0.1, 0.1, 0.1, 0.1, 0.1, 0.1, 0.1, 0.1, 0.1, 0.1};
   double thetaPrev[kThetaLength] = {0.1, 0.1, 0.1, 0.1, 0.1};  // before the last identification step
 };
+
+inline void TPidState::Shift(bool regulated) {
+  const auto shift = [](double(&history)[kHistoryLength]) {
+    for (std::size_t i = kHistoryLength - 1; i > 0; --i) history[i] = history[i - 1];
+  };
+  shift(output);
+  if (!regulated) return;
+  shift(wish);
+  shift(value);
+}
 
 struct TIdentState {
   double dDiag[kDataLength] = {1000.0, 1000.0, 1000.0, 1000.0, 1000.0, 1000.0};

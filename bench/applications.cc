@@ -1,0 +1,122 @@
+#include "bench/applications.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <vector>
+
+#include "bench/baseline.h"
+
+namespace bench {
+
+namespace {
+
+[[noreturn]] void Fail(const std::string& message) {
+  std::fprintf(stderr, "bench: %s\n", message.c_str());
+  std::exit(1);
+}
+
+class CFolder {
+ public:
+  CFolder() {
+    const std::filesystem::path memory = "/dev/shm";
+    const std::filesystem::path place =
+        std::filesystem::is_directory(memory) ? memory : std::filesystem::temp_directory_path();
+    path = place / "loopbox-bench-XXXXXX";
+    if (mkdtemp(path.data()) == nullptr) Fail(path + ": can't be made");
+  }
+  ~CFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path, ignored);
+  }
+  std::string path;
+};
+
+}  // namespace
+
+std::string FilePath(const std::string& name) {
+  static const CFolder folder;
+  return folder.path + "/" + name;
+}
+
+void WriteFile(const std::string& path, const std::string& text) {
+  std::ofstream file(path, std::ios::binary);
+  file.write(text.data(), static_cast<std::streamsize>(text.size()));
+  if (!file.flush()) Fail(path + ": can't be written");
+}
+
+runtime::CPlugin& Plugin() {
+  static const std::unique_ptr<runtime::CPlugin> plugin = [] {
+    std::string error;
+    auto loaded = runtime::CPlugin::Load(LOOPBOX_PLUGIN, &error);
+    if (!loaded) Fail(error);
+    return loaded;
+  }();
+  return *plugin;
+}
+
+std::unique_ptr<runtime::CApplication> Read(const std::string& path) {
+  runtime::TReadOptions options;
+  options.path = path;
+  std::vector<runtime::TDiagnostic> diagnostics;
+  auto application = runtime::CApplication::Read(options, Plugin(), &diagnostics);
+  if (!application) Fail(diagnostics.empty() ? path : Format(diagnostics.front()));
+  return application;
+}
+
+std::unique_ptr<runtime::CApplication> ReadText(const std::string& text) {
+  const std::string path = FilePath("bench.lbx");
+  WriteFile(path, text);
+  return Read(path);
+}
+
+std::string Text(const TShape& shape) {
+  std::string data;
+  std::string instruments;
+  std::string script;
+  const bool continuous = shape.className == "pid_regulator";
+  const bool incremental = shape.className == "step_regulator";
+  for (std::size_t i = 0; i < shape.count; ++i) {
+    const std::string n = std::to_string(i);
+    const std::string phase = std::to_string(i % 64);
+    data += "  sp" + n + " : real = " + std::to_string(80 + i % 40) + ";\n  pv" + n + " : real = " + phase +
+            ";\n  out" + n + (continuous ? " : real;\n" : " : boolean;\n");
+    instruments += "instrument " + shape.className + " r" + n + "\n  wish_value = sp" + n + " * 0.5;\n  expression = ";
+    instruments += shape.sine ? "pv" + n + " + sin(ramp);\n" : "pv" + n + " + ramp;\n";
+    instruments +=
+        std::string("  condition = run;\n  ") + (incremental ? "output_plus" : "output") + " = out" + n + ";\n";
+    const auto mode = [&shape](int pane) { return shape.historyPanes > pane ? " mode = history;" : ""; };
+    instruments += std::string("  value_section range_from = 0; range_to = 100;") + mode(0) + " end_value_section;\n";
+    if (shape.historyPanes > 1)
+      instruments += std::string("  wish_value_section") + mode(1) + " end_wish_value_section;\n";
+    if (continuous) {
+      instruments += "  parameters\n    regulator_type = " + shape.law + ";\n";
+      instruments += shape.adaptive ? "    adaptive = true;\n" : "    param_1 = 2; param_2 = 30; param_3 = 1.5;\n";
+      instruments += "  end_parameters;\n";
+    }
+    instruments += "end_instrument;\n";
+    if (shape.event) {
+      script += incremental ? "  function r" + n + ".OnOutput(minus, plus) return minus, plus end\n"
+                            : "  function r" + n + ".OnOutput(u) return u end\n";
+    }
+  }
+  std::string text = "application bench\n  period = 0.1;\n  duration = 100000000;\nend_application;\n";
+  text += "data\n  ramp : real;\n  run : boolean = true;\n" + data + "end_data;\n" + instruments;
+  if (!script.empty()) text += "script\n" + script + "end_script;\n";
+  return text;
+}
+
+CBench::CBench(const std::string& text) : application(ReadText(text)) {
+  runtime::TItem ramp;
+  if (!application->FindItem("ramp", &ramp).empty()) return;
+  application->SetInput([this, ramp](double) { application->SetElementValue(ramp, Varied(done++)); });
+}
+
+void CBench::Step(std::size_t periods) {
+  for (std::size_t i = 0; i < periods; ++i) {
+    if (!application->Step()) Fail("the run is over");
+  }
+}
+
+}  // namespace bench

@@ -1,0 +1,54 @@
+// Applications of many instruments of one class, for the bench.
+#ifndef LOOPBOX_BENCH_APPLICATIONS_H
+#define LOOPBOX_BENCH_APPLICATIONS_H
+
+#include <cstddef>
+#include <memory>
+#include <string>
+
+#include "runtime/runtime.h"
+
+namespace bench {
+
+// Where the bench keeps its files: a folder in memory, where there is one, that
+// goes with the program.
+std::string FilePath(const std::string& name);
+void WriteFile(const std::string& path, const std::string& text);
+
+runtime::CPlugin& Plugin();
+
+// Reads a text; ends the program with what is wrong.
+std::unique_ptr<runtime::CApplication> Read(const std::string& path);
+std::unique_ptr<runtime::CApplication> ReadText(const std::string& text);
+
+struct TShape {
+  std::string className = "pid_regulator";
+  std::size_t count = 1;
+  std::string law = "classical";
+  bool sine = false;      // in the expression of the controlled quantity
+  bool event = false;     // a script's OnOutput that returns its arguments
+  int historyPanes = 0;   // of wish value and value, as curves of 100
+  bool adaptive = false;  // identification and synthesis in each period
+};
+
+// Each instrument: wish value `sp * 0.5`, quantity `pv + ramp`, condition `run`,
+// one element written (a step_regulator: its plus output), three meters. The
+// element `ramp`, common to all, is to be varied from period to period.
+std::string Text(const TShape& shape);
+
+// An application that runs on and on, its `ramp` varied.
+class CBench {
+ public:
+  explicit CBench(const std::string& text);
+  // Runs so many periods.
+  void Step(std::size_t periods = 1);
+  runtime::CApplication& operator*() const { return *application; }
+
+ private:
+  std::unique_ptr<runtime::CApplication> application;
+  std::size_t done = 0;
+};
+
+}  // namespace bench
+
+#endif
