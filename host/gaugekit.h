@@ -123,11 +123,17 @@ class CMeter final : public hx_vinst::CInstrument {
   // one decimal place, default colours, a buffer of `history` + 1 zeros.
   void InitData();
 
+  // What a period touches stands together, on one cache line.
   double meterValue;  // shown now
-  std::uint32_t mode;
-  std::uint32_t content;
   double rangeFrom;
   double rangeTo;
+  // Whether a painter draws the history buffer, and as of which change of the
+  // painters: only then is it shifted.
+  std::uint32_t drawnAsOf;
+  std::uint8_t drawn;
+
+  std::uint32_t mode;
+  std::uint32_t content;
   double lowLimit;
   double highLimit;
   double realStep;        // rounds what is printed to a multiple; 0: does not
@@ -154,10 +160,6 @@ class CMeter final : public hx_vinst::CInstrument {
   CLimitLabel lowLabel;
   CLimitLabel highLabel;
   hx_expr::TExprTreeRecord* expression;  // of a meter of its own; owned
-  // Whether a painter draws the history buffer, and as of which change of the
-  // painters: only then is it shifted.
-  std::uint32_t drawnAsOf;
-  std::uint8_t drawn;
 
  private:
   bool IsDrawn();

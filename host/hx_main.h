@@ -121,8 +121,14 @@ void Init_();
 }
 
 namespace hx_tool {
-void SetValueLongReal(hx_expr::TValue* value, double real);
-void SetValueBoolean(hx_expr::TValue* value, std::uint8_t boolean);
+inline void SetValueLongReal(hx_expr::TValue* value, double real) {
+  value->type = hx_expr::kReal;
+  value->real = real;
+}
+inline void SetValueBoolean(hx_expr::TValue* value, std::uint8_t boolean) {
+  value->type = hx_expr::kBoolean;
+  value->boolean = boolean != 0 ? 1 : 0;
+}
 void Init_();
 }  // namespace hx_tool
 
@@ -159,7 +165,7 @@ class CInstrument : public view::CNodeView {
   // After reading: 1 when Action must be called in each period.
   virtual std::uint8_t NeedsTiming();
   // Once a period, with kActionTimer or kActionReceiver.
-  virtual void Action(std::uint32_t reason);
+  virtual void Action(std::uint32_t) {}
   // At the rate registered last: phase 1, then 0, and so on.
   virtual void Blink(std::uint8_t phase);
   // Descriptions by index from 0; false past the end. The texts are copied.
@@ -251,9 +257,8 @@ class CInstrument : public view::CNodeView {
   std::uint32_t stateWord;
   std::uint32_t optionWord;
   std::uint32_t attributeWord;
-  char16_t name[63 + 1];
-
   THostPart* host;  // the host's own
+  char16_t name[63 + 1];
 
  protected:
   ~CInstrument() = default;

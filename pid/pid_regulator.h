@@ -48,31 +48,32 @@ class CPidRegulator final : public CRegulator {
   // parameter file is reported and changes nothing.
   void LoadParameterFile();
 
-  hx_expr::TExprTreeRecord* manualExpr = nullptr;  // real, while the condition is false; null: hold
-  char16_t outputName[kNameCapacity + 1] = {};
+  // What a period touches stands first.
+  std::uint32_t lastTime = 0;                // milliseconds, of the last regulated period
+  std::uint32_t regulatorType = kClassical;  // a TLaw
+  TPidState* state = nullptr;                // owned
   std::uint64_t outputId = hx_vinst::kNoDataElement;
   hx_expr::TExprTreeRecord* outputIndexExpr = nullptr;
-  std::uint8_t refil = 0;  // identification type 2
-  std::uint32_t refilMark = hx_vinst::kNoMark;
+  hx_expr::TExprTreeRecord* manualExpr = nullptr;  // real, while the condition is false; null: hold
+  TIdentState* identState = nullptr;               // owned
+  std::uint32_t blinkRate = 0;                     // 0: no blinking
   std::uint8_t adaptive = 0;
-  std::uint32_t adaptiveMark = hx_vinst::kNoMark;
-  std::uint32_t regulatorType = kClassical;  // a TLaw
-  char16_t fileName[runlib::kPathCapacity + 1] = {};
-  std::uint32_t lastTime = 0;      // milliseconds, of the last regulated period
-  std::uint32_t identCounter = 3;  // regulated periods since identification started
+  std::uint8_t outputTrimming = 1;  // the limited output is the one remembered
   std::uint8_t identRunning = 0;
   std::uint8_t identCancelled = 0;      // the last identification step was undone, and that was reported
   std::uint8_t synthesisCancelled = 0;  // the same of the synthesis
-  TPidState* state = nullptr;           // owned
-  TIdentState* identState = nullptr;    // owned
-  double param1 = 1.0;                  // ksi under the variable law, else r0
-  double param2 = 1.0;                  // omega, else tI
-  double param3 = 1.0;                  // tD
+  std::uint8_t refil = 0;               // identification type 2
+  std::uint32_t identCounter = 3;       // regulated periods since identification started
+  std::uint32_t refilMark = hx_vinst::kNoMark;
+  std::uint32_t adaptiveMark = hx_vinst::kNoMark;
+  double param1 = 1.0;  // ksi under the variable law, else r0
+  double param2 = 1.0;  // omega, else tI
+  double param3 = 1.0;  // tD
   std::uint32_t param1Mark = hx_vinst::kNoMark;
   std::uint32_t param2Mark = hx_vinst::kNoMark;
   std::uint32_t param3Mark = hx_vinst::kNoMark;
-  std::uint8_t outputTrimming = 1;  // the limited output is the one remembered
-  std::uint32_t blinkRate = 0;      // 0: no blinking
+  char16_t outputName[kNameCapacity + 1] = {};
+  char16_t fileName[runlib::kPathCapacity + 1] = {};
 
  private:
   double ComputeLaw();

@@ -52,6 +52,7 @@ double CRegulator::RaiseEvent(std::uint32_t identifier, double output) {
 }
 
 void CRegulator::ActivateReceivers() {
+  if (receivers.first == nullptr) return;
   toolkit::ListFirst(&receivers);
   vcom::TListItem* item = nullptr;
   while (toolkit::ListNext(&receivers, &item)) InstrumentException(item->words[0], item->words[1], 0);

@@ -99,24 +99,25 @@ class CRegulator : public hx_vinst::CInstrument {
   gaugekit::CMeter*& Meter(std::uint32_t section);
   vcont::CStaticText*& DescriptionText(std::uint32_t section);
 
-  gaugekit::CMeter* wishValueMeter = nullptr;
-  gaugekit::CMeter* valueMeter = nullptr;
-  gaugekit::CMeter* outputMeter = nullptr;  // holds the instrument's colours
   vcont::CStaticText* wishValueText = nullptr;
   vcont::CStaticText* valueText = nullptr;
   vcont::CStaticText* outputText = nullptr;
-  std::uint8_t showDescription = 0;
   TSectionLayout sections[kSectionCount];  // index: section number - 1
+  std::uint8_t showDescription = 0;
 
+  // What a period touches stands together.
+  std::uint8_t inverse = 0;
   const TRegulatorTables& tables;
+  gaugekit::CMeter* wishValueMeter = nullptr;
+  gaugekit::CMeter* valueMeter = nullptr;
+  gaugekit::CMeter* outputMeter = nullptr;            // holds the instrument's colours
   hx_expr::TExprTreeRecord* wishValueExpr = nullptr;  // real; null: none
   hx_expr::TExprTreeRecord* valueExpr = nullptr;      // real; null: none
   hx_expr::TExprTreeRecord* conditionExpr = nullptr;  // boolean; null: always regulate
-  double lastOutput = 0.0;                            // of the previous period
+  vcom::CList receivers;                              // activated when the output changes
   std::uint32_t onOutputId = hx_vinst::kNoIdentifier;
   std::uint32_t onOutputChangeId = hx_vinst::kNoIdentifier;
-  std::uint8_t inverse = 0;
-  vcom::CList receivers;  // activated when the output changes
+  double lastOutput = 0.0;  // of the previous period
 
  protected:
   ~CRegulator() = default;

@@ -35,10 +35,7 @@ struct THostPart {
   std::vector<TEvent> events;
   std::uint32_t blinkRate = 0;  // milliseconds, 0: none
   std::uint8_t blinkPhase = 0;
-  // The real evaluated last and not yet shown: a meter that is then given
-  // another value shows it limited.
-  double lastReal = 0.0;
-  bool lastRealFresh = false;
+  bool blinks = false;                   // has a place among the application's blinking ones
   std::uint64_t limitedPeriods[3] = {};  // by pane
 };
 
@@ -103,7 +100,9 @@ struct TApplicationPart {
   std::vector<TInstrumentPart> instruments;
   std::unordered_map<std::string, std::size_t> instrumentByName;
   TReading reading;
-  std::vector<std::size_t> activated;  // receivers of this period, in order
+  std::vector<hx_vinst::CInstrument*> timed;     // those that act in every period, in their order
+  std::vector<hx_vinst::CInstrument*> blinking;  // that asked for it at any time
+  std::vector<std::size_t> activated;            // receivers of this period, in order
 
   std::function<void(double)> input;  // writes elements from outside; may be empty
   std::function<void(const TRunTimeMessage&)> sink;
@@ -125,9 +124,26 @@ void RunPeriod(TApplicationPart& application);
 // Sends every instrument the event that makes it keep what it has learnt;
 // `reason` is vcore::kKeepAtEnd or kKeepOnRequest.
 void KeepLearnt(TApplicationPart& application, std::uint32_t reason);
-// From a meter that was given a new value: counts the periods in which its
-// regulator cut what it evaluated last to the range of the pane.
-void NoteShown(const gaugekit::CMeter& meter, double value);
+// The real that an instrument evaluated last and has not shown yet. When one of
+// its meters is then given another value, it shows it limited, and the periods
+// in which its regulator did so are counted by pane.
+struct TEvaluated {
+  const hx_vinst::CInstrument* instrument = nullptr;  // null: shown
+  double value = 0.0;
+};
+extern TEvaluated lastEvaluated;
+
+inline void NoteEvaluated(const hx_vinst::CInstrument& instrument, double value) {
+  lastEvaluated = {&instrument, value};
+}
+
+void CountLimited(const gaugekit::CMeter& meter);
+
+inline void NoteShown(const gaugekit::CMeter& meter, double value) {
+  if (lastEvaluated.instrument == nullptr) return;
+  if (value != lastEvaluated.value) CountLimited(meter);
+  lastEvaluated.instrument = nullptr;
+}
 
 }  // namespace runtime
 

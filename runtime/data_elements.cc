@@ -174,6 +174,7 @@ std::int32_t CDataElements::Declare(std::string_view name, EType type, std::uint
   if (element.values == nullptr) throw CTextError{mark, "data elements take more than 256 MiB"};
   const std::int32_t index = Count();
   indices.emplace(element.name, index);
+  places.push_back({element.values, element.count, element.type});
   elements.push_back(std::move(element));
   return index;
 }
@@ -214,31 +215,31 @@ void* CDataElements::Allocate(std::size_t size, std::size_t alignment) {
 }
 
 double CDataElements::AsDouble(std::int32_t element, std::uint32_t index) const {
-  const TDataElement& data = (*this)[element];
-  switch (data.type) {
+  const TPlace& place = places[static_cast<std::size_t>(element)];
+  switch (place.type) {
     case EType::kBoolean:
-      return data.Booleans()[index];
+      return static_cast<const std::uint8_t*>(place.values)[index];
     case EType::kInteger:
-      return data.Integers()[index];
+      return static_cast<const std::int32_t*>(place.values)[index];
     case EType::kReal:
       break;
   }
-  return data.Reals()[index];
+  return static_cast<const double*>(place.values)[index];
 }
 
 void CDataElements::SetFromDouble(std::int32_t element, std::uint32_t index, double value) {
-  const TDataElement& data = (*this)[element];
-  switch (data.type) {
+  const TPlace& place = places[static_cast<std::size_t>(element)];
+  switch (place.type) {
     case EType::kBoolean:
-      data.Booleans()[index] = value != 0 && !std::isnan(value) ? 1 : 0;
+      static_cast<std::uint8_t*>(place.values)[index] = value != 0 && !std::isnan(value) ? 1 : 0;
       return;
     case EType::kInteger:
-      data.Integers()[index] = TruncateToInteger(value);
+      static_cast<std::int32_t*>(place.values)[index] = TruncateToInteger(value);
       return;
     case EType::kReal:
       break;
   }
-  data.Reals()[index] = value;
+  static_cast<double*>(place.values)[index] = value;
 }
 
 void ReadDataBlock(CLexer& lexer, CDataElements& elements) {

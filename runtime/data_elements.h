@@ -78,6 +78,7 @@ class CDataElements {
   // `index` is below the element's count. Booleans are 0 and 1; a boolean set
   // from a number is true unless it is 0 or NaN, an integer as
   // TruncateToInteger says.
+  std::uint32_t CountOf(std::int32_t element) const { return places[static_cast<std::size_t>(element)].count; }
   double AsDouble(std::int32_t element, std::uint32_t index) const;
   void SetFromDouble(std::int32_t element, std::uint32_t index, double value);
 
@@ -87,9 +88,17 @@ class CDataElements {
     std::size_t operator()(std::string_view name) const { return std::hash<std::string_view>()(name); }
   };
 
+  // What a write needs to know of an element.
+  struct TPlace {
+    void* values;
+    std::uint32_t count;
+    EType type;
+  };
+
   void* Allocate(std::size_t size, std::size_t alignment);
 
   std::vector<TDataElement> elements;
+  std::vector<TPlace> places;  // of each
   std::unordered_map<std::string, std::int32_t, THash, std::equal_to<>> indices;
   // Values lie in order of declaration in blocks that never move.
   std::vector<std::unique_ptr<std::byte[]>> blocks;

@@ -9,16 +9,19 @@
 #include "runtime/data_elements.h"
 
 // One expression of the text. It belongs to whoever compiled it, and lives no
-// longer than the runtime::CExpressions that made it.
+// longer than the runtime::CExpressions that made it, whose room it takes. What
+// an evaluation touches is small and stands in order of compiling.
 struct hx_expr::TExprTreeRecord {
-  const std::uint64_t* code = nullptr;  // the program, which identical expressions share
-  double lastGood = 0;                  // what is yielded when there is no value; booleans are 0 and 1
-  std::uint32_t mark = 0;               // where the expression starts
-  std::uint32_t failedMark = 0;         // the place reported last, while `failing`
-  bool failing = false;
-  bool isConstant = false;                      // reads nothing that may change
-  runtime::EType type = runtime::EType::kReal;  // kReal or kBoolean
+  static constexpr std::uint32_t kNotFailing = 0xFFFFFFFE;
+
+  const std::uint64_t* code = nullptr;          // the program, which identical expressions share
+  double lastGood = 0;                          // what is yielded when there is no value; booleans are 0 and 1
+  std::uint32_t failedMark = kNotFailing;       // the place reported last, as long as evaluating fails
+  std::uint32_t mark : 31 = 0;                  // where the expression starts
+  std::uint32_t isConstant : 1 = 0;             // reads nothing that may change
   std::unique_ptr<std::uint32_t[]> indexMarks;  // the places of its indices, null when it has none
+
+  bool IsFailing() const { return failedMark != kNotFailing; }
 };
 
 #endif

@@ -360,22 +360,37 @@ class CCompiler {
   }
 
   void Emit(EOpcode opcode, std::uint64_t operand, int stackChange) {
-    EmitWord(static_cast<std::uint64_t>(opcode) | operand << 8);
+    if (rightOperand != kNone && IsBinary(opcode)) {
+      // The operation takes its right number from where it would be loaded from.
+      const bool isReal = static_cast<EOpcode>(code[rightOperand] & 0xFF) == EOpcode::kLoadReal;
+      const EOpcode fused = isReal ? OfReal(opcode) : OfConstant(opcode);
+      code[rightOperand] = (code[rightOperand] & ~std::uint64_t{0xFF}) | static_cast<std::uint64_t>(fused);
+    } else {
+      EmitWord(static_cast<std::uint64_t>(opcode) | operand << 8);
+    }
+    rightOperand = kNone;
     depth += stackChange;
     if (depth > static_cast<int>(kStackDepth)) FailTooDeep(lexer.Peek().offset);
   }
 
   void EmitConstant(double value) {
+    const std::size_t start = code.size();
     Emit(EOpcode::kConstant, 0, 1);
     EmitWord(std::bit_cast<std::uint64_t>(value));
+    rightOperand = start;
   }
 
   void EmitLoad(EOpcode opcode, const void* address) {
+    const std::size_t start = code.size();
     Emit(opcode, AddressBits(address), 1);
+    if (opcode == EOpcode::kLoadReal) rightOperand = start;
     isConstant = false;
   }
 
-  void PatchJump(std::size_t jump) { code[jump] |= static_cast<std::uint64_t>(code.size() - jump) << 8; }
+  void PatchJump(std::size_t jump) {
+    code[jump] |= static_cast<std::uint64_t>(code.size() - jump) << 8;
+    rightOperand = kNone;  // what comes next may have come by the jump
+  }
 
   [[noreturn]] static void FailTooDeep(std::uint32_t offset) {
     throw CTextError{offset, "expression nested too deeply"};
@@ -387,12 +402,16 @@ class CCompiler {
   TNoiseDraws* noise;
   int nesting = 0;
   int depth = 0;  // of the stack, where the program stands
+  // Where the load of a real or a constant starts that is the last operation so
+  // far, however the program came here.
+  static constexpr std::size_t kNone = ~std::size_t{0};
+  std::size_t rightOperand = kNone;
 };
 
 }  // namespace
 
 // Fowler, Noll and Vo's hash, a word at a time, mixed at the end.
-std::size_t CExpressions::THash::operator()(const TProgram& program) const {
+std::size_t CExpressions::THash::operator()(TProgram program) const {
   std::uint64_t hash = 0xCBF29CE484222325u;
   for (const std::uint64_t word : program) {
     hash = (hash ^ word) * 0x100000001B3u;
@@ -401,20 +420,45 @@ std::size_t CExpressions::THash::operator()(const TProgram& program) const {
   return static_cast<std::size_t>(hash);
 }
 
+bool CExpressions::TEqual::operator()(TProgram a, TProgram b) const {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end());
+}
+
+const std::uint64_t* CExpressions::Shared(const std::vector<std::uint64_t>& code) {
+  const auto found = programs.find(code);
+  if (found != programs.end()) return found->data();
+  if (wordsLeft < code.size()) {
+    wordsLeft = std::max(code.size(), kChunkWords);
+    chunks.push_back(std::make_unique<std::uint64_t[]>(wordsLeft));
+    nextWord = chunks.back().get();
+  }
+  const TProgram kept(nextWord, code.size());
+  std::copy(code.begin(), code.end(), nextWord);
+  nextWord += code.size();
+  wordsLeft -= code.size();
+  programs.insert(kept);
+  return kept.data();
+}
+
 TExpression CExpressions::Compile(CLexer& lexer, const CDataElements& elements, EType wanted, TNoiseDraws* noise) {
   CCompiler compiler(lexer, elements, &time, noise);
   const CCompiler::TOperand whole = compiler.CompileWhole(wanted == EType::kBoolean);
-  auto record = std::make_unique<hx_expr::TExprTreeRecord>();
-  record->mark = whole.offset;
-  record->type = wanted == EType::kBoolean ? EType::kBoolean : EType::kReal;
+  if (released.empty()) released.push_back(&records.emplace_back());
+  TExpression record(released.back(), TReleaser{this});
+  released.pop_back();
+  record->mark = whole.offset & 0x7FFFFFFF;
   record->isConstant = compiler.isConstant;
   if (!compiler.indexMarks.empty()) {
     record->indexMarks = std::make_unique<std::uint32_t[]>(compiler.indexMarks.size());
     std::copy(compiler.indexMarks.begin(), compiler.indexMarks.end(), record->indexMarks.get());
   }
-  compiler.code.shrink_to_fit();
-  record->code = programs.insert(std::move(compiler.code)).first->data();
+  record->code = Shared(compiler.code);
   return record;
+}
+
+void CExpressions::Release(hx_expr::TExprTreeRecord* record) {
+  *record = {};
+  released.push_back(record);
 }
 
 }  // namespace runtime

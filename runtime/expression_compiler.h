@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <span>
 #include <unordered_set>
 #include <vector>
 
@@ -22,7 +23,13 @@
 
 namespace runtime {
 
-using TExpression = std::unique_ptr<hx_expr::TExprTreeRecord>;
+class CExpressions;
+
+struct TReleaser {
+  CExpressions* expressions = nullptr;
+  void operator()(hx_expr::TExprTreeRecord* record) const;
+};
+using TExpression = std::unique_ptr<hx_expr::TExprTreeRecord, TReleaser>;
 
 constexpr int kMaximumNesting = 200;                      // parentheses, calls and indices inside one another
 constexpr std::size_t kMaximumProgramLength = 1'000'000;  // words
@@ -46,17 +53,35 @@ class CExpressions {
   // appends a draw, which it multiplies by sigma. Throws CTextError.
   TExpression Compile(CLexer& lexer, const CDataElements& elements, EType wanted, TNoiseDraws* noise = nullptr);
 
+  // Takes an expression back. One that nobody gave back goes with this.
+  void Release(hx_expr::TExprTreeRecord* record);
+
   std::size_t ProgramCount() const { return programs.size(); }
 
  private:
-  using TProgram = std::vector<std::uint64_t>;
+  using TProgram = std::span<const std::uint64_t>;
   struct THash {
-    std::size_t operator()(const TProgram& program) const;
+    std::size_t operator()(TProgram program) const;
+  };
+  struct TEqual {
+    bool operator()(TProgram a, TProgram b) const;
   };
 
-  std::unordered_set<TProgram, THash> programs;
+  static constexpr std::size_t kChunkWords = 4096;
+
+  const std::uint64_t* Shared(const std::vector<std::uint64_t>& code);
+
+  // Programs and records lie in the order in which they were compiled.
+  std::unordered_set<TProgram, THash, TEqual> programs;
+  std::vector<std::unique_ptr<std::uint64_t[]>> chunks;
+  std::uint64_t* nextWord = nullptr;
+  std::size_t wordsLeft = 0;
+  std::deque<hx_expr::TExprTreeRecord> records;
+  std::vector<hx_expr::TExprTreeRecord*> released;
   double time = 0;
 };
+
+inline void TReleaser::operator()(hx_expr::TExprTreeRecord* record) const { expressions->Release(record); }
 
 }  // namespace runtime
 

@@ -2,6 +2,8 @@
 
 #include <bit>
 #include <cmath>
+#include <cstddef>
+#include <iterator>
 
 #include "runtime/elementary_functions.h"
 
@@ -53,126 +55,149 @@ const TData* Address(std::uint64_t bits) {
   return std::bit_cast<const TData*>(static_cast<std::uintptr_t>(bits));
 }
 
+// The operation of a row goes on with the next one's by its own jump, which
+// processors foresee far better than one that all share: labels as values are
+// an extension of both compilers.
+//
 // On kIndexOutOfRange *ordinal tells which index.
 EvalStatus Run(const std::uint64_t* code, double* result, std::uint32_t* ordinal) {
-  double stack[kStackDepth + 1];  // the first stays unused
-  double* top = stack;
-  for (;; ++code) {
-    const std::uint64_t operand = *code >> 8;
-    const auto opcode = static_cast<EOpcode>(*code & 0xFF);
-    switch (opcode) {
-      case EOpcode::kReturn:
-        *result = *top;
-        return std::isfinite(*top) ? EvalStatus::kOk : EvalStatus::kNotFinite;
-      case EOpcode::kConstant:
-        *++top = std::bit_cast<double>(*++code);
-        break;
-      case EOpcode::kLoadReal:
-        *++top = *Address<double>(operand);
-        break;
-      case EOpcode::kLoadBoolean:
-        *++top = *Address<std::uint8_t>(operand);
-        break;
-      case EOpcode::kLoadInteger:
-        *++top = *Address<std::int32_t>(operand);
-        break;
-      case EOpcode::kIndexReal:
-      case EOpcode::kIndexBoolean:
-      case EOpcode::kIndexInteger: {
-        std::uint32_t index;
-        if (!ToIndex(*top, static_cast<std::uint32_t>(operand & 0xFFFFFF), &index)) {
-          *ordinal = static_cast<std::uint32_t>(operand >> 24);
-          return EvalStatus::kIndexOutOfRange;
-        }
-        const std::uint64_t first = *++code;
-        *top = opcode == EOpcode::kIndexReal      ? Address<double>(first)[index]
-               : opcode == EOpcode::kIndexBoolean ? Address<std::uint8_t>(first)[index]
-                                                  : Address<std::int32_t>(first)[index];
-        break;
-      }
-      case EOpcode::kNegate:
-        *top = -*top;
-        break;
-      case EOpcode::kNot:
-        *top = Truth(*top == 0);
-        break;
-      case EOpcode::kAdd:
-        --top;
-        top[0] = top[0] + top[1];
-        break;
-      case EOpcode::kSubtract:
-        --top;
-        top[0] = top[0] - top[1];
-        break;
-      case EOpcode::kMultiply:
-        --top;
-        top[0] = top[0] * top[1];
-        break;
-      case EOpcode::kDivide:
-        --top;
-        top[0] = top[0] / top[1];
-        break;
-      case EOpcode::kEqual:
-        --top;
-        top[0] = Truth(top[0] == top[1]);
-        break;
-      case EOpcode::kNotEqual:
-        --top;
-        top[0] = Truth(top[0] != top[1]);
-        break;
-      case EOpcode::kLess:
-        --top;
-        top[0] = Truth(top[0] < top[1]);
-        break;
-      case EOpcode::kLessOrEqual:
-        --top;
-        top[0] = Truth(top[0] <= top[1]);
-        break;
-      case EOpcode::kGreater:
-        --top;
-        top[0] = Truth(top[0] > top[1]);
-        break;
-      case EOpcode::kGreaterOrEqual:
-        --top;
-        top[0] = Truth(top[0] >= top[1]);
-        break;
-      case EOpcode::kMinimum:
-        --top;
-        top[0] = Minimum(top[0], top[1]);
-        break;
-      case EOpcode::kMaximum:
-        --top;
-        top[0] = Maximum(top[0], top[1]);
-        break;
-      case EOpcode::kCall1:
-        *top = kFunctions1[operand](*top);
-        break;
-      case EOpcode::kCall2:
-        --top;
-        top[0] = kFunctions2[operand](top[0], top[1]);
-        break;
-      case EOpcode::kJump:
-        code += operand - 1;
-        break;
-      case EOpcode::kJumpIfFalse:
-        if (*top-- == 0) code += operand - 1;
-        break;
-      case EOpcode::kAnd:
-        if (*top == 0) {
-          code += operand - 1;
-        } else {
-          --top;
-        }
-        break;
-      case EOpcode::kOr:
-        if (*top != 0) {
-          code += operand - 1;
-        } else {
-          --top;
-        }
-        break;
-    }
+#define BINARY_LABELS(form)                                                                                       \
+  &&add##form, &&subtract##form, &&multiply##form, &&divide##form, &&equal##form, &&notEqual##form, &&less##form, \
+      &&lessOrEqual##form, &&greater##form, &&greaterOrEqual##form, &&minimum##form, &&maximum##form
+  // In the order of EOpcode.
+  static const void* const kLabels[] = {&&finish,
+                                        &&constant,
+                                        &&loadReal,
+                                        &&loadBoolean,
+                                        &&loadInteger,
+                                        &&indexReal,
+                                        &&indexBoolean,
+                                        &&indexInteger,
+                                        &&negate,
+                                        &&invert,
+                                        BINARY_LABELS(),
+                                        BINARY_LABELS(Real),
+                                        BINARY_LABELS(Constant),
+                                        &&call1,
+                                        &&call2,
+                                        &&jump,
+                                        &&jumpIfFalse,
+                                        &&jumpUnlessTrue,
+                                        &&jumpIfTrue};
+#undef BINARY_LABELS
+  static_assert(std::size(kLabels) == static_cast<std::size_t>(EOpcode::kOr) + 1);
+  double stack[kStackDepth + 1];  // below `top`; what the first one holds means nothing
+  double* next = stack;
+  double top = 0.0;
+  const auto operand = [&code] { return *code >> 8; };
+  const auto push = [&](double value) {
+    *next++ = top;
+    top = value;
+  };
+  // What an index on the stack names of an array; null when it is outside.
+  const auto indexed = [&](auto type) -> const decltype(type)* {
+    std::uint32_t index;
+    const bool inside = ToIndex(top, static_cast<std::uint32_t>(operand() & 0xFFFFFF), &index);
+    return inside ? Address<decltype(type)>(*++code) + index : nullptr;
+  };
+
+#define GO_ON goto* kLabels[*++code & 0xFF]
+  goto* kLabels[*code & 0xFF];
+
+finish:
+  *result = top;
+  return std::isfinite(top) ? EvalStatus::kOk : EvalStatus::kNotFinite;
+constant:
+  push(std::bit_cast<double>(*++code));
+  GO_ON;
+loadReal:
+  push(*Address<double>(operand()));
+  GO_ON;
+loadBoolean:
+  push(*Address<std::uint8_t>(operand()));
+  GO_ON;
+loadInteger:
+  push(*Address<std::int32_t>(operand()));
+  GO_ON;
+
+#define INDEX(label, type)                            \
+  label:                                              \
+  if (const type* item = indexed(type())) {           \
+    top = *item;                                      \
+    GO_ON;                                            \
+  }                                                   \
+  *ordinal = static_cast<std::uint32_t>(*code >> 32); \
+  return EvalStatus::kIndexOutOfRange;
+  INDEX(indexReal, double)
+  INDEX(indexBoolean, std::uint8_t)
+  INDEX(indexInteger, std::int32_t)
+#undef INDEX
+
+negate:
+  top = -top;
+  GO_ON;
+invert:
+  top = Truth(top == 0);
+  GO_ON;
+
+// The result of a and b, wherever b comes from.
+#define BINARY(label, result)                        \
+  label : {                                          \
+    const double a = *--next;                        \
+    const double b = top;                            \
+    top = result;                                    \
+    GO_ON;                                           \
+  }                                                  \
+  label##Real : {                                    \
+    const double a = top;                            \
+    const double b = *Address<double>(operand());    \
+    top = result;                                    \
+    GO_ON;                                           \
+  }                                                  \
+  label##Constant : {                                \
+    const double a = top;                            \
+    const double b = std::bit_cast<double>(*++code); \
+    top = result;                                    \
+    GO_ON;                                           \
   }
+  BINARY(add, a + b)
+  BINARY(subtract, a - b)
+  BINARY(multiply, a * b)
+  BINARY(divide, a / b)
+  BINARY(equal, Truth(a == b))
+  BINARY(notEqual, Truth(a != b))
+  BINARY(less, Truth(a < b))
+  BINARY(lessOrEqual, Truth(a <= b))
+  BINARY(greater, Truth(a > b))
+  BINARY(greaterOrEqual, Truth(a >= b))
+  BINARY(minimum, Minimum(a, b))
+  BINARY(maximum, Maximum(a, b))
+#undef BINARY
+
+call1:
+  top = kFunctions1[operand()](top);
+  GO_ON;
+call2:
+  top = kFunctions2[operand()](*--next, top);
+  GO_ON;
+jump:
+  code += operand() - 1;
+  GO_ON;
+jumpIfFalse : {
+  const bool jumps = top == 0;
+  top = *--next;
+  if (jumps) goto jump;
+  GO_ON;
+}
+jumpUnlessTrue:
+  if (top == 0) goto jump;
+  top = *--next;
+  GO_ON;
+jumpIfTrue:
+  if (top != 0) goto jump;
+  top = *--next;
+  GO_ON;
+#undef GO_ON
 }
 
 }  // namespace
@@ -195,14 +220,14 @@ EvalStatus Evaluate(hx_expr::TExprTreeRecord* record, TEvaluation* result) {
   std::uint32_t ordinal = 0;
   const EvalStatus status = Run(record->code, &value, &ordinal);
   if (status == EvalStatus::kOk) {
-    record->lastGood = value;
-    record->failing = false;
+    // What stays as it is leaves its cache line clean.
+    if (std::bit_cast<std::uint64_t>(record->lastGood) != std::bit_cast<std::uint64_t>(value)) record->lastGood = value;
+    if (record->IsFailing()) record->failedMark = hx_expr::TExprTreeRecord::kNotFailing;
     *result = {value, false, record->mark};
     return status;
   }
   const std::uint32_t mark = status == EvalStatus::kIndexOutOfRange ? record->indexMarks[ordinal] : record->mark;
-  *result = {record->lastGood, !record->failing || record->failedMark != mark, mark};
-  record->failing = true;
+  *result = {record->lastGood, record->failedMark != mark, mark};
   record->failedMark = mark;
   return status;
 }

@@ -25,6 +25,9 @@ enum class EOpcode : std::uint8_t {
   kIndexInteger,  // taken from the stack
   kNegate,
   kNot,
+  // Of two numbers on the stack. Each stands for two more operations, in the
+  // same order behind the last: one whose right number is a real (operand:
+  // address), and one whose right number is the next word.
   kAdd,
   kSubtract,
   kMultiply,
@@ -37,6 +40,9 @@ enum class EOpcode : std::uint8_t {
   kGreaterOrEqual,
   kMinimum,  // NaN when either is
   kMaximum,
+  kFirstOfReal,
+  kFirstOfConstant = kFirstOfReal + (kFirstOfReal - kAdd),
+  kLastOfConstant = kFirstOfConstant + (kFirstOfReal - kAdd) - 1,
   kCall1,  // operand: EFunction1
   kCall2,  // operand: EFunction2
   // Jumps; the operand is the number of words from the jump to its target.
@@ -45,6 +51,13 @@ enum class EOpcode : std::uint8_t {
   kAnd,          // false: jumps and leaves it; true: takes it
   kOr,           // true: jumps and leaves it; false: takes it
 };
+
+constexpr bool IsBinary(EOpcode opcode) { return opcode >= EOpcode::kAdd && opcode <= EOpcode::kMaximum; }
+constexpr EOpcode Moved(EOpcode opcode, EOpcode first) {
+  return static_cast<EOpcode>(static_cast<int>(opcode) - static_cast<int>(EOpcode::kAdd) + static_cast<int>(first));
+}
+constexpr EOpcode OfReal(EOpcode opcode) { return Moved(opcode, EOpcode::kFirstOfReal); }
+constexpr EOpcode OfConstant(EOpcode opcode) { return Moved(opcode, EOpcode::kFirstOfConstant); }
 
 enum class EFunction1 : std::uint8_t {
   kSin,

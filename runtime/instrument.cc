@@ -26,7 +26,7 @@ void ReportEvaluation(const CInstrument& instrument, runtime::EvalStatus status)
 }  // namespace
 
 CInstrument::CInstrument()
-    : winWidth(0), winHeight(0), ctx(nullptr), stateWord(0), optionWord(0), attributeWord(0), name{}, host(nullptr) {
+    : winWidth(0), winHeight(0), ctx(nullptr), stateWord(0), optionWord(0), attributeWord(0), host(nullptr), name{} {
   kind = view::kInstrument;
 }
 
@@ -34,7 +34,7 @@ void CInstrument::Done() {
   if (host != nullptr) {
     for (vcom::CList* list : host->receiverLists) toolkit::ListDone(list);
     host->receiverLists.clear();
-    for (hx_expr::TExprTreeRecord* expression : host->expressions) delete expression;
+    for (hx_expr::TExprTreeRecord* expression : host->expressions) Application(*this)->expressions.Release(expression);
     host->expressions.clear();
     host->events.clear();
   }
@@ -46,7 +46,6 @@ void CInstrument::NewRect(vcom::CRect newRect) { CNodeView::NewRect(newRect); }
 void CInstrument::InitInstrument() {}
 void CInstrument::SettingsChanged() {}
 std::uint8_t CInstrument::NeedsTiming() { return 0; }
-void CInstrument::Action(std::uint32_t) {}
 void CInstrument::Blink(std::uint8_t) {}
 
 std::uint8_t CInstrument::GetVarDescription(std::uint32_t, std::uint32_t, char16_t*, std::uint32_t, char16_t*) {
@@ -70,7 +69,6 @@ std::uint8_t CInstrument::ReadSelf(std::uint32_t errorCapacity, char16_t* errorT
   if (host != nullptr) {
     host->blinkRate = 0;
     host->blinkPhase = 0;
-    host->lastRealFresh = false;
   }
   return 1;
 }
@@ -130,16 +128,13 @@ void CInstrument::EvaluateExpression(hx_expr::TExprTreeRecord* expression, std::
     return;
   }
   hx_tool::SetValueLongReal(value, result);
-  if (host != nullptr) {
-    host->lastReal = result;
-    host->lastRealFresh = true;
-  }
+  runtime::NoteEvaluated(*this, result);
 }
 
 void CInstrument::FreeExpression(hx_expr::TExprTreeRecord** expression) {
   if (*expression == nullptr) return;
   if (host != nullptr) std::erase(host->expressions, *expression);
-  delete *expression;
+  Application(*this)->expressions.Release(*expression);
   *expression = nullptr;
 }
 
@@ -151,16 +146,15 @@ void CInstrument::SetDataElement(std::uint64_t elementId, hx_expr::TExprTreeReco
   if (element >= application->data.Count()) return;
   std::uint32_t index = 0;
   if (indexExpression != nullptr) {
-    const bool wasOutside = indexExpression->failing && indexExpression->failedMark == kNoMark;
+    const bool wasOutside = indexExpression->failedMark == kNoMark;
     runtime::TEvaluation evaluation;
     const runtime::EvalStatus status = runtime::Evaluate(indexExpression, &evaluation);
     if (evaluation.newError) ReportEvaluation(*this, status);
     // Nothing is written where no index is: a last good one would be another
     // element than the one that was meant.
     if (status != runtime::EvalStatus::kOk) return;
-    if (!runtime::ToIndex(evaluation.value, application->data[element].count, &index)) {
+    if (!runtime::ToIndex(evaluation.value, application->data.CountOf(element), &index)) {
       if (!wasOutside) ReportEvaluation(*this, runtime::EvalStatus::kIndexOutOfRange);
-      indexExpression->failing = true;
       indexExpression->failedMark = kNoMark;
       return;
     }
@@ -181,7 +175,11 @@ void CInstrument::InstrumentException(std::uint32_t word0, std::uint32_t word1, 
 }
 
 void CInstrument::RegisterBlinking(std::uint32_t rate) {
-  if (host != nullptr) host->blinkRate = rate;
+  runtime::TApplicationPart* application = Application(*this);
+  if (host == nullptr || application == nullptr || host->blinkRate == rate) return;
+  if (!host->blinks) application->blinking.push_back(this);
+  host->blinks = true;
+  host->blinkRate = rate;
 }
 
 void CInstrument::InstrumentShow() { hidden = 0; }

@@ -34,17 +34,3 @@ std::uint8_t ListNext(vcom::CList* list, vcom::TListItem** item) {
 std::uint16_t IdIndex(std::uint32_t identifier) { return static_cast<std::uint16_t>(identifier & 0xFFFF); }
 
 }  // namespace toolkit
-
-namespace hx_tool {
-
-void SetValueLongReal(hx_expr::TValue* value, double real) {
-  value->type = hx_expr::kReal;
-  value->real = real;
-}
-
-void SetValueBoolean(hx_expr::TValue* value, std::uint8_t boolean) {
-  value->type = hx_expr::kBoolean;
-  value->boolean = boolean != 0 ? 1 : 0;
-}
-
-}  // namespace hx_tool

@@ -66,10 +66,12 @@ constexpr vcom::TPoint kMinimumSize[2][kContentCount] = {{{60, 14}, {70, 15}, {8
 
 CMeter::CMeter()
     : meterValue(0.0),
-      mode(kBar),
-      content(kPlain),
       rangeFrom(0.0),
       rangeTo(100.0),
+      drawnAsOf(0),
+      drawn(0),
+      mode(kBar),
+      content(kPlain),
       lowLimit(0.0),
       highLimit(100.0),
       realStep(0.0),
@@ -85,9 +87,7 @@ CMeter::CMeter()
       mask{},
       lowLabel{},
       highLabel{},
-      expression(nullptr),
-      drawnAsOf(0),
-      drawn(0) {
+      expression(nullptr) {
   kind = view::kMeter;
 }
 

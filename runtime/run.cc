@@ -18,12 +18,12 @@ std::uint32_t ClockAt(std::uint64_t k, double period) {
 }
 
 void Blink(TApplicationPart& application, std::uint64_t milliseconds) {
-  for (TInstrumentPart& instrument : application.instruments) {
-    hx_vinst::THostPart& host = *instrument.object->host;
+  for (hx_vinst::CInstrument* instrument : application.blinking) {
+    hx_vinst::THostPart& host = *instrument->host;
     const std::uint8_t phase = host.blinkRate == 0 ? 0 : (milliseconds / host.blinkRate) % 2;
     if (phase == host.blinkPhase) continue;
     host.blinkPhase = phase;
-    instrument.object->Blink(phase);
+    instrument->Blink(phase);
   }
 }
 
@@ -37,9 +37,7 @@ void RunPeriod(TApplicationPart& application) {
   application.process.Advance(from, to);
   if (application.input) application.input(to);
   if (application.script != nullptr) application.script->RunDue(to);
-  for (TInstrumentPart& instrument : application.instruments) {
-    if (instrument.timed) instrument.object->Action(hx_vinst::kActionTimer);
-  }
+  for (hx_vinst::CInstrument* instrument : application.timed) instrument->Action(hx_vinst::kActionTimer);
   // Receivers may activate further ones, which join the end of the row.
   for (std::size_t i = 0; i < application.activated.size(); ++i) {
     application.instruments[application.activated[i]].object->Action(hx_vinst::kActionReceiver);
@@ -56,18 +54,16 @@ void KeepLearnt(TApplicationPart& application, std::uint32_t reason) {
   }
 }
 
-void NoteShown(const gaugekit::CMeter& meter, double value) {
-  const view::CNodeView* parent = meter.parent;
-  if (parent == nullptr || parent->kind != view::kInstrument) return;
-  hx_vinst::THostPart* host = static_cast<const hx_vinst::CInstrument*>(parent)->host;
-  if (host == nullptr || !host->lastRealFresh) return;
-  host->lastRealFresh = false;
-  if (value == host->lastReal) return;
+TEvaluated lastEvaluated;
+
+void CountLimited(const gaugekit::CMeter& meter) {
+  const hx_vinst::CInstrument& instrument = *lastEvaluated.instrument;
+  if (meter.parent != &instrument || instrument.host == nullptr) return;
   std::size_t pane = 0;
-  for (const view::CView* child = parent->firstChild; child != nullptr && child != &meter; child = child->next) {
+  for (const view::CView* child = instrument.firstChild; child != nullptr && child != &meter; child = child->next) {
     if (child->kind == view::kMeter) ++pane;
   }
-  if (pane < std::size(host->limitedPeriods)) ++host->limitedPeriods[pane];
+  if (pane < std::size(instrument.host->limitedPeriods)) ++instrument.host->limitedPeriods[pane];
 }
 
 }  // namespace runtime
