@@ -71,6 +71,30 @@ std::unique_ptr<runtime::CApplication> ReadText(const std::string& text) {
   return Read(path);
 }
 
+const std::vector<std::pair<std::string, TShape>>& Shapes() {
+  static const std::vector<std::pair<std::string, TShape>> shapes = {
+      {"pid_regulator", {}},
+      {"boolean_regulator", {.className = "boolean_regulator"}},
+      {"step_regulator", {.className = "step_regulator"}},
+      {"sine", {.sine = true}},
+      {"script event", {.event = true}},
+      {"one history pane", {.historyPanes = 1}},
+      {"two history panes", {.historyPanes = 2}},
+      {"adaptive", {.adaptive = true}},
+      {"variable law", {.law = "variable", .adaptive = true}},
+  };
+  return shapes;
+}
+
+bool FindShape(const std::string& name, TShape* shape) {
+  for (const auto& [known, found] : Shapes()) {
+    if (known != name) continue;
+    *shape = found;
+    return true;
+  }
+  return false;
+}
+
 std::string Text(const TShape& shape) {
   std::string data;
   std::string instruments;

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "runtime/runtime.h"
 
@@ -30,6 +32,10 @@ struct TShape {
   int historyPanes = 0;   // of wish value and value, as curves of 100
   bool adaptive = false;  // identification and synthesis in each period
 };
+
+// The kinds that are measured, by name.
+const std::vector<std::pair<std::string, TShape>>& Shapes();
+bool FindShape(const std::string& name, TShape* shape);
 
 // Each instrument: wish value `sp * 0.5`, quantity `pv + ramp`, condition `run`,
 // one element written (a step_regulator: its plus output), three meters. The

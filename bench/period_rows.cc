@@ -1,4 +1,6 @@
 // Whole periods through the loaded plug-in.
+#include <algorithm>
+#include <iterator>
 #include <memory>
 #include <string>
 
@@ -17,42 +19,39 @@ TBatch PeriodBatch(const TShape& shape) {
   return {[running] { running->Step(); }, static_cast<double>(shape.count)};
 }
 
-void AddPeriods(const std::string& name, TShape shape, double target, double manyTarget) {
-  for (const std::size_t count : {1, 64, 1000, 10000, 100000}) {
-    shape.count = count;
-    const double held = count == 64 || count == 1000 ? target : count == 100000 ? manyTarget : 0.0;
-    AddRow({"period/" + name + "/" + std::to_string(count),
-            EMeasure::kRatio,
-            held,
-            [shape] { return PeriodBatch(shape); },
-            {},
-            {}});
-  }
-}
+struct TTargets {
+  const char* name;
+  double some;  // at 64 and 1,000 instruments
+  double many;  // at 100,000
+};
+constexpr TTargets kTargets[] = {
+    {"pid_regulator", 4.0, kManyTarget},
+    {"boolean_regulator", 3.0, kManyTarget},
+    {"step_regulator", 3.0, kManyTarget},
+    {"script event", 40.0, 0.0},
+};
 
 }  // namespace
 
 void AddPeriodRows() {
-  const TShape pid;
-  const auto changed = [](TShape shape, auto change) {
-    change(shape);
-    return shape;
-  };
-  AddPeriods("pid_regulator", pid, 4.0, kManyTarget);
-  AddPeriods("boolean_regulator", changed(pid, [](TShape& s) { s.className = "boolean_regulator"; }), 3.0, kManyTarget);
-  AddPeriods("step_regulator", changed(pid, [](TShape& s) { s.className = "step_regulator"; }), 3.0, kManyTarget);
-  AddPeriods("sine", changed(pid, [](TShape& s) { s.sine = true; }), 0.0, 0.0);
-  AddPeriods("script event", changed(pid, [](TShape& s) { s.event = true; }), 40.0, 0.0);
-  AddPeriods("one history pane", changed(pid, [](TShape& s) { s.historyPanes = 1; }), 0.0, 0.0);
-  AddPeriods("two history panes", changed(pid, [](TShape& s) { s.historyPanes = 2; }), 0.0, 0.0);
-  AddPeriods("adaptive", changed(pid, [](TShape& s) { s.adaptive = true; }), 0.0, 0.0);
-  AddPeriods("variable law",
-             changed(pid,
-                     [](TShape& s) {
-                       s.law = "variable";
-                       s.adaptive = true;
-                     }),
-             0.0, 0.0);
+  for (const auto& [name, kind] : Shapes()) {
+    const auto targets = std::find_if(std::begin(kTargets), std::end(kTargets),
+                                      [&name = name](const TTargets& row) { return name == row.name; });
+    for (const std::size_t count : {1, 64, 1000, 10000, 100000}) {
+      double target = 0.0;
+      if (targets != std::end(kTargets)) {
+        target = count == 64 || count == 1000 ? targets->some : count == 100000 ? targets->many : 0.0;
+      }
+      TShape shape = kind;
+      shape.count = count;
+      AddRow({"period/" + name + "/" + std::to_string(count),
+              EMeasure::kRatio,
+              target,
+              [shape] { return PeriodBatch(shape); },
+              {},
+              {}});
+    }
+  }
 }
 
 }  // namespace bench

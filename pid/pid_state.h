@@ -47,9 +47,13 @@ struct TPidState {
   double thetaPrev[kThetaLength] = {0.1, 0.1, 0.1, 0.1, 0.1};  // before the last identification step
 };
 
+// Element by element: a call that moves 40 bytes costs more than the move.
 inline void TPidState::Shift(bool regulated) {
-  const auto shift = [](double(&history)[kHistoryLength]) {
-    for (std::size_t i = kHistoryLength - 1; i > 0; --i) history[i] = history[i - 1];
+  const auto shift = [](double (&history)[kHistoryLength]) {
+    const double newest = history[0];
+    const double moved[] = {history[1], history[2], history[3], history[4]};
+    history[1] = newest;
+    for (std::size_t i = 0; i < kHistoryLength - 2; ++i) history[i + 2] = moved[i];
   };
   shift(output);
   if (!regulated) return;
