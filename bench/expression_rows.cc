@@ -53,9 +53,7 @@ TBatch Interpreted(const std::string& text) {
             double sum = 0.0;
             for (std::size_t i = 0; i < kItems; ++i) {
               Vary(i, a, b);
-              runtime::TEvaluation evaluation;
-              runtime::Evaluate(compiled->expression.get(), &evaluation);
-              sum += evaluation.value;
+              sum += runtime::Evaluate(compiled->expression.get()).value;
             }
             Keep(sum);
           },

@@ -42,7 +42,6 @@ double CRegulator::Measure(hx_expr::TExprTreeRecord* expression, gaugekit::CMete
 
 // The output after the event procedure, which may change it.
 double CRegulator::RaiseEvent(std::uint32_t identifier, double output) {
-  if (identifier == hx_vinst::kNoIdentifier) return output;
   hx_expr::TValue values[kMaximumArguments] = {};
   hx_expr::TValueArray arguments = {EventArguments(output, values), values};
   char16_t errorText[kErrorCapacity + 1] = {};
@@ -52,7 +51,6 @@ double CRegulator::RaiseEvent(std::uint32_t identifier, double output) {
 }
 
 void CRegulator::ActivateReceivers() {
-  if (receivers.first == nullptr) return;
   toolkit::ListFirst(&receivers);
   vcom::TListItem* item = nullptr;
   while (toolkit::ListNext(&receivers, &item)) InstrumentException(item->words[0], item->words[1], 0);
@@ -60,7 +58,7 @@ void CRegulator::ActivateReceivers() {
 
 void CRegulator::Action(std::uint32_t reason) {
   CInstrument::Action(reason);
-  if (!IsComplete()) return;
+  if (!complete) return;
 
   const double wish = Measure(wishValueExpr, wishValueMeter);
   const double value = Measure(valueExpr, valueMeter);
@@ -74,11 +72,14 @@ void CRegulator::Action(std::uint32_t reason) {
   double output = 0.0;
   if (!Decide(wish, value, regulate, &output)) return;
 
-  output = RaiseEvent(onOutputId, output);
-  if (output != lastOutput) output = RaiseEvent(onOutputChangeId, output);
+  if (onOutputId != hx_vinst::kNoIdentifier) output = RaiseEvent(onOutputId, output);
+  if (onOutputChangeId != hx_vinst::kNoIdentifier && output != lastOutput) {
+    output = RaiseEvent(onOutputChangeId, output);
+  }
   outputMeter->SetMeterValue(output);
   WriteOutput(output);
-  if (output != lastOutput || (stateWord & hx_vinst::kStateActivateAlways) != 0) ActivateReceivers();
+  const bool activates = output != lastOutput || (stateWord & hx_vinst::kStateActivateAlways) != 0;
+  if (activates && receivers.first != nullptr) ActivateReceivers();
   lastOutput = output;
 }
 

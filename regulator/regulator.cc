@@ -73,6 +73,7 @@ bool CRegulator::NamesElement(std::uint64_t elementId) {
 
 void CRegulator::Reset() {
   ResetSections();
+  complete = IsComplete();
   for (auto* expression : {&wishValueExpr, &valueExpr, &conditionExpr}) ForgetExpression(*expression);
   lastOutput = 0.0;
   onOutputId = hx_vinst::kNoIdentifier;
@@ -84,6 +85,7 @@ void CRegulator::Reset() {
 void CRegulator::Done() {
   ResetSections();
   CInstrument::Done();
+  complete = 0;
   for (const std::uint32_t section : kPaneOrder) {
     Meter(section) = nullptr;
     DescriptionText(section) = nullptr;

@@ -107,6 +107,7 @@ class CRegulator : public hx_vinst::CInstrument {
 
   // What a period touches stands together.
   std::uint8_t inverse = 0;
+  std::uint8_t complete = 0;  // what IsComplete says since the last Reset
   const TRegulatorTables& tables;
   gaugekit::CMeter* wishValueMeter = nullptr;
   gaugekit::CMeter* valueMeter = nullptr;

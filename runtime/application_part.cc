@@ -22,8 +22,6 @@ TApplicationPart::~TApplicationPart() {
   delete script;
 }
 
-TApplicationPart& ApplicationOf(hx_main::TContext* ctx) { return *static_cast<TApplicationPart*>(ctx->application); }
-
 void TApplicationPart::Report(const std::string& instrument, const std::string& text) {
   TRunTimeMessage message{expressions.Time(), instrument, Translated(text)};
   if (sink) {

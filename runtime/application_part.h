@@ -114,7 +114,9 @@ struct TApplicationPart {
 };
 
 // The application behind a context or an instrument.
-TApplicationPart& ApplicationOf(hx_main::TContext* ctx);
+inline TApplicationPart& ApplicationOf(hx_main::TContext* ctx) {
+  return *static_cast<TApplicationPart*>(ctx->application);
+}
 
 // Reads every block of the text and makes and reads the instruments; what is
 // wrong goes to the diagnostics.
@@ -131,7 +133,7 @@ struct TEvaluated {
   const hx_vinst::CInstrument* instrument = nullptr;  // null: shown
   double value = 0.0;
 };
-extern TEvaluated lastEvaluated;
+extern TEvaluated lastEvaluated __attribute__((visibility("hidden")));
 
 inline void NoteEvaluated(const hx_vinst::CInstrument& instrument, double value) {
   lastEvaluated = {&instrument, value};

@@ -55,17 +55,30 @@ const TData* Address(std::uint64_t bits) {
   return std::bit_cast<const TData*>(static_cast<std::uintptr_t>(bits));
 }
 
-// The operation of a row goes on with the next one's by its own jump, which
-// processors foresee far better than one that all share: labels as values are
-// an extension of both compilers.
-//
-// On kIndexOutOfRange *ordinal tells which index.
-EvalStatus Run(const std::uint64_t* code, double* result, std::uint32_t* ordinal) {
+}  // namespace
+
+double Call(EFunction1 function, double x) { return kFunctions1[static_cast<std::size_t>(function)](x); }
+double Call(EFunction2 function, double x, double y) { return kFunctions2[static_cast<std::size_t>(function)](x, y); }
+
+std::string_view EvalMessage(EvalStatus status) { return kMessages[static_cast<std::size_t>(status)].text; }
+std::u16string_view EvalMessage16(EvalStatus status) { return kMessages[static_cast<std::size_t>(status)].wide; }
+
+bool ToIndex(double value, std::uint32_t count, std::uint32_t* index) {
+  // Truncation makes 0 of all above -1.
+  if (!(value > -1.0 && value < count)) return false;
+  *index = static_cast<std::uint32_t>(static_cast<std::int32_t>(value));
+  return true;
+}
+
+// Each operation goes on with the next by a jump of its own, which processors
+// foresee far better than one that all share (labels as values are an extension
+// of both compilers); and it calls nothing, so that nothing has to be saved.
+double Execute(const std::uint64_t* code, double* next, double top, TStop* stop) {
 #define BINARY_LABELS(form)                                                                                       \
   &&add##form, &&subtract##form, &&multiply##form, &&divide##form, &&equal##form, &&notEqual##form, &&less##form, \
       &&lessOrEqual##form, &&greater##form, &&greaterOrEqual##form, &&minimum##form, &&maximum##form
   // In the order of EOpcode.
-  static const void* const kLabels[] = {&&finish,
+  static const void* const kLabels[] = {&&stopHere,
                                         &&constant,
                                         &&loadReal,
                                         &&loadBoolean,
@@ -78,17 +91,14 @@ EvalStatus Run(const std::uint64_t* code, double* result, std::uint32_t* ordinal
                                         BINARY_LABELS(),
                                         BINARY_LABELS(Real),
                                         BINARY_LABELS(Constant),
-                                        &&call1,
-                                        &&call2,
+                                        &&stopHere,
+                                        &&stopHere,
                                         &&jump,
                                         &&jumpIfFalse,
                                         &&jumpUnlessTrue,
                                         &&jumpIfTrue};
 #undef BINARY_LABELS
   static_assert(std::size(kLabels) == static_cast<std::size_t>(EOpcode::kOr) + 1);
-  double stack[kStackDepth + 1];  // below `top`; what the first one holds means nothing
-  double* next = stack;
-  double top = 0.0;
   const auto operand = [&code] { return *code >> 8; };
   const auto push = [&](double value) {
     *next++ = top;
@@ -104,9 +114,9 @@ EvalStatus Run(const std::uint64_t* code, double* result, std::uint32_t* ordinal
 #define GO_ON goto* kLabels[*++code & 0xFF]
   goto* kLabels[*code & 0xFF];
 
-finish:
-  *result = top;
-  return std::isfinite(top) ? EvalStatus::kOk : EvalStatus::kNotFinite;
+stopHere:
+  *stop = {code, next};
+  return top;
 constant:
   push(std::bit_cast<double>(*++code));
   GO_ON;
@@ -120,14 +130,13 @@ loadInteger:
   push(*Address<std::int32_t>(operand()));
   GO_ON;
 
-#define INDEX(label, type)                            \
-  label:                                              \
-  if (const type* item = indexed(type())) {           \
-    top = *item;                                      \
-    GO_ON;                                            \
-  }                                                   \
-  *ordinal = static_cast<std::uint32_t>(*code >> 32); \
-  return EvalStatus::kIndexOutOfRange;
+#define INDEX(label, type)                  \
+  label:                                    \
+  if (const type* item = indexed(type())) { \
+    top = *item;                            \
+    GO_ON;                                  \
+  }                                         \
+  goto stopHere;
   INDEX(indexReal, double)
   INDEX(indexBoolean, std::uint8_t)
   INDEX(indexInteger, std::int32_t)
@@ -174,12 +183,6 @@ invert:
   BINARY(maximum, Maximum(a, b))
 #undef BINARY
 
-call1:
-  top = kFunctions1[operand()](top);
-  GO_ON;
-call2:
-  top = kFunctions2[operand()](*--next, top);
-  GO_ON;
 jump:
   code += operand() - 1;
   GO_ON;
@@ -200,36 +203,30 @@ jumpIfTrue:
 #undef GO_ON
 }
 
-}  // namespace
-
-double Call(EFunction1 function, double x) { return kFunctions1[static_cast<std::size_t>(function)](x); }
-double Call(EFunction2 function, double x, double y) { return kFunctions2[static_cast<std::size_t>(function)](x, y); }
-
-std::string_view EvalMessage(EvalStatus status) { return kMessages[static_cast<std::size_t>(status)].text; }
-std::u16string_view EvalMessage16(EvalStatus status) { return kMessages[static_cast<std::size_t>(status)].wide; }
-
-bool ToIndex(double value, std::uint32_t count, std::uint32_t* index) {
-  // Truncation makes 0 of all above -1.
-  if (!(value > -1.0 && value < count)) return false;
-  *index = static_cast<std::uint32_t>(static_cast<std::int32_t>(value));
-  return true;
-}
-
-EvalStatus Evaluate(hx_expr::TExprTreeRecord* record, TEvaluation* result) {
-  double value;
-  std::uint32_t ordinal = 0;
-  const EvalStatus status = Run(record->code, &value, &ordinal);
-  if (status == EvalStatus::kOk) {
-    // What stays as it is leaves its cache line clean.
-    if (std::bit_cast<std::uint64_t>(record->lastGood) != std::bit_cast<std::uint64_t>(value)) record->lastGood = value;
-    if (record->IsFailing()) record->failedMark = hx_expr::TExprTreeRecord::kNotFailing;
-    *result = {value, false, record->mark};
-    return status;
+TEvaluation Finish(hx_expr::TExprTreeRecord* record, double top, TStop stop) {
+  std::uint32_t mark = record->mark;
+  auto status = EvalStatus::kOk;
+  while (status == EvalStatus::kOk) {
+    const std::uint64_t operand = *stop.code >> 8;
+    const auto opcode = static_cast<EOpcode>(*stop.code & 0xFF);
+    if (opcode == EOpcode::kReturn) {
+      if (std::isfinite(top)) {
+        record->lastGood = top;
+        record->failedMark = hx_expr::TExprTreeRecord::kNotFailing;
+        return {top, status, false, 0};
+      }
+      status = EvalStatus::kNotFinite;
+    } else if (opcode == EOpcode::kCall1 || opcode == EOpcode::kCall2) {
+      top = opcode == EOpcode::kCall1 ? kFunctions1[operand](top) : kFunctions2[operand](*--stop.next, top);
+      top = Execute(stop.code + 1, stop.next, top, &stop);
+    } else {
+      status = EvalStatus::kIndexOutOfRange;
+      mark = record->indexMarks[static_cast<std::uint32_t>(operand >> 24)];
+    }
   }
-  const std::uint32_t mark = status == EvalStatus::kIndexOutOfRange ? record->indexMarks[ordinal] : record->mark;
-  *result = {record->lastGood, record->failedMark != mark, mark};
+  const bool isNew = record->failedMark != mark;
   record->failedMark = mark;
-  return status;
+  return {record->lastGood, status, isNew, mark};
 }
 
 }  // namespace runtime

@@ -5,6 +5,8 @@
 #ifndef LOOPBOX_RUNTIME_EXPRESSION_MACHINE_H
 #define LOOPBOX_RUNTIME_EXPRESSION_MACHINE_H
 
+#include <bit>
+#include <cmath>
 #include <cstdint>
 #include <string_view>
 
@@ -89,14 +91,40 @@ std::string_view EvalMessage(EvalStatus status);
 std::u16string_view EvalMessage16(EvalStatus status);
 
 struct TEvaluation {
-  double value;        // on failure the last good one
+  double value;  // on failure the last good one
+  EvalStatus status;
   bool newError;       // the failure is to be reported: it began with this evaluation
   std::uint32_t mark;  // on failure its place: that of the index, or the start of the expression
 };
 
+// Where a program stopped, and where the number below the top of its stack is
+// put next.
+struct TStop {
+  const std::uint64_t* code;
+  double* next;
+};
+
+// Runs operations from one on and yields the number on top of the stack where
+// it stops: at the program's end, at a function, at an index out of range.
+double Execute(const std::uint64_t* code, double* next, double top, TStop* stop);
+
+// The rest of an evaluation that did not come to its end at once, or not to a
+// finite number.
+TEvaluation Finish(hx_expr::TExprTreeRecord* record, double top, TStop stop);
+
 // Runs the program and keeps the record's last good value and its latch: a
 // failure is new when the evaluation before succeeded or failed elsewhere.
-EvalStatus Evaluate(hx_expr::TExprTreeRecord* record, TEvaluation* result);
+[[gnu::always_inline]] inline TEvaluation Evaluate(hx_expr::TExprTreeRecord* record) {
+  double stack[kStackDepth + 1];  // what the first one holds means nothing
+  TStop stop;
+  const double value = Execute(record->code, stack, 0.0, &stop);
+  const bool ended = static_cast<EOpcode>(*stop.code & 0xFF) == EOpcode::kReturn;
+  if (!ended || !std::isfinite(value) || record->IsFailing()) [[unlikely]]
+    return Finish(record, value, stop);
+  // What stays as it is leaves its cache line clean.
+  if (std::bit_cast<std::uint64_t>(record->lastGood) != std::bit_cast<std::uint64_t>(value)) record->lastGood = value;
+  return {value, EvalStatus::kOk, false, 0};
+}
 
 // The index that a number means, truncated toward zero. False when it is
 // outside 0 … count - 1, or NaN.

@@ -118,9 +118,8 @@ void CInstrument::FinishRead(vcom::CRect) {}
 void CInstrument::EvaluateExpression(hx_expr::TExprTreeRecord* expression, std::uint32_t type, hx_expr::TValue* value) {
   double result = 0.0;
   if (expression != nullptr) {
-    runtime::TEvaluation evaluation;
-    const runtime::EvalStatus status = runtime::Evaluate(expression, &evaluation);
-    if (evaluation.newError) ReportEvaluation(*this, status);
+    const runtime::TEvaluation evaluation = runtime::Evaluate(expression);
+    if (evaluation.newError) ReportEvaluation(*this, evaluation.status);
     result = evaluation.value;
   }
   if (type == hx_expr::kBoolean) {
@@ -147,12 +146,11 @@ void CInstrument::SetDataElement(std::uint64_t elementId, hx_expr::TExprTreeReco
   std::uint32_t index = 0;
   if (indexExpression != nullptr) {
     const bool wasOutside = indexExpression->failedMark == kNoMark;
-    runtime::TEvaluation evaluation;
-    const runtime::EvalStatus status = runtime::Evaluate(indexExpression, &evaluation);
-    if (evaluation.newError) ReportEvaluation(*this, status);
+    const runtime::TEvaluation evaluation = runtime::Evaluate(indexExpression);
+    if (evaluation.newError) ReportEvaluation(*this, evaluation.status);
     // Nothing is written where no index is: a last good one would be another
     // element than the one that was meant.
-    if (status != runtime::EvalStatus::kOk) return;
+    if (evaluation.status != runtime::EvalStatus::kOk) return;
     if (!runtime::ToIndex(evaluation.value, application->data.CountOf(element), &index)) {
       if (!wasOutside) ReportEvaluation(*this, runtime::EvalStatus::kIndexOutOfRange);
       indexExpression->failedMark = kNoMark;

@@ -165,8 +165,8 @@ bool CMeter::IsDrawn() {
 void CMeter::SetMeterValue(double newValue) {
   meterValue = newValue;
   runtime::NoteShown(*this, newValue);
-  if (drawnAsOf != runtime::PainterChanges()) {
-    drawnAsOf = runtime::PainterChanges();
+  if (drawnAsOf != runtime::painterChanges) {
+    drawnAsOf = runtime::painterChanges;
     drawn = historyBuffer != nullptr && IsDrawn();
   }
   if (!drawn) return;

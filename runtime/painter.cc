@@ -3,12 +3,10 @@
 
 #include "host/gaugekit.h"
 
-namespace {
-std::uint32_t changes = 1;
-}
+using runtime::painterChanges;
 
 namespace runtime {
-std::uint32_t PainterChanges() { return changes; }
+std::uint32_t painterChanges = 1;
 }  // namespace runtime
 
 namespace gaugekit {
@@ -16,7 +14,7 @@ namespace gaugekit {
 void CBufferPainter::DeallocateStructure() {
   curveCount = 0;
   created = 0;
-  ++changes;
+  ++painterChanges;
 }
 
 void CBufferPainter::SetRange(double from, double to, double low, double high) {
@@ -32,7 +30,7 @@ void CBufferPainter::RegisterBuffer(const double* buffer, std::uint32_t count, s
 
 void CBufferPainter::CreateStructure() {
   created = 1;
-  ++changes;
+  ++painterChanges;
 }
 
 void CLimitLabel::Update() { width = vgr::GetTextW(&vgr::SystemN9, 255, text); }

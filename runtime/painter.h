@@ -7,7 +7,7 @@
 namespace runtime {
 
 // Counts the changes of what painters have registered, from 1.
-std::uint32_t PainterChanges();
+extern std::uint32_t painterChanges __attribute__((visibility("hidden")));
 
 }  // namespace runtime
 

@@ -131,9 +131,8 @@ void CProcess::DrawNoise() {
 }
 
 double CProcess::Value(TFormula& formula) {
-  TEvaluation evaluation;
-  const EvalStatus status = Evaluate(formula.expression.get(), &evaluation);
-  if (status != EvalStatus::kOk) Report(formula, evaluation.mark, EvalMessage(status));
+  const TEvaluation evaluation = Evaluate(formula.expression.get());
+  if (evaluation.status != EvalStatus::kOk) Report(formula, evaluation.mark, EvalMessage(evaluation.status));
   return evaluation.value;
 }
 

@@ -124,9 +124,9 @@ struct TPane {
   double value = 0.0;
   double rangeFrom = 0.0;
   double rangeTo = 0.0;
-  bool rangeGiven = false;           // by the definition
-  bool shown = false;                // not disabled
-  bool belowLimit = false;           // of a limit that the definition gives
+  bool rangeGiven = false;  // by the definition
+  bool shown = false;       // not disabled
+  bool belowLimit = false;  // of a limit that the definition gives
   bool aboveLimit = false;
   std::uint64_t limitedPeriods = 0;  // in which the quantity was cut to the range
 };
