@@ -123,7 +123,8 @@ class CMeter final : public hx_vinst::CInstrument {
   // one decimal place, default colours, a buffer of `history` + 1 zeros.
   void InitData();
 
-  // What a period touches stands together, on one cache line.
+  // What a period touches stands together, and on one cache line when the
+  // object stands 16 bytes behind the start of one.
   double meterValue;  // shown now
   double rangeFrom;
   double rangeTo;

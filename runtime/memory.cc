@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "host/runlib.h"
+#include "runtime/block_pool.h"
 
 namespace {
 
@@ -14,6 +15,21 @@ struct alignas(std::max_align_t) THeader {
 runtime::TMemoryStatistics live;
 std::int64_t successesLeft = -1;
 std::int64_t failuresLeft = -1;
+
+// Under a sanitizer each block stands alone, so that its ends are watched.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kPools = false;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+constexpr bool kPools = false;
+#else
+constexpr bool kPools = true;
+#endif
+#else
+constexpr bool kPools = true;
+#endif
+
+bool IsPooled(std::size_t whole) { return kPools && whole >= runtime::kLeastPooled && whole <= runtime::kMostPooled; }
 
 bool FailsOnPurpose() {
   if (successesLeft != 0) {
@@ -44,7 +60,9 @@ void MemAllocate(void** block, std::size_t size) {
   if (block == nullptr) return;
   *block = nullptr;
   const bool refused = size > runtime::kMemoryServiceLimit - live.bytes || FailsOnPurpose();
-  auto* header = refused ? nullptr : static_cast<THeader*>(std::calloc(1, sizeof(THeader) + size));
+  const std::size_t whole = sizeof(THeader) + size;
+  void* room = refused ? nullptr : IsPooled(whole) ? runtime::TakeBlock(whole) : std::calloc(1, whole);
+  auto* header = static_cast<THeader*>(room);
   if (header == nullptr) {
     ++live.failures;
     return;
@@ -60,7 +78,12 @@ void MemDeallocate(void** block) {
   THeader* header = static_cast<THeader*>(*block) - 1;
   --live.blocks;
   live.bytes -= header->size;
-  std::free(header);
+  const std::size_t whole = sizeof(THeader) + header->size;
+  if (IsPooled(whole)) {
+    runtime::GiveBlock(header, whole);
+  } else {
+    std::free(header);
+  }
   *block = nullptr;
 }
 
