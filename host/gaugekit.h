@@ -62,12 +62,14 @@ class CBufferPainter {
   std::uint8_t created;  // the structure exists
 };
 
-// The label of a limit.
+// The label of a limit. Few meters show one: its room is made on first use.
 class CLimitLabel {
  public:
-  void Update();  // measures the text anew
+  char16_t* Room();  // for 255 characters and a terminator; null when there is no memory
+  void Update();     // measures the text anew
+  void Done();       // releases the room
 
-  char16_t text[255 + 1];
+  char16_t* text;      // null: empty
   std::int32_t width;  // pixels
 };
 

@@ -257,8 +257,8 @@ class CInstrument : public view::CNodeView {
   std::uint32_t stateWord;
   std::uint32_t optionWord;
   std::uint32_t attributeWord;
-  THostPart* host;  // the host's own
-  char16_t name[63 + 1];
+  THostPart* host;       // the host's own
+  const char16_t* name;  // of at most 63 characters; the host's
 
  protected:
   ~CInstrument() = default;

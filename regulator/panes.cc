@@ -55,7 +55,7 @@ vgr::TGContext* MakeContext(const vgr::TGContext& model) {
 
 void SetLabel(gaugekit::CLimitLabel& label, double limit, std::uint32_t decPlaces) {
   std::uint32_t length = 0;
-  runlib::RealToWStr(limit, decPlaces, kTextCapacity, label.text, &length);
+  runlib::RealToWStr(limit, decPlaces, kTextCapacity, label.Room(), &length);
   label.Update();
 }
 

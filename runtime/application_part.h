@@ -29,6 +29,7 @@ struct THostPart {
   };
 
   std::size_t index = 0;  // in the application
+  std::u16string name;
   // What the services gave and is still held: released by Done.
   std::vector<hx_expr::TExprTreeRecord*> expressions;
   std::vector<vcom::CList*> receiverLists;

@@ -26,7 +26,7 @@ void ReportEvaluation(const CInstrument& instrument, runtime::EvalStatus status)
 }  // namespace
 
 CInstrument::CInstrument()
-    : winWidth(0), winHeight(0), ctx(nullptr), stateWord(0), optionWord(0), attributeWord(0), host(nullptr), name{} {
+    : winWidth(0), winHeight(0), ctx(nullptr), stateWord(0), optionWord(0), attributeWord(0), host(nullptr), name(u"") {
   kind = view::kInstrument;
 }
 

@@ -54,9 +54,9 @@ hx_vinst::CInstrument* MakeObject(TApplicationPart& application, const std::stri
     return nullptr;
   }
   object->ctx = &application.ctx;
-  const std::u16string name = Utf16(instrumentName);
-  runlib::WStrAssign(63, object->name, static_cast<std::uint32_t>(name.size()), name.c_str());
   object->host = new hx_vinst::THostPart();
+  object->host->name = Utf16(instrumentName);
+  object->name = object->host->name.c_str();
   object->InitInstrument();
   if (MemoryStatistics().failures != failuresBefore) {
     *error = outOfMemory;
@@ -68,6 +68,7 @@ hx_vinst::CInstrument* MakeObject(TApplicationPart& application, const std::stri
 
 void ReleaseObject(hx_vinst::CInstrument* object) {
   object->Done();
+  object->name = u"";
   delete object->host;
   object->host = nullptr;
   void* block = object;

@@ -113,8 +113,7 @@ void CMeter::InitData() {
   font = vgr::SystemN9;
   fontHandle = 0;
   mask[0] = 0;
-  lowLabel.text[0] = highLabel.text[0] = 0;
-  lowLabel.width = highLabel.width = 0;
+  for (CLimitLabel* label : {&lowLabel, &highLabel}) label->Done();
   painter.DeallocateStructure();
   painter.enable = 0;
   if (expression != nullptr) FreeExpression(&expression);
@@ -123,6 +122,7 @@ void CMeter::InitData() {
 
 void CMeter::Done() {
   painter.DeallocateStructure();
+  for (CLimitLabel* label : {&lowLabel, &highLabel}) label->Done();
   void* block = historyBuffer;
   runlib::MemDeallocate(&block);
   historyBuffer = nullptr;
@@ -141,9 +141,9 @@ void CMeter::ResizeBuffer() {
 void CMeter::UpdateLabels() {
   if (content != kFull) return;
   std::uint32_t length = 0;
-  runlib::RealToWStr(lowLimit, decPlaces, kLabelCapacity, lowLabel.text, &length);
+  runlib::RealToWStr(lowLimit, decPlaces, kLabelCapacity, lowLabel.Room(), &length);
   lowLabel.Update();
-  runlib::RealToWStr(highLimit, decPlaces, kLabelCapacity, highLabel.text, &length);
+  runlib::RealToWStr(highLimit, decPlaces, kLabelCapacity, highLabel.Room(), &length);
   highLabel.Update();
 }
 

@@ -11,6 +11,10 @@ std::uint32_t painterChanges = 1;
 
 namespace gaugekit {
 
+namespace {
+constexpr std::uint32_t kLabelCapacity = 255;
+}
+
 void CBufferPainter::DeallocateStructure() {
   curveCount = 0;
   created = 0;
@@ -33,6 +37,22 @@ void CBufferPainter::CreateStructure() {
   ++painterChanges;
 }
 
-void CLimitLabel::Update() { width = vgr::GetTextW(&vgr::SystemN9, 255, text); }
+char16_t* CLimitLabel::Room() {
+  if (text == nullptr) {
+    void* block = nullptr;
+    runlib::MemAllocate(&block, (kLabelCapacity + 1) * sizeof(char16_t));
+    text = static_cast<char16_t*>(block);
+  }
+  return text;
+}
+
+void CLimitLabel::Update() { width = text == nullptr ? 0 : vgr::GetTextW(&vgr::SystemN9, kLabelCapacity, text); }
+
+void CLimitLabel::Done() {
+  void* block = text;
+  runlib::MemDeallocate(&block);
+  text = nullptr;
+  width = 0;
+}
 
 }  // namespace gaugekit
