@@ -29,6 +29,9 @@ struct THostPart {
   };
 
   std::size_t index = 0;  // in the application
+  // What it got from the memory service for itself while it was made, itself
+  // first; without what is small.
+  std::vector<const void*> blocks;
   std::u16string name;
   // What the services gave and is still held: released by Done.
   std::vector<hx_expr::TExprTreeRecord*> expressions;
@@ -59,6 +62,15 @@ struct TInstrumentPart {
   std::vector<std::size_t> receivers;
   std::uint64_t activatedIn = 0;  // the period in which it was activated last
   bool timed = false;
+};
+
+// An instrument that acts in every period, and the cache lines that it will
+// touch then, as far as the host can know: they are asked for ahead.
+struct TTimed {
+  static constexpr std::size_t kLines = 14;
+
+  hx_vinst::CInstrument* object;
+  const void* lines[kLines];
 };
 
 // The definition being read: where the reading services are in the text.
@@ -101,7 +113,7 @@ struct TApplicationPart {
   std::vector<TInstrumentPart> instruments;
   std::unordered_map<std::string, std::size_t> instrumentByName;
   TReading reading;
-  std::vector<hx_vinst::CInstrument*> timed;     // those that act in every period, in their order
+  std::vector<TTimed> timed;                     // in the order of the instruments
   std::vector<hx_vinst::CInstrument*> blinking;  // that asked for it at any time
   std::vector<std::size_t> activated;            // receivers of this period, in order
 

@@ -272,7 +272,7 @@ class CApplicationReader {
       application.Complain(TDiagnostic::kError, place, error[0] == 0 ? "the definition was refused" : Utf8(error));
     } else {
       instrument.timed = instrument.object->NeedsTiming() != 0;
-      if (instrument.timed) application.timed.push_back(instrument.object);
+      if (instrument.timed) application.timed.push_back(TimedOf(*instrument.object));
     }
     reading.instrument = nullptr;
     reading.lexer.reset();

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "host/gaugekit.h"
+#include "runtime/block_pool.h"
 #include "runtime/memory.h"
 #include "runtime/messages.h"
 #include "runtime/plugin_part.h"
@@ -42,12 +43,23 @@ hx_vinst::CInstrument* Construct(TApplicationPart& application, const std::strin
   return nullptr;
 }
 
+// Whether a block is one of a child's, which the host made.
+bool IsOfChild(const hx_vinst::CInstrument& object, const void* block) {
+  for (const view::CView* child = object.firstChild; child != nullptr; child = child->next) {
+    const bool isBuffer =
+        child->kind == view::kMeter && static_cast<const gaugekit::CMeter*>(child)->historyBuffer == block;
+    if (child == block || isBuffer) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 hx_vinst::CInstrument* MakeObject(TApplicationPart& application, const std::string& className,
                                   const std::string& instrumentName, std::string* error) {
   const std::uint64_t failuresBefore = MemoryStatistics().failures;
   const std::string outOfMemory = "out of memory while making the instrument '" + instrumentName + "'";
+  const CBlockLog given;
   hx_vinst::CInstrument* object = Construct(application, className, error);
   if (object == nullptr) {
     if (MemoryStatistics().failures != failuresBefore) *error = outOfMemory;
@@ -63,7 +75,29 @@ hx_vinst::CInstrument* MakeObject(TApplicationPart& application, const std::stri
     ReleaseObject(object);
     return nullptr;
   }
+  for (const CBlockLog::TBlock& block : given.blocks) {
+    if (block.size >= kLeastPooled && !IsOfChild(*object, block.start)) object->host->blocks.push_back(block.start);
+  }
   return object;
+}
+
+TTimed TimedOf(hx_vinst::CInstrument& object) {
+  constexpr std::size_t kLine = 64;     // bytes
+  constexpr std::size_t kOwnLines = 6;  // of the object itself
+  constexpr std::size_t kLines = 4;     // of another block
+  TTimed timed = {&object, {}};
+  std::size_t count = 0;
+  const auto add = [&](const void* start, std::size_t lines) {
+    for (std::size_t i = 0; i < lines && count < TTimed::kLines; ++i) {
+      timed.lines[count++] = static_cast<const char*>(start) + i * kLine;
+    }
+  };
+  for (const view::CView* child = object.firstChild; child != nullptr; child = child->next) {
+    if (child->kind == view::kMeter) add(&static_cast<const gaugekit::CMeter*>(child)->meterValue, 1);
+  }
+  for (const void* block : object.host->blocks) add(block, block == &object ? kOwnLines : kLines);
+  while (count < TTimed::kLines) add(&object, 1);
+  return timed;
 }
 
 void ReleaseObject(hx_vinst::CInstrument* object) {

@@ -15,6 +15,9 @@ namespace runtime {
 // null, or memory ran out on the way.
 hx_vinst::CInstrument* MakeObject(TApplicationPart& application, const std::string& className,
                                   const std::string& instrumentName, std::string* error);
+// What acting in every period touches, as far as the host can know: the values
+// of its meters, the start of its object and of its other larger blocks.
+TTimed TimedOf(hx_vinst::CInstrument& object);
 // Done, the host part and the object's block.
 void ReleaseObject(hx_vinst::CInstrument* object);
 

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 namespace runtime {
 
@@ -24,6 +25,22 @@ constexpr std::size_t kMemoryServiceLimit = std::size_t{2} << 30;  // bytes
 // The next `successes` allocations succeed and `failures` after them yield null
 // (-1: all), until the next call. -1 successes: none fails on purpose.
 void FailAllocationAfter(std::int64_t successes, std::int64_t failures = -1);
+
+// Notes the blocks that the service gives as long as this lives. One at a time.
+class CBlockLog {
+ public:
+  struct TBlock {
+    const void* start;
+    std::size_t size;  // bytes, as asked for
+  };
+
+  CBlockLog();
+  ~CBlockLog();
+  CBlockLog(const CBlockLog&) = delete;
+  CBlockLog& operator=(const CBlockLog&) = delete;
+
+  std::vector<TBlock> blocks;  // in the order in which they were given
+};
 
 }  // namespace runtime
 

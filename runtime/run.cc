@@ -9,6 +9,10 @@ namespace runtime {
 
 namespace {
 
+// From so many instruments on, which no nearby cache holds, memory is asked for
+// before their turn.
+constexpr std::size_t kMany = 256;
+constexpr std::size_t kAhead = 2;
 constexpr double kMillisecondsPerDay = 86'400'000.0;
 
 // Whole milliseconds since midnight of the k-th period.
@@ -37,7 +41,14 @@ void RunPeriod(TApplicationPart& application) {
   application.process.Advance(from, to);
   if (application.input) application.input(to);
   if (application.script != nullptr) application.script->RunDue(to);
-  for (hx_vinst::CInstrument* instrument : application.timed) instrument->Action(hx_vinst::kActionTimer);
+  const std::vector<TTimed>& timed = application.timed;
+  const bool isMany = timed.size() >= kMany;
+  for (std::size_t i = 0; i < timed.size(); ++i) {
+    if (isMany && i + kAhead < timed.size()) {
+      for (const void* line : timed[i + kAhead].lines) __builtin_prefetch(line);
+    }
+    timed[i].object->Action(hx_vinst::kActionTimer);
+  }
   // Receivers may activate further ones, which join the end of the row.
   for (std::size_t i = 0; i < application.activated.size(); ++i) {
     application.instruments[application.activated[i]].object->Action(hx_vinst::kActionReceiver);
