@@ -148,7 +148,7 @@ void RunSome(tests::CRun& run, int periods, CBytes* bytes) {
 
 void CheckOutput(const TOutput& output) {
   Check(std::isfinite(output.last), "the output is finite");
-  Check(output.hasEvent || (output.last >= output.low && output.last <= output.high),
+  Check(output.isFree || (output.last >= output.low && output.last <= output.high),
         "the output is in its range where no event is defined");
 }
 

@@ -62,11 +62,11 @@ struct TOutput {
   double last = 0.0;  // of the previous period
   double low = 0.0;   // the output pane's range, in ascending order
   double high = 0.0;
-  bool hasEvent = false;  // the application may replace what the regulator decided
+  bool isFree = false;  // the application may have replaced what the regulator decided
 };
 
 TOutput OutputOf(const tests::CRun& run, const std::string& regulator);
-// Finite, and in its range unless an event procedure may have replaced it.
+// Finite, and in its range unless it is free.
 void CheckOutput(const TOutput& output);
 
 }  // namespace fuzz

@@ -29,8 +29,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   fuzz::CheckDiagnostics(run);
   if (!run.IsRead()) return 0;
   for (int k = 0; k < 6; ++k) {
+    const fuzz::TOutput before = fuzz::OutputOf(run, "heater");
     fuzz::RunSome(run, 1, nullptr);
-    fuzz::CheckOutput(fuzz::OutputOf(run, "heater"));
+    fuzz::TOutput output = fuzz::OutputOf(run, "heater");
+    // The script may have set another range after the output was written.
+    output.isFree = output.isFree || output.low != before.low || output.high != before.high;
+    fuzz::CheckOutput(output);
     fuzz::Check(!(run.Value("plus") != 0.0 && run.Value("minus") != 0.0), "both step outputs are never on together");
   }
   run->End();
