@@ -166,6 +166,7 @@ class CMeter final : public hx_vinst::CInstrument {
 
  private:
   bool IsDrawn();
+  void KeepHistory(double newValue);
   void ResizeBuffer();
   void UpdateLabels();
 };

@@ -227,21 +227,6 @@ double CDataElements::AsDouble(std::int32_t element, std::uint32_t index) const 
   return static_cast<const double*>(place.values)[index];
 }
 
-void CDataElements::SetFromDouble(std::int32_t element, std::uint32_t index, double value) {
-  const TPlace& place = places[static_cast<std::size_t>(element)];
-  switch (place.type) {
-    case EType::kBoolean:
-      static_cast<std::uint8_t*>(place.values)[index] = value != 0 && !std::isnan(value) ? 1 : 0;
-      return;
-    case EType::kInteger:
-      static_cast<std::int32_t*>(place.values)[index] = TruncateToInteger(value);
-      return;
-    case EType::kReal:
-      break;
-  }
-  static_cast<double*>(place.values)[index] = value;
-}
-
 void ReadDataBlock(CLexer& lexer, CDataElements& elements) {
   while (!lexer.TakeIf("end_data")) ReadEntry(lexer, elements);
   lexer.Expect(";");

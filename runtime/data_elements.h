@@ -80,7 +80,16 @@ class CDataElements {
   // TruncateToInteger says.
   std::uint32_t CountOf(std::int32_t element) const { return places[static_cast<std::size_t>(element)].count; }
   double AsDouble(std::int32_t element, std::uint32_t index) const;
-  void SetFromDouble(std::int32_t element, std::uint32_t index, double value);
+  void SetFromDouble(std::int32_t element, std::uint32_t index, double value) {
+    const TPlace& place = places[static_cast<std::size_t>(element)];
+    if (place.type == EType::kReal) {
+      static_cast<double*>(place.values)[index] = value;
+    } else if (place.type == EType::kBoolean) {
+      static_cast<std::uint8_t*>(place.values)[index] = value != 0 && value == value ? 1 : 0;
+    } else {
+      static_cast<std::int32_t*>(place.values)[index] = TruncateToInteger(value);
+    }
+  }
 
  private:
   struct THash {

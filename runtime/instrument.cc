@@ -17,10 +17,24 @@ runtime::TApplicationPart* Application(const CInstrument& instrument) {
   return instrument.ctx == nullptr ? nullptr : &runtime::ApplicationOf(instrument.ctx);
 }
 
-void ReportEvaluation(const CInstrument& instrument, runtime::EvalStatus status) {
+[[gnu::noinline]] void ReportEvaluation(const CInstrument& instrument, runtime::EvalStatus status) {
   if (runtime::TApplicationPart* application = Application(instrument)) {
     application->Report(runtime::Utf8(instrument.name), std::string(runtime::EvalMessage(status)));
   }
+}
+
+// False where no index is: nothing is written then, since a last good one would
+// be another element than the one that was meant.
+[[gnu::noinline]] bool EvaluateIndex(const CInstrument& instrument, hx_expr::TExprTreeRecord* expression,
+                                     std::uint32_t count, std::uint32_t* index) {
+  const bool wasOutside = expression->failedMark == kNoMark;
+  const runtime::TEvaluation evaluation = runtime::Evaluate(expression);
+  if (evaluation.newError) ReportEvaluation(instrument, evaluation.status);
+  if (evaluation.status != runtime::EvalStatus::kOk) return false;
+  if (runtime::ToIndex(evaluation.value, count, index)) return true;
+  if (!wasOutside) ReportEvaluation(instrument, runtime::EvalStatus::kIndexOutOfRange);
+  expression->failedMark = kNoMark;
+  return false;
 }
 
 }  // namespace
@@ -144,21 +158,12 @@ void CInstrument::SetDataElement(std::uint64_t elementId, hx_expr::TExprTreeReco
   const std::int32_t element = static_cast<std::int32_t>(elementId & 0x7FFFFFFF);
   if (element >= application->data.Count()) return;
   std::uint32_t index = 0;
-  if (indexExpression != nullptr) {
-    const bool wasOutside = indexExpression->failedMark == kNoMark;
-    const runtime::TEvaluation evaluation = runtime::Evaluate(indexExpression);
-    if (evaluation.newError) ReportEvaluation(*this, evaluation.status);
-    // Nothing is written where no index is: a last good one would be another
-    // element than the one that was meant.
-    if (evaluation.status != runtime::EvalStatus::kOk) return;
-    if (!runtime::ToIndex(evaluation.value, application->data.CountOf(element), &index)) {
-      if (!wasOutside) ReportEvaluation(*this, runtime::EvalStatus::kIndexOutOfRange);
-      indexExpression->failedMark = kNoMark;
-      return;
-    }
+  if (indexExpression != nullptr &&
+      !EvaluateIndex(*this, indexExpression, application->data.CountOf(element), &index)) {
+    return;
   }
-  application->data.SetFromDouble(element, index,
-                                  value->type == hx_expr::kBoolean ? (value->boolean != 0 ? 1.0 : 0.0) : value->real);
+  const double number = value->type == hx_expr::kBoolean ? (value->boolean != 0 ? 1.0 : 0.0) : value->real;
+  application->data.SetFromDouble(element, index, number);
 }
 
 // A receiver item's words are the instrument's number and its complement.

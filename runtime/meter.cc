@@ -165,6 +165,10 @@ bool CMeter::IsDrawn() {
 void CMeter::SetMeterValue(double newValue) {
   meterValue = newValue;
   runtime::NoteShown(*this, newValue);
+  if (drawnAsOf != runtime::painterChanges || drawn) KeepHistory(newValue);
+}
+
+void CMeter::KeepHistory(double newValue) {
   if (drawnAsOf != runtime::painterChanges) {
     drawnAsOf = runtime::painterChanges;
     drawn = historyBuffer != nullptr && IsDrawn();

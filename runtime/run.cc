@@ -42,9 +42,10 @@ void RunPeriod(TApplicationPart& application) {
   if (application.input) application.input(to);
   if (application.script != nullptr) application.script->RunDue(to);
   const std::vector<TTimed>& timed = application.timed;
-  const bool isMany = timed.size() >= kMany;
+
+  const std::size_t asking = timed.size() >= kMany ? timed.size() - kAhead : 0;
   for (std::size_t i = 0; i < timed.size(); ++i) {
-    if (isMany && i + kAhead < timed.size()) {
+    if (i < asking) {
       for (const void* line : timed[i + kAhead].lines) __builtin_prefetch(line);
     }
     timed[i].object->Action(hx_vinst::kActionTimer);
