@@ -64,7 +64,7 @@ class CDataElements {
   // NAME of a single element or NAME[INDEX] of an array's, among the first
   // `count`. What is wrong; null when it is found.
   const char* FindItem(std::string_view target, std::int32_t count, std::int32_t* element, std::uint32_t* index) const;
-  std::int32_t Count() const { return static_cast<std::int32_t>(elements.size()); }
+  std::int32_t Count() const { return static_cast<std::int32_t>(places.size()); }
   // In order of declaration.
   const TDataElement& operator[](std::int32_t element) const { return elements[static_cast<std::size_t>(element)]; }
   void SetWrittenByProcess(std::int32_t element) {
