@@ -103,8 +103,8 @@ std::string Text(const TShape& shape) {
   const bool incremental = shape.className == "step_regulator";
   for (std::size_t i = 0; i < shape.count; ++i) {
     const std::string n = std::to_string(i);
-    const std::string phase = std::to_string(i % 64);
-    data += "  sp" + n + " : real = " + std::to_string(80 + i % 40) + ";\n  pv" + n + " : real = " + phase +
+    const std::string phase = std::to_string(static_cast<double>(i % 64) + 0.123457);
+    data += "  sp" + n + " : real = " + std::to_string(80 + i % 40) + ".5" + ";\n  pv" + n + " : real = " + phase +
             ";\n  out" + n + (continuous ? " : real;\n" : " : boolean;\n");
     instruments += "instrument " + shape.className + " r" + n + "\n  wish_value = sp" + n + " * 0.5;\n  expression = ";
     instruments += shape.sine ? "pv" + n + " + sin(ramp);\n" : "pv" + n + " + ramp;\n";

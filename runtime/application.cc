@@ -12,15 +12,14 @@ namespace {
 
 constexpr std::size_t kPaneCount = 3;
 
-// The meter with that number among an instrument's children; null past the last.
+}  // namespace
+
 const gaugekit::CMeter* MeterOf(const view::CNodeView& instrument, std::size_t number) {
   for (const view::CView* child = instrument.firstChild; child != nullptr; child = child->next) {
     if (child->kind == view::kMeter && number-- == 0) return static_cast<const gaugekit::CMeter*>(child);
   }
   return nullptr;
 }
-
-}  // namespace
 
 // --- CApplication ---
 

@@ -131,6 +131,9 @@ inline TApplicationPart& ApplicationOf(hx_main::TContext* ctx) {
   return *static_cast<TApplicationPart*>(ctx->application);
 }
 
+// The number-th meter among the children, from 0; null when there are fewer.
+const gaugekit::CMeter* MeterOf(const view::CNodeView& instrument, std::size_t number);
+
 // Reads every block of the text and makes and reads the instruments; what is
 // wrong goes to the diagnostics.
 void ReadApplication(TApplicationPart& application);

@@ -1,6 +1,7 @@
 #include "runtime/number_format.h"
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -31,13 +32,21 @@ std::string_view Print(double value, std::uint32_t places, std::uint32_t capacit
 
 namespace runtime {
 
-void AppendShortest(double value, std::string* text) {
-  if (std::isnan(value)) {
-    *text += "nan";
-    return;
+char* PutShortest(double value, char* text) {
+  // Whole numbers below this are never shorter in scientific notation.
+  constexpr double kFixed = 100'000.0;
+  const auto whole = static_cast<std::int32_t>(std::fabs(value) < kFixed ? value : kFixed);
+  if (std::bit_cast<std::uint64_t>(static_cast<double>(whole)) == std::bit_cast<std::uint64_t>(value) &&
+      whole != static_cast<std::int32_t>(kFixed)) {
+    return std::to_chars(text, text + kShortestLength, whole).ptr;
   }
-  char digits[32];
-  text->append(digits, std::to_chars(digits, digits + sizeof(digits), value).ptr);
+  if (std::isnan(value)) return std::copy_n("nan", 3, text);
+  return std::to_chars(text, text + kShortestLength, value).ptr;
+}
+
+void AppendShortest(double value, std::string* text) {
+  char digits[kShortestLength];
+  text->append(digits, PutShortest(value, digits));
 }
 
 std::string ShortestNumber(double value) {

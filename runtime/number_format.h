@@ -2,6 +2,7 @@
 #ifndef LOOPBOX_RUNTIME_NUMBER_FORMAT_H
 #define LOOPBOX_RUNTIME_NUMBER_FORMAT_H
 
+#include <cstddef>
 #include <string>
 
 namespace runtime {
@@ -10,6 +11,10 @@ namespace runtime {
 // negative zero, "nan", "inf" and "-inf".
 std::string ShortestNumber(double value);
 void AppendShortest(double value, std::string* text);
+// The same into a buffer with room for kShortestLength characters; yields the
+// end of what it wrote.
+constexpr std::size_t kShortestLength = 24;
+char* PutShortest(double value, char* text);
 
 }  // namespace runtime
 

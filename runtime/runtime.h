@@ -264,15 +264,22 @@ class CTrace {
   bool Flush();
 
  private:
-  void Put(double value);
-  void PutState(const CInstrumentHandle& instrument, const TStateColumn& column);
-  void WriteLine();
+  // A value where it stands, or a further column of an instrument.
+  struct TColumn {
+    enum EKind : std::uint8_t { kReal, kBoolean, kInteger, kState };
+    EKind kind;
+    const void* value;      // of its kind; null: of none
+    std::size_t state = 0;  // number of the further column
+  };
+
+  char* PutState(const std::pair<CInstrumentHandle, TStateColumn>& column, char* end);
+  void Write(std::size_t size);
 
   CApplication& application;
-  std::vector<std::size_t> lengths;                         // of the data elements
-  std::vector<std::pair<std::size_t, TStateColumn>> state;  // by instrument
+  std::vector<TColumn> columns;
+  std::vector<std::pair<CInstrumentHandle, TStateColumn>> state;
   std::FILE* file;
-  std::string row;
+  std::string row;  // with room for a whole one
   bool failed = false;
 };
 

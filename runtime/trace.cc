@@ -1,4 +1,8 @@
 // The trace of a run as CSV.
+#include <algorithm>
+#include <string_view>
+
+#include "runtime/application_part.h"
 #include "runtime/number_format.h"
 #include "runtime/runtime.h"
 
@@ -12,72 +16,81 @@ constexpr struct {
   EPane pane;
 } kPaneColumns[] = {{"wish_value", kWishPane}, {"value", kValuePane}, {"output", kOutputPane}};
 
+constexpr std::string_view kLineEnd = "\r\n";
+
+static_assert(static_cast<int>(EType::kReal) == 0 && static_cast<int>(EType::kBoolean) == 1 &&
+              static_cast<int>(EType::kInteger) == 2);  // the order of TColumn's kinds
+
 }  // namespace
 
-CTrace::CTrace(CApplication& theApplication, std::vector<TStateColumn> columns, std::FILE* theFile)
+CTrace::CTrace(CApplication& theApplication, std::vector<TStateColumn> stateColumns, std::FILE* theFile)
     : application(theApplication), file(theFile) {
+  const CDataElements& data = application.Part().data;
   row = "time";
   for (std::size_t i = 0; i < application.ElementCount(); ++i) {
-    const TElement element = application.Element(i);
-    if (element.length == 0) {
+    const TDataElement& element = data[static_cast<std::int32_t>(i)];
+    for (std::uint32_t item = 0; item < element.count; ++item) {
       row += "," + element.name;
-    } else {
-      for (std::size_t item = 0; item < element.length; ++item) {
-        row += "," + element.name + "[" + std::to_string(item) + "]";
-      }
+      if (element.isArray) row += "[" + std::to_string(item) + "]";
+      const auto kind = static_cast<TColumn::EKind>(element.type);
+      columns.push_back({kind, static_cast<const std::byte*>(element.values) + item * TypeSize(element.type)});
     }
-    lengths.push_back(element.length == 0 ? 1 : element.length);
   }
   for (std::size_t i = 0; i < application.InstrumentCount(); ++i) {
     const CInstrumentHandle instrument = application.Instrument(i);
-    if (instrument.IsMeter()) row += "," + instrument.Name() + ".value";
+    const auto add = [&](const std::string& name, const gaugekit::CMeter& meter) {
+      row += "," + instrument.Name() + "." + name;
+      columns.push_back({TColumn::kReal, &meter.meterValue});
+    };
+    const view::CNodeView& object = *instrument.View();
+    if (instrument.IsMeter()) add("value", static_cast<const gaugekit::CMeter&>(object));
     if (instrument.PaneCount() > 0) {
-      for (const auto& column : kPaneColumns) row += "," + instrument.Name() + "." + column.name;
+      for (const auto& column : kPaneColumns) add(column.name, *MeterOf(object, column.pane));
     }
-    for (const TStateColumn& column : columns) {
+    for (const TStateColumn& column : stateColumns) {
       if (column.className != instrument.ClassName()) continue;
       row += "," + instrument.Name() + "." + column.name;
-      state.emplace_back(i, column);
+      columns.push_back({TColumn::kState, nullptr, state.size()});
+      state.emplace_back(instrument, column);
     }
   }
-  WriteLine();
+  row += kLineEnd;
+  Write(row.size());
+  row.resize((columns.size() + 1) * (1 + kShortestLength) + kLineEnd.size());
 }
 
 void CTrace::WriteRow() {
-  row.clear();
-  AppendShortest(application.Time(), &row);
-  for (std::size_t i = 0; i < lengths.size(); ++i) {
-    for (std::size_t item = 0; item < lengths[i]; ++item) Put(application.ElementValue(i, item));
-  }
-  auto column = state.begin();
-  for (std::size_t i = 0; i < application.InstrumentCount(); ++i) {
-    const CInstrumentHandle instrument = application.Instrument(i);
-    if (instrument.IsMeter()) Put(instrument.MeterValue());
-    if (instrument.PaneCount() > 0) {
-      for (const auto& pane : kPaneColumns) Put(instrument.Pane(pane.pane).value);
+  char* end = PutShortest(application.Time(), row.data());
+  for (const TColumn& column : columns) {
+    *end++ = ',';
+    switch (column.kind) {
+      case TColumn::kReal:
+        end = PutShortest(*static_cast<const double*>(column.value), end);
+        break;
+      case TColumn::kBoolean:
+        *end++ = *static_cast<const std::uint8_t*>(column.value) != 0 ? '1' : '0';
+        break;
+      case TColumn::kInteger:
+        end = PutShortest(*static_cast<const std::int32_t*>(column.value), end);
+        break;
+      case TColumn::kState:
+        end = PutState(state[column.state], end);
+        break;
     }
-    for (; column != state.end() && column->first == i; ++column) PutState(instrument, column->second);
   }
-  WriteLine();
+  end = std::copy(kLineEnd.begin(), kLineEnd.end(), end);
+  Write(static_cast<std::size_t>(end - row.data()));
 }
 
-void CTrace::PutState(const CInstrumentHandle& instrument, const TStateColumn& column) {
-  std::vector<double> arguments(column.argumentCount);
-  if (instrument.Call(column.procedure, &arguments)) {
-    Put(column.negate ? -arguments.at(column.argument) : arguments.at(column.argument));
-  } else {
-    row += ',';
-  }
+char* CTrace::PutState(const std::pair<CInstrumentHandle, TStateColumn>& column, char* end) {
+  const auto& [instrument, shown] = column;
+  std::vector<double> arguments(shown.argumentCount);
+  if (!instrument.Call(shown.procedure, &arguments)) return end;
+  return PutShortest(shown.negate ? -arguments.at(shown.argument) : arguments.at(shown.argument), end);
 }
 
-void CTrace::Put(double value) {
-  row += ',';
-  AppendShortest(value, &row);
-}
-
-void CTrace::WriteLine() {
-  row += "\r\n";
-  if (std::fwrite(row.data(), 1, row.size(), file) != row.size()) failed = true;
+void CTrace::Write(std::size_t size) {
+  if (std::fwrite(row.data(), 1, size, file) != size) failed = true;
 }
 
 bool CTrace::Flush() {
