@@ -1,4 +1,5 @@
-// Traces written to a file in memory.
+// Traces written to a file in memory, each row with its period: of the six
+// numbers of an instrument three stay as they are, as wish values do.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -47,7 +48,10 @@ TBatch TraceBatch(std::size_t count, bool perRow) {
   auto traced = std::make_shared<TTraced>(shape);
   const std::size_t rows = std::max<std::size_t>(1, (std::size_t{1} << 20) / traced->rowBytes);
   return {[traced, rows] {
-            for (std::size_t i = 0; i < rows; ++i) traced->trace->WriteRow();
+            for (std::size_t i = 0; i < rows; ++i) {
+              traced->running.Step();
+              traced->trace->WriteRow();
+            }
             if (std::ftell(traced->file) > static_cast<long>(kRewind)) std::rewind(traced->file);
           },
           perRow ? static_cast<double>(rows) : static_cast<double>(rows * (1 + 2 + 6 * count)),

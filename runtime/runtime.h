@@ -270,7 +270,13 @@ class CTrace {
     EKind kind;
     const void* value;      // of its kind; null: of none
     std::size_t state = 0;  // number of the further column
+    // The number that was written last, and how: many stay as they are.
+    double last = 0.0;
+    char lastText[24] = {'0'};
+    std::uint8_t lastLength = 1;
   };
+
+  static char* PutNumber(TColumn& column, double value, char* end);
 
   char* PutState(const std::pair<CInstrumentHandle, TStateColumn>& column, char* end);
   void Write(std::size_t size);

@@ -1,5 +1,6 @@
 // The trace of a run as CSV.
 #include <algorithm>
+#include <bit>
 #include <string_view>
 
 #include "runtime/application_part.h"
@@ -61,11 +62,11 @@ CTrace::CTrace(CApplication& theApplication, std::vector<TStateColumn> stateColu
 
 void CTrace::WriteRow() {
   char* end = PutShortest(application.Time(), row.data());
-  for (const TColumn& column : columns) {
+  for (TColumn& column : columns) {
     *end++ = ',';
     switch (column.kind) {
       case TColumn::kReal:
-        end = PutShortest(*static_cast<const double*>(column.value), end);
+        end = PutNumber(column, *static_cast<const double*>(column.value), end);
         break;
       case TColumn::kBoolean:
         *end++ = *static_cast<const std::uint8_t*>(column.value) != 0 ? '1' : '0';
@@ -80,6 +81,16 @@ void CTrace::WriteRow() {
   }
   end = std::copy(kLineEnd.begin(), kLineEnd.end(), end);
   Write(static_cast<std::size_t>(end - row.data()));
+}
+
+char* CTrace::PutNumber(TColumn& column, double value, char* end) {
+  static_assert(sizeof(column.lastText) == kShortestLength);
+  if (std::bit_cast<std::uint64_t>(value) != std::bit_cast<std::uint64_t>(column.last)) {
+    column.last = value;
+    column.lastLength = static_cast<std::uint8_t>(PutShortest(value, column.lastText) - column.lastText);
+  }
+  std::copy_n(column.lastText, sizeof(column.lastText), end);
+  return end + column.lastLength;
 }
 
 char* CTrace::PutState(const std::pair<CInstrumentHandle, TStateColumn>& column, char* end) {
