@@ -15,7 +15,7 @@ struct alignas(std::max_align_t) THeader {
 runtime::TMemoryStatistics live;
 std::int64_t successesLeft = -1;
 std::int64_t failuresLeft = -1;
-runtime::CBlockLog* log = nullptr;
+runtime::CBlockLog* blockLog = nullptr;
 
 // Under a sanitizer each block stands alone, so that its ends are watched.
 #if defined(__SANITIZE_ADDRESS__)
@@ -53,8 +53,8 @@ void FailAllocationAfter(std::int64_t successes, std::int64_t failures) {
   failuresLeft = failures;
 }
 
-CBlockLog::CBlockLog() { log = this; }
-CBlockLog::~CBlockLog() { log = nullptr; }
+CBlockLog::CBlockLog() { blockLog = this; }
+CBlockLog::~CBlockLog() { blockLog = nullptr; }
 
 }  // namespace runtime
 
@@ -75,7 +75,7 @@ void MemAllocate(void** block, std::size_t size) {
   ++live.blocks;
   live.bytes += size;
   *block = header + 1;
-  if (log != nullptr) log->blocks.push_back({*block, size});
+  if (blockLog != nullptr) blockLog->blocks.push_back({*block, size});
 }
 
 void MemDeallocate(void** block) {
