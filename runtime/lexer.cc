@@ -1,5 +1,6 @@
 #include "runtime/lexer.h"
 
+#include <array>
 #include <charconv>
 #include <system_error>
 #include <utility>
@@ -12,7 +13,16 @@ constexpr std::size_t kShownLength = 40;  // bytes of a lexeme that a message qu
 bool IsLetter(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_'; }
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 bool IsHexDigit(char c) { return IsDigit(c) || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f'); }
-bool IsWordCharacter(char c) { return IsLetter(c) || IsDigit(c); }
+// By character: letters, digits and "_".
+constexpr std::array<bool, 256> kWordCharacters = [] {
+  std::array<bool, 256> are = {};
+  for (int c = 0; c < 256; ++c) {
+    are[static_cast<std::size_t>(c)] =
+        (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_';
+  }
+  return are;
+}();
+bool IsWordCharacter(char c) { return kWordCharacters[static_cast<unsigned char>(c)]; }
 bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 
 constexpr std::string_view kPairs[] = {"==", "!=", "<=", ">="};
@@ -120,11 +130,11 @@ void CLexer::FailExpected(std::string_view what) {
 
 std::uint32_t CLexer::SkipBlanks(std::uint32_t offset) const {
   const std::string_view text = source->Text();
-  while (offset < text.size()) {
+  for (;;) {
+    while (offset < text.size() && IsBlank(text[offset])) ++offset;
     const std::string_view rest = text.substr(offset);
-    if (IsBlank(rest[0])) {
-      ++offset;
-    } else if (rest.starts_with("//")) {
+    if (rest.empty() || rest[0] != '/') break;
+    if (rest.starts_with("//")) {
       const std::size_t end = rest.find('\n');
       if (end == std::string_view::npos) return source->Size();
       offset += static_cast<std::uint32_t>(end) + 1;
@@ -141,7 +151,11 @@ std::uint32_t CLexer::SkipBlanks(std::uint32_t offset) const {
 
 void CLexer::Scan() {
   const std::string_view text = source->Text();
-  ahead = TLexeme();
+  ahead.kind = ELexeme::kEnd;
+  ahead.text = {};
+  ahead.isInteger = false;
+  ahead.integer = 0;
+  ahead.string.clear();
   ahead.offset = SkipBlanks(position);
   if (ahead.offset >= text.size()) return;
   const std::string_view rest = text.substr(ahead.offset);

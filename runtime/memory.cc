@@ -48,6 +48,8 @@ namespace runtime {
 
 TMemoryStatistics MemoryStatistics() { return live; }
 
+std::size_t SizeOfBlock(const void* block) { return (static_cast<const THeader*>(block) - 1)->size; }
+
 void FailAllocationAfter(std::int64_t successes, std::int64_t failures) {
   successesLeft = successes;
   failuresLeft = failures;

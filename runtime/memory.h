@@ -17,6 +17,8 @@ struct TMemoryStatistics {
 };
 
 TMemoryStatistics MemoryStatistics();
+// What was asked for when a live block was given, in bytes.
+std::size_t SizeOfBlock(const void* block);
 
 // What all live blocks together may take; an allocation beyond it yields null.
 // It is what the instruments of one application can take.

@@ -104,6 +104,7 @@ const char16_t* CMsgScanner::GetKeyPMsg(std::uint32_t keyLength, const char16_t*
   runlib::WStrAssign(Capacity(message), message, defaultLength, defaultText);
   try {
     const runtime::TMessageTable& table = Table();
+    if (table.empty()) return message;
     const auto found = table.find(runtime::MessageKey(runtime::Utf8(runtime::WideView(Capacity(group), group)),
                                                       runtime::Utf8(runtime::WideView(keyLength, key))));
     if (found != table.end()) runtime::AssignWide(Capacity(message), message, runtime::Utf16(found->second));

@@ -1,9 +1,11 @@
 // The meter: what it shows, its history and its procedure.
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 #include "host/gaugekit.h"
 #include "runtime/application_part.h"
+#include "runtime/memory.h"
 #include "runtime/painter.h"
 #include "runtime/warnings.h"
 
@@ -130,10 +132,16 @@ void CMeter::Done() {
   CInstrument::Done();
 }
 
+// To zeros.
 void CMeter::ResizeBuffer() {
+  const std::size_t size = (std::size_t{history} + 1) * sizeof(double);
   void* block = historyBuffer;
-  runlib::MemDeallocate(&block);
-  runlib::MemAllocate(&block, (std::size_t{history} + 1) * sizeof(double));
+  if (block != nullptr && runtime::SizeOfBlock(block) == size) {
+    std::memset(block, 0, size);
+  } else {
+    runlib::MemDeallocate(&block);
+    runlib::MemAllocate(&block, size);
+  }
   historyBuffer = static_cast<double*>(block);
   drawnAsOf = 0;
 }

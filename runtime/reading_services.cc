@@ -18,8 +18,16 @@ using runtime::TLexeme;
 
 constexpr std::uint32_t kTokenCapacity = 1023;
 
-// Runs one service. On an error it leaves the message with the caller and,
-// with its place, in the reading.
+// Leaves a message with the caller and, with its place, in the reading.
+void Complain(runtime::TReading& reading, std::uint32_t capacity, char16_t* message, const runtime::CTextError& error) {
+  std::u16string text = runtime::Utf16(error.message);
+  if (text.size() > capacity) text.resize(capacity);
+  runlib::WStrAssign(capacity, message, static_cast<std::uint32_t>(text.size()), text.c_str());
+  reading.complaint = std::move(text);
+  reading.complaintOffset = error.offset;
+}
+
+// Runs one service.
 template <typename TService>
 std::uint8_t Serve(CInstrument& instrument, std::uint32_t capacity, char16_t* message, TService service) {
   runtime::TReading& reading = ApplicationOf(instrument.ctx).reading;
@@ -34,11 +42,7 @@ std::uint8_t Serve(CInstrument& instrument, std::uint32_t capacity, char16_t* me
       error = std::move(thrown);
     }
   }
-  std::u16string text = runtime::Utf16(error.message);
-  if (text.size() > capacity) text.resize(capacity);
-  runlib::WStrAssign(capacity, message, static_cast<std::uint32_t>(text.size()), text.c_str());
-  reading.complaint = std::move(text);
-  reading.complaintOffset = error.offset;
+  Complain(reading, capacity, message, error);
   return 0;
 }
 
@@ -101,12 +105,12 @@ hx_expr::TExprTreeRecord* CompileHeld(CInstrument& instrument, runtime::EType ty
 }  // namespace
 
 std::uint8_t CInstrument::ReadToken(std::uint32_t capacity, char16_t* message, vtape::TToken* token, std::uint32_t) {
-  return Serve(*this, capacity, message, [&](runtime::TReading& reading) {
+  // Every definition comes to its end: that is nothing to throw for.
+  bool ended = false;
+  const std::uint8_t served = Serve(*this, capacity, message, [&](runtime::TReading& reading) {
     const TLexeme& lexeme = reading.lexer->Peek();
-    if (lexeme.offset >= reading.instrument->end) {
-      reading.ended = true;
-      throw runtime::CTextError{reading.instrument->end, "unexpected end of the definition"};
-    }
+    ended = lexeme.offset >= reading.instrument->end;
+    if (ended) return;
     reading.last = lexeme.offset;
     const std::u16string text =
         runtime::Utf16(lexeme.kind == ELexeme::kString ? std::string_view(lexeme.string) : lexeme.text.substr(0, 4096));
@@ -118,6 +122,11 @@ std::uint8_t CInstrument::ReadToken(std::uint32_t capacity, char16_t* message, v
     token->text = reading.token;
     reading.lexer->Skip();
   });
+  if (!ended) return served;
+  runtime::TReading& reading = ApplicationOf(ctx).reading;
+  reading.ended = true;
+  Complain(reading, capacity, message, {reading.instrument->end, "unexpected end of the definition"});
+  return 0;
 }
 
 std::uint8_t CInstrument::ReadEqu(std::uint32_t capacity, char16_t* message) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <system_error>
@@ -80,9 +81,20 @@ bool DecodeUtf16(std::string_view bytes, bool bigEndian, std::string* text) {
   return bytes.size() % 2 == 0;
 }
 
+// Whether eight bytes from there on are ASCII characters.
+bool IsAscii(const char* bytes) {
+  std::uint64_t word;
+  std::memcpy(&word, bytes, sizeof(word));
+  return (word & 0x8080808080808080u) == 0;
+}
+
 std::size_t FirstInvalid(std::string_view bytes) {
   std::size_t offset = 0;
   while (offset < bytes.size()) {
+    if (bytes.size() - offset >= sizeof(std::uint64_t) && IsAscii(bytes.data() + offset)) {
+      offset += sizeof(std::uint64_t);
+      continue;
+    }
     char32_t codePoint;
     const std::size_t length = SequenceLength(bytes, offset, &codePoint);
     if (length == 0) break;
@@ -169,12 +181,13 @@ bool CSource::FromBytes(const std::string& path, std::string_view bytes, CSource
 
 void CSource::MakeIndex() {
   lineStarts.assign(1, 0);
+  for (std::size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 1)) {
+    lineStarts.push_back(static_cast<std::uint32_t>(at) + 1);
+  }
   continuations.assign(1, 0);
-  std::uint32_t count = 0;
-  for (std::uint32_t offset = 0; offset < Size(); ++offset) {
-    if (text[offset] == '\n') lineStarts.push_back(offset + 1);
-    if (IsContinuation(text[offset])) ++count;
-    if ((offset + 1) % kIndexBlock == 0) continuations.push_back(count);
+  for (auto from = text.begin(); text.end() - from >= kIndexBlock; from += kIndexBlock) {
+    const auto count = std::count_if(from, from + kIndexBlock, IsContinuation);
+    continuations.push_back(continuations.back() + static_cast<std::uint32_t>(count));
   }
 }
 

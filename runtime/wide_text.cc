@@ -67,10 +67,13 @@ std::u16string_view WideView(std::uint32_t capacity, const char16_t* text) {
   return {text, length};
 }
 
+// Most texts are of ASCII characters alone, or begin with them.
 std::u16string Utf16(std::string_view text) {
-  std::u16string wide;
+  const auto ascii =
+      std::find_if(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
+  std::u16string wide(text.begin(), ascii);
   wide.reserve(text.size());
-  for (std::size_t position = 0; position < text.size();) {
+  for (auto position = static_cast<std::size_t>(ascii - text.begin()); position < text.size();) {
     char32_t character = NextOfUtf8(text, position);
     if (character == kInvalid) character = kReplacement;
     if (character < 0x10000) {
@@ -84,9 +87,12 @@ std::u16string Utf16(std::string_view text) {
 }
 
 std::string Utf8(std::u16string_view text) {
-  std::string narrow;
+  const auto ascii = std::find_if(text.begin(), text.end(), [](char16_t c) { return c >= 0x80; });
+  std::string narrow(static_cast<std::size_t>(ascii - text.begin()), '\0');
+  std::transform(text.begin(), ascii, narrow.begin(), [](char16_t c) { return static_cast<char>(c); });
   narrow.reserve(text.size());
-  for (std::size_t position = 0; position < text.size();) AppendUtf8(NextOfUtf16(text, position), narrow);
+  for (auto position = static_cast<std::size_t>(ascii - text.begin()); position < text.size();)
+    AppendUtf8(NextOfUtf16(text, position), narrow);
   return narrow;
 }
 
