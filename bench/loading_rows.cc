@@ -1,9 +1,9 @@
 // Reading applications, and what they take in memory.
-#include <malloc.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
+#include <fstream>
 #include <functional>
 #include <memory>
 #include <string>
@@ -29,10 +29,12 @@ TBatch LoadBatch(std::size_t count) {
   return {[path] { Read(*path); }, static_cast<double>(count), static_cast<double>(text.size())};
 }
 
-// What malloc has given, its own headers included.
-double HeapBytes() {
-  const struct mallinfo2 info = mallinfo2();
-  return static_cast<double>(info.uordblks) + static_cast<double>(info.hblkhd);
+// What the process holds in memory, whoever asked for it.
+double ResidentBytes() {
+  std::ifstream statistics("/proc/self/statm");
+  double pages = 0.0;
+  statistics >> pages >> pages;
+  return pages * static_cast<double>(sysconf(_SC_PAGESIZE));
 }
 
 // What a figure is in a process that has not taken any memory for it yet.
@@ -58,12 +60,12 @@ double BytesPerInstrument(TShape shape) {
     shape.count = count;
     const std::string path = FilePath("memory.lbx");
     WriteFile(path, Text(shape));
-    const double before = HeapBytes();
+    const double before = ResidentBytes();
     const auto application = Read(path);
-    return HeapBytes() - before;
+    return ResidentBytes() - before;
   };
-  constexpr std::size_t kFew = 1000;  // with what is made once
-  constexpr std::size_t kMany = 5000;
+  constexpr std::size_t kFew = 10'000;  // with what is made once
+  constexpr std::size_t kMany = 50'000;
   return (InChild([&] { return bytes(kMany); }) - InChild([&] { return bytes(kFew); })) / (kMany - kFew);
 }
 
@@ -79,9 +81,10 @@ void AddLoadingRows() {
             }});
   }
   for (const std::size_t count : {1000, 10000, 100000}) {
+    const int batches = count == 100000 ? 5 : 25;
     const std::string name = "load/" + std::to_string(count) + " instruments";
-    AddRow({name, EMeasure::kRate, 50.0, [count] { return LoadBatch(count); }, {}, {}});
-    AddRow({name + ", an instrument", EMeasure::kRatio, 0.0, [count] { return LoadBatch(count); }, {}, {}});
+    AddRow({name, EMeasure::kRate, 50.0, [count] { return LoadBatch(count); }, {}, {}, batches});
+    AddRow({name + ", an instrument", EMeasure::kRatio, 0.0, [count] { return LoadBatch(count); }, {}, {}, batches});
   }
 }
 

@@ -37,7 +37,7 @@ void AddPeriodRows() {
   for (const auto& [name, kind] : Shapes()) {
     const auto targets = std::find_if(std::begin(kTargets), std::end(kTargets),
                                       [&name = name](const TTargets& row) { return name == row.name; });
-    for (const std::size_t count : {1, 64, 1000, 10000, 100000}) {
+    for (const std::size_t count : {1, 64, 100, 1000, 10000, 100000}) {
       double target = 0.0;
       if (targets != std::end(kTargets)) {
         target = count == 64 || count == 1000 ? targets->some : count == 100000 ? targets->many : 0.0;

@@ -31,6 +31,7 @@ struct TRow {
   std::function<TBatch()> make;
   std::function<TBatch()> makeOther;  // of kOther: the same in plain C++
   std::function<double()> amount;     // of kAmount
+  int batches = 61;                   // timed in a row, each beside one of R
 };
 
 void AddRow(TRow row);

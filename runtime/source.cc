@@ -116,6 +116,8 @@ bool ReadFile(const std::string& path, std::string* bytes, std::string* problem)
     *problem = "cannot be opened: " + ErrorText(errno);
     return false;
   }
+  const std::uintmax_t size = std::filesystem::file_size(path, code);
+  if (!code && size <= kMaximumSourceSize) bytes->reserve(static_cast<std::size_t>(size));
   char buffer[65536];
   while (const std::size_t count = std::fread(buffer, 1, sizeof buffer, file.get())) {
     bytes->append(buffer, count);
@@ -146,10 +148,10 @@ bool CSource::Load(const std::string& path, CSource* source, std::string* error)
     *error = path + ": " + problem;
     return false;
   }
-  return FromBytes(path, bytes, source, error);
+  return FromBytes(path, std::move(bytes), source, error);
 }
 
-bool CSource::FromBytes(const std::string& path, std::string_view bytes, CSource* source, std::string* error) {
+bool CSource::FromBytes(const std::string& path, std::string bytes, CSource* source, std::string* error) {
   CSource result;
   result.path = path;
   const auto fail = [&](std::size_t offset, const char* message) {
@@ -159,14 +161,16 @@ bool CSource::FromBytes(const std::string& path, std::string_view bytes, CSource
     return false;
   };
   if (bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF")) {
-    if (!DecodeUtf16(bytes.substr(2), bytes[0] == '\xFE', &result.text)) {
+    if (!DecodeUtf16(std::string_view(bytes).substr(2), bytes[0] == '\xFE', &result.text)) {
       return fail(result.text.size(), "the file is no text: invalid UTF-16");
     }
   } else {
-    if (bytes.starts_with("\xEF\xBB\xBF")) bytes.remove_prefix(3);
+    if (bytes.starts_with("\xEF\xBB\xBF")) bytes.erase(0, 3);
     const std::size_t invalid = FirstInvalid(bytes);
-    result.text = bytes.substr(0, invalid);
-    if (invalid < bytes.size()) return fail(invalid, "the file is no text: invalid UTF-8");
+    const bool isText = invalid == bytes.size();
+    result.text = std::move(bytes);
+    result.text.resize(invalid);
+    if (!isText) return fail(invalid, "the file is no text: invalid UTF-8");
   }
   const std::size_t zero = result.text.find('\0');
   if (zero != std::string::npos) return fail(zero, "the file is no text: a zero character");

@@ -36,7 +36,7 @@ class CSource {
   // `PATH: message` or, when the bytes are no text, `PATH:LINE:COLUMN: message`.
   static bool Load(const std::string& path, CSource* source, std::string* error);
   // The same for bytes in memory; the path serves for messages alone.
-  static bool FromBytes(const std::string& path, std::string_view bytes, CSource* source, std::string* error);
+  static bool FromBytes(const std::string& path, std::string bytes, CSource* source, std::string* error);
 
   const std::string& Path() const { return path; }
   std::string_view Text() const { return text; }
