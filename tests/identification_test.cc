@@ -366,7 +366,7 @@ TEST(Identification, KnownPlants) {
 // A sensor that no longer moves: nothing overflows, and what the factor gains by
 // forgetting is bounded, since forgetting ends with the information.
 TEST(Identification, ConstantDataForLong) {
-  const double levels[] = {0.0, 0.001, 1.0, 100.0, 1e6};
+  const double levels[] = {0.0, 1.0, 1e6};
   for (const int type : {1, 2}) {
     for (const double y : levels) {
       for (const double u : levels) {

@@ -199,7 +199,7 @@ TEST(KeptParameters, IsWholeAfterAKillAtAnyMoment) {
   int seen[2] = {};
   int ready[2];
   ASSERT_EQ(pipe(ready), 0);
-  for (int i = 0; i < 500; ++i) {
+  for (int i = 0; i < 200; ++i) {
     const pid_t child = Fork([&] {
       for (int k = i;; ++k) {
         SetForgetting(run, states[k % 2][5]);
