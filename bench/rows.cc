@@ -23,16 +23,18 @@ std::map<std::string, TRow>& Rows() {
   return rows;
 }
 
-double Seconds(const std::function<void()>& run, int repeats) {
+double Seconds(const TBatch& batch, int repeats) {
   const auto start = std::chrono::steady_clock::now();
-  for (int i = 0; i < repeats; ++i) run();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  for (int i = 0; i < repeats; ++i) batch.run();
+  const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
+  if (batch.after) batch.after();
+  return taken.count();
 }
 
 // How often a batch is run to take long enough.
-int Repeats(const std::function<void()>& run) {
+int Repeats(const TBatch& batch) {
   int repeats = 1;
-  while (Seconds(run, repeats) < kBatchSeconds) repeats *= 2;
+  while (Seconds(batch, repeats) < kBatchSeconds) repeats *= 2;
   return repeats;
 }
 
@@ -48,14 +50,14 @@ void Measure(benchmark::State& state, const TRow& row) {
   }
   const TBatch batch = row.make();
   const TBatch other = row.makeOther ? row.makeOther() : TBatch{[] { Keep(RunBaseline()); }, kBaselineItems};
-  const int repeats = Repeats(batch.run);
-  const int otherRepeats = Repeats(other.run);
+  const int repeats = Repeats(batch);
+  const int otherRepeats = Repeats(other);
   std::vector<double> ratios;
   std::vector<double> rates;
   std::vector<double> times;
   for (auto _ : state) {
-    const double baseline = Seconds(other.run, otherRepeats) / (otherRepeats * other.items);
-    const double seconds = Seconds(batch.run, repeats);
+    const double baseline = Seconds(other, otherRepeats) / (otherRepeats * other.items);
+    const double seconds = Seconds(batch, repeats);
     const double item = seconds / (repeats * batch.items);
     state.SetIterationTime(seconds);
     ratios.push_back(item / baseline);

@@ -20,7 +20,7 @@ bool ReadIdentifier(CRegulator& regulator, TDefinition& definition, vtape::TToke
 }
 
 bool Equals(const vtape::TToken& token, TText keyword) {
-  return runlib::WStrCompare(kTokenCapacity, token.text, keyword.length, keyword.text) == 0;
+  return token.text[0] == keyword.text[0] && runlib::WStrCompare(kTokenCapacity, token.text, keyword.length, keyword.text) == 0;
 }
 
 }  // namespace

@@ -162,7 +162,9 @@ std::int32_t CDataElements::Declare(std::string_view name, EType type, std::uint
                                     std::uint32_t mark) {
   if (name.size() > kMaximumNameLength) throw CTextError{mark, "name longer than 63 characters"};
   if (IsReservedName(name)) throw CTextError{mark, "'" + std::string(name) + "' is reserved"};
-  if (Find(name) >= 0) throw CTextError{mark, "'" + std::string(name) + "' is already declared"};
+  const std::int32_t index = Count();
+  const auto [place, isNew] = indices.try_emplace(std::string(name), index);
+  if (!isNew) throw CTextError{mark, "'" + std::string(name) + "' is already declared"};
   TDataElement element;
   element.name = name;
   element.type = type;
@@ -171,9 +173,10 @@ std::int32_t CDataElements::Declare(std::string_view name, EType type, std::uint
   element.unit = std::move(unit);
   element.mark = mark;
   element.values = Allocate(element.count * TypeSize(type), TypeSize(type));
-  if (element.values == nullptr) throw CTextError{mark, "data elements take more than 256 MiB"};
-  const std::int32_t index = Count();
-  indices.emplace(element.name, index);
+  if (element.values == nullptr) {
+    indices.erase(place);
+    throw CTextError{mark, "data elements take more than 256 MiB"};
+  }
   places.push_back({element.values, element.count, element.type});
   elements.push_back(std::move(element));
   return index;

@@ -10,23 +10,31 @@ namespace {
 
 constexpr std::size_t kShownLength = 40;  // bytes of a lexeme that a message quotes
 
-bool IsLetter(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_'; }
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-bool IsHexDigit(char c) { return IsDigit(c) || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f'); }
-// By character: letters, digits and "_".
-constexpr std::array<bool, 256> kWordCharacters = [] {
-  std::array<bool, 256> are = {};
-  for (int c = 0; c < 256; ++c) {
-    are[static_cast<std::size_t>(c)] =
-        (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_';
-  }
-  return are;
+// What a character begins or belongs to.
+enum EClass : std::uint8_t { kOther, kBlank, kLetter, kDigit, kQuote, kHash, kMark };
+constexpr std::array<EClass, 256> kClasses = [] {
+  std::array<EClass, 256> classes = {};
+  const auto set = [&](std::string_view characters, EClass value) {
+    for (const char c : characters) classes[static_cast<unsigned char>(c)] = value;
+  };
+  set(" \t\r\n", kBlank);
+  set("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz_", kLetter);
+  set("0123456789", kDigit);
+  set("\"", kQuote);
+  set("#", kHash);
+  set("()[],;:=<>+-*/%^'!", kMark);
+  return classes;
 }();
-bool IsWordCharacter(char c) { return kWordCharacters[static_cast<unsigned char>(c)]; }
-bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+EClass ClassOf(char c) { return kClasses[static_cast<unsigned char>(c)]; }
+bool IsDigit(char c) { return ClassOf(c) == kDigit; }
+bool IsHexDigit(char c) { return IsDigit(c) || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f'); }
+bool IsWordCharacter(char c) { return ClassOf(c) == kLetter || IsDigit(c); }
 
-constexpr std::string_view kPairs[] = {"==", "!=", "<=", ">="};
-constexpr std::string_view kSingles = "()[],;:=<>+-*/%^'";
+std::string_view WordAt(std::string_view text) {
+  std::size_t length = 1;
+  while (length < text.size() && IsWordCharacter(text[length])) ++length;
+  return text.substr(0, length);
+}
 
 // A cut must not fall inside a code point.
 std::string Shorten(std::string_view text) {
@@ -42,14 +50,6 @@ std::string Describe(const TLexeme& lexeme) {
   if (lexeme.kind == ELexeme::kEnd) return "the end of the text";
   if (lexeme.kind == ELexeme::kString) return "a string";
   return "'" + Shorten(lexeme.text) + "'";
-}
-
-const TLexeme& CLexer::Peek() {
-  if (!isAhead) {
-    Scan();
-    isAhead = true;
-  }
-  return ahead;
 }
 
 TLexeme CLexer::Next() {
@@ -128,12 +128,13 @@ void CLexer::FailExpected(std::string_view what) {
   throw CTextError{found.offset, "expected " + std::string(what) + ", found " + Describe(found)};
 }
 
+// Past blanks and comments.
 std::uint32_t CLexer::SkipBlanks(std::uint32_t offset) const {
   const std::string_view text = source->Text();
   for (;;) {
-    while (offset < text.size() && IsBlank(text[offset])) ++offset;
+    while (offset < text.size() && ClassOf(text[offset]) == kBlank) ++offset;
+    if (offset >= text.size() || text[offset] != '/') return offset;
     const std::string_view rest = text.substr(offset);
-    if (rest.empty() || rest[0] != '/') break;
     if (rest.starts_with("//")) {
       const std::size_t end = rest.find('\n');
       if (end == std::string_view::npos) return source->Size();
@@ -143,42 +144,47 @@ std::uint32_t CLexer::SkipBlanks(std::uint32_t offset) const {
       if (end == std::string_view::npos) throw CTextError{offset, "comment without an end"};
       offset += static_cast<std::uint32_t>(end) + 2;
     } else {
-      break;
+      return offset;
     }
   }
-  return offset;
 }
 
 void CLexer::Scan() {
   const std::string_view text = source->Text();
-  ahead.kind = ELexeme::kEnd;
-  ahead.text = {};
   ahead.isInteger = false;
   ahead.integer = 0;
-  ahead.string.clear();
+  if (!ahead.string.empty()) ahead.string.clear();
   ahead.offset = SkipBlanks(position);
+  ahead.kind = ELexeme::kEnd;
+  ahead.text = {};
   if (ahead.offset >= text.size()) return;
   const std::string_view rest = text.substr(ahead.offset);
-  const char first = rest[0];
-  if (IsLetter(first)) {
-    std::size_t length = 1;
-    while (length < rest.size() && IsWordCharacter(rest[length])) ++length;
-    ahead.kind = ELexeme::kIdentifier;
-    ahead.text = rest.substr(0, length);
-  } else if (IsDigit(first)) {
-    ScanNumber();
-  } else if (first == '"') {
-    ScanString();
-  } else if (first == '#') {
-    ScanColor();
-  } else {
-    ahead.kind = ELexeme::kPunctuation;
-    for (const std::string_view pair : kPairs) {
-      if (rest.starts_with(pair)) ahead.text = rest.substr(0, 2);
+  switch (ClassOf(rest[0])) {
+    case kLetter:
+      ahead.kind = ELexeme::kIdentifier;
+      ahead.text = WordAt(rest);
+      break;
+    case kDigit:
+      ScanNumber();
+      break;
+    case kQuote:
+      ScanString();
+      break;
+    case kHash:
+      ScanColor();
+      break;
+    case kMark: {
+      const char first = rest[0];
+      const bool pairs = first == '=' || first == '!' || first == '<' || first == '>';
+      const bool isPair = pairs && rest.size() > 1 && rest[1] == '=';
+      if (first == '!' && !isPair) throw CTextError{ahead.offset, "unexpected character"};
+      ahead.kind = ELexeme::kPunctuation;
+      ahead.text = rest.substr(0, isPair ? 2 : 1);
+      break;
     }
-    if (!ahead.text.empty()) return;
-    if (kSingles.find(first) == std::string_view::npos) throw CTextError{ahead.offset, "unexpected character"};
-    ahead.text = rest.substr(0, 1);
+    case kBlank:
+    case kOther:
+      throw CTextError{ahead.offset, "unexpected character"};
   }
 }
 
@@ -252,13 +258,12 @@ void CLexer::ScanString() {
 void CLexer::ScanColor() {
   constexpr std::size_t kDigits = 6;
   const std::string_view rest = source->Text().substr(ahead.offset);
-  std::size_t length = 1;
-  while (length < rest.size() && IsWordCharacter(rest[length])) ++length;
-  const char* const end = rest.data() + length;
-  const auto result = std::from_chars(rest.data() + 1, end, ahead.integer, 16);
-  if (length != kDigits + 1 || result.ptr != end) throw CTextError{ahead.offset, "malformed color, expected #RRGGBB"};
+  const std::string_view word = WordAt(rest);
+  const char* const end = word.data() + word.size();
+  const auto result = std::from_chars(word.data() + 1, end, ahead.integer, 16);
+  if (word.size() != kDigits + 1 || result.ptr != end) throw CTextError{ahead.offset, "malformed color, expected #RRGGBB"};
   ahead.kind = ELexeme::kColor;
-  ahead.text = rest.substr(0, length);
+  ahead.text = word;
 }
 
 }  // namespace runtime

@@ -31,7 +31,8 @@ struct TLexeme {
   std::uint32_t EndOffset() const { return offset + static_cast<std::uint32_t>(text.size()); }
   // An identifier or punctuation of that spelling.
   bool Is(std::string_view spelling) const {
-    return (kind == ELexeme::kIdentifier || kind == ELexeme::kPunctuation) && text == spelling;
+    return (kind == ELexeme::kIdentifier || kind == ELexeme::kPunctuation) && text.size() == spelling.size() &&
+           text.front() == spelling.front() && text == spelling;
   }
 };
 
@@ -45,7 +46,13 @@ class CLexer {
 
   const CSource& Source() const { return *source; }
 
-  const TLexeme& Peek();  // valid until the next call
+  const TLexeme& Peek() {  // valid until the next call
+    if (!isAhead) {
+      Scan();
+      isAhead = true;
+    }
+    return ahead;
+  }
   TLexeme Next();         // kEnd again and again at the end
   void Skip();            // Next without its copy
 

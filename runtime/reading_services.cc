@@ -280,7 +280,8 @@ std::uint8_t CInstrument::ReadEquExpression(std::uint32_t capacity, char16_t* me
     runtime::TApplicationPart& application = ApplicationOf(ctx);
     reading.lexer->Expect("=");
     MarkNext(reading);
-    std::string unit = type == hx_expr::kReal ? UnitOfPlainElement(application) : std::string();
+    std::string& quantityUnit = reading.instrument->quantityUnit;
+    std::string unit = type == hx_expr::kReal && quantityUnit.empty() ? UnitOfPlainElement(application) : "";
     hx_expr::TExprTreeRecord* compiled = CompileHeld(*this, TypeOf(type));
     try {
       reading.lexer->Expect(";");
@@ -288,7 +289,7 @@ std::uint8_t CInstrument::ReadEquExpression(std::uint32_t capacity, char16_t* me
       FreeExpression(&compiled);
       throw;
     }
-    if (reading.instrument->quantityUnit.empty()) reading.instrument->quantityUnit = std::move(unit);
+    if (!unit.empty()) quantityUnit = std::move(unit);
     *expression = compiled;
   });
 }

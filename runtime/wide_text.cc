@@ -125,9 +125,11 @@ void WStrAssign(std::uint32_t capacity, char16_t* destination, std::uint32_t len
 }
 
 std::int32_t WStrCompare(std::uint32_t capacity, const char16_t* text, std::uint32_t length, const char16_t* other) {
+  if (text == nullptr) capacity = 0;
+  if (other == nullptr) length = 0;
   for (std::uint32_t i = 0;; ++i) {
-    const char16_t left = text != nullptr && i < capacity ? text[i] : u'\0';
-    const char16_t right = other != nullptr && i < length ? other[i] : u'\0';
+    const char16_t left = i < capacity ? text[i] : u'\0';
+    const char16_t right = i < length ? other[i] : u'\0';
     if (left != right) return left < right ? -1 : 1;
     if (left == 0) return 0;
   }
