@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <utility>
 
@@ -65,6 +66,10 @@ constexpr std::string_view kReservedNames[] = {
     "time",
     "true",
 };
+
+std::uint32_t HashOf(std::string_view name) {
+  return static_cast<std::uint32_t>(std::hash<std::string_view>()(name));
+}
 
 EType ReadType(CLexer& lexer) {
   for (const TTypeRow& row : kTypes) {
@@ -162,9 +167,7 @@ std::int32_t CDataElements::Declare(std::string_view name, EType type, std::uint
                                     std::uint32_t mark) {
   if (name.size() > kMaximumNameLength) throw CTextError{mark, "name longer than 63 characters"};
   if (IsReservedName(name)) throw CTextError{mark, "'" + std::string(name) + "' is reserved"};
-  const std::int32_t index = Count();
-  const auto [place, isNew] = indices.try_emplace(std::string(name), index);
-  if (!isNew) throw CTextError{mark, "'" + std::string(name) + "' is already declared"};
+  if (Find(name) >= 0) throw CTextError{mark, "'" + std::string(name) + "' is already declared"};
   TDataElement element;
   element.name = name;
   element.type = type;
@@ -173,12 +176,11 @@ std::int32_t CDataElements::Declare(std::string_view name, EType type, std::uint
   element.unit = std::move(unit);
   element.mark = mark;
   element.values = Allocate(element.count * TypeSize(type), TypeSize(type));
-  if (element.values == nullptr) {
-    indices.erase(place);
-    throw CTextError{mark, "data elements take more than 256 MiB"};
-  }
+  if (element.values == nullptr) throw CTextError{mark, "data elements take more than 256 MiB"};
   places.push_back({element.values, element.count, element.type});
   elements.push_back(std::move(element));
+  const std::int32_t index = Count() - 1;
+  byName.Add(HashOf(name), index);
   return index;
 }
 
@@ -199,8 +201,7 @@ const char* CDataElements::FindItem(std::string_view target, std::int32_t count,
 }
 
 std::int32_t CDataElements::Find(std::string_view name) const {
-  const auto found = indices.find(name);
-  return found == indices.end() ? -1 : found->second;
+  return byName.Find(HashOf(name), [&](std::int32_t element) { return (*this)[element].name == name; });
 }
 
 void* CDataElements::Allocate(std::size_t size, std::size_t alignment) {

@@ -5,13 +5,14 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "runtime/lexer.h"
+#include "runtime/open_index.h"
 
 namespace runtime {
 
@@ -92,11 +93,6 @@ class CDataElements {
   }
 
  private:
-  struct THash {
-    using is_transparent = void;
-    std::size_t operator()(std::string_view name) const { return std::hash<std::string_view>()(name); }
-  };
-
   // What a write needs to know of an element.
   struct TPlace {
     void* values;
@@ -106,9 +102,9 @@ class CDataElements {
 
   void* Allocate(std::size_t size, std::size_t alignment);
 
-  std::vector<TDataElement> elements;
+  std::deque<TDataElement> elements;
   std::vector<TPlace> places;  // of each
-  std::unordered_map<std::string, std::int32_t, THash, std::equal_to<>> indices;
+  COpenIndex byName;
   // Values lie in order of declaration in blocks that never move.
   std::vector<std::unique_ptr<std::byte[]>> blocks;
   std::size_t blockUsed = 0;

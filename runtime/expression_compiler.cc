@@ -408,25 +408,25 @@ class CCompiler {
   std::size_t rightOperand = kNone;
 };
 
-}  // namespace
-
 // Fowler, Noll and Vo's hash, a word at a time, mixed at the end.
-std::size_t CExpressions::THash::operator()(TProgram program) const {
+std::uint32_t HashOf(const std::vector<std::uint64_t>& program) {
   std::uint64_t hash = 0xCBF29CE484222325u;
   for (const std::uint64_t word : program) {
     hash = (hash ^ word) * 0x100000001B3u;
     hash ^= hash >> 32;
   }
-  return static_cast<std::size_t>(hash);
+  return static_cast<std::uint32_t>(hash);
 }
 
-bool CExpressions::TEqual::operator()(TProgram a, TProgram b) const {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end());
-}
+}  // namespace
 
 const std::uint64_t* CExpressions::Shared(const std::vector<std::uint64_t>& code) {
-  const auto found = programs.find(code);
-  if (found != programs.end()) return found->data();
+  const std::uint32_t hash = HashOf(code);
+  const std::int32_t found = byWords.Find(hash, [&](std::int32_t program) {
+    const TProgram& known = programs[static_cast<std::size_t>(program)];
+    return std::equal(known.begin(), known.end(), code.begin(), code.end());
+  });
+  if (found != COpenIndex::kNone) return programs[static_cast<std::size_t>(found)].data();
   if (wordsLeft < code.size()) {
     wordsLeft = std::max(code.size(), kChunkWords);
     chunks.push_back(std::make_unique<std::uint64_t[]>(wordsLeft));
@@ -436,7 +436,8 @@ const std::uint64_t* CExpressions::Shared(const std::vector<std::uint64_t>& code
   std::copy(code.begin(), code.end(), nextWord);
   nextWord += code.size();
   wordsLeft -= code.size();
-  programs.insert(kept);
+  byWords.Add(hash, static_cast<std::int32_t>(programs.size()));
+  programs.push_back(kept);
   return kept.data();
 }
 

@@ -14,12 +14,12 @@
 #include <deque>
 #include <memory>
 #include <span>
-#include <unordered_set>
 #include <vector>
 
 #include "runtime/data_elements.h"
 #include "runtime/expression.h"
 #include "runtime/lexer.h"
+#include "runtime/open_index.h"
 
 namespace runtime {
 
@@ -60,19 +60,14 @@ class CExpressions {
 
  private:
   using TProgram = std::span<const std::uint64_t>;
-  struct THash {
-    std::size_t operator()(TProgram program) const;
-  };
-  struct TEqual {
-    bool operator()(TProgram a, TProgram b) const;
-  };
 
   static constexpr std::size_t kChunkWords = 4096;
 
   const std::uint64_t* Shared(const std::vector<std::uint64_t>& code);
 
   // Programs and records lie in the order in which they were compiled.
-  std::unordered_set<TProgram, THash, TEqual> programs;
+  std::vector<TProgram> programs;
+  COpenIndex byWords;
   std::vector<std::unique_ptr<std::uint64_t[]>> chunks;
   std::uint64_t* nextWord = nullptr;
   std::size_t wordsLeft = 0;

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <utility>
 #include <vector>
@@ -90,6 +91,15 @@ std::uint32_t FreeHandle() {
   return handle;
 }
 
+std::string& WriteFailure() {
+  static std::string failure;
+  return failure;
+}
+
+void NoteWriteFailure(const fs::path& target, int error) {
+  WriteFailure() = "'" + target.filename().string() + "' can't be written: " + std::strerror(error);
+}
+
 // Moves bytes until all have moved, the file ends, or an error is met.
 template <typename TMove>
 std::uint32_t MoveAll(TFile& file, std::uint32_t count, TMove move) {
@@ -97,7 +107,10 @@ std::uint32_t MoveAll(TFile& file, std::uint32_t count, TMove move) {
   while (done < count) {
     const ssize_t moved = move(file.descriptor, done, count - done);
     if (moved < 0 && errno == EINTR) continue;
-    if (moved < 0) file.failed = true;
+    if (moved < 0) {
+      file.failed = true;
+      if (file.Writing()) NoteWriteFailure(file.target, errno);
+    }
     if (moved <= 0) break;
     done += static_cast<std::uint32_t>(moved);
   }
@@ -145,7 +158,10 @@ int OpenTemporary(const fs::path& path) {
 std::uint32_t Create(const fs::path& target) {
   struct stat status;
   const bool exists = stat(target.c_str(), &status) == 0;
-  if (exists && !S_ISREG(status.st_mode)) return runlib::kNoHandle;
+  if (exists && !S_ISREG(status.st_mode)) {
+    NoteWriteFailure(target, S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
+    return runlib::kNoHandle;
+  }
 
   RemoveLeftovers(target);
   static unsigned number = 0;
@@ -162,6 +178,7 @@ std::uint32_t Create(const fs::path& target) {
     }
     if (errno != EEXIST) break;
   }
+  NoteWriteFailure(target, errno);
   return runlib::kNoHandle;
 }
 
@@ -174,10 +191,11 @@ void FlushFolder(const fs::path& folder) {
 }
 
 void Finish(TFile& file) {
-  const bool whole = !file.failed && fsync(file.descriptor) == 0;
-  if (whole && std::rename(file.temporary.c_str(), file.target.c_str()) == 0) {
+  if (!file.failed && fsync(file.descriptor) == 0 &&
+      std::rename(file.temporary.c_str(), file.target.c_str()) == 0) {
     FlushFolder(file.target.parent_path());
   } else {
+    if (!file.failed) NoteWriteFailure(file.target, errno);
     unlink(file.temporary.c_str());
   }
   close(file.descriptor);
@@ -211,6 +229,8 @@ bool LeavesFolder(const runlib::TFileContext& context, std::u16string_view name)
   // Where it can't be told, opening the file will not succeed either.
   return Shielded(false, [&] { return Place(context, name).leaves; });
 }
+
+std::string TakeWriteFailure() { return std::exchange(WriteFailure(), std::string()); }
 
 }  // namespace runtime
 

@@ -24,6 +24,10 @@ runlib::TFileContext MakeFileContext(std::string_view folder);
 // a symbolic link.
 bool LeavesFolder(const runlib::TFileContext& context, std::u16string_view name);
 
+// Which file could last not be written, and why; empty when none since the last
+// call.
+std::string TakeWriteFailure();
+
 }  // namespace runtime
 
 #endif

@@ -4,6 +4,7 @@
 #include "runtime/application_part.h"
 #include "runtime/clock.h"
 #include "runtime/script.h"
+#include "runtime/wide_text.h"
 
 namespace runtime {
 
@@ -60,9 +61,12 @@ void RunPeriod(TApplicationPart& application) {
 }
 
 void KeepLearnt(TApplicationPart& application, std::uint32_t reason) {
+  TakeWriteFailure();
   for (TInstrumentPart& instrument : application.instruments) {
     vcore::TEvent event = {{vcore::kEventKeep, reason, 0, 0}};
     instrument.object->ReceiveEvent(&event);
+    const std::string failure = TakeWriteFailure();
+    if (!failure.empty()) application.Report(Utf8(instrument.object->name), failure);
   }
 }
 

@@ -247,43 +247,48 @@ TEST(KeptParameters, IsWholeAfterAKillAtAnyMoment) {
   EXPECT_EQ(files(), 2);
 }
 
-TEST(KeptParameters, StaysWhereNothingCanBeWritten) {
+TEST(KeptParameters, StaysWhereNothingCanBeWrittenAndSaysSo) {
   const CFolder folder;
   folder.Write("reg.par", ParameterFile(2, kOther));
   CRun run(folder, "test.lbx", kNamed);
   SetForgetting(run, 0.125);
   const struct {
-    const char* what;
+    const char* why;
     void (*prepare)(const std::string& folder);
   } obstacles[] = {
-      {"full disk",
+      {"File too large",  // midway, as on a full disk
        [](const std::string&) {
          signal(SIGXFSZ, SIG_IGN);
          const rlimit limit = {59, 59};
          setrlimit(RLIMIT_FSIZE, &limit);
        }},
-      {"no space at all",
+      {"File too large",  // at once
        [](const std::string&) {
          signal(SIGXFSZ, SIG_IGN);
          const rlimit limit = {0, 0};
          setrlimit(RLIMIT_FSIZE, &limit);
        }},
-      {"no more files",
+      {"Too many open files",
        [](const std::string&) {
          const rlimit limit = {0, 0};
          setrlimit(RLIMIT_NOFILE, &limit);
        }},
-      {"read-only folder",
+      {"Permission denied",
        [](const std::string& place) {
          chmod(place.c_str(), 0555);
          if (geteuid() == 0 && seteuid(65534) != 0) _exit(1);
        }},
   };
   for (const auto& obstacle : obstacles) {
-    SCOPED_TRACE(obstacle.what);
+    SCOPED_TRACE(obstacle.why);
     const pid_t child = Fork([&] {
+      std::string said;
+      run->SetMessageSink([&](const runtime::TRunTimeMessage& message) {
+        said += message.instrument + ": " + message.text + "\n";
+      });
       obstacle.prepare(folder.Path("."));
-      Keep(run);
+      run->End();
+      if (said != std::string("reg: 'reg.par' can't be written: ") + obstacle.why + "\n") _exit(2);
     });
     int status = -1;
     waitpid(child, &status, 0);
