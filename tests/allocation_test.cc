@@ -62,7 +62,7 @@ TEST(FailingAllocations, AreRefusedByNameAndLoseNothing) {
   // In a large application a sample, and all with LOOPBOX_ALL_ALLOCATIONS.
   const std::int64_t step = std::getenv("LOOPBOX_ALL_ALLOCATIONS") != nullptr ? 1 : 487;
   for (const std::int64_t failures : {1, -1}) {
-    EXPECT_GE(LoadFailing(Instruments(500), step, failures, 10'000), 10'000);
+    EXPECT_GE(LoadFailing(Instruments(200), step, failures, 10'000), 10'000);
   }
 }
 
