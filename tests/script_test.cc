@@ -227,6 +227,17 @@ TEST(Script, CannotStopTheLoop) {
   }
 }
 
+TEST(Script, SchedulesNoMoreThanThePeriodBears) {
+  CRun run(
+      WithScript("local function again() data.n = data.n + 1 at(0, again) end\n"
+                 "at(0, function() at(0, again) for i = 1, 100000 do at(9, print) end end)"));
+  run.Steps(3);
+  EXPECT_EQ(run.Value("n"), 3.0 + 3 * 100000 - 1);
+  ASSERT_EQ(run.messages.size(), 2u);
+  EXPECT_EQ(run.messages[0].text, "line 10: more than 100000 calls are scheduled");
+  EXPECT_EQ(run.messages[1].text, "more than 100000 callbacks in one period: the others wait for the next");
+}
+
 TEST(Script, MayCallProceduresInsideAnEvent) {
   CRun run(
       WithScript("function heater.OnOutput(u) heater:SetLastOutputValue(u - 1) heater:SetParameters(2, 20, 1)\n"
