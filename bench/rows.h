@@ -11,8 +11,8 @@ namespace bench {
 
 struct TBatch {
   std::function<void()> run;
-  double items = 1.0;  // operations of one run
-  double bytes = 0.0;  // that one run reads or writes; 0: rates mean nothing
+  double items = 1.0;                // operations of one run
+  double bytes = 0.0;                // that one run reads or writes; 0: rates mean nothing
   std::function<void()> after = {};  // tidies up what runs have left, untimed
 };
 

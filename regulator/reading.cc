@@ -20,7 +20,8 @@ bool ReadIdentifier(CRegulator& regulator, TDefinition& definition, vtape::TToke
 }
 
 bool Equals(const vtape::TToken& token, TText keyword) {
-  return token.text[0] == keyword.text[0] && runlib::WStrCompare(kTokenCapacity, token.text, keyword.length, keyword.text) == 0;
+  return token.text[0] == keyword.text[0] &&
+         runlib::WStrCompare(kTokenCapacity, token.text, keyword.length, keyword.text) == 0;
 }
 
 }  // namespace

@@ -67,9 +67,7 @@ constexpr std::string_view kReservedNames[] = {
     "true",
 };
 
-std::uint32_t HashOf(std::string_view name) {
-  return static_cast<std::uint32_t>(std::hash<std::string_view>()(name));
-}
+std::uint32_t HashOf(std::string_view name) { return static_cast<std::uint32_t>(std::hash<std::string_view>()(name)); }
 
 EType ReadType(CLexer& lexer) {
   for (const TTypeRow& row : kTypes) {

@@ -191,8 +191,7 @@ void FlushFolder(const fs::path& folder) {
 }
 
 void Finish(TFile& file) {
-  if (!file.failed && fsync(file.descriptor) == 0 &&
-      std::rename(file.temporary.c_str(), file.target.c_str()) == 0) {
+  if (!file.failed && fsync(file.descriptor) == 0 && std::rename(file.temporary.c_str(), file.target.c_str()) == 0) {
     FlushFolder(file.target.parent_path());
   } else {
     if (!file.failed) NoteWriteFailure(file.target, errno);

@@ -261,7 +261,8 @@ void CLexer::ScanColor() {
   const std::string_view word = WordAt(rest);
   const char* const end = word.data() + word.size();
   const auto result = std::from_chars(word.data() + 1, end, ahead.integer, 16);
-  if (word.size() != kDigits + 1 || result.ptr != end) throw CTextError{ahead.offset, "malformed color, expected #RRGGBB"};
+  if (word.size() != kDigits + 1 || result.ptr != end)
+    throw CTextError{ahead.offset, "malformed color, expected #RRGGBB"};
   ahead.kind = ELexeme::kColor;
   ahead.text = word;
 }

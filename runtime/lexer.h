@@ -53,8 +53,8 @@ class CLexer {
     }
     return ahead;
   }
-  TLexeme Next();         // kEnd again and again at the end
-  void Skip();            // Next without its copy
+  TLexeme Next();  // kEnd again and again at the end
+  void Skip();     // Next without its copy
 
   // Where reading goes on: just behind the lexeme taken last. Seek(Offset())
   // changes nothing; Seek anywhere else may start reading anew.

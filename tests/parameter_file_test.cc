@@ -283,9 +283,8 @@ TEST(KeptParameters, StaysWhereNothingCanBeWrittenAndSaysSo) {
     SCOPED_TRACE(obstacle.why);
     const pid_t child = Fork([&] {
       std::string said;
-      run->SetMessageSink([&](const runtime::TRunTimeMessage& message) {
-        said += message.instrument + ": " + message.text + "\n";
-      });
+      run->SetMessageSink(
+          [&](const runtime::TRunTimeMessage& message) { said += message.instrument + ": " + message.text + "\n"; });
       obstacle.prepare(folder.Path("."));
       run->End();
       if (said != std::string("reg: 'reg.par' can't be written: ") + obstacle.why + "\n") _exit(2);
