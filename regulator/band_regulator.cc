@@ -33,16 +33,4 @@ void CBandRegulator::FinishRead(vcom::CRect finalRect) {
   FindEvents();
 }
 
-CBandRegulator::TPlace CBandRegulator::PlaceOf(double wish, double value) const {
-  if (value > wish + divergencePlus) return kAbove;
-  if (value < wish - divergenceMinus) return kBelow;
-  return kInside;
-}
-
-void CBandRegulator::WriteBoolean(std::uint64_t elementId, hx_expr::TExprTreeRecord* indexExpression, bool value) {
-  hx_expr::TValue written = {};
-  hx_tool::SetValueBoolean(&written, value);
-  SetDataElement(elementId, indexExpression, &written);
-}
-
 }  // namespace loopbox

@@ -21,8 +21,16 @@ class CBandRegulator : public CRegulator {
   void Reset() override;
 
   // Where the value is; the limits of the band lie inside.
-  TPlace PlaceOf(double wish, double value) const;
-  void WriteBoolean(std::uint64_t elementId, hx_expr::TExprTreeRecord* indexExpression, bool value);
+  TPlace PlaceOf(double wish, double value) const {
+    if (value > wish + divergencePlus) return kAbove;
+    if (value < wish - divergenceMinus) return kBelow;
+    return kInside;
+  }
+  void WriteBoolean(std::uint64_t elementId, hx_expr::TExprTreeRecord* indexExpression, bool value) {
+    hx_expr::TValue written = {};
+    hx_tool::SetValueBoolean(&written, value);
+    SetDataElement(elementId, indexExpression, &written);
+  }
 
   double divergencePlus = 0.0;   // width of the band above the wish value
   double divergenceMinus = 0.0;  // below it

@@ -8,7 +8,6 @@ namespace loopbox {
 
 namespace {
 
-constexpr std::uint32_t kIdleBit = 0x10;
 constexpr std::uint32_t kErrorCapacity = 127;
 constexpr std::uint32_t kMaximumArguments = 2;
 
@@ -17,12 +16,6 @@ constexpr std::uint32_t kMaximumArguments = 2;
 std::uint8_t CRegulator::NeedsTiming() {
   return IsComplete() && valueExpr != nullptr && wishValueExpr != nullptr &&
          (HasOutput() || onOutputId != hx_vinst::kNoIdentifier);
-}
-
-bool CRegulator::IsIdleCall(std::uint32_t reason) {
-  if ((reason & ~kIdleBit) != 0) return false;
-  stateWord &= ~hx_vinst::kStatePending;
-  return true;
 }
 
 // Limits to the pane's range, and shows.

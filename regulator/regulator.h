@@ -19,6 +19,7 @@ constexpr std::uint32_t kSectionCount = 3;
 // The order in which panes are made, registered, updated, and laid out where
 // their positions are equal.
 constexpr std::uint32_t kPaneOrder[kSectionCount] = {kOutputSection, kWishValueSection, kValueSection};
+constexpr std::uint32_t kIdleBit = 0x10;  // of the reason that Action is called for
 
 struct TSectionLayout {
   std::int32_t ratio = 1;  // share of the instrument's width; 0 hides the section
@@ -89,7 +90,11 @@ class CRegulator : public hx_vinst::CInstrument {
   void FindEvents();
   // True for a call that carries nothing but the idle bit: the call is noted,
   // and no period is due.
-  bool IsIdleCall(std::uint32_t reason);
+  bool IsIdleCall(std::uint32_t reason) {
+    if ((reason & ~kIdleBit) != 0) return false;
+    stateWord &= ~hx_vinst::kStatePending;
+    return true;
+  }
   void ReportError(TText message);
   void ForgetExpression(hx_expr::TExprTreeRecord*& expression);
   void ForgetElement(std::uint64_t& elementId, hx_expr::TExprTreeRecord*& indexExpression,

@@ -66,6 +66,7 @@ class CDataElements {
   // `count`. What is wrong; null when it is found.
   const char* FindItem(std::string_view target, std::int32_t count, std::int32_t* element, std::uint32_t* index) const;
   std::int32_t Count() const { return static_cast<std::int32_t>(places.size()); }
+  bool Has(std::uint32_t element) const { return element < places.size(); }
   // In order of declaration.
   const TDataElement& operator[](std::int32_t element) const { return elements[static_cast<std::size_t>(element)]; }
   void SetWrittenByProcess(std::int32_t element) {

@@ -48,6 +48,8 @@ constexpr TMessage kMessages[] = {
 
 double Minimum(double a, double b) { return b < a || std::isnan(b) ? b : a; }
 double Maximum(double a, double b) { return b > a || std::isnan(b) ? b : a; }
+constexpr std::uint64_t kInfinityBits = 0x7FF0000000000000;
+
 double Truth(bool condition) { return condition ? 1.0 : 0.0; }
 
 template <typename TData>
@@ -73,12 +75,12 @@ bool ToIndex(double value, std::uint32_t count, std::uint32_t* index) {
 // Each operation goes on with the next by a jump of its own, which processors
 // foresee far better than one that all share (labels as values are an extension
 // of both compilers); and it calls nothing, so that nothing has to be saved.
-double Execute(const std::uint64_t* code, double* next, double top, TStop* stop) {
+TRun Execute(const std::uint64_t* code, double* next, hx_expr::TExprTreeRecord* record, TStop* stop, double top) {
 #define BINARY_LABELS(form)                                                                                       \
   &&add##form, &&subtract##form, &&multiply##form, &&divide##form, &&equal##form, &&notEqual##form, &&less##form, \
       &&lessOrEqual##form, &&greater##form, &&greaterOrEqual##form, &&minimum##form, &&maximum##form
   // In the order of EOpcode.
-  static const void* const kLabels[] = {&&stopHere,
+  static const void* const kLabels[] = {&&end,
                                         &&constant,
                                         &&loadReal,
                                         &&loadBoolean,
@@ -114,9 +116,17 @@ double Execute(const std::uint64_t* code, double* next, double top, TStop* stop)
 #define GO_ON goto* kLabels[*++code & 0xFF]
   goto* kLabels[*code & 0xFF];
 
+end : {
+  const auto bits = std::bit_cast<std::uint64_t>(top);
+  if (bits << 1 < kInfinityBits << 1 && !record->IsFailing()) [[likely]] {
+    // What stays as it is leaves its cache line clean.
+    if (std::bit_cast<std::uint64_t>(record->lastGood) != bits) record->lastGood = top;
+    return {top, nullptr};
+  }
+}
 stopHere:
-  *stop = {code, next};
-  return top;
+  *stop = {record, code, next};
+  return {top, stop};
 constant:
   push(std::bit_cast<double>(*++code));
   GO_ON;
@@ -203,22 +213,26 @@ jumpIfTrue:
 #undef GO_ON
 }
 
-TEvaluation Finish(hx_expr::TExprTreeRecord* record, double top, TStop stop) {
+TEvaluation Finish(TRun run) {
+  TStop& stop = *run.stop;
+  hx_expr::TExprTreeRecord* const record = stop.record;
   std::uint32_t mark = record->mark;
   auto status = EvalStatus::kOk;
   while (status == EvalStatus::kOk) {
+    if (run.stop == nullptr) return {run.top};
     const std::uint64_t operand = *stop.code >> 8;
     const auto opcode = static_cast<EOpcode>(*stop.code & 0xFF);
     if (opcode == EOpcode::kReturn) {
-      if (std::isfinite(top)) {
-        record->lastGood = top;
+      if (std::isfinite(run.top)) {
+        record->lastGood = run.top;
         record->failedMark = hx_expr::TExprTreeRecord::kNotFailing;
-        return {top, status, false, 0};
+        return {run.top};
       }
       status = EvalStatus::kNotFinite;
     } else if (opcode == EOpcode::kCall1 || opcode == EOpcode::kCall2) {
-      top = opcode == EOpcode::kCall1 ? kFunctions1[operand](top) : kFunctions2[operand](*--stop.next, top);
-      top = Execute(stop.code + 1, stop.next, top, &stop);
+      const double result =
+          opcode == EOpcode::kCall1 ? kFunctions1[operand](run.top) : kFunctions2[operand](*--stop.next, run.top);
+      run = Execute(stop.code + 1, stop.next, record, &stop, result);
     } else {
       status = EvalStatus::kIndexOutOfRange;
       mark = record->indexMarks[static_cast<std::uint32_t>(operand >> 24)];

@@ -5,8 +5,6 @@
 #ifndef LOOPBOX_RUNTIME_EXPRESSION_MACHINE_H
 #define LOOPBOX_RUNTIME_EXPRESSION_MACHINE_H
 
-#include <bit>
-#include <cmath>
 #include <cstdint>
 #include <string_view>
 
@@ -92,38 +90,47 @@ std::u16string_view EvalMessage16(EvalStatus status);
 
 struct TEvaluation {
   double value;  // on failure the last good one
-  EvalStatus status;
-  bool newError;       // the failure is to be reported: it began with this evaluation
-  std::uint32_t mark;  // on failure its place: that of the index, or the start of the expression
+  EvalStatus status = EvalStatus::kOk;
+  bool newError = false;   // the failure is to be reported: it began with this evaluation
+  std::uint32_t mark = 0;  // on failure its place: that of the index, or the start of the expression
 };
 
 // Where a program stopped, and where the number below the top of its stack is
 // put next.
 struct TStop {
+  hx_expr::TExprTreeRecord* record;
   const std::uint64_t* code;
   double* next;
 };
 
-// Runs operations from one on and yields the number on top of the stack where
-// it stops: at the program's end, at a function, at an index out of range.
-double Execute(const std::uint64_t* code, double* next, double top, TStop* stop);
+// What the top of the stack is where a program came to its end, or stopped.
+struct TRun {
+  double top;
+  TStop* stop;  // null: it ended, with a finite number, which is the last good one now
+};
 
-// The rest of an evaluation that did not come to its end at once, or not to a
-// finite number.
-TEvaluation Finish(hx_expr::TExprTreeRecord* record, double top, TStop stop);
+// Runs operations of the record's program from one on. Stops, and says so in
+// *stop, at a function, at an index out of range, and at the end when the number
+// is not finite or the evaluation before failed.
+TRun Execute(const std::uint64_t* code, double* next, hx_expr::TExprTreeRecord* record, TStop* stop, double top);
+
+// The rest of an evaluation that stopped.
+TEvaluation Finish(TRun run);
 
 // Runs the program and keeps the record's last good value and its latch: a
-// failure is new when the evaluation before succeeded or failed elsewhere.
-[[gnu::always_inline]] inline TEvaluation Evaluate(hx_expr::TExprTreeRecord* record) {
+// failure is new when the evaluation before succeeded or failed elsewhere. What
+// a run that stopped is worth, `rest` says: Finish or what calls it.
+template <typename TResult = TEvaluation, typename TRest>
+[[gnu::always_inline]] inline TResult Evaluate(hx_expr::TExprTreeRecord* record, TRest rest) {
   double stack[kStackDepth + 1];  // what the first one holds means nothing
   TStop stop;
-  const double value = Execute(record->code, stack, 0.0, &stop);
-  const bool ended = static_cast<EOpcode>(*stop.code & 0xFF) == EOpcode::kReturn;
-  if (!ended || !std::isfinite(value) || record->IsFailing()) [[unlikely]]
-    return Finish(record, value, stop);
-  // What stays as it is leaves its cache line clean.
-  if (std::bit_cast<std::uint64_t>(record->lastGood) != std::bit_cast<std::uint64_t>(value)) record->lastGood = value;
-  return {value, EvalStatus::kOk, false, 0};
+  const TRun run = Execute(record->code, stack, record, &stop, 0.0);
+  if (run.stop != nullptr) [[unlikely]]
+    return rest(run);
+  return {run.top};
+}
+[[gnu::always_inline]] inline TEvaluation Evaluate(hx_expr::TExprTreeRecord* record) {
+  return Evaluate(record, Finish);
 }
 
 // The index that a number means, truncated toward zero. False when it is

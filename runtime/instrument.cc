@@ -23,18 +23,22 @@ runtime::TApplicationPart* Application(const CInstrument& instrument) {
   }
 }
 
-// False where no index is: nothing is written then, since a last good one would
-// be another element than the one that was meant.
-[[gnu::noinline]] bool EvaluateIndex(const CInstrument& instrument, hx_expr::TExprTreeRecord* expression,
-                                     std::uint32_t count, std::uint32_t* index) {
+// Where no index is nothing is written: a last good one would be another element
+// than the one that was meant.
+[[gnu::noinline]] void SetIndexed(const CInstrument& instrument, std::int32_t element,
+                                  hx_expr::TExprTreeRecord* expression, double number) {
+  runtime::CDataElements& data = Application(instrument)->data;
   const bool wasOutside = expression->failedMark == kNoMark;
   const runtime::TEvaluation evaluation = runtime::Evaluate(expression);
   if (evaluation.newError) ReportEvaluation(instrument, evaluation.status);
-  if (evaluation.status != runtime::EvalStatus::kOk) return false;
-  if (runtime::ToIndex(evaluation.value, count, index)) return true;
+  if (evaluation.status != runtime::EvalStatus::kOk) return;
+  std::uint32_t index;
+  if (runtime::ToIndex(evaluation.value, data.CountOf(element), &index)) {
+    data.SetFromDouble(element, index, number);
+    return;
+  }
   if (!wasOutside) ReportEvaluation(instrument, runtime::EvalStatus::kIndexOutOfRange);
   expression->failedMark = kNoMark;
-  return false;
 }
 
 }  // namespace
@@ -130,12 +134,12 @@ void CInstrument::FinishRead(vcom::CRect) {}
 // --- Run-time services ---
 
 void CInstrument::EvaluateExpression(hx_expr::TExprTreeRecord* expression, std::uint32_t type, hx_expr::TValue* value) {
-  double result = 0.0;
-  if (expression != nullptr) {
-    const runtime::TEvaluation evaluation = runtime::Evaluate(expression);
+  const auto rest = [this](runtime::TRun run) {
+    const runtime::TEvaluation evaluation = runtime::Finish(run);
     if (evaluation.newError) ReportEvaluation(*this, evaluation.status);
-    result = evaluation.value;
-  }
+    return evaluation.value;
+  };
+  const double result = expression == nullptr ? 0.0 : runtime::Evaluate<double>(expression, rest);
   if (type == hx_expr::kBoolean) {
     hx_tool::SetValueBoolean(value, result != 0.0);
     return;
@@ -151,19 +155,18 @@ void CInstrument::FreeExpression(hx_expr::TExprTreeRecord** expression) {
   *expression = nullptr;
 }
 
+// kNoDataElement is no element either.
 void CInstrument::SetDataElement(std::uint64_t elementId, hx_expr::TExprTreeRecord* indexExpression,
                                  const hx_expr::TValue* value) {
   runtime::TApplicationPart* application = Application(*this);
-  if (elementId == kNoDataElement || application == nullptr) return;
-  const std::int32_t element = static_cast<std::int32_t>(elementId & 0x7FFFFFFF);
-  if (element >= application->data.Count()) return;
-  std::uint32_t index = 0;
-  if (indexExpression != nullptr &&
-      !EvaluateIndex(*this, indexExpression, application->data.CountOf(element), &index)) {
-    return;
-  }
+  const std::uint32_t element = elementId & 0x7FFFFFFF;
+  if (application == nullptr || !application->data.Has(element)) return;
   const double number = value->type == hx_expr::kBoolean ? (value->boolean != 0 ? 1.0 : 0.0) : value->real;
-  application->data.SetFromDouble(element, index, number);
+  if (indexExpression == nullptr) {
+    application->data.SetFromDouble(static_cast<std::int32_t>(element), 0, number);
+  } else {
+    SetIndexed(*this, static_cast<std::int32_t>(element), indexExpression, number);
+  }
 }
 
 // A receiver item's words are the instrument's number and its complement.

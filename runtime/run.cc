@@ -42,14 +42,11 @@ void RunPeriod(TApplicationPart& application) {
   application.process.Advance(from, to);
   if (application.input) application.input(to);
   if (application.script != nullptr) application.script->RunDue(to);
-  const std::vector<TTimed>& timed = application.timed;
-
-  const std::size_t asking = timed.size() >= kMany ? timed.size() - kAhead : 0;
-  for (std::size_t i = 0; i < timed.size(); ++i) {
-    if (i < asking) {
-      for (const void* line : timed[i + kAhead].lines) __builtin_prefetch(line);
-    }
-    timed[i].object->Action(hx_vinst::kActionTimer);
+  const TTimed* const end = application.timed.data() + application.timed.size();
+  const TTimed* const asking = application.timed.size() >= kMany ? end - kAhead : nullptr;
+  for (const TTimed* next = application.timed.data(); next != end; ++next) {
+    if (next < asking) next[kAhead].AskForMemory();
+    next->object->Action(hx_vinst::kActionTimer);
   }
   // Receivers may activate further ones, which join the end of the row.
   for (std::size_t i = 0; i < application.activated.size(); ++i) {
