@@ -151,8 +151,11 @@ constexpr auto kArcTangents = [] {
   return table;
 }();
 
-constexpr TDoubleDouble kPi = ToPair(Multiply(kFixedArcTangents[16], 4));
-constexpr TDoubleDouble kHalfPi = ToPair(Multiply(kFixedArcTangents[16], 2));
+constexpr TFixed kFixedHalfPi = Multiply(kFixedArcTangents[16], 2);
+constexpr TDoubleDouble kPi = ToPair(Multiply(kFixedHalfPi, 2));
+constexpr TDoubleDouble kHalfPi = ToPair(kFixedHalfPi);
+// In terms of 32 bits, as those of ln 2. The first is the whole part, 1.
+constexpr std::array<double, 7> kHalfPiTerms = Terms(kFixedHalfPi);
 
 // 1 / n! and 1 / n at n.
 constexpr auto kInverseFactorials = [] {

@@ -8,7 +8,10 @@
 // correctly rounded one unless the true value lies that near to the middle
 // between two doubles, a chance of about 2^-40 for an argument taken at random.
 // Arguments for which it must lie so near are treated on their own: the
-// surroundings of 0 and 1, and powers that are exact.
+// surroundings of 0 and 1, and powers that are exact. A shorter evaluation comes
+// first, and is enough for all but a few of a hundred arguments: its error is
+// bounded where it stands, and only what that bound can't make round otherwise is
+// taken from it (Ziv's test).
 //
 // Special values, signed zeros and infinities are as in annex F of the C
 // standard. Every NaN that comes out is the same positive quiet one, whatever
@@ -19,7 +22,9 @@
 //
 // Literature: Dekker (A floating-point technique for extending the available
 // precision, 1971); Payne and Hanek (Radian reduction for trigonometric
-// functions, 1983); Shewchuk (Adaptive precision floating-point arithmetic,
+// functions, 1983); Cody, Waite (Software Manual for the Elementary Functions,
+// 1980); Ziv (Fast evaluation of elementary mathematical functions with correctly
+// rounded last bit, 1991); Shewchuk (Adaptive precision floating-point arithmetic,
 // 1997); Muller (Elementary Functions, 3rd edition, 2016).
 #ifndef LOOPBOX_RUNTIME_ELEMENTARY_FUNCTIONS_H
 #define LOOPBOX_RUNTIME_ELEMENTARY_FUNCTIONS_H

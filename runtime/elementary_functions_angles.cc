@@ -2,6 +2,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <optional>
 
 #include "runtime/double_double.h"
 #include "runtime/elementary_constants.h"
@@ -91,6 +92,22 @@ TReduced Reduce(double x) {
   return {negative ? Negate(rest) : rest, quadrant % 4};
 }
 
+// The same for x < 2^20, to 2^-70, as Cody and Waite do it; nothing near a
+// multiple of pi/2. k has at most 20 bits, so that its products with the first
+// two terms together and with each further one are exact; so is x less the first,
+// both being multiples of the smaller of 2^-32 and x's last place, and the
+// difference below 1. The rest is rounded at 2^-44 and less, and what is left out
+// of pi/2 makes less than 2^-107.
+std::optional<TReduced> QuickReduce(double x) {
+  if (x <= 0.78) return TReduced{{x, 0}, 0};
+  if (x >= 0x1p20) return std::nullopt;
+  const double k = std::floor(x * (1 / kHalfPi.high) + 0.5);
+  const TDoubleDouble rest = TwoSum(x - k * (kHalfPiTerms[0] + kHalfPiTerms[1]), -k * kHalfPiTerms[2]);
+  if (std::fabs(rest.high) < 0x1p-25) return std::nullopt;
+  return TReduced{FastTwoSum(rest.high, rest.low - (k * kHalfPiTerms[3] + k * kHalfPiTerms[4])),
+                  static_cast<unsigned>(k) % 4};
+}
+
 // The number lead + tail, kept apart: where the tail is small so is its error,
 // and small arguments, whose x and x^3/3 can come very near to the middle of
 // two doubles, are rounded rightly too.
@@ -103,33 +120,64 @@ TParts Negate(TParts x) { return {Negate(x.lead), Negate(x.tail)}; }
 TDoubleDouble Sum(TParts x) { return Add(x.lead, x.tail); }
 double Round(TParts x) { return RoundScaled(std::array{x.lead.high, x.tail.high, x.lead.low, x.tail.low}, 0); }
 
-// sin x / x - 1 and cos x - 1 of z = -x^2 for |x| <= pi/4, by Taylor's series;
-// what is left out is below 2^-112.
-TDoubleDouble SinTail(TDoubleDouble z) { return Multiply(z, Series(kInverseFactorials, 3, 2, 27, z)); }
-TDoubleDouble CosTail(TDoubleDouble z) { return Multiply(z, Series(kInverseFactorials, 2, 2, 28, z)); }
+// How far a series is worked out: to the precision of a pair, or to what mostly
+// tells how the result is rounded.
+enum ELength { kWhole, kShort };
+
+// sin x / x - 1 and cos x - 1 of z = -x^2 for |x| <= pi/4, |z| < 0.62, by
+// Taylor's series. What is left out is below 2^-112 of the whole ones, and below
+// 2^-71 of the short ones, whose terms in doubles make errors below
+// 2.5 * 2^-53 z^2/5! < 2^-59.9 and 2.5 * 2^-53 z^3/6! < 2^-63.
+template <ELength length>
+TDoubleDouble SinTail(TDoubleDouble z) {
+  return Multiply(
+      z, length == kWhole ? Series(kInverseFactorials, 3, 2, 27, z) : ShortSeries(kInverseFactorials, 3, 2, 5, 19, z));
+}
+template <ELength length>
+TDoubleDouble CosTail(TDoubleDouble z) {
+  return Multiply(
+      z, length == kWhole ? Series(kInverseFactorials, 2, 2, 28, z) : ShortSeries(kInverseFactorials, 2, 2, 6, 20, z));
+}
 TDoubleDouble MinusSquare(TDoubleDouble x) { return Negate(Multiply(x, x)); }
 
+// Short: relative error below 2^-59.8, as sin x > 0.9 x and cos x > 0.7.
+template <ELength length>
 TParts ReducedSin(const TReduced& angle) {
   const TDoubleDouble z = MinusSquare(angle.rest);
-  const TParts size =
-      angle.quadrant % 2 == 0 ? TParts{angle.rest, Multiply(angle.rest, SinTail(z))} : TParts{{1, 0}, CosTail(z)};
+  const TParts size = angle.quadrant % 2 == 0 ? TParts{angle.rest, Multiply(angle.rest, SinTail<length>(z))}
+                                              : TParts{{1, 0}, CosTail<length>(z)};
   return angle.quadrant / 2 == 0 ? size : Negate(size);
 }
-TParts ReducedCos(const TReduced& angle) { return ReducedSin({angle.rest, (angle.quadrant + 1) % 4}); }
+template <ELength length>
+TParts ReducedCos(const TReduced& angle) {
+  return ReducedSin<length>({angle.rest, (angle.quadrant + 1) % 4});
+}
 
 // With the tails s and c of sine and cosine, tan x = x + x (s - c) / (1 + c).
+// Short: relative error below 2^-59.2.
+template <ELength length>
 TParts ReducedTan(const TReduced& angle) {
-  if (angle.quadrant % 2 != 0) return {Divide(Sum(ReducedSin(angle)), Sum(ReducedCos(angle))), {}};
+  if (angle.quadrant % 2 != 0) return {Divide(Sum(ReducedSin<length>(angle)), Sum(ReducedCos<length>(angle))), {}};
   const TDoubleDouble z = MinusSquare(angle.rest);
-  const TDoubleDouble cosTail = CosTail(z);
-  const TDoubleDouble factor = Divide(Subtract(SinTail(z), cosTail), Add({1, 0}, cosTail));
+  const TDoubleDouble cosTail = CosTail<length>(z);
+  const TDoubleDouble factor = Divide(Subtract(SinTail<length>(z), cosTail), Add({1, 0}, cosTail));
   return {angle.rest, Multiply(angle.rest, factor)};
+}
+
+// A function of the angle x, 0 <= x < infinity: the short way where that does.
+double OfAngle(double x, TParts (*quick)(const TReduced&), TParts (*whole)(const TReduced&)) {
+  if (const auto angle = QuickReduce(x)) {
+    if (const auto rounded = RoundNear(Sum(quick(*angle)), 0x1p-59)) return *rounded;
+  }
+  return Round(whole(Reduce(x)));
 }
 
 // The angle of the point (x, y), x and y >= 0, not both 0; relative error below
 // 2^-100. With c = i/16 nearest to q = y/x <= 1:
 // arctan q = arctan c + arctan t, t = (q - c) / (1 + c q), |t| <= 1/32, and
 // arctan t = t - t^3/3 + … + t^25/25, what is left out being below 2^-134.
+// Short: relative error below 2^-62; up to t^15/15, and all but t in doubles.
+template <ELength length>
 TParts Angle(TDoubleDouble y, TDoubleDouble x) {
   const bool steep = y.high > x.high;
   const TDoubleDouble q = steep ? Divide(x, y) : Divide(y, x);
@@ -137,7 +185,9 @@ TParts Angle(TDoubleDouble y, TDoubleDouble x) {
   const TDoubleDouble c = {static_cast<double>(i) / 16, 0};
   const TDoubleDouble t = i == 0 ? q : Divide(Subtract(q, c), Add({1, 0}, Multiply(c, q)));
   const TDoubleDouble z = MinusSquare(t);
-  const TDoubleDouble tail = Multiply(t, Multiply(z, Series(kReciprocals, 3, 2, 25, z)));
+  const TDoubleDouble series =
+      length == kWhole ? Series(kReciprocals, 3, 2, 25, z) : ShortSeries(kReciprocals, 3, 2, 3, 15, z);
+  const TDoubleDouble tail = Multiply(t, Multiply(z, series));
   if (!steep && i == 0) return {t, tail};
   const TDoubleDouble angle = Add(kArcTangents[i], Add(t, tail));
   return {steep ? Subtract(kHalfPi, angle) : angle, {}};
@@ -145,6 +195,15 @@ TParts Angle(TDoubleDouble y, TDoubleDouble x) {
 
 // sqrt(1 - x^2), |x| <= 1
 TDoubleDouble Complement(double x) { return SquareRoot(Multiply(TwoSum(1, -x), TwoSum(1, x))); }
+
+// The angle of a point with y and x >= 0, not both 0, or of its mirror image with
+// a negative x: the short way where that does.
+double RoundedAngle(TDoubleDouble y, TDoubleDouble x, bool leftward) {
+  const TDoubleDouble near = Sum(Angle<kShort>(y, x));
+  if (const auto rounded = RoundNear(leftward ? Subtract(kPi, near) : near, 0x1p-61)) return *rounded;
+  const TParts angle = Angle<kWhole>(y, x);
+  return leftward ? Subtract(kPi, Sum(angle)).high : Round(angle);
+}
 
 // The angle of a point with positive y and x, both finite or not.
 double AngleOfMagnitudes(double y, double x, bool leftward) {
@@ -168,8 +227,7 @@ double AngleOfMagnitudes(double y, double x, bool leftward) {
     const double rest = (yMantissa - product.high - product.low) / xMantissa;
     return RoundScaled(std::array{quotient, rest, -0x1p-120}, exponent);
   }
-  const TParts angle = Angle({std::ldexp(yMantissa, exponent), 0}, {xMantissa, 0});
-  return leftward ? Subtract(kPi, Sum(angle)).high : Round(angle);
+  return RoundedAngle({std::ldexp(yMantissa, exponent), 0}, {xMantissa, 0}, leftward);
 }
 
 }  // namespace
@@ -177,16 +235,16 @@ double AngleOfMagnitudes(double y, double x, bool leftward) {
 double Sin(double x) {
   if (!std::isfinite(x)) return kNaN;
   if (std::fabs(x) < kTiny) return x;
-  const double sin = Round(ReducedSin(Reduce(std::fabs(x))));
+  const double sin = OfAngle(std::fabs(x), ReducedSin<kShort>, ReducedSin<kWhole>);
   return x < 0 ? -sin : sin;
 }
 
-double Cos(double x) { return std::isfinite(x) ? Round(ReducedCos(Reduce(std::fabs(x)))) : kNaN; }
+double Cos(double x) { return std::isfinite(x) ? OfAngle(std::fabs(x), ReducedCos<kShort>, ReducedCos<kWhole>) : kNaN; }
 
 double Tan(double x) {
   if (!std::isfinite(x)) return kNaN;
   if (std::fabs(x) < kTiny) return x;
-  const double tan = Round(ReducedTan(Reduce(std::fabs(x))));
+  const double tan = OfAngle(std::fabs(x), ReducedTan<kShort>, ReducedTan<kWhole>);
   return x < 0 ? -tan : tan;
 }
 
@@ -198,13 +256,12 @@ double ArcSin(double x) {
     const TDoubleDouble z = TwoProduct(x, x);
     return Round({{x, 0}, Multiply({x, 0}, Multiply(z, Series(kArcSines, 1, 1, 10, z)))});
   }
-  return std::copysign(Round(Angle({std::fabs(x), 0}, Complement(x))), x);
+  return std::copysign(RoundedAngle({std::fabs(x), 0}, Complement(x), false), x);
 }
 
 double ArcCos(double x) {
   if (!(std::fabs(x) <= 1)) return kNaN;
-  const TDoubleDouble angle = Sum(Angle(Complement(x), {std::fabs(x), 0}));
-  return x < 0 ? Subtract(kPi, angle).high : angle.high;
+  return RoundedAngle(Complement(x), {std::fabs(x), 0}, x < 0);
 }
 
 double ArcTan(double x) { return ArcTan2(x, 1); }
