@@ -96,9 +96,10 @@ std::string& WriteFailure() {
   return failure;
 }
 
-void NoteWriteFailure(const fs::path& target, int error) {
-  WriteFailure() = "'" + target.filename().string() + "' can't be written: " + std::strerror(error);
+void NoteWriteFailure(const fs::path& target, const char* why) {
+  WriteFailure() = "'" + target.filename().string() + "' can't be written: " + why;
 }
+void NoteWriteFailure(const fs::path& target, int error) { NoteWriteFailure(target, std::strerror(error)); }
 
 // Moves bytes until all have moved, the file ends, or an error is met.
 template <typename TMove>
@@ -275,8 +276,11 @@ void CreateDirectoryPath(std::uint32_t capacity, const char16_t* path) {
 std::uint32_t FileCreate(TFileContext* context, std::uint32_t nameCapacity, const char16_t* name, std::uint32_t) {
   if (context == nullptr) return kNoHandle;
   return Shielded(kNoHandle, [&] {
-    const TPlace place = Place(*context, runtime::WideView(nameCapacity, name));
-    return place.real.empty() ? kNoHandle : Create(place.real);
+    const std::u16string_view given = runtime::WideView(nameCapacity, name);
+    const TPlace place = Place(*context, given);
+    if (!place.real.empty()) return Create(place.real);
+    NoteWriteFailure(runtime::Utf8(given), "its name leads to no file of the application's folder");
+    return kNoHandle;
   });
 }
 
