@@ -13,7 +13,7 @@ namespace {
 // From so many instruments on, which no nearby cache holds, memory is asked for
 // before their turn.
 constexpr std::size_t kMany = 256;
-constexpr std::size_t kAhead = 2;
+constexpr std::size_t kAhead = 6;
 constexpr double kMillisecondsPerDay = 86'400'000.0;
 
 // Whole milliseconds since midnight of the k-th period.
