@@ -49,7 +49,7 @@ struct TPidState {
 
 // Element by element: a call that moves 40 bytes costs more than the move.
 inline void TPidState::Shift(bool regulated) {
-  const auto shift = [](double (&history)[kHistoryLength]) {
+  const auto shift = [](double(&history)[kHistoryLength]) {
     const double newest = history[0];
     const double moved[] = {history[1], history[2], history[3], history[4]};
     history[1] = newest;
