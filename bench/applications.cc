@@ -104,10 +104,12 @@ std::string Text(const TShape& shape) {
   for (std::size_t i = 0; i < shape.count; ++i) {
     const std::string n = std::to_string(i);
     const std::string phase = std::to_string(static_cast<double>(i % 64) + 0.123457);
-    data += "  sp" + n + " : real = " + std::to_string(80 + i % 40) + ".5" + ";\n  pv" + n + " : real = " + phase +
-            ";\n  out" + n + (continuous ? " : real;\n" : " : boolean;\n");
-    instruments += "instrument " + shape.className + " r" + n + "\n  wish_value = sp" + n + " * 0.5;\n  expression = ";
-    instruments += shape.sine ? "pv" + n + " + sin(ramp);\n" : "pv" + n + " + ramp;\n";
+    data.append("  sp").append(n).append(" : real = ").append(std::to_string(80 + i % 40)).append(".5;\n");
+    data.append("  pv").append(n).append(" : real = ").append(phase).append(";\n");
+    data.append("  out").append(n).append(continuous ? " : real;\n" : " : boolean;\n");
+    instruments.append("instrument ").append(shape.className).append(" r").append(n);
+    instruments.append("\n  wish_value = sp").append(n).append(" * 0.5;\n  expression = pv").append(n);
+    instruments += shape.sine ? " + sin(ramp);\n" : " + ramp;\n";
     instruments +=
         std::string("  condition = run;\n  ") + (incremental ? "output_plus" : "output") + " = out" + n + ";\n";
     const auto mode = [&shape](int pane) { return shape.historyPanes > pane ? " mode = history;" : ""; };

@@ -45,7 +45,7 @@ double Quantile(std::vector<double> values, double share) {
 
 void Measure(benchmark::State& state, const TRow& row) {
   if (row.measure == EMeasure::kAmount) {
-    for (auto _ : state) state.counters["figure"] = row.amount();
+    while (state.KeepRunning()) state.counters["figure"] = row.amount();
     return;
   }
   const TBatch batch = row.make();
@@ -55,7 +55,7 @@ void Measure(benchmark::State& state, const TRow& row) {
   std::vector<double> ratios;
   std::vector<double> rates;
   std::vector<double> times;
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     const double baseline = Seconds(other, otherRepeats) / (otherRepeats * other.items);
     const double seconds = Seconds(batch, repeats);
     const double item = seconds / (repeats * batch.items);

@@ -42,12 +42,12 @@ char* NewChunk(std::size_t bytes) {
   void* const room =
       mmap(nullptr, 2 * bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
   if (room == MAP_FAILED) return nullptr;
-  const auto start = reinterpret_cast<std::uintptr_t>(room);
-  const std::uintptr_t chunk = (start + bytes - 1) / bytes * bytes;
-  if (chunk > start) munmap(room, chunk - start);
-  if (chunk < start + bytes) munmap(reinterpret_cast<void*>(chunk + bytes), start + bytes - chunk);
-  madvise(reinterpret_cast<void*>(chunk), bytes, MADV_HUGEPAGE);
-  return reinterpret_cast<char*>(chunk);
+  const std::size_t before = (bytes - reinterpret_cast<std::uintptr_t>(room) % bytes) % bytes;
+  char* const chunk = static_cast<char*>(room) + before;
+  if (before > 0) munmap(room, before);
+  munmap(chunk + bytes, bytes - before);
+  madvise(chunk, bytes, MADV_HUGEPAGE);
+  return chunk;
 }
 
 }  // namespace
