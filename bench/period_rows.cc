@@ -21,12 +21,12 @@ TBatch PeriodBatch(const TShape& shape) {
 }
 
 // What memory alone takes of a period of so many instruments: of as many blocks
-// of their size nine lines in a row are changed, asked for two blocks ahead.
+// of their size nine lines in a row are changed, asked for six blocks ahead.
 TBatch LinesBatch(std::size_t count) {
   constexpr std::size_t kWords = 1064;  // of a block: no power of two, which would meet few cache sets
   constexpr std::size_t kLines = 9;
   constexpr std::size_t kLineWords = 8;
-  constexpr std::size_t kAhead = 2;
+  constexpr std::size_t kAhead = 6;
   auto words = std::make_shared<std::vector<double>>(count * kWords, 1.0);
   return {[words, count] {
             double* const start = words->data();

@@ -38,7 +38,7 @@ double CPidRegulator::Mirror(double output) const {
   return std::isfinite(mirrored) ? mirrored : output;
 }
 
-inline double CPidRegulator::LimitOutput(double output) const {
+double CPidRegulator::LimitOutput(double output) const {
   double low = outputMeter->rangeFrom;
   double high = outputMeter->rangeTo;
   if (!(high > low)) std::swap(low, high);
@@ -48,7 +48,7 @@ inline double CPidRegulator::LimitOutput(double output) const {
 }
 
 // False when no time has passed since the last regulated period.
-inline bool CPidRegulator::MeasureTime() {
+bool CPidRegulator::MeasureTime() {
   const std::uint32_t now = vcore::GetTimeMS();
   const std::uint32_t passed = now >= lastTime ? now - lastTime : now - lastTime + kDayMS;
   state->dt = static_cast<double>(passed) * 0.001;
@@ -57,7 +57,7 @@ inline bool CPidRegulator::MeasureTime() {
   return true;
 }
 
-inline double CPidRegulator::ComputeLaw() {
+double CPidRegulator::ComputeLaw() {
   switch (regulatorType) {
     case kClassical:
       return ClassicalLaw(*state);

@@ -76,9 +76,10 @@ class CPidRegulator final : public CRegulator {
   char16_t fileName[runlib::kPathCapacity + 1] = {};
 
  private:
-  double ComputeLaw();
-  bool MeasureTime();
-  double LimitOutput(double output) const;
+  // Defined where they are called.
+  inline double ComputeLaw();
+  inline bool MeasureTime();
+  inline double LimitOutput(double output) const;
   void Supervise();
   void SuperviseIdentification();
   void Identify();

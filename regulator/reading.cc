@@ -19,6 +19,7 @@ bool ReadIdentifier(CRegulator& regulator, TDefinition& definition, vtape::TToke
   return true;
 }
 
+// Most comparisons end with the first character, and without a call.
 bool Equals(const vtape::TToken& token, TText keyword) {
   return token.text[0] == keyword.text[0] &&
          runlib::WStrCompare(kTokenCapacity, token.text, keyword.length, keyword.text) == 0;

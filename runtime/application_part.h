@@ -70,6 +70,7 @@ struct TTimed {
   static constexpr std::size_t kLines = 14;
 
   void AskForMemory() const {
+    static_assert(kLines == 14);
 #pragma GCC unroll 14
     for (const void* line : lines) __builtin_prefetch(line);
   }
@@ -145,7 +146,8 @@ void ReadApplication(TApplicationPart& application);
 // One period: the clock, the process, the script, the timers, the receivers.
 void RunPeriod(TApplicationPart& application);
 // Sends every instrument the event that makes it keep what it has learnt;
-// `reason` is vcore::kKeepAtEnd or kKeepOnRequest.
+// `reason` is vcore::kKeepAtEnd or kKeepOnRequest. What can't be written is
+// reported, in the instrument's name.
 void KeepLearnt(TApplicationPart& application, std::uint32_t reason);
 // The real that an instrument evaluated last and has not shown yet. When one of
 // its meters is then given another value, it shows it limited, and the periods

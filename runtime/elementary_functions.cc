@@ -188,6 +188,7 @@ double PowerOfPositive(double x, double y) {
   // These can be arbitrarily near to the middle of two doubles, and are rounded
   // once as they are.
   if (y == 2) return x * x;
+  if (y == 0.5) return std::sqrt(x);
   if (y == -1) return 1 / x;
   // |ln x| lies between 2^-53 and 2^10.
   if (std::fabs(y) < 0x1p-70) return 1;

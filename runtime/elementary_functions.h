@@ -8,7 +8,8 @@
 // correctly rounded one unless the true value lies that near to the middle
 // between two doubles, a chance of about 2^-40 for an argument taken at random.
 // Arguments for which it must lie so near are treated on their own: the
-// surroundings of 0 and 1, and powers that are exact. A shorter evaluation comes
+// surroundings of 0 and 1, squares, inverses, square roots, and powers that are
+// exact. A shorter evaluation comes
 // first, and is enough for all but a few of a hundred arguments: its error is
 // bounded where it stands, and only what that bound can't make round otherwise is
 // taken from it (Ziv's test).

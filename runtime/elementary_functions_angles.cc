@@ -20,7 +20,7 @@ constexpr double kTiny = 0x1p-28;
 
 // An angle quadrant * pi/2 + rest.
 struct TReduced {
-  TDoubleDouble rest;  // |rest| <= pi/4, relative error below 2^-102
+  TDoubleDouble rest;  // |rest| < 0.7855
   unsigned quadrant;   // modulo 4
 };
 
@@ -52,7 +52,7 @@ void NegateWords(TProduct& words) {
 // 0 <= x < infinity. Payne and Hanek: of x 2/pi, x = m 2^e with an integer m,
 // only what m makes with 288 bits of 2/pi counts: the bits before them
 // contribute multiples of 4, those after them less than 2^-200. No double is
-// nearer to a multiple of pi/2 than 2^-62.
+// nearer to a multiple of pi/2 than 2^-62. Relative error below 2^-102.
 TReduced Reduce(double x) {
   if (x <= 0.78) return {{x, 0}, 0};
   int e;

@@ -408,7 +408,7 @@ class CCompiler {
   std::size_t rightOperand = kNone;
 };
 
-// Fowler, Noll and Vo's hash, a word at a time, mixed at the end.
+// Fowler, Noll and Vo's hash, a word at a time, mixed after each.
 std::uint32_t HashOf(const std::vector<std::uint64_t>& program) {
   std::uint64_t hash = 0xCBF29CE484222325u;
   for (const std::uint64_t word : program) {
@@ -436,8 +436,8 @@ const std::uint64_t* CExpressions::Shared(const std::vector<std::uint64_t>& code
   std::copy(code.begin(), code.end(), nextWord);
   nextWord += code.size();
   wordsLeft -= code.size();
-  byWords.Add(hash, static_cast<std::int32_t>(programs.size()));
   programs.push_back(kept);
+  byWords.Add(hash, static_cast<std::int32_t>(programs.size() - 1));
   return kept.data();
 }
 

@@ -48,7 +48,8 @@ constexpr TMessage kMessages[] = {
 
 double Minimum(double a, double b) { return b < a || std::isnan(b) ? b : a; }
 double Maximum(double a, double b) { return b > a || std::isnan(b) ? b : a; }
-constexpr std::uint64_t kInfinityBits = 0x7FF0000000000000;
+// Of a double's bits; the sign is shifted out.
+bool IsFinite(std::uint64_t bits) { return bits << 1 < std::uint64_t{0x7FF0000000000000} << 1; }
 
 double Truth(bool condition) { return condition ? 1.0 : 0.0; }
 
@@ -118,7 +119,7 @@ TRun Execute(const std::uint64_t* code, double* next, hx_expr::TExprTreeRecord* 
 
 end : {
   const auto bits = std::bit_cast<std::uint64_t>(top);
-  if (bits << 1 < kInfinityBits << 1 && !record->IsFailing()) [[likely]] {
+  if (IsFinite(bits) && !record->IsFailing()) [[likely]] {
     // What stays as it is leaves its cache line clean.
     if (std::bit_cast<std::uint64_t>(record->lastGood) != bits) record->lastGood = top;
     return {top, nullptr};

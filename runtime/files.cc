@@ -66,7 +66,9 @@ TPlace Place(const runlib::TFileContext& context, std::u16string_view name) {
 struct TFile {
   int descriptor = -1;  // -1: a free place of the table
   bool failed = false;
-  fs::path target;     // of a file being written
+  int error = 0;       // of the operation that failed; 0 also where one only fell short
+  std::string name;    // of a file being written, as it was given
+  fs::path target;     // what that leads to
   fs::path temporary;  // empty when reading
 
   bool Writing() const { return !temporary.empty(); }
@@ -96,10 +98,12 @@ std::string& WriteFailure() {
   return failure;
 }
 
-void NoteWriteFailure(const fs::path& target, const char* why) {
-  WriteFailure() = "'" + target.filename().string() + "' can't be written: " + why;
+void NoteWriteFailure(const std::string& name, const char* why) noexcept {
+  Shielded(false, [&] {
+    WriteFailure() = "'" + name + "' can't be written: " + why;
+    return true;
+  });
 }
-void NoteWriteFailure(const fs::path& target, int error) { NoteWriteFailure(target, std::strerror(error)); }
 
 // Moves bytes until all have moved, the file ends, or an error is met.
 template <typename TMove>
@@ -110,7 +114,7 @@ std::uint32_t MoveAll(TFile& file, std::uint32_t count, TMove move) {
     if (moved < 0 && errno == EINTR) continue;
     if (moved < 0) {
       file.failed = true;
-      if (file.Writing()) NoteWriteFailure(file.target, errno);
+      file.error = errno;
     }
     if (moved <= 0) break;
     done += static_cast<std::uint32_t>(moved);
@@ -156,11 +160,11 @@ int OpenTemporary(const fs::path& path) {
   return -1;
 }
 
-std::uint32_t Create(const fs::path& target) {
+std::uint32_t Create(const std::string& name, const fs::path& target) {
   struct stat status;
   const bool exists = stat(target.c_str(), &status) == 0;
   if (exists && !S_ISREG(status.st_mode)) {
-    NoteWriteFailure(target, S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
+    NoteWriteFailure(name, std::strerror(S_ISDIR(status.st_mode) ? EISDIR : EINVAL));
     return runlib::kNoHandle;
   }
 
@@ -168,6 +172,7 @@ std::uint32_t Create(const fs::path& target) {
   static unsigned number = 0;
   const std::uint32_t handle = FreeHandle();
   TFile file;
+  file.name = name;
   file.target = target;
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     file.temporary =
@@ -179,26 +184,31 @@ std::uint32_t Create(const fs::path& target) {
     }
     if (errno != EEXIST) break;
   }
-  NoteWriteFailure(target, errno);
+  NoteWriteFailure(name, std::strerror(errno));
   return runlib::kNoHandle;
 }
 
 // Makes a rename last; where a folder can't be flushed there is no more to do.
-void FlushFolder(const fs::path& folder) {
+bool FlushFolder(const fs::path& folder) {
   const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (descriptor < 0) return;
-  fsync(descriptor);
+  if (descriptor < 0) return false;
+  const bool flushed = fsync(descriptor) == 0;
   close(descriptor);
+  return flushed;
 }
 
 void Finish(TFile& file) {
-  if (!file.failed && fsync(file.descriptor) == 0 && std::rename(file.temporary.c_str(), file.target.c_str()) == 0) {
-    FlushFolder(file.target.parent_path());
-  } else {
-    if (!file.failed) NoteWriteFailure(file.target, errno);
-    unlink(file.temporary.c_str());
+  if (!file.failed && (fsync(file.descriptor) != 0 || std::rename(file.temporary.c_str(), file.target.c_str()) != 0)) {
+    file.failed = true;
+    file.error = errno;
   }
+  if (file.failed) unlink(file.temporary.c_str());
   close(file.descriptor);
+  if (file.failed) {
+    NoteWriteFailure(file.name, file.error != 0 ? std::strerror(file.error) : "a write fell short");
+  } else {
+    Shielded(false, [&] { return FlushFolder(file.target.parent_path()); });
+  }
 }
 
 std::uint32_t Open(const fs::path& path) {
@@ -276,10 +286,11 @@ void CreateDirectoryPath(std::uint32_t capacity, const char16_t* path) {
 std::uint32_t FileCreate(TFileContext* context, std::uint32_t nameCapacity, const char16_t* name, std::uint32_t) {
   if (context == nullptr) return kNoHandle;
   return Shielded(kNoHandle, [&] {
-    const std::u16string_view given = runtime::WideView(nameCapacity, name);
-    const TPlace place = Place(*context, given);
-    if (!place.real.empty()) return Create(place.real);
-    NoteWriteFailure(runtime::Utf8(given), "its name leads to no file of the application's folder");
+    const std::u16string_view wide = runtime::WideView(nameCapacity, name);
+    const std::string given = runtime::Utf8(wide);
+    const TPlace place = Place(*context, wide);
+    if (!place.real.empty()) return Create(given, place.real);
+    NoteWriteFailure(given, "its name leads to no file of the application's folder");
     return kNoHandle;
   });
 }

@@ -24,8 +24,8 @@ runlib::TFileContext MakeFileContext(std::string_view folder);
 // a symbolic link.
 bool LeavesFolder(const runlib::TFileContext& context, std::u16string_view name);
 
-// Which file could last not be written, and why; empty when none since the last
-// call.
+// Which file could last not be written, and why, whichever context it was of;
+// empty when none since the last call.
 std::string TakeWriteFailure();
 
 }  // namespace runtime

@@ -29,7 +29,8 @@ struct TLexeme {
   std::string string;         // kString, decoded
 
   std::uint32_t EndOffset() const { return offset + static_cast<std::uint32_t>(text.size()); }
-  // An identifier or punctuation of that spelling.
+  // An identifier or punctuation of that spelling. Most comparisons end with the
+  // first character, and without a call.
   bool Is(std::string_view spelling) const {
     return (kind == ELexeme::kIdentifier || kind == ELexeme::kPunctuation) && text.size() == spelling.size() &&
            text.front() == spelling.front() && text == spelling;

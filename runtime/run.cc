@@ -43,7 +43,7 @@ void RunPeriod(TApplicationPart& application) {
   if (application.input) application.input(to);
   if (application.script != nullptr) application.script->RunDue(to);
   const TTimed* const end = application.timed.data() + application.timed.size();
-  const TTimed* const asking = application.timed.size() >= kMany ? end - kAhead : nullptr;
+  const TTimed* const asking = application.timed.size() >= kMany ? end - kAhead : application.timed.data();
   for (const TTimed* next = application.timed.data(); next != end; ++next) {
     if (next < asking) next[kAhead].AskForMemory();
     next->object->Action(hx_vinst::kActionTimer);
