@@ -170,6 +170,12 @@ std::vector<std::string> CInstrumentHandle::Receivers() const {
   return names;
 }
 
+std::vector<std::string> CInstrumentHandle::Files() const {
+  std::vector<std::string> files;
+  for (const std::string& name : Part().files) files.push_back(application->files.folder + "/" + name);
+  return files;
+}
+
 bool CInstrumentHandle::Call(const std::string& procedure, std::vector<double>* arguments) const {
   hx_vinst::CInstrument& object = *Part().object;
   const std::u16string name = Utf16(procedure);

@@ -60,6 +60,7 @@ struct TInstrumentPart {
   std::uint32_t end = 0;     // of the keyword that closes it
   hx_vinst::CInstrument* object = nullptr;
   std::vector<std::size_t> receivers;
+  std::vector<std::string> files;  // that its definition names
   std::uint64_t activatedIn = 0;  // the period in which it was activated last
   bool timed = false;
 };

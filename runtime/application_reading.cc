@@ -51,7 +51,6 @@ class CApplicationReader {
       });
     }
     Guarded([this] { CheckNames(); });
-    SetInitialValues();
     Guarded([this] { SettleTimes(); });
     for (const TBlock& block : later.processes) {
       Guarded([&] {
@@ -59,6 +58,7 @@ class CApplicationReader {
         application.process.ReadProcessBlock(lexer);
       });
     }
+    SetInitialValues();
     if (!MakeInstruments()) return;
     RunScripts();
     for (TInstrumentPart& instrument : application.instruments) {
@@ -206,6 +206,10 @@ class CApplicationReader {
     double number = 0.0;
     problem = ReadValue(application.data[element].type, value, &number);
     if (problem != nullptr) return problem;
+    const TDataElement& found = application.data[element];
+    if (application.process.Computes(static_cast<const std::byte*>(found.values) + index * TypeSize(found.type))) {
+      return "the process computes it from the start";
+    }
     application.data.SetFromDouble(element, index, number);
     return std::string();
   }
@@ -255,6 +259,7 @@ class CApplicationReader {
     reading.ended = false;
     reading.complaint.clear();
     instrument.receivers.clear();
+    instrument.files.clear();
     char16_t error[kMessageCapacity + 1] = {};
     char16_t token[kTokenCapacity + 1] = {};
     const std::uint64_t failuresBefore = MemoryStatistics().failures;

@@ -136,7 +136,7 @@ std::uint32_t CLexer::SkipBlanks(std::uint32_t offset) const {
     if (offset >= text.size() || text[offset] != '/') return offset;
     const std::string_view rest = text.substr(offset);
     if (rest.starts_with("//")) {
-      const std::size_t end = rest.find('\n');
+      const std::size_t end = rest.find_first_of("\r\n");
       if (end == std::string_view::npos) return source->Size();
       offset += static_cast<std::uint32_t>(end) + 1;
     } else if (rest.starts_with("/*")) {

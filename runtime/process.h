@@ -80,6 +80,8 @@ class CProcess {
   // Throws CTextError.
   void ReadProcessBlock(CLexer& lexer);
 
+  // Whether an algebraic line computes what stands there, over and over.
+  bool Computes(const void* value) const;
   bool IsEmpty() const { return algebraic.empty() && derivatives.empty(); }
 
   // Once, at time 0, before the first period: evaluates the algebraic lines.

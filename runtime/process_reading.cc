@@ -1,4 +1,5 @@
 // Reading of process blocks.
+#include <algorithm>
 #include <utility>
 
 #include "runtime/process.h"
@@ -84,6 +85,11 @@ void CProcess::ReadAlgebraic(CLexer& lexer, const TTarget& target) {
     line.formula = ReadFormula(lexer, element.type);
   }
   algebraic.push_back(std::move(line));
+}
+
+bool CProcess::Computes(const void* value) const {
+  return std::any_of(algebraic.begin(), algebraic.end(),
+                     [value](const TAlgebraic& line) { return line.target == value; });
 }
 
 void CProcess::ReadDerivative(CLexer& lexer, const TTarget& target) {

@@ -243,6 +243,7 @@ std::uint8_t CInstrument::ReadEquFile(std::uint32_t capacity, char16_t* message,
     }
     AssignText(reading, read, nameCapacity, fileName);
     reading.lexer->Expect(";");
+    reading.instrument->files.push_back(read);
   });
 }
 

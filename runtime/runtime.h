@@ -157,6 +157,7 @@ class CInstrumentHandle {
   const std::string& QuantityUnit() const;  // of wish and value, where an expression is a plain element
   const std::string& OutputUnit() const;
   std::vector<std::string> Receivers() const;
+  std::vector<std::string> Files() const;  // that its definition names, with the application's folder
   std::vector<TNamed> Events() const;  // that the class offers
   std::vector<TNamed> Procedures() const;
   // Calls the procedure `Name__letters` if that name resolves now. Arguments

@@ -10,6 +10,7 @@ namespace runtime {
 namespace {
 
 constexpr int kMaximumCallbacks = 100'000;  // in one period
+constexpr double kForgivenLateness = 1e-9;  // of a period
 constexpr char kChunkName[] = "=script";
 constexpr char kReporter[] = "script";
 
@@ -111,6 +112,8 @@ void CScript::Close() { part->closed = true; }
 
 void CScript::RunDue(double time) {
   if (part->state == nullptr) return;
+  // A time that is a multiple of the period may differ from it by a rounding.
+  time += kForgivenLateness * part->application.period;
   for (int i = 0; i < kMaximumCallbacks; ++i) {
     CSchedule::TPending::node_type due = part->schedule.TakeDue(time);
     if (due.empty()) {

@@ -26,7 +26,8 @@ int Schedule(TScriptPart& part, lua_State* lua, const char* name, bool repeats) 
     callback.start = part.application.expressions.Time();
     callback.interval = seconds;
   }
-  part.schedule.Add(callback.start + seconds, std::move(callback));
+  const double due = callback.start + seconds;
+  part.schedule.Add(due, std::move(callback));
   return 0;
 }
 

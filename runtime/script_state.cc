@@ -209,6 +209,7 @@ std::string ErrorText(const TScriptPart& part) {
 int Fail(TScriptPart& part, const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
+  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the analyzer overlooks va_start here
   std::vsnprintf(part.message, sizeof part.message, format, arguments);
   va_end(arguments);
   return kFailed;

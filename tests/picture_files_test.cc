@@ -56,6 +56,7 @@ TEST(PictureFiles, AreWrittenByTheProgram) {
   const tests::TOutcome both = Loopbox(run + "r.png --plot " + dir + "r.png");
   EXPECT_EQ(both.status, 1);
   EXPECT_NE(both.output.find("r.png: the picture would overwrite"), std::string::npos) << both.output;
+  EXPECT_EQ(Loopbox(run + "s.png --panes-at 5 --plot " + dir + "s-5.png").status, 1);
   const std::string meter = folder.Write("m.lbx", "instrument meter m end_instrument;");
   EXPECT_NE(Loopbox("run " + meter + " --plot " + dir + "m.svg").output.find("no regulator to plot"),
             std::string::npos);

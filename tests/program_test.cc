@@ -42,6 +42,13 @@ TEST_F(Program, SaysWhatIsWrongAndExitsWithItsStatus) {
   folder.Write("bad.lbx", "data x : real;\n  y : rael;\nend_data;\n");
   folder.Write("late.lbx", "data a : real[2]; end_data; process x = a[time * 100]; end_process;\n");
   folder.Write("script.lbx", "script\nat(0, function() error('no') end)\nend_script;\n");
+  folder.Write("doubtful.lbx",
+               "application d period = 5; duration = 2; end_application; data x : real; u : real; end_data;\n"
+               "process x = u; end_process;\n"
+               "instrument pid_regulator a expression = x; wish_value = x; output = u;\n"
+               "wish_value_section range_from = 9; range_to = 2; end_wish_value_section;\n"
+               "parameters param_2 = 0; file_name = \"a.par\"; end_parameters; end_instrument;\n"
+               "instrument pid_regulator b expression = x; wish_value = x; output = u; end_instrument;\n");
   const std::string plugin = " --plugin " + tests::BuildPath("tests/plugin_");
   const struct {
     std::string arguments;
@@ -69,7 +76,15 @@ TEST_F(Program, SaysWhatIsWrongAndExitsWithItsStatus) {
       {"run GOOD --set on=true --set 'a[1]=-1' --set w=7.5", 0, {"good: 4 periods of 0.5 s", "heater"}},
       {"run GOOD --period 1 --duration 3", 0, {"3 periods of 1 s"}},
       {"run GOOD --trace DIRnone/t.csv", 1, {"none/t.csv: the trace can't be written: No such file or directory"}},
-      {"run GOOD --trace GOOD", 1, {"the trace would overwrite a file that the run reads"}},
+      {"run GOOD --trace GOOD", 1, {"the trace would overwrite a file that the run uses"}},
+      {"run DIRdoubtful.lbx --set x=1", 1, {"x=1: the process computes it from the start"}},
+      {"run DIRdoubtful.lbx --trace DIRa.par", 1, {"a.par: the trace would overwrite a file that the run uses"}},
+      {"run DIRdoubtful.lbx --input DIRa.par", 1, {"a.par: the file of a would overwrite a file that the run uses"}},
+      {"check DIRdoubtful.lbx",
+       0,
+       {"the duration holds no period", "the range of its pane, 9 … 2, doesn't rise",
+        "with tI = 0 the law has no finite", "u is written by a as well"}},
+      {"check GOOD > /dev/full", 1, {"standard output can't be written: No space left on device"}},
       {"run GOOD --trace /dev/full", 1, {"/dev/full: the trace is not complete: No space left on device"}},
       {"run GOOD --trace - > /dev/full", 1, {"standard output: the trace is not complete: No space left on device"}},
       {"run DIRnone.lbx", 1, {"none.lbx: cannot be opened: No such file or directory"}},

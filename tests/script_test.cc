@@ -176,6 +176,12 @@ TEST(Script, SchedulesByTimeAndThenByOrder) {
   const std::vector<std::string> expected = {"first\t1.0", "b\t2.0", "e\t2.0",   "a\t2.0",
                                              "c\t2.0",     "e\t3.0", "past\t3.0"};
   EXPECT_EQ(run.printed, expected);
+
+  runtime::TReadOptions options;  // the third period is begun at 0.8999999999999999 s
+  options.period = 0.3;
+  CRun rounded(WithScript("at(0.9, function() print(time()) end)"), options);
+  rounded.Steps(3);
+  EXPECT_EQ(rounded.printed.size(), 1u);
 }
 
 TEST(Script, SavesWhatWasLearnt) {

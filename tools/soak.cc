@@ -261,7 +261,7 @@ int main(int argumentCount, char** arguments) {
   }
   if (periods <= kWarmUp) {
     std::fprintf(stderr, "usage: loopbox_soak PLUGIN APPLICATION PERIODS\nPERIODS is a whole number of %llu to 10^11\n",
-                 static_cast<unsigned long long>(kWarmUp + 1));
+                 static_cast<unsigned long long>(kWarmUp) + 1);
     return 2;
   }
   return Soak(arguments, periods);

@@ -109,13 +109,14 @@ void CheckOutputs(const CProbe& probe, const CClassTexts& texts, const CBench& b
       stepsOn += output != 0.0 ? 1 : 0;
       continue;
     }
-    const std::string shown = wire.keyword + " = " + std::to_string(output);
-    probe.Expect(std::isfinite(output), shown + " " + when + ": an output is always finite");
+    std::string shown = wire.keyword;
+    shown.append(" = ").append(std::to_string(output)).append(" ").append(when);
+    probe.Expect(std::isfinite(output), shown + ": an output is always finite");
     if (meters.empty()) continue;
     const gaugekit::CMeter& pane = *meters[runtime::kOutputPane];
-    probe.Expect(output >= pane.rangeFrom && output <= pane.rangeTo,
-                 shown + " " + when + " is out of the range of its pane, " + std::to_string(pane.rangeFrom) + " to " +
-                     std::to_string(pane.rangeTo));
+    shown.append(" is out of the range of its pane, ").append(std::to_string(pane.rangeFrom));
+    shown.append(" to ").append(std::to_string(pane.rangeTo));
+    probe.Expect(output >= pane.rangeFrom && output <= pane.rangeTo, shown);
   }
   probe.Expect(stepsOn <= 1, "more than one of the two-state outputs is on " + when);
   for (const gaugekit::CMeter* meter : meters) {

@@ -27,10 +27,15 @@ class CChecker {
     }
   }
 
+  void CheckDuration() {
+    if (application.PeriodCount() == 0) Warn(0, "the duration holds no period: nothing will act");
+  }
+
   void Check(const runtime::CInstrumentHandle& instrument) {
     notes.clear();
     CheckActing(instrument);
     CheckRanges(instrument);
+    CheckWritten(instrument);
     CheckReceivers(instrument);
     CheckNotes(instrument);
     if (notes.empty()) return;
@@ -62,15 +67,34 @@ class CChecker {
 
   // A pane limits what the regulator sees, to 0 … 100 unless a range is given.
   void CheckRanges(const runtime::CInstrumentHandle& instrument) {
-    static constexpr std::pair<runtime::EPane, const char*> kLimiting[] = {{runtime::kWishPane, "wish"},
-                                                                           {runtime::kValuePane, "value"}};
+    static constexpr std::pair<runtime::EPane, const char*> kLimiting[] = {
+        {runtime::kWishPane, "wish"}, {runtime::kValuePane, "value"}, {runtime::kOutputPane, "output"}};
     if (instrument.PaneCount() == 0 || !Acts(instrument)) return;
     for (const auto& [which, what] : kLimiting) {
       const runtime::TPane pane = instrument.Pane(which);
-      if (pane.rangeGiven) continue;
-      Warn(instrument.Offset(), std::string("the ") + what + " of " + instrument.Name() + " is limited to " +
-                                    Significant(pane.rangeFrom) + " … " + Significant(pane.rangeTo) +
-                                    ", since its pane was given no range");
+      const std::string range = Significant(pane.rangeFrom) + " … " + Significant(pane.rangeTo);
+      const std::string whose = std::string("the ") + what + " of " + instrument.Name();
+      if (!(pane.rangeFrom < pane.rangeTo)) {
+        Warn(instrument.Offset(), whose + " has no room: the range of its pane, " + range + ", doesn't rise");
+      } else if (!pane.rangeGiven && which != runtime::kOutputPane) {
+        Warn(instrument.Offset(), whose + " is limited to " + range + ", since its pane was given no range");
+      }
+    }
+  }
+
+  // What two instruments write belongs to the last of them.
+  void CheckWritten(const runtime::CInstrumentHandle& instrument) {
+    const auto note = [&](const std::string& what, std::uint32_t offset) {
+      const auto [place, isNew] = writers.emplace(what, instrument.Name());
+      if (!isNew) Warn(offset, what + " is written by " + place->second + " as well; the last one counts");
+    };
+    for (const std::string& file : instrument.Files()) note(file, instrument.Offset());
+    const auto reference = references.find(instrument.ClassName());
+    if (reference == references.end()) return;
+    for (const auto& entry : instrument.Definition()) {
+      for (const TKeyword& keyword : reference->second.Keywords()) {
+        if (keyword.keyword == entry.keyword && keyword.type == "element") note(entry.value, entry.offset);
+      }
     }
   }
 
@@ -103,7 +127,8 @@ class CChecker {
   const TReferences& references;
   std::map<std::string, bool> timed;  // by instrument
   std::set<std::string> receivers;
-  std::vector<std::string> notes;  // of the instrument being checked
+  std::map<std::string, std::string> writers;  // of elements and files
+  std::vector<std::string> notes;              // of the instrument being checked
   std::uint64_t warnings = 0;
 };
 
@@ -130,6 +155,7 @@ int Check(const std::string& file, const std::string& pluginPath) {
     return kApplicationWrong;
   }
   CChecker checker(*application, references);
+  checker.CheckDuration();
   for (std::size_t index = 0; index < application->InstrumentCount(); ++index)
     checker.Check(application->Instrument(index));
   warnings += checker.Warnings();

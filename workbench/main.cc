@@ -1,10 +1,12 @@
 // The program `loopbox`: its command line.
 #include <CLI/CLI.hpp>
+#include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <new>
 #include <string>
@@ -68,7 +70,9 @@ CLI::Validator PictureName() {
 }
 
 void AddPlugin(CLI::App* command, std::string* plugin) {
-  command->add_option("--plugin", *plugin, "The plug-in (default: the program's own, loopbox.so)")->type_name("PATH");
+  command->add_option("--plugin", *plugin, "The plug-in (default: the program's own, loopbox.so)")
+      ->type_name("PATH")
+      ->check(FileName());
 }
 
 void AddLanguage(CLI::App* command, std::string* language) {
@@ -135,18 +139,21 @@ void AddRun(CLI::App* command, TRunOptions* run, std::vector<std::string>* assig
 
 void AddValidate(CLI::App* command, TValidateOptions* validate) {
   command->add_option("PLUGIN", validate->plugin, "The plug-in (default: loopbox.so beside the program)")
-      ->type_name("");
+      ->type_name("")
+      ->check(FileName());
+  CLI::Option* list = command->add_flag("--list", validate->list, "Name all cases and what each proves; run none");
   command->add_option("--include", validate->include, "Only the cases that match; may be repeated")
       ->type_name("PATTERN")
+      ->excludes(list)
       ->allow_extra_args(false);
   command->add_option("--exclude", validate->exclude, "Not the cases that match; may be repeated")
       ->type_name("PATTERN")
+      ->excludes(list)
       ->allow_extra_args(false);
   command->add_option("--patience", validate->patience, "Seconds that a case may take (default: 10)")
       ->type_name("S")
       ->check(AtLeast(0.1, "a number of seconds of at least 0.1"));
-  command->add_flag("--json", validate->json, "The report as one JSON document");
-  command->add_flag("--list", validate->list, "Name the cases and what each proves; run none");
+  command->add_flag("--json", validate->json, "The report as one JSON document")->excludes(list);
 }
 
 int Main(int argumentCount, char** arguments) {
@@ -203,12 +210,23 @@ int Main(int argumentCount, char** arguments) {
   return workbench::kCommandLineWrong;
 }
 
+// The status when what was printed could not be written, which a trace there has
+// told already.
+int Delivered(int status) {
+  errno = 0;
+  if ((std::fflush(stdout) == 0 && std::ferror(stdout) == 0) || status == workbench::kApplicationWrong) return status;
+  std::string message = "standard output can't be written";
+  if (errno != 0) message.append(": ").append(std::strerror(errno));
+  workbench::PrintError(message);
+  return status == workbench::kDone ? workbench::kApplicationWrong : status;
+}
+
 }  // namespace
 
 int main(int argumentCount, char** arguments) {
   workbench::MeetFaults();
   try {
-    return Main(argumentCount, arguments);
+    return Delivered(Main(argumentCount, arguments));
   } catch (const std::bad_alloc&) {
     std::fputs(workbench::kOutOfMemory, stderr);
     return workbench::kApplicationWrong;

@@ -16,8 +16,12 @@ CPanePictures::CPanePictures(std::string name, std::vector<double> atTimes)
   times.erase(std::unique(times.begin(), times.end()), times.end());
 }
 
-bool CPanePictures::Prepare(const std::vector<std::string>& files, std::string* error) const {
-  return PreparePicture(fileName, files, error);
+bool CPanePictures::Prepare(std::string* error) const { return PreparePicture(fileName, error); }
+
+std::vector<std::string> CPanePictures::Names() const {
+  std::vector<std::string> names{fileName};
+  for (const double time : times) names.push_back(NameAt(time));
+  return names;
 }
 
 bool CPanePictures::CheckTimes(double duration, std::string* error) const {

@@ -17,8 +17,10 @@ class CPanePictures {
   CPanePictures(std::string fileName, std::vector<double> times);
 
   // Before the application is read: false with a message when the pictures
-  // can't be made, or would replace one of the files that must stay.
-  bool Prepare(const std::vector<std::string>& files, std::string* error) const;
+  // can't be made.
+  bool Prepare(std::string* error) const;
+  // Of all pictures; empty names where there are none.
+  std::vector<std::string> Names() const;
   // When it is read: false with a message when a time is after its end.
   bool CheckTimes(double duration, std::string* error) const;
 

@@ -11,15 +11,13 @@
 
 namespace workbench {
 
-bool PreparePicture(const std::string& fileName, const std::vector<std::string>& files, std::string* error) {
+bool PreparePicture(const std::string& fileName, std::string* error) {
   if (fileName.empty()) return true;
   if (!painting::IsBuiltIn(error)) return false;
-  for (const std::string& kept : files) {
-    std::error_code missing;
-    if (!kept.empty() && (fileName == kept || std::filesystem::equivalent(fileName, kept, missing))) {
-      *error = fileName + ": the picture would overwrite a file that the run uses; name another one";
-      return false;
-    }
+  std::error_code missing;
+  if (std::filesystem::is_directory(fileName, missing)) {
+    *error = fileName + ": the picture can't be written: " + std::strerror(EISDIR);
+    return false;
   }
   // A long run shouldn't end before it is seen that there is no such folder.
   const std::filesystem::path folder = std::filesystem::path(fileName).parent_path();

@@ -8,9 +8,8 @@
 namespace workbench {
 
 // Before the application is read: false with a message when the picture can't
-// be made, or would replace one of the files that must stay. An empty name is
-// no picture.
-bool PreparePicture(const std::string& fileName, const std::vector<std::string>& files, std::string* error);
+// be made. An empty name is no picture.
+bool PreparePicture(const std::string& fileName, std::string* error);
 
 }  // namespace workbench
 

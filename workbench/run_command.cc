@@ -1,8 +1,11 @@
 // `loopbox run`: an application runs, is traced, drawn and summed up.
+#include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -32,6 +35,14 @@ std::vector<runtime::TStateColumn> StateColumns(const TReferences& references) {
     }
   }
   return columns;
+}
+
+// Whether both names lead to one file, be it there or not; an empty one to none.
+bool IsSameFile(const std::string& name, const std::string& other) {
+  if (name.empty() || other.empty()) return false;
+  std::error_code missing;
+  return std::filesystem::equivalent(name, other, missing) ||
+         std::filesystem::weakly_canonical(name, missing) == std::filesystem::weakly_canonical(other, missing);
 }
 
 // One run. Each step prints what is wrong and yields the exit status; kDone goes
@@ -65,12 +76,9 @@ class CRunCommand {
     plugin = LoadPlugin(options.plugin);
     if (!plugin) return kApplicationWrong;
     if (!LoadReferences(*plugin, &references, &error)) return Wrong(error);
-    std::vector<std::string> kept = {options.file, plugin->Path(), options.trace, options.input, options.compare};
-    if (!pictures.Prepare(kept, &error)) return Wrong(error);
-    kept.push_back(options.panes);
-    if (!PreparePicture(options.plot, kept, &error)) return Wrong(error);
-    kept.push_back(options.plot);
-    return PreparePicture(options.report, kept, &error) ? kDone : Wrong(error);
+    const bool prepared =
+        pictures.Prepare(&error) && PreparePicture(options.plot, &error) && PreparePicture(options.report, &error);
+    return prepared ? kDone : Wrong(error);
   }
 
   int Read() {
@@ -98,7 +106,38 @@ class CRunCommand {
       PrintError(error);
       return kCommandLineWrong;
     }
-    return kDone;
+    return CheckFiles() ? kDone : Wrong(error);
+  }
+
+  // Nothing that the run writes may replace what it reads or writes itself.
+  bool CheckFiles() {
+    std::vector<std::string> used = {options.file, plugin->Path(), options.input, options.compare};
+    std::vector<std::pair<std::string, std::string>> kept;  // by whom, its file
+    for (std::size_t i = 0; i < application->InstrumentCount(); ++i) {
+      const runtime::CInstrumentHandle instrument = application->Instrument(i);
+      for (std::string& name : instrument.Files())
+        kept.emplace_back("the file of " + instrument.Name(), std::move(name));
+    }
+    std::vector<std::pair<std::string, std::string>> written;
+    if (options.trace != kStandardOutput) written.emplace_back("the trace", options.trace);
+    for (std::string& name : pictures.Names()) written.emplace_back("the picture", std::move(name));
+    written.emplace_back("the picture", options.plot);
+    written.emplace_back("the report", options.report);
+    const auto spares = [&](const std::string& what, const std::string& name) {
+      const bool taken =
+          std::any_of(used.begin(), used.end(), [&](const auto& other) { return IsSameFile(name, other); });
+      if (taken) error = name + ": " + what + " would overwrite a file that the run uses; name another one";
+      return !taken;
+    };
+    for (const auto& [what, name] : kept) {
+      if (!spares(what, name)) return false;
+    }
+    for (const auto& [what, name] : kept) used.push_back(name);
+    for (const auto& [what, name] : written) {
+      if (!spares(what, name)) return false;
+      used.push_back(name);
+    }
+    return true;
   }
 
   int Open() {
@@ -119,8 +158,7 @@ class CRunCommand {
         state = StateColumns(references);
         if (state.empty()) return Wrong("--trace-state: no reference file beside the plug-in names state columns");
       }
-      const std::vector<std::string> kept = {options.file, plugin->Path(), options.input, options.compare};
-      if (!trace.Open(options.trace, kept, *application, std::move(state), &error)) return Wrong(error);
+      if (!trace.Open(options.trace, *application, std::move(state), &error)) return Wrong(error);
     }
     if (!options.quiet || !options.report.empty()) {
       watch.emplace(*application, references, [this](const std::string& instrument, const std::string& text) {

@@ -2,8 +2,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
-#include <system_error>
 #include <utility>
 
 #include "workbench/commands.h"
@@ -22,21 +20,13 @@ CTraceFile::~CTraceFile() {
   if (file != nullptr && file != stdout) std::fclose(file);
 }
 
-bool CTraceFile::Open(const std::string& name, const std::vector<std::string>& files,
-                      runtime::CApplication& application, std::vector<runtime::TStateColumn> state,
-                      std::string* error) {
+bool CTraceFile::Open(const std::string& name, runtime::CApplication& application,
+                      std::vector<runtime::TStateColumn> state, std::string* error) {
   if (name == kStandardOutput) {
     shownName = "standard output";
     file = stdout;
   } else {
     shownName = name;
-    for (const std::string& kept : files) {
-      std::error_code missing;
-      if (std::filesystem::equivalent(name, kept, missing)) {
-        *error = name + ": the trace would overwrite a file that the run reads; name another one";
-        return false;
-      }
-    }
     errno = 0;
     file = std::fopen(name.c_str(), "wb");
     if (file == nullptr) {

@@ -19,10 +19,9 @@ class CTraceFile {
   CTraceFile(const CTraceFile&) = delete;
   CTraceFile& operator=(const CTraceFile&) = delete;
 
-  // Writes the header. `name` may be kStandardOutput; it may not be one of
-  // the files that must stay. False with a message.
-  bool Open(const std::string& name, const std::vector<std::string>& files, runtime::CApplication& application,
-            std::vector<runtime::TStateColumn> state, std::string* error);
+  // Writes the header. `name` may be kStandardOutput. False with a message.
+  bool Open(const std::string& name, runtime::CApplication& application, std::vector<runtime::TStateColumn> state,
+            std::string* error);
   bool IsOpen() const { return trace.has_value(); }
   void WriteRow() {
     trace->WriteRow();
