@@ -158,7 +158,7 @@ class CInstrumentHandle {
   const std::string& OutputUnit() const;
   std::vector<std::string> Receivers() const;
   std::vector<std::string> Files() const;  // that its definition names, with the application's folder
-  std::vector<TNamed> Events() const;  // that the class offers
+  std::vector<TNamed> Events() const;      // that the class offers
   std::vector<TNamed> Procedures() const;
   // Calls the procedure `Name__letters` if that name resolves now. Arguments
   // are numbers (booleans 0 and 1); what it returns replaces them.
@@ -259,7 +259,7 @@ struct TStateColumn {
 class CTrace {
  public:
   // Writes the header line. The file stays the caller's.
-  CTrace(CApplication& application, std::vector<TStateColumn> state, std::FILE* file);
+  CTrace(CApplication& application, const std::vector<TStateColumn>& state, std::FILE* file);
   void WriteRow();
   // Everything written so far is in the file; false when something was lost.
   bool Flush();

@@ -24,7 +24,7 @@ static_assert(static_cast<int>(EType::kReal) == 0 && static_cast<int>(EType::kBo
 
 }  // namespace
 
-CTrace::CTrace(CApplication& theApplication, std::vector<TStateColumn> stateColumns, std::FILE* theFile)
+CTrace::CTrace(CApplication& theApplication, const std::vector<TStateColumn>& stateColumns, std::FILE* theFile)
     : application(theApplication), file(theFile) {
   const CDataElements& data = application.Part().data;
   row = "time";

@@ -73,12 +73,15 @@ class CChecker {
     for (const auto& [which, what] : kLimiting) {
       const runtime::TPane pane = instrument.Pane(which);
       const std::string range = Significant(pane.rangeFrom) + " … " + Significant(pane.rangeTo);
-      const std::string whose = std::string("the ") + what + " of " + instrument.Name();
+      std::string problem = std::string("the ") + what + " of " + instrument.Name();
       if (!(pane.rangeFrom < pane.rangeTo)) {
-        Warn(instrument.Offset(), whose + " has no room: the range of its pane, " + range + ", doesn't rise");
+        problem += " has no room: the range of its pane, " + range + ", doesn't rise";
       } else if (!pane.rangeGiven && which != runtime::kOutputPane) {
-        Warn(instrument.Offset(), whose + " is limited to " + range + ", since its pane was given no range");
+        problem += " is limited to " + range + ", since its pane was given no range";
+      } else {
+        continue;
       }
+      Warn(instrument.Offset(), std::move(problem));
     }
   }
 

@@ -158,7 +158,7 @@ class CRunCommand {
         state = StateColumns(references);
         if (state.empty()) return Wrong("--trace-state: no reference file beside the plug-in names state columns");
       }
-      if (!trace.Open(options.trace, *application, std::move(state), &error)) return Wrong(error);
+      if (!trace.Open(options.trace, *application, state, &error)) return Wrong(error);
     }
     if (!options.quiet || !options.report.empty()) {
       watch.emplace(*application, references, [this](const std::string& instrument, const std::string& text) {

@@ -21,7 +21,7 @@ CTraceFile::~CTraceFile() {
 }
 
 bool CTraceFile::Open(const std::string& name, runtime::CApplication& application,
-                      std::vector<runtime::TStateColumn> state, std::string* error) {
+                      const std::vector<runtime::TStateColumn>& state, std::string* error) {
   if (name == kStandardOutput) {
     shownName = "standard output";
     file = stdout;
@@ -36,7 +36,7 @@ bool CTraceFile::Open(const std::string& name, runtime::CApplication& applicatio
     buffer.resize(kBufferSize);
     std::setvbuf(file, buffer.data(), _IOFBF, buffer.size());
   }
-  trace.emplace(application, std::move(state), file);
+  trace.emplace(application, state, file);
   return true;
 }
 

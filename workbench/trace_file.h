@@ -20,8 +20,8 @@ class CTraceFile {
   CTraceFile& operator=(const CTraceFile&) = delete;
 
   // Writes the header. `name` may be kStandardOutput. False with a message.
-  bool Open(const std::string& name, runtime::CApplication& application, std::vector<runtime::TStateColumn> state,
-            std::string* error);
+  bool Open(const std::string& name, runtime::CApplication& application,
+            const std::vector<runtime::TStateColumn>& state, std::string* error);
   bool IsOpen() const { return trace.has_value(); }
   void WriteRow() {
     trace->WriteRow();
