@@ -61,7 +61,7 @@ struct TInstrumentPart {
   hx_vinst::CInstrument* object = nullptr;
   std::vector<std::size_t> receivers;
   std::vector<std::string> files;  // that its definition names
-  std::uint64_t activatedIn = 0;  // the period in which it was activated last
+  std::uint64_t activatedIn = 0;   // the period in which it was activated last
   bool timed = false;
 };
 
