@@ -57,7 +57,7 @@ void AddKeywords(const CReference& reference, CDocument* document) {
     }
     table.rows.push_back(
         {keyword->keyword, keyword->type, keyword->defaultValue, keyword->range, keyword->meaning, keyword->example});
-    if (keyword + 1 == keywords.end() || (keyword + 1)->section != keyword->section) document->Table(std::move(table));
+    if (keyword + 1 == keywords.end() || (keyword + 1)->section != keyword->section) document->Table(table);
   }
 }
 

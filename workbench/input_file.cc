@@ -45,7 +45,7 @@ bool CInputFile::MatchColumns(std::string* error) {
   }
   if (!driven.empty()) return true;
   *error = reader->Complaint("no column names a data element that can be driven");
-  for (const auto& [reason, names] : left) *error += "; " + names + ": " + reason;
+  for (const auto& [reason, names] : left) error->append("; ").append(names).append(": ").append(reason);
   return false;
 }
 
@@ -96,7 +96,8 @@ std::vector<std::string> CInputFile::Notes() const {
     names.append(names.empty() ? "" : ", ").append(reader->Header()[element.column]);
   }
   std::vector<std::string> notes{"input drives " + names};
-  for (const auto& [reason, leftNames] : left) notes.push_back("input leaves " + leftNames + ": " + reason);
+  for (const auto& [reason, leftNames] : left)
+    notes.emplace_back("input leaves ").append(leftNames).append(": ").append(reason);
   return notes;
 }
 

@@ -102,7 +102,7 @@ bool CReference::AddFile(const std::string& path, bool isIncluded, std::string* 
       }
       message = "a file that is included includes no other";
     }
-    *error = path + ":" + std::to_string(number) + ": " + message;
+    error->assign(path).append(":").append(std::to_string(number)).append(": ").append(message);
     return false;
   }
   return true;
