@@ -41,8 +41,9 @@ std::vector<runtime::TStateColumn> StateColumns(const TReferences& references) {
 bool IsSameFile(const std::string& name, const std::string& other) {
   if (name.empty() || other.empty()) return false;
   std::error_code missing;
-  return std::filesystem::equivalent(name, other, missing) ||
-         std::filesystem::weakly_canonical(name, missing) == std::filesystem::weakly_canonical(other, missing);
+  if (std::filesystem::equivalent(name, other, missing)) return true;
+  const std::filesystem::path real = std::filesystem::weakly_canonical(name, missing);
+  return !real.empty() && real == std::filesystem::weakly_canonical(other, missing);
 }
 
 // One run. Each step prints what is wrong and yields the exit status; kDone goes
