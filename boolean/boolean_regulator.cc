@@ -4,15 +4,12 @@ namespace loopbox {
 
 namespace {
 
-using TThis = CBooleanRegulator;
-
-constexpr TKeyword kKeywords[] = {
+constexpr TKeywordRow kKeywords[] = {
     kPosition,
     kExpression,
     kWishValue,
     kCondition,
-    {Text<6>(gaugekit_::kwOUTPUT),
-     ElementEntry<&TThis::outputId, &TThis::outputIndexExpr, &TThis::outputName, hx_expr::kBoolean>},
+    {Text<6>(gaugekit_::kwOUTPUT), OutputEntry<&CRegulator::outputElement, hx_expr::kBoolean>},
     kDivergencePlus,
     kDivergenceMinus,
     kInverse,
@@ -24,13 +21,14 @@ constexpr TKeyword kKeywords[] = {
     kReadColors,
 };
 
-constexpr TProcedure kProcedures[] = {kGetDivergenceMinus, kGetDivergencePlus, kSetDivergenceMinus, kSetDivergencePlus};
+constexpr TProcedureRow kProcedures[] = {kGetDivergenceMinus, kGetDivergencePlus, kSetDivergenceMinus,
+                                         kSetDivergencePlus};
 
 constexpr TRegulatorTables kTables = {
     {kKeywords, kUnknownIdentifier},
     kProcedures,
-    {{Text<11>(u"OnOutput__l"), Text<29>(u"OnOutput( &Active : boolean )")},
-     {Text<17>(u"OnOutputChange__l"), Text<35>(u"OnOutputChange( &Active : boolean )")}},
+    Events({Text<11>(u"OnOutput__l"), Text<29>(u"OnOutput( &Active : boolean )")},
+           {Text<17>(u"OnOutputChange__l"), Text<35>(u"OnOutputChange( &Active : boolean )")}),
 };
 
 }  // namespace
@@ -39,32 +37,28 @@ CBooleanRegulator::CBooleanRegulator() : CBandRegulator(kTables, 0.0) {}
 
 void CBooleanRegulator::Reset() {
   CBandRegulator::Reset();
-  ForgetElement(outputId, outputIndexExpr, outputName);
-  aboveBand = 1;
+  hysteresis = {};
 }
-
-bool CBooleanRegulator::HasOutput() const { return NamesElement(outputId); }
 
 bool CBooleanRegulator::Decide(double wish, double value, bool regulate, double* output) {
   bool on = false;
   if (regulate) {
-    const TPlace place = PlaceOf(wish, value);
-    if (place != kInside) aboveBand = place == kAbove;
-    on = !aboveBand;
+    const EBandPlace place = PlaceOf(wish, value);
+    if (place != kInside) hysteresis.aboveBand = place == kAbove;
+    on = !hysteresis.aboveBand;
   }
-  *output = on != (inverse != 0) ? 1.0 : 0.0;
+  *output = on != (loop.inverse != 0) ? 1.0 : 0.0;
   return true;
 }
 
-std::uint32_t CBooleanRegulator::EventArguments(double output, hx_expr::TValue* arguments) const {
+void CBooleanRegulator::EventArguments(double output, TEventArguments& arguments) const {
   hx_tool::SetValueBoolean(&arguments[0], output == 1.0);
-  return 1;
 }
 
-double CBooleanRegulator::EventOutput(const hx_expr::TValue* arguments) const {
+double CBooleanRegulator::EventOutput(const TEventArguments& arguments) const {
   return arguments[0].boolean ? 1.0 : 0.0;
 }
 
-void CBooleanRegulator::WriteOutput(double output) { WriteBoolean(outputId, outputIndexExpr, output != 0.0); }
+void CBooleanRegulator::WriteOutput(double output) { outputElement.WriteBoolean(*this, output != 0.0); }
 
 }  // namespace loopbox

@@ -142,8 +142,8 @@ void RunSome(tests::CRun& run, int periods, CBytes* bytes) {
 [[clang::no_sanitize("vptr")]] TOutput OutputOf(const tests::CRun& run, const std::string& regulator) {
   const auto& object = static_cast<const loopbox::CRegulator&>(run.Object(regulator));
   const auto [low, high] = std::minmax(object.outputMeter->rangeFrom, object.outputMeter->rangeTo);
-  return {object.lastOutput, low, high,
-          object.onOutputId != hx_vinst::kNoIdentifier || object.onOutputChangeId != hx_vinst::kNoIdentifier};
+  return {object.loop.lastOutput, low, high,
+          object.loop.onOutputId != hx_vinst::kNoIdentifier || object.loop.onOutputChangeId != hx_vinst::kNoIdentifier};
 }
 
 void CheckOutput(const TOutput& output) {

@@ -1,10 +1,8 @@
 // A period of a pid_regulator: what it decides, and how its output is written.
 #include <cmath>
-#include <utility>
 
 #include "pid/laws.h"
 #include "pid/pid_regulator.h"
-#include "regulator/conversion.h"
 
 namespace loopbox {
 
@@ -16,35 +14,17 @@ constexpr std::uint32_t kDayMS = 86400000;  // the clock restarts here
 
 void CPidRegulator::Action(std::uint32_t reason) {
   if (IsIdleCall(reason)) return;
-  if (blinkRate != 0) RegisterBlinking(blinkRate);
-  CRegulator::Action(reason);
+  if (parameters.blinkRate != 0) RegisterBlinking(parameters.blinkRate);
+  CRealRegulator::Action(reason);
 }
 
 void CPidRegulator::Blink(std::uint8_t phase) {
-  CRegulator::Blink(phase);
+  CRealRegulator::Blink(phase);
   if (phase != 0) {
     InstrumentHide();
   } else {
     InstrumentShow();
   }
-}
-
-bool CPidRegulator::HasOutput() const { return NamesElement(outputId); }
-
-// A range at the ends of what a double holds leaves the output as it is.
-double CPidRegulator::Mirror(double output) const {
-  if (!inverse) return output;
-  const double mirrored = (outputMeter->rangeTo + outputMeter->rangeFrom) - output;
-  return std::isfinite(mirrored) ? mirrored : output;
-}
-
-double CPidRegulator::LimitOutput(double output) const {
-  double low = outputMeter->rangeFrom;
-  double high = outputMeter->rangeTo;
-  if (!(high > low)) std::swap(low, high);
-  if (output > high) return high;
-  if (output < low) return low;
-  return output;
 }
 
 // False when no time has passed since the last regulated period.
@@ -58,7 +38,7 @@ bool CPidRegulator::MeasureTime() {
 }
 
 double CPidRegulator::ComputeLaw() {
-  switch (regulatorType) {
+  switch (parameters.regulatorType) {
     case kClassical:
       return ClassicalLaw(*state);
     case kTakahashi:
@@ -82,11 +62,11 @@ bool CPidRegulator::Decide(double wish, double value, bool regulate, double* out
   double computed = s.output[1];
   if (regulate) {
     if (!MeasureTime()) return false;
-    if (adaptive) Supervise();
+    if (parameters.adaptive) Supervise();
     computed = ComputeLaw();
-  } else if (manualExpr != nullptr) {
+  } else if (parameters.manualExpr != nullptr) {
     hx_expr::TValue manual = {};
-    EvaluateExpression(manualExpr, hx_expr::kReal, &manual);
+    EvaluateExpression(parameters.manualExpr, hx_expr::kReal, &manual);
     computed = Mirror(manual.real);
   }
   // The previous output is held where there is no other.
@@ -97,27 +77,10 @@ bool CPidRegulator::Decide(double wish, double value, bool regulate, double* out
   s.output[0] = 0.0;
   s.wish[0] = 0.0;
   s.value[0] = 0.0;
-  if (outputTrimming) s.output[1] = Mirror(limited);
+  if (parameters.outputTrimming) s.output[1] = Mirror(limited);
 
   *output = limited;
   return true;
-}
-
-std::uint32_t CPidRegulator::EventArguments(double output, hx_expr::TValue* arguments) const {
-  hx_tool::SetValueLongReal(&arguments[0], output);
-  return 1;
-}
-
-double CPidRegulator::EventOutput(const hx_expr::TValue* arguments) const {
-  double output = std::nan("");
-  ValueToReal(arguments[0], &output);
-  return output;
-}
-
-void CPidRegulator::WriteOutput(double output) {
-  hx_expr::TValue written = {};
-  hx_tool::SetValueLongReal(&written, output);
-  SetDataElement(outputId, outputIndexExpr, &written);
 }
 
 }  // namespace loopbox

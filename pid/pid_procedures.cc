@@ -8,14 +8,9 @@
 
 namespace loopbox {
 
-template <>
-struct TPart<TPidState> {
-  static TPidState& Of(CRegulator& regulator, std::uint32_t) { return *static_cast<CPidRegulator&>(regulator).state; }
-};
-
 namespace {
 
-using TThis = CPidRegulator;
+using TSettings = TPidSettings;
 using TState = TPidState;
 
 constexpr std::uint32_t kMeterSetRange = 3;
@@ -23,7 +18,7 @@ constexpr std::uint32_t kMeterSetRange = 3;
 CPidRegulator& Pid(CRegulator& regulator) { return static_cast<CPidRegulator&>(regulator); }
 
 bool IsVariable(const CRegulator& regulator) {
-  return static_cast<const CPidRegulator&>(regulator).regulatorType == kVariable;
+  return static_cast<const CPidRegulator&>(regulator).parameters.regulatorType == kVariable;
 }
 
 bool IsNotVariable(const CRegulator& regulator) { return !IsVariable(regulator); }
@@ -33,52 +28,52 @@ bool Report(CRegulator& regulator, TText message) {
   return false;
 }
 
-bool SetRegulatorType(CRegulator& regulator, const TCall& call) {
+bool SetRegulatorType(CRegulator& regulator, const TProcedureCall& call) {
   const std::uint32_t number = ValueToCardinal(call.Argument(0));
-  if (number < 1 || number > kLawCount) return Report(regulator, Text<22>(u"Neznámý typ regulátoru"));
-  Pid(regulator).regulatorType = kLawCodes[number - 1];
+  if (number < 1 || number > std::size(kLawCodes)) return Report(regulator, Text<22>(u"Neznámý typ regulátoru"));
+  Pid(regulator).parameters.regulatorType = kLawCodes[number - 1];
   return true;
 }
 
-bool SetIdentification(CRegulator& regulator, const TCall& call) {
+bool SetIdentification(CRegulator& regulator, const TProcedureCall& call) {
   const std::uint32_t number = ValueToCardinal(call.Argument(0));
   if (number < 1 || number > 2) return Report(regulator, Text<24>(u"Neznámý typ identifikace"));
-  Pid(regulator).refil = number == 2;
+  Pid(regulator).parameters.refil = number == 2;
   return true;
 }
 
-bool GetIdentification(CRegulator& regulator, const TCall& call) {
-  call.GiveReal(0, Pid(regulator).refil ? 2.0 : 1.0);
+bool GetIdentification(CRegulator& regulator, const TProcedureCall& call) {
+  call.GiveReal(0, Pid(regulator).parameters.refil ? 2.0 : 1.0);
   return true;
 }
 
 constexpr TText kNotAdaptive = Text<53>(u"Nelze zapnout identifikaci u neadaptivního regulátoru");
 
-bool RunIdentification(CRegulator& regulator, const TCall&) {
-  if (!Pid(regulator).adaptive) return Report(regulator, kNotAdaptive);
+bool RunIdentification(CRegulator& regulator, const TProcedureCall&) {
+  if (!Pid(regulator).parameters.adaptive) return Report(regulator, kNotAdaptive);
   Pid(regulator).StartIdentification();
   return true;
 }
 
-bool StopIdentification(CRegulator& regulator, const TCall&) {
-  if (!Pid(regulator).adaptive) return Report(regulator, kNotAdaptive);
-  Pid(regulator).identRunning = 0;
+bool StopIdentification(CRegulator& regulator, const TProcedureCall&) {
+  if (!Pid(regulator).parameters.adaptive) return Report(regulator, kNotAdaptive);
+  Pid(regulator).supervision.identRunning = 0;
   return true;
 }
 
-bool IsIdentificationRunning(CRegulator& regulator, const TCall& call) {
-  call.GiveBoolean(0, Pid(regulator).adaptive && Pid(regulator).identRunning);
+bool IsIdentificationRunning(CRegulator& regulator, const TProcedureCall& call) {
+  call.GiveBoolean(0, Pid(regulator).parameters.adaptive && Pid(regulator).supervision.identRunning);
   return true;
 }
 
-bool SetLastOutputValue(CRegulator& regulator, const TCall& call) {
+bool SetLastOutputValue(CRegulator& regulator, const TProcedureCall& call) {
   double output = 0.0;
   if (!call.TakeFinite(0, &output)) return false;
   Pid(regulator).state->output[1] = Pid(regulator).Mirror(output);
   return true;
 }
 
-bool SetOutputRange(CRegulator& regulator, const TCall& call) {
+bool SetOutputRange(CRegulator& regulator, const TProcedureCall& call) {
   hx_expr::TValue range[2] = {};
   for (std::uint32_t i = 0; i < std::size(range); ++i) {
     double limit = 0.0;
@@ -90,7 +85,7 @@ bool SetOutputRange(CRegulator& regulator, const TCall& call) {
   return true;
 }
 
-bool Debug(CRegulator& regulator, const TCall& call) {
+bool Debug(CRegulator& regulator, const TProcedureCall& call) {
   const TPidState& s = *Pid(regulator).state;
   const double model[] = {-s.a1, s.b1, -s.a2, s.b2};
   for (std::uint32_t i = 0; i < std::size(model); ++i) call.GiveReal(i, model[i]);
@@ -99,10 +94,10 @@ bool Debug(CRegulator& regulator, const TCall& call) {
 
 }  // namespace
 
-constexpr TProcedure kPidProcedures[kPidProcedureCount] = {
+constexpr TProcedureRow kPidProcedures[] = {
     {0, Text<19>(u"SetRegulatorType__n"), Text<36>(u"SetRegulatorType( RegType : number )"), nullptr, SetRegulatorType},
     {1, Text<19>(u"GetRegulatorType__R"), Text<35>(u"GetRegulatorType( &RegType : real )"), nullptr,
-     GetReals<&TThis::regulatorType>},
+     GetReals<&TSettings::regulatorType>},
     {12, Text<26>(u"IsIdentificationRunning__l"), Text<47>(u"IsIdentificationRunning( &IsRunning : boolean )"), nullptr,
      IsIdentificationRunning},
     {20, Text<11>(u"Debug__RRRR"), kNoText, nullptr, Debug},
@@ -125,18 +120,19 @@ constexpr TProcedure kPidProcedures[kPidProcedureCount] = {
     {14, Text<20>(u"GetIdentification__R"), Text<47>(u"GetIdentification( &IdentificationType : real )"), nullptr,
      GetIdentification},
     {2, Text<14>(u"SetAdaptive__l"), Text<35>(u"SetAdaptive( IsAdaptive : boolean )"), IsNotVariable,
-     SetBoolean<&TThis::adaptive>},
+     SetBoolean<&TSettings::adaptive>},
     {3, Text<14>(u"GetAdaptive__l"), Text<36>(u"GetAdaptive( &IsAdaptive : boolean )"), IsNotVariable,
-     GetBoolean<&TThis::adaptive>},
+     GetBoolean<&TSettings::adaptive>},
     {18, Text<23>(u"SetForgetCoefficient__R"), kNoText, IsNotVariable, SetReals<&TState::forgetCoefficient>},
     {19, Text<23>(u"GetForgetCoefficient__R"), kNoText, IsNotVariable, GetReals<&TState::forgetCoefficient>},
     {15, Text<21>(u"SetLastOutputValue__R"), Text<44>(u"SetLastOutputValue( LastOutputValue : real )"), IsNotVariable,
      SetLastOutputValue},
     {16, Text<20>(u"SetOutputTrimming__l"), Text<45>(u"SetOutputTrimming( OutputTrimming : boolean )"), IsNotVariable,
-     SetBoolean<&TThis::outputTrimming>},
+     SetBoolean<&TSettings::outputTrimming>},
     {17, Text<18>(u"SetOutputRange__RR"), Text<43>(u"SetOutputRange( RangeFrom, RangeTo : real )"), IsNotVariable,
      SetOutputRange},
 };
+static_assert(std::size(kPidProcedures) == kPidProcedureCount);
 
 std::uint8_t CPidRegulator::GetInstrumentInfo(std::uint32_t, std::uint32_t, char16_t*) { return 0; }
 

@@ -29,8 +29,8 @@ bool HasMoved(const TPidState& s) {
 }  // namespace
 
 void CPidRegulator::StartIdentification() {
-  identRunning = 1;
-  identCounter = 0;
+  supervision.identRunning = 1;
+  supervision.identCounter = 0;
 }
 
 void CPidRegulator::NoteStep(bool sound, std::uint8_t& cancelled) {
@@ -41,7 +41,7 @@ void CPidRegulator::NoteStep(bool sound, std::uint8_t& cancelled) {
 void CPidRegulator::Identify() {
   const TPidState before = *state;
   const TIdentState identBefore = *identState;
-  if (refil) {
+  if (parameters.refil) {
     RefilStep(*state);
   } else {
     IdentifyStep(*state, *identState);
@@ -51,7 +51,7 @@ void CPidRegulator::Identify() {
     *state = before;
     *identState = identBefore;
   }
-  NoteStep(sound, identCancelled);
+  NoteStep(sound, supervision.identCancelled);
 }
 
 void CPidRegulator::Synthesize() {
@@ -68,17 +68,17 @@ void CPidRegulator::Synthesize() {
     s.tD = tD;
     s.b2 = b2;
   }
-  NoteStep(sound, synthesisCancelled);
+  NoteStep(sound, supervision.synthesisCancelled);
 }
 
 void CPidRegulator::SuperviseIdentification() {
   TPidState& s = *state;
-  if (identRunning) {
-    if (identCounter < kLastPeriod) {
-      ++identCounter;
+  if (supervision.identRunning) {
+    if (supervision.identCounter < kLastPeriod) {
+      ++supervision.identCounter;
       return;
     }
-    identRunning = 0;
+    supervision.identRunning = 0;
     s.ThetaFromModel();
     if (HasMoved(s)) StartIdentification();
     return;
@@ -91,7 +91,7 @@ void CPidRegulator::Supervise() {
   TPidState& s = *state;
   s.b2Prev = s.b2;
   SuperviseIdentification();
-  if (identRunning && identCounter > kWaitingPeriods) {
+  if (supervision.identRunning && supervision.identCounter > kWaitingPeriods) {
     s.ThetaFromModel();
     for (std::size_t i = 0; i < kThetaLength; ++i) s.thetaPrev[i] = s.theta[i];
     Identify();

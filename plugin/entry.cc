@@ -29,6 +29,14 @@ std::uint8_t LibraryEntry(std::uint32_t reason) {
 
 [[gnu::constructor]] void Attach() { LibraryEntry(kProcessAttach); }
 
+// Null when there is no such class.
+const TInstrumentClass* FindClass(std::uint32_t length, const char16_t* name) {
+  for (const TInstrumentClass& row : loopbox::Classes()) {
+    if (runlib::WStrCompare(length, name, row.name.length, row.name.text) == 0) return &row;
+  }
+  return nullptr;
+}
+
 // Whether this is the first call that the counter sees.
 bool CountsFirst(std::int32_t& counter) {
   const bool first = counter <= 0;
@@ -63,15 +71,16 @@ void GetDLLInfo(std::uint32_t capacity, char16_t* name, const std::uint8_t** sma
 }
 
 std::uint8_t GetInstrumentName(std::uint32_t index, std::uint32_t capacity, char16_t* name) {
-  if (index >= loopbox::kClassCount) return 0;
-  Copy(capacity, name, loopbox::kClasses[index].name);
+  const auto classes = loopbox::Classes();
+  if (index >= classes.size()) return 0;
+  Copy(capacity, name, classes[index].name);
   return 1;
 }
 
 std::uint8_t GetInstrumentInfo(std::uint32_t length, const char16_t* name, const std::uint8_t** smallImage,
                                const std::uint8_t** largeImage, std::uint32_t* infoWord, std::uint32_t capacity,
                                char16_t* description) {
-  const TInstrumentClass* row = loopbox::FindClass(length, name);
+  const TInstrumentClass* row = FindClass(length, name);
   if (row == nullptr) return 0;
   *smallImage = loopbox::images[row->smallImage];
   *largeImage = loopbox::images[row->largeImage];
@@ -81,7 +90,7 @@ std::uint8_t GetInstrumentInfo(std::uint32_t length, const char16_t* name, const
 }
 
 hx_vinst::CInstrument* MakeInstrument(std::uint32_t length, const char16_t* name) {
-  const TInstrumentClass* row = loopbox::FindClass(length, name);
+  const TInstrumentClass* row = FindClass(length, name);
   return row == nullptr ? nullptr : row->make();
 }
 

@@ -18,10 +18,11 @@ constexpr auto kBooleanLarge = MaskedIcon<kBooleanLargeArt>();
 constexpr auto kStepSmall = MaskedIcon<kStepSmallArt>();
 constexpr auto kStepLarge = MaskedIcon<kStepLargeArt>();
 
-constexpr const std::uint8_t* kImages[kImageCount] = {
+constexpr const std::uint8_t* kImages[] = {
     kLibraryLarge.data(), kPidSmall.data(),  kPidLarge.data(),  kBooleanSmall.data(),
     kBooleanLarge.data(), kStepSmall.data(), kStepLarge.data(),
 };
+static_assert(std::size(kImages) == kImageCount);
 
 }  // namespace
 

@@ -6,7 +6,7 @@
 
 namespace loopbox {
 
-enum TImage : std::uint32_t {
+enum EImage : std::uint32_t {
   kLibraryLargeImage,
   kPidSmallImage,  // the library's small one too
   kPidLargeImage,

@@ -15,9 +15,7 @@ hx_vinst::CInstrument* MakeClass() {
   return Make<TClass>();
 }
 
-}  // namespace
-
-const TInstrumentClass kClasses[kClassCount] = {
+constexpr TInstrumentClass kClasses[] = {
     {Text<13>(u"pid_regulator"), Text<49>(u"Regulátor analogové veličiny se spojitým výstupem"), 0x02010102,
      kPidSmallImage, kPidLargeImage, MakeClass<CPidRegulator>},
     {Text<17>(u"boolean_regulator"), Text<63>(u"Regulátor analogové veličiny s diskrétním dvoustavovým výstupem"),
@@ -26,11 +24,8 @@ const TInstrumentClass kClasses[kClassCount] = {
      0x02010202, kStepSmallImage, kStepLargeImage, MakeClass<CStepRegulator>},
 };
 
-const TInstrumentClass* FindClass(std::uint32_t length, const char16_t* name) {
-  for (const TInstrumentClass& row : kClasses) {
-    if (runlib::WStrCompare(length, name, row.name.length, row.name.text) == 0) return &row;
-  }
-  return nullptr;
-}
+}  // namespace
+
+std::span<const TInstrumentClass> Classes() { return kClasses; }
 
 }  // namespace loopbox

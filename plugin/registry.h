@@ -3,6 +3,7 @@
 #define LOOPBOX_PLUGIN_REGISTRY_H
 
 #include <cstdint>
+#include <span>
 
 #include "host/hx_main.h"
 #include "plugin/images.h"
@@ -14,16 +15,12 @@ struct TInstrumentClass {
   TText name;
   TText description;
   std::uint32_t infoWord;  // for the host
-  TImage smallImage;
-  TImage largeImage;
+  EImage smallImage;
+  EImage largeImage;
   hx_vinst::CInstrument* (*make)();  // null when there is no memory
 };
 
-constexpr std::uint32_t kClassCount = 3;
-extern const TInstrumentClass kClasses[kClassCount];
-
-// Null when there is no such class.
-const TInstrumentClass* FindClass(std::uint32_t length, const char16_t* name);
+std::span<const TInstrumentClass> Classes();
 
 }  // namespace loopbox
 

@@ -13,24 +13,15 @@ void CBandRegulator::FixOutputRange() {
   outputMeter->highLimit = 1.0;
 }
 
-void CBandRegulator::InitInstrument() {
-  CRegulator::InitInstrument();
-  Reset();
-}
-
 void CBandRegulator::Reset() {
   CRegulator::Reset();
-  divergencePlus = 0.0;
-  divergenceMinus = 0.0;
-  divergencePlusMark = hx_vinst::kNoMark;
-  divergenceMinusMark = hx_vinst::kNoMark;
+  band = {};
   FixOutputRange();
 }
 
 void CBandRegulator::FinishRead(vcom::CRect finalRect) {
   CRegulator::FinishRead(finalRect);
   FixOutputRange();
-  FindEvents();
 }
 
 }  // namespace loopbox

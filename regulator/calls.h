@@ -10,7 +10,7 @@ namespace loopbox {
 
 // Takes all arguments or, when one of them is no finite number, none.
 template <auto... members>
-bool SetReals(CRegulator& regulator, const TCall& call) {
+bool SetReals(CRegulator& regulator, const TProcedureCall& call) {
   double reals[sizeof...(members)];
   for (std::uint32_t i = 0; i < sizeof...(members); ++i) {
     if (!call.TakeFinite(i, &reals[i])) return false;
@@ -21,19 +21,19 @@ bool SetReals(CRegulator& regulator, const TCall& call) {
 }
 
 template <auto... members>
-bool GetReals(CRegulator& regulator, const TCall& call) {
+bool GetReals(CRegulator& regulator, const TProcedureCall& call) {
   std::uint32_t index = 0;
   (call.GiveReal(index++, static_cast<double>(Field<members>(regulator))), ...);
   return true;
 }
 
 template <auto member>
-bool SetBoolean(CRegulator& regulator, const TCall& call) {
+bool SetBoolean(CRegulator& regulator, const TProcedureCall& call) {
   return call.TakeBoolean(0, &Field<member>(regulator));
 }
 
 template <auto member>
-bool GetBoolean(CRegulator& regulator, const TCall& call) {
+bool GetBoolean(CRegulator& regulator, const TProcedureCall& call) {
   call.GiveBoolean(0, Field<member>(regulator) != 0);
   return true;
 }

@@ -1,6 +1,5 @@
 // The skeleton of a period: evaluate, decide, tell, show, write, activate.
 #include <cmath>
-#include <iterator>
 
 #include "regulator/regulator.h"
 
@@ -9,13 +8,12 @@ namespace loopbox {
 namespace {
 
 constexpr std::uint32_t kErrorCapacity = 127;
-constexpr std::uint32_t kMaximumArguments = 2;
 
 }  // namespace
 
 std::uint8_t CRegulator::NeedsTiming() {
-  return IsComplete() && valueExpr != nullptr && wishValueExpr != nullptr &&
-         (HasOutput() || onOutputId != hx_vinst::kNoIdentifier);
+  return IsComplete() && loop.valueExpr != nullptr && loop.wishValueExpr != nullptr &&
+         (HasOutput() || loop.onOutputId != hx_vinst::kNoIdentifier);
 }
 
 // Limits to the pane's range, and shows.
@@ -35,8 +33,9 @@ double CRegulator::Measure(hx_expr::TExprTreeRecord* expression, gaugekit::CMete
 
 // The output after the event procedure, which may change it.
 double CRegulator::RaiseEvent(std::uint32_t identifier, double output) {
-  hx_expr::TValue values[kMaximumArguments] = {};
-  hx_expr::TValueArray arguments = {EventArguments(output, values), values};
+  TEventArguments values = {};
+  EventArguments(output, values);
+  hx_expr::TValueArray arguments = {tables.events.argumentCount, values};
   char16_t errorText[kErrorCapacity + 1] = {};
   if (!Invoke(identifier, &arguments, kErrorCapacity, errorText)) ReportError({kErrorCapacity, errorText});
   const double changed = EventOutput(values);
@@ -51,29 +50,29 @@ void CRegulator::ActivateReceivers() {
 
 void CRegulator::Action(std::uint32_t reason) {
   CInstrument::Action(reason);
-  if (!complete) return;
+  if (!loop.complete) return;
 
-  const double wish = Measure(wishValueExpr, wishValueMeter);
-  const double value = Measure(valueExpr, valueMeter);
+  const double wish = Measure(loop.wishValueExpr, wishValueMeter);
+  const double value = Measure(loop.valueExpr, valueMeter);
   bool regulate = true;
-  if (conditionExpr != nullptr) {
+  if (loop.conditionExpr != nullptr) {
     hx_expr::TValue condition = {};
-    EvaluateExpression(conditionExpr, hx_expr::kBoolean, &condition);
+    EvaluateExpression(loop.conditionExpr, hx_expr::kBoolean, &condition);
     regulate = condition.boolean != 0;
   }
 
   double output = 0.0;
   if (!Decide(wish, value, regulate, &output)) return;
 
-  if (onOutputId != hx_vinst::kNoIdentifier) output = RaiseEvent(onOutputId, output);
-  if (onOutputChangeId != hx_vinst::kNoIdentifier && output != lastOutput) {
-    output = RaiseEvent(onOutputChangeId, output);
+  if (loop.onOutputId != hx_vinst::kNoIdentifier) output = RaiseEvent(loop.onOutputId, output);
+  if (loop.onOutputChangeId != hx_vinst::kNoIdentifier && output != loop.lastOutput) {
+    output = RaiseEvent(loop.onOutputChangeId, output);
   }
   outputMeter->SetMeterValue(output);
   WriteOutput(output);
-  const bool activates = output != lastOutput || (stateWord & hx_vinst::kStateActivateAlways) != 0;
+  const bool activates = output != loop.lastOutput || (stateWord & hx_vinst::kStateActivateAlways) != 0;
   if (activates && receivers.first != nullptr) ActivateReceivers();
-  lastOutput = output;
+  loop.lastOutput = output;
 }
 
 }  // namespace loopbox

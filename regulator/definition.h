@@ -14,7 +14,7 @@ namespace loopbox {
 class CRegulator;
 
 // What the readers of one definition share.
-struct TDefinition {
+struct TRegulatorDefinition {
   std::uint32_t capacity;
   char16_t* message;  // the caller's buffer for an error
   std::uint32_t tokenCapacity;
@@ -31,23 +31,22 @@ struct TDefinition {
 
 // Reads what follows the keyword, its ";" included. False: the message says
 // why.
-using TEntryReader = bool (*)(CRegulator& regulator, TDefinition& definition);
+using TReadEntry = bool (*)(CRegulator& regulator, TRegulatorDefinition& definition);
 
-struct TKeyword {
+struct TKeywordRow {
   TText text;
-  TEntryReader read;  // null: the keyword closes its block
+  TReadEntry read;  // null: the keyword closes its block
 };
 
-struct TBlock {
-  std::span<const TKeyword> keywords;  // in the order of comparison
-  TText unknown;                       // the message for any other keyword
+struct TKeywordBlock {
+  std::span<const TKeywordRow> keywords;  // in the order of comparison
+  TText unknown;                          // the message for any other keyword
 };
 
 // Names that stand for codes, same index.
 struct TNames {
-  const char16_t (*names)[gaugekit::kNameLength + 1];
-  const std::uint32_t* codes;
-  std::uint32_t count;
+  std::span<const char16_t[gaugekit::kNameLength + 1]> names;
+  std::span<const std::uint32_t> codes;
 };
 
 }  // namespace loopbox

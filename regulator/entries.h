@@ -7,13 +7,14 @@
 #include <type_traits>
 
 #include "regulator/fields.h"
+#include "regulator/output.h"
 
 namespace loopbox {
 
 // "= VALUE;" through a reading service that fills a mark too. A 32-bit integer
 // is stored when its ";" has been read, any other value as it is read.
 template <auto service, auto member, auto mark>
-bool ValueEntry(CRegulator& regulator, TDefinition& definition) {
+bool ValueEntry(CRegulator& regulator, TRegulatorDefinition& definition) {
   auto& field = Field<member>(regulator, definition.section);
   using TField = std::remove_reference_t<decltype(field)>;
   constexpr bool kLate = std::is_integral_v<TField> && sizeof(TField) == sizeof(std::uint32_t);
@@ -30,23 +31,23 @@ bool ValueEntry(CRegulator& regulator, TDefinition& definition) {
 }
 
 template <auto member, auto mark>
-constexpr TEntryReader kRealEntry = ValueEntry<&hx_vinst::CInstrument::ReadReal, member, mark>;
+constexpr TReadEntry kRealEntry = ValueEntry<&hx_vinst::CInstrument::ReadReal, member, mark>;
 template <auto member, auto mark>
-constexpr TEntryReader kIntegerEntry = ValueEntry<&hx_vinst::CInstrument::ReadInteger, member, mark>;
+constexpr TReadEntry kIntegerEntry = ValueEntry<&hx_vinst::CInstrument::ReadInteger, member, mark>;
 template <auto member, auto mark>
-constexpr TEntryReader kCardinalEntry = ValueEntry<&hx_vinst::CInstrument::ReadCardinal, member, mark>;
+constexpr TReadEntry kCardinalEntry = ValueEntry<&hx_vinst::CInstrument::ReadCardinal, member, mark>;
 template <auto member, auto mark>
-constexpr TEntryReader kBooleanEntry = ValueEntry<&hx_vinst::CInstrument::ReadBoolean, member, mark>;
+constexpr TReadEntry kBooleanEntry = ValueEntry<&hx_vinst::CInstrument::ReadBoolean, member, mark>;
 
 // "= VALUE;" through a service that reads the whole entry into a field.
 template <auto service, auto member>
-bool WholeEntry(CRegulator& regulator, TDefinition& definition) {
+bool WholeEntry(CRegulator& regulator, TRegulatorDefinition& definition) {
   return (regulator.*service)(definition.capacity, definition.message, &Field<member>(regulator, definition.section));
 }
 
 // ";": the keyword alone says it.
 template <auto member>
-bool FlagEntry(CRegulator& regulator, TDefinition& definition) {
+bool FlagEntry(CRegulator& regulator, TRegulatorDefinition& definition) {
   if (!regulator.ReadSemicolon(definition.capacity, definition.message)) return false;
   Field<member>(regulator) = 1;
   return true;
@@ -54,53 +55,54 @@ bool FlagEntry(CRegulator& regulator, TDefinition& definition) {
 
 // "= EXPRESSION;", once in a definition.
 template <auto member, std::uint32_t type>
-bool ExpressionEntry(CRegulator& regulator, TDefinition& definition) {
+bool ExpressionEntry(CRegulator& regulator, TRegulatorDefinition& definition) {
   auto& expression = Field<member>(regulator);
   if (expression != nullptr) return definition.Fail(kExpressionRedefined);
   return regulator.ReadEquExpression(definition.capacity, definition.message, &expression, type);
 }
 
-// "= ELEMENT;" of exactly that type.
-template <auto id, auto indexExpression, auto name, std::uint32_t type>
-bool ElementEntry(CRegulator& regulator, TDefinition& definition) {
+// "= ELEMENT;" of exactly that type, into a TOutputElement.
+template <auto member, std::uint32_t type>
+bool OutputEntry(CRegulator& regulator, TRegulatorDefinition& definition) {
   constexpr std::uint32_t kElementWritten = 8;
-  return regulator.ReadEquDataElement(definition.capacity, definition.message, &Field<id>(regulator),
-                                      &Field<indexExpression>(regulator), kNameCapacity, Field<name>(regulator), type,
-                                      kElementWritten);
+  TOutputElement& output = Field<member>(regulator);
+  return regulator.ReadEquDataElement(definition.capacity, definition.message, &output.id, &output.indexExpr,
+                                      kNameCapacity, output.name, type, kElementWritten);
 }
 
 // "= NAME;": the code of one of the names.
-bool ReadName(CRegulator& regulator, TDefinition& definition, const TNames& names, std::uint32_t* code);
+bool ReadName(CRegulator& regulator, TRegulatorDefinition& definition, const TNames& names, std::uint32_t* code);
 
 template <const TNames& names, auto member>
-bool NameEntry(CRegulator& regulator, TDefinition& definition) {
+bool NameEntry(CRegulator& regulator, TRegulatorDefinition& definition) {
   return ReadName(regulator, definition, names, &Field<member>(regulator, definition.section));
 }
 
-bool PositionEntry(CRegulator& regulator, TDefinition& definition);
+bool PositionEntry(CRegulator& regulator, TRegulatorDefinition& definition);
 template <std::uint32_t section>
-bool SectionEntry(CRegulator& regulator, TDefinition& definition) {
+bool SectionEntry(CRegulator& regulator, TRegulatorDefinition& definition) {
   return regulator.ReadSection(definition, section);
 }
-bool ColorsEntry(CRegulator& regulator, TDefinition& definition);
+bool ColorsEntry(CRegulator& regulator, TRegulatorDefinition& definition);
 
 // --- The keywords that all classes have ---
 
-inline constexpr TKeyword kPosition = {Text<8>(hx_keyw::kwPOSITION), PositionEntry};
-inline constexpr TKeyword kExpression = {Text<10>(gaugekit_::kwEXPRESSION),
-                                         ExpressionEntry<&CRegulator::valueExpr, hx_expr::kReal>};
-inline constexpr TKeyword kWishValue = {Text<10>(u"wish_value"),
-                                        ExpressionEntry<&CRegulator::wishValueExpr, hx_expr::kReal>};
-inline constexpr TKeyword kCondition = {Text<9>(u"condition"),
-                                        ExpressionEntry<&CRegulator::conditionExpr, hx_expr::kBoolean>};
-inline constexpr TKeyword kInverse = {Text<7>(u"inverse"), FlagEntry<&CRegulator::inverse>};
-inline constexpr TKeyword kReceivers = {Text<9>(gaugekit_::kwRECEIVERS),
-                                        WholeEntry<&hx_vinst::CInstrument::ReadEquReceivers, &CRegulator::receivers>};
-inline constexpr TKeyword kShowDescription = {Text<16>(u"show_description"), FlagEntry<&CRegulator::showDescription>};
-inline constexpr TKeyword kReadOutputSection = {Text<14>(u"output_section"), SectionEntry<kOutputSection>};
-inline constexpr TKeyword kReadWishValueSection = {Text<18>(u"wish_value_section"), SectionEntry<kWishValueSection>};
-inline constexpr TKeyword kReadValueSection = {Text<13>(u"value_section"), SectionEntry<kValueSection>};
-inline constexpr TKeyword kReadColors = {Text<6>(gaugekit_::kwCOLORS), ColorsEntry};
+inline constexpr TKeywordRow kPosition = {Text<8>(hx_keyw::kwPOSITION), PositionEntry};
+inline constexpr TKeywordRow kExpression = {Text<10>(gaugekit_::kwEXPRESSION),
+                                            ExpressionEntry<&TControlLoop::valueExpr, hx_expr::kReal>};
+inline constexpr TKeywordRow kWishValue = {Text<10>(u"wish_value"),
+                                           ExpressionEntry<&TControlLoop::wishValueExpr, hx_expr::kReal>};
+inline constexpr TKeywordRow kCondition = {Text<9>(u"condition"),
+                                           ExpressionEntry<&TControlLoop::conditionExpr, hx_expr::kBoolean>};
+inline constexpr TKeywordRow kInverse = {Text<7>(u"inverse"), FlagEntry<&TControlLoop::inverse>};
+inline constexpr TKeywordRow kReceivers = {
+    Text<9>(gaugekit_::kwRECEIVERS), WholeEntry<&hx_vinst::CInstrument::ReadEquReceivers, &CRegulator::receivers>};
+inline constexpr TKeywordRow kShowDescription = {Text<16>(u"show_description"),
+                                                 FlagEntry<&TPaneSettings::showDescription>};
+inline constexpr TKeywordRow kReadOutputSection = {Text<14>(u"output_section"), SectionEntry<kOutputSection>};
+inline constexpr TKeywordRow kReadWishValueSection = {Text<18>(u"wish_value_section"), SectionEntry<kWishValueSection>};
+inline constexpr TKeywordRow kReadValueSection = {Text<13>(u"value_section"), SectionEntry<kValueSection>};
+inline constexpr TKeywordRow kReadColors = {Text<6>(gaugekit_::kwCOLORS), ColorsEntry};
 
 }  // namespace loopbox
 

@@ -12,33 +12,54 @@ namespace loopbox {
 // The part of a regulator in which fields of a type stand: the regulator itself
 // unless said otherwise.
 template <typename TOwner>
-struct TPart {
+struct TFieldPart {
   static_assert(std::is_base_of_v<CRegulator, TOwner>);
   static TOwner& Of(CRegulator& regulator, std::uint32_t) { return static_cast<TOwner&>(regulator); }
 };
 
 template <>
-struct TPart<gaugekit::CMeter> {
+struct TFieldPart<gaugekit::CMeter> {
   static gaugekit::CMeter& Of(CRegulator& regulator, std::uint32_t section) { return *regulator.Meter(section); }
 };
 
 template <>
-struct TPart<TSectionLayout> {
-  static TSectionLayout& Of(CRegulator& regulator, std::uint32_t section) { return regulator.sections[section - 1]; }
+struct TFieldPart<TSectionLayout> {
+  static TSectionLayout& Of(CRegulator& regulator, std::uint32_t section) {
+    return regulator.panes.sections[section - 1];
+  }
 };
 
 template <>
-struct TPart<gaugekit::TColors> {
+struct TFieldPart<gaugekit::TColors> {
   static gaugekit::TColors& Of(CRegulator& regulator, std::uint32_t) { return regulator.outputMeter->colors; }
 };
 
 template <typename TOwner, typename TField>
 TOwner* OwnerOf(TField TOwner::*);
 
+// A part that is a member of the regulator, or to which a member points.
+template <auto member>
+struct TMemberPart {
+  static auto& Of(CRegulator& regulator, std::uint32_t) {
+    auto& part = static_cast<std::remove_pointer_t<decltype(OwnerOf(member))>&>(regulator).*member;
+    if constexpr (std::is_pointer_v<std::remove_reference_t<decltype(part)>>) {
+      return *part;
+    } else {
+      return part;
+    }
+  }
+};
+
+template <>
+struct TFieldPart<TPaneSettings> : TMemberPart<&CRegulator::panes> {};
+
+template <>
+struct TFieldPart<TControlLoop> : TMemberPart<&CRegulator::loop> {};
+
 template <auto member>
 auto& Field(CRegulator& regulator, std::uint32_t section = 0) {
   using TOwner = std::remove_pointer_t<decltype(OwnerOf(member))>;
-  return TPart<TOwner>::Of(regulator, section).*member;
+  return TFieldPart<TOwner>::Of(regulator, section).*member;
 }
 
 }  // namespace loopbox

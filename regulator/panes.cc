@@ -2,6 +2,7 @@
 // wish value and the value together.
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
 
 #include "regulator/allocation.h"
 #include "regulator/conversion.h"
@@ -20,11 +21,12 @@ struct TDescription {
 };
 
 // Index: section number - 1.
-constexpr TDescription kDescriptions[kSectionCount] = {
+constexpr TDescription kDescriptions[] = {
     {Text<27>(u"_DescriptionOfWishValuePane"), Text<14>(u"Žádaná hodnota")},
     {Text<28>(u"_DescriptionOfInputValuePane"), Text<19>(u"Regulovaná veličina")},
     {Text<29>(u"_DescriptionOfOutputValuePane"), Text<11>(u"Akční zásah")},
 };
+static_assert(std::size(kDescriptions) == kSectionCount);
 
 constexpr std::uint32_t kTextCapacity = 255;
 constexpr std::uint32_t kMeasuredMaximum = 511;
@@ -81,7 +83,7 @@ void CRegulator::InitInstrument() {
                hx_main::RunMsgScanner->GetKeyPMsg(key.length, key.text, defaultText.length, defaultText.text));
     RegisterFirst(text);
   }
-  ResetSections();
+  Reset();
 }
 
 void CRegulator::PlacePane(std::uint32_t section, const vcom::CRect& pane, bool shown) {
@@ -91,7 +93,7 @@ void CRegulator::PlacePane(std::uint32_t section, const vcom::CRect& pane, bool 
     meter->SetDisable(shown ? 0 : 1);
   }
   vcont::CStaticText* text = DescriptionText(section);
-  if (!shown || !showDescription || text == nullptr || text->text == nullptr) return;
+  if (!shown || !panes.showDescription || text == nullptr || text->text == nullptr) return;
   text->SetDisable(0);
   const std::int64_t paneWidth = pane.width;
   const std::int64_t textWidth = vgr::GetTextW(&vgr::SystemN9, kMeasuredMaximum, text->text);
@@ -105,6 +107,7 @@ void CRegulator::PlacePane(std::uint32_t section, const vcom::CRect& pane, bool 
 void CRegulator::NewRect(vcom::CRect newRect) {
   CInstrument::NewRect(newRect);
 
+  TSectionLayout(&sections)[kSectionCount] = panes.sections;
   std::int64_t sum = 0;
   for (const TSectionLayout& section : sections) sum += section.ratio;
   if (sum == 0) {
@@ -178,14 +181,18 @@ void CRegulator::RegisterHistory(gaugekit::CMeter* own, gaugekit::CMeter* other)
   own->painter.CreateStructure();
 }
 
-void CRegulator::FinishRead(vcom::CRect) {
-  if (!CRegulator::IsComplete()) return;
+void CRegulator::TieHistories() {
   if (wishValueMeter->mode == gaugekit::kHistory || valueMeter->mode == gaugekit::kHistory) FillHistory();
   RegisterHistory(wishValueMeter, valueMeter);
   RegisterHistory(valueMeter, wishValueMeter);
   valueMeter->SettingsChanged();
   wishValueMeter->SettingsChanged();
   outputMeter->SettingsChanged();
+}
+
+void CRegulator::FinishRead(vcom::CRect) {
+  if (CRegulator::IsComplete()) TieHistories();
+  FindEvents();
 }
 
 }  // namespace loopbox

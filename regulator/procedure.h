@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string_view>
 
 #include "host/hx_main.h"
 #include "regulator/definition.h"
@@ -14,9 +15,15 @@ namespace loopbox {
 
 class CRegulator;
 
+// A procedure's name is followed by "__" and a letter for each parameter.
+constexpr std::uint32_t ParameterCount(TText procedureName) {
+  const std::u16string_view name(procedureName.text, procedureName.length);
+  return static_cast<std::uint32_t>(name.size() - (name.rfind(u"__") + 2));
+}
+
 // One call of a procedure. There are at least as many arguments as the name
 // has letters.
-struct TCall {
+struct TProcedureCall {
   hx_expr::TValueArray* arguments;
   std::uint32_t errorCapacity;
   char16_t* errorText;
@@ -34,12 +41,12 @@ struct TCall {
   void GiveBoolean(std::uint32_t index, bool boolean) const;
 };
 
-struct TProcedure {
+struct TProcedureRow {
   std::uint32_t id;
-  TText name;                                     // the procedure, "__" and a letter for each parameter
+  TText name;
   TText description;                              // kNoText: can be called, but is not listed
   bool (*resolves)(const CRegulator& regulator);  // at the moment of asking; null: always
-  bool (*run)(CRegulator& regulator, const TCall& call);
+  bool (*run)(CRegulator& regulator, const TProcedureCall& call);
 };
 
 // An event procedure that the application may define.
@@ -48,13 +55,31 @@ struct TEventText {
   TText description;
 };
 
-enum TEventIndex : std::uint32_t { kOnOutput, kOnOutputChange, kEventCount };
+enum EEvent : std::uint32_t { kOnOutput, kOnOutputChange, kEventCount };
 
-// What distinguishes a class to the code that all three share.
+// The room for the arguments of an event procedure.
+constexpr std::uint32_t kMaximumEventArguments = 2;
+using TEventArguments = hx_expr::TValue[kMaximumEventArguments];
+
+struct TEvents {
+  TEventText texts[kEventCount];
+  std::uint32_t argumentCount;  // of each of them
+};
+
+// Names with more letters than there is room for arguments, or with different
+// numbers of letters, do not compile.
+constexpr TEvents Events(TEventText onOutput, TEventText onOutputChange) {
+  const std::uint32_t count = ParameterCount(onOutput.name);
+  if (count > kMaximumEventArguments) throw "no room for so many arguments";
+  if (count != ParameterCount(onOutputChange.name)) throw "the two events differ in their arguments";
+  return {{onOutput, onOutputChange}, count};
+}
+
+// What distinguishes a class to the code that all of them share.
 struct TRegulatorTables {
-  TBlock definition;                       // the top level
-  std::span<const TProcedure> procedures;  // in the order of comparison
-  TEventText events[kEventCount];
+  TKeywordBlock definition;                   // the top level
+  std::span<const TProcedureRow> procedures;  // in the order of comparison
+  TEvents events;
 };
 
 }  // namespace loopbox

@@ -11,7 +11,7 @@ namespace {
 constexpr vcom::CRect kDefaultRect = {10, 10, 110, 90};
 
 // The end of the definition inside a block leaves no message of the host.
-bool ReadIdentifier(CRegulator& regulator, TDefinition& definition, vtape::TToken* token, bool* ended) {
+bool ReadIdentifier(CRegulator& regulator, TRegulatorDefinition& definition, vtape::TToken* token, bool* ended) {
   if (definition.message != nullptr) definition.message[0] = 0;
   *ended = !regulator.ReadToken(definition.capacity, definition.message, token, 0);
   if (*ended && definition.message != nullptr && definition.message[0] != 0) return false;
@@ -27,7 +27,7 @@ bool Equals(const vtape::TToken& token, TText keyword) {
 
 }  // namespace
 
-bool CRegulator::ReadEntries(TDefinition& definition, const TBlock& block, bool topLevel) {
+bool CRegulator::ReadEntries(TRegulatorDefinition& definition, const TKeywordBlock& block, bool topLevel) {
   for (;;) {
     vtape::TToken token = {};
     bool ended = false;
@@ -42,7 +42,7 @@ bool CRegulator::ReadEntries(TDefinition& definition, const TBlock& block, bool 
       }
     }
     const auto keyword = std::find_if(block.keywords.begin(), block.keywords.end(),
-                                      [&](const TKeyword& candidate) { return Equals(token, candidate.text); });
+                                      [&](const TKeywordRow& candidate) { return Equals(token, candidate.text); });
     if (keyword == block.keywords.end()) return definition.Fail(block.unknown);
     if (keyword->read == nullptr) return ReadSemicolon(definition.capacity, definition.message);
     if (!keyword->read(*this, definition)) return false;
@@ -53,7 +53,7 @@ std::uint8_t CRegulator::ReadSelf(std::uint32_t errorCapacity, char16_t* errorTe
                                   char16_t* tokenText) {
   if (!CInstrument::ReadSelf(errorCapacity, errorText, tokenCapacity, tokenText)) return 0;
   Reset();
-  TDefinition definition = {errorCapacity, errorText, tokenCapacity, tokenText, kDefaultRect, 0};
+  TRegulatorDefinition definition = {errorCapacity, errorText, tokenCapacity, tokenText, kDefaultRect, 0};
   if (!IsComplete()) return definition.Fail(Text<17>(u"Nedostatek paměti"));
 
   vcom::TPoint minimum;
@@ -71,30 +71,29 @@ std::uint8_t CRegulator::ReadSelf(std::uint32_t errorCapacity, char16_t* errorTe
   return 1;
 }
 
-bool CRegulator::CheckDefinition(TDefinition&) { return true; }
+bool CRegulator::CheckDefinition(TRegulatorDefinition&) { return true; }
 
-bool ReadName(CRegulator& regulator, TDefinition& definition, const TNames& names, std::uint32_t* code) {
+bool ReadName(CRegulator& regulator, TRegulatorDefinition& definition, const TNames& names, std::uint32_t* code) {
   vtape::TToken token = {};
   bool ended = false;
   if (!regulator.ReadEqu(definition.capacity, definition.message) ||
       !ReadIdentifier(regulator, definition, &token, &ended)) {
     return false;
   }
-  const auto last = names.names + names.count;
-  const auto found = std::find_if(names.names, last, [&](const auto& name) {
+  const auto found = std::find_if(names.names.begin(), names.names.end(), [&](const auto& name) {
     return Equals(token, {gaugekit::kNameLength, name});
   });
-  if (found == last) return definition.Fail(kUnknownKeyword);
+  if (found == names.names.end()) return definition.Fail(kUnknownKeyword);
   if (!regulator.ReadSemicolon(definition.capacity, definition.message)) return false;
-  *code = names.codes[found - names.names];
+  *code = names.codes[found - names.names.begin()];
   return true;
 }
 
-bool PositionEntry(CRegulator& regulator, TDefinition& definition) {
+bool PositionEntry(CRegulator& regulator, TRegulatorDefinition& definition) {
   vcom::CRect& rect = definition.rect;
   return regulator.ReadEquXYWD(definition.capacity, definition.message, &rect.x, &rect.y, &rect.width, &rect.height);
 }
 
-bool ColorsEntry(CRegulator& regulator, TDefinition& definition) { return regulator.ReadColors(definition); }
+bool ColorsEntry(CRegulator& regulator, TRegulatorDefinition& definition) { return regulator.ReadColors(definition); }
 
 }  // namespace loopbox

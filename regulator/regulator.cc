@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <iterator>
 
-#include "regulator/colors.h"
-
 namespace loopbox {
 
 namespace {
@@ -14,14 +12,12 @@ constexpr std::uint32_t kAttributes = 0x0000FF1F;
 constexpr std::uint32_t kOptions = 0x110;
 constexpr std::int32_t kLargest = 0x7FFFFFFF;
 
-constexpr gaugekit::CMeter* CRegulator::*kMeters[kSectionCount] = {&CRegulator::wishValueMeter, &CRegulator::valueMeter,
-                                                                   &CRegulator::outputMeter};
-constexpr vcont::CStaticText* CRegulator::*kTexts[kSectionCount] = {&CRegulator::wishValueText, &CRegulator::valueText,
-                                                                    &CRegulator::outputText};
-
-// Least size in pixels of a pane by its content, 1 to 3.
-constexpr vcom::TPoint kNumberSize[gaugekit::kContentCount] = {{60, 14}, {70, 15}, {80, 18}};
-constexpr vcom::TPoint kPictureSize[gaugekit::kContentCount] = {{85, 40}, {100, 60}, {165, 90}};
+// Both: index section number - 1.
+constexpr gaugekit::CMeter* CRegulator::*kMeters[] = {&CRegulator::wishValueMeter, &CRegulator::valueMeter,
+                                                      &CRegulator::outputMeter};
+constexpr vcont::CStaticText* CRegulator::*kTexts[] = {&CRegulator::wishValueText, &CRegulator::valueText,
+                                                       &CRegulator::outputText};
+static_assert(std::size(kMeters) == kSectionCount && std::size(kTexts) == kSectionCount);
 
 }  // namespace
 
@@ -42,50 +38,30 @@ bool CRegulator::IsComplete() const {
 }
 
 void CRegulator::ResetSections() {
-  for (std::uint32_t section = 1; section <= kSectionCount; ++section) {
-    sections[section - 1] = TSectionLayout{};
-    sections[section - 1].viewPosition = static_cast<std::int32_t>(section);
-  }
+  panes = {};
   for (const std::uint32_t section : kPaneOrder) {
     if (Meter(section) != nullptr) Meter(section)->InitData();
   }
-  showDescription = 0;
   for (const std::uint32_t section : kPaneOrder) {
     if (DescriptionText(section) != nullptr) DescriptionText(section)->SetDisable(1);
   }
 }
 
-void CRegulator::ForgetExpression(hx_expr::TExprTreeRecord*& expression) {
-  if (expression != nullptr) FreeExpression(&expression);
-  expression = nullptr;
-}
-
-void CRegulator::ForgetElement(std::uint64_t& elementId, hx_expr::TExprTreeRecord*& indexExpression,
-                               char16_t (&elementName)[kNameCapacity + 1]) {
-  ForgetExpression(indexExpression);
-  elementId = hx_vinst::kNoDataElement;
-  std::fill(std::begin(elementName), std::end(elementName), u'\0');
-}
-
-bool CRegulator::NamesElement(std::uint64_t elementId) {
-  return static_cast<std::uint32_t>(elementId) != static_cast<std::uint32_t>(hx_vinst::kNoDataElement);
-}
+bool CRegulator::HasOutput() const { return outputElement.Given(); }
 
 void CRegulator::Reset() {
   ResetSections();
-  complete = IsComplete();
-  for (auto* expression : {&wishValueExpr, &valueExpr, &conditionExpr}) ForgetExpression(*expression);
-  lastOutput = 0.0;
-  onOutputId = hx_vinst::kNoIdentifier;
-  onOutputChangeId = hx_vinst::kNoIdentifier;
+  for (auto* expression : {&loop.wishValueExpr, &loop.valueExpr, &loop.conditionExpr}) ForgetExpression(*expression);
+  loop = {};
+  loop.complete = IsComplete();
+  outputElement.Forget(*this);
   toolkit::ListDone(&receivers);
-  inverse = 0;
 }
 
 void CRegulator::Done() {
   ResetSections();
   CInstrument::Done();
-  complete = 0;
+  loop.complete = 0;
   for (const std::uint32_t section : kPaneOrder) {
     Meter(section) = nullptr;
     DescriptionText(section) = nullptr;
@@ -121,24 +97,21 @@ std::uint8_t CRegulator::GetColorDescription(std::uint32_t index, std::uint8_t f
                                              std::uint32_t keywordCapacity, char16_t* keyword,
                                              std::uint32_t descriptionCapacity, char16_t* description,
                                              std::uint32_t* defaultColor) {
-  if (flag != 0 || index >= kColorCount || outputMeter == nullptr) return 0;
-  const TColorText& row = kColors[index];
-  *color = &(outputMeter->colors.*row.color);
-  runlib::WStrAssign(keywordCapacity, keyword, row.keyword.length, row.keyword.text);
-  runlib::WStrAssign(descriptionCapacity, description, row.description.length, row.description.text);
-  *defaultColor = row.defaultColor;
-  return 1;
+  return outputMeter != nullptr && outputMeter->GetColorDescription(index, flag, color, keywordCapacity, keyword,
+                                                                    descriptionCapacity, description, defaultColor);
 }
 
 std::uint8_t CRegulator::GetWinMinMaxSize(vcom::TPoint* minimum, vcom::TPoint* maximum) {
   *minimum = {0, 0};
   for (std::uint32_t section = 1; section <= kSectionCount; ++section) {
-    const gaugekit::CMeter* meter = Meter(section);
-    if (sections[section - 1].ratio == 0 || meter == nullptr) continue;
+    gaugekit::CMeter* meter = Meter(section);
+    if (panes.sections[section - 1].ratio == 0 || meter == nullptr) continue;
     if (meter->content < 1 || meter->content > gaugekit::kContentCount) continue;
-    const vcom::TPoint* sizes = meter->mode == gaugekit::kNumber ? kNumberSize : kPictureSize;
-    minimum->x += sizes[meter->content - 1].x;
-    minimum->y = sizes[meter->content - 1].y;
+    vcom::TPoint least;
+    vcom::TPoint largest;
+    meter->GetWinMinMaxSize(&least, &largest);
+    minimum->x += least.x;
+    minimum->y = least.y;
   }
   *maximum = {kLargest, kLargest};
   return 1;

@@ -1,24 +1,27 @@
-// The base of the three regulators: its panes, the reading of a definition, the
+// The base of all regulators: its panes, the reading of a definition, the
 // skeleton of a period and the procedures. A class adds its keywords, its
 // procedures and its decision.
 #ifndef LOOPBOX_REGULATOR_REGULATOR_H
 #define LOOPBOX_REGULATOR_REGULATOR_H
 
 #include <cstdint>
+#include <iterator>
 
 #include "host/gaugekit.h"
 #include "host/hx_main.h"
 #include "regulator/definition.h"
+#include "regulator/output.h"
 #include "regulator/procedure.h"
 
 namespace loopbox {
 
-enum TSection : std::uint32_t { kWishValueSection = 1, kValueSection, kOutputSection };
+enum ESection : std::uint32_t { kWishValueSection = 1, kValueSection, kOutputSection };
 constexpr std::uint32_t kSectionCount = 3;
 
 // The order in which panes are made, registered, updated, and laid out where
 // their positions are equal.
-constexpr std::uint32_t kPaneOrder[kSectionCount] = {kOutputSection, kWishValueSection, kValueSection};
+constexpr std::uint32_t kPaneOrder[] = {kOutputSection, kWishValueSection, kValueSection};
+static_assert(std::size(kPaneOrder) == kSectionCount);
 constexpr std::uint32_t kIdleBit = 0x10;  // of the reason that Action is called for
 
 struct TSectionLayout {
@@ -26,6 +29,29 @@ struct TSectionLayout {
   std::uint32_t ratioMark = hx_vinst::kNoMark;
   std::int32_t viewPosition = 0;  // place among the panes
   std::uint32_t viewPositionMark = hx_vinst::kNoMark;
+};
+
+// How the panes are laid out. Assigning {} restores the defaults.
+struct TPaneSettings {
+  TSectionLayout sections[kSectionCount] = {
+      // Index: section number - 1.
+      {.viewPosition = kWishValueSection},
+      {.viewPosition = kValueSection},
+      {.viewPosition = kOutputSection}};
+  std::uint8_t showDescription = 0;
+};
+
+// What a period evaluates, compares with and calls. Assigning {} restores the
+// defaults; the expressions are released first.
+struct TControlLoop {
+  hx_expr::TExprTreeRecord* wishValueExpr = nullptr;  // real; null: none
+  hx_expr::TExprTreeRecord* valueExpr = nullptr;      // real; null: none
+  hx_expr::TExprTreeRecord* conditionExpr = nullptr;  // boolean; null: always regulate
+  std::uint32_t onOutputId = hx_vinst::kNoIdentifier;
+  std::uint32_t onOutputChangeId = hx_vinst::kNoIdentifier;
+  double lastOutput = 0.0;  // of the previous period
+  std::uint8_t inverse = 0;
+  std::uint8_t complete = 0;  // what IsComplete says since the last Reset
 };
 
 // The host drives a regulator through the virtual operations of CInstrument:
@@ -62,44 +88,45 @@ class CRegulator : public hx_vinst::CInstrument {
   void FinishRead(vcom::CRect finalRect) override;
 
   // --- What a class brings ---
-  // Everything that a definition can set, back to its default.
+  // Everything that a definition can set, back to its default: at the end of
+  // InitInstrument, and before each definition.
   virtual void Reset();
   // False when something that the class works with could not be allocated.
   virtual bool IsComplete() const;
   // After the last entry: what is wrong with the definition as a whole.
-  virtual bool CheckDefinition(TDefinition& definition);
-  virtual bool HasOutput() const = 0;
+  virtual bool CheckDefinition(TRegulatorDefinition& definition);
+  // Whether the definition names a data element for an output.
+  virtual bool HasOutput() const;
   // The output of this period; false: none is due in this call.
   virtual bool Decide(double wish, double value, bool regulate, double* output) = 0;
-  // The arguments of the event procedures for an output, their number as the
-  // result; and the output that they stand for after the call.
-  virtual std::uint32_t EventArguments(double output, hx_expr::TValue* arguments) const = 0;
-  virtual double EventOutput(const hx_expr::TValue* arguments) const = 0;
+  // The arguments of the event procedures for an output, as many as the events'
+  // names have letters.
+  virtual void EventArguments(double output, TEventArguments& arguments) const = 0;
+  // The output that the arguments stand for after the call. The one before the
+  // call is kept when it is not finite.
+  virtual double EventOutput(const TEventArguments& arguments) const = 0;
   virtual void WriteOutput(double output) = 0;
 
   // --- Reading ---
   // Reads entries up to the keyword that closes the block, or, at the top
   // level, up to the end of the definition.
-  bool ReadEntries(TDefinition& definition, const TBlock& block, bool topLevel);
+  bool ReadEntries(TRegulatorDefinition& definition, const TKeywordBlock& block, bool topLevel);
   // Both with their opening keyword as the last token read.
-  bool ReadSection(TDefinition& definition, std::uint32_t section);
-  bool ReadColors(TDefinition& definition);
+  bool ReadSection(TRegulatorDefinition& definition, std::uint32_t section);
+  bool ReadColors(TRegulatorDefinition& definition);
 
   // --- For the classes ---
-  void ResetSections();
-  void FindEvents();
-  // True for a call that carries nothing but the idle bit: the call is noted,
-  // and no period is due.
+  // A call that carries nothing but the idle bit is noted, and no period is due:
+  // then true.
   bool IsIdleCall(std::uint32_t reason) {
     if ((reason & ~kIdleBit) != 0) return false;
     stateWord &= ~hx_vinst::kStatePending;
     return true;
   }
   void ReportError(TText message);
-  void ForgetExpression(hx_expr::TExprTreeRecord*& expression);
-  void ForgetElement(std::uint64_t& elementId, hx_expr::TExprTreeRecord*& indexExpression,
-                     char16_t (&elementName)[kNameCapacity + 1]);
-  static bool NamesElement(std::uint64_t elementId);
+  void ForgetExpression(hx_expr::TExprTreeRecord*& expression) {
+    if (expression != nullptr) FreeExpression(&expression);
+  }
 
   gaugekit::CMeter*& Meter(std::uint32_t section);
   vcont::CStaticText*& DescriptionText(std::uint32_t section);
@@ -107,36 +134,32 @@ class CRegulator : public hx_vinst::CInstrument {
   vcont::CStaticText* wishValueText = nullptr;
   vcont::CStaticText* valueText = nullptr;
   vcont::CStaticText* outputText = nullptr;
-  TSectionLayout sections[kSectionCount];  // index: section number - 1
-  std::uint8_t showDescription = 0;
+  TPaneSettings panes;
 
-  // What a period touches stands together.
-  std::uint8_t inverse = 0;
-  std::uint8_t complete = 0;  // what IsComplete says since the last Reset
+  // What a period touches stands together, from the end of the first output on.
+  TOutputElement outputElement;  // a class with further outputs adds theirs
   const TRegulatorTables& tables;
   gaugekit::CMeter* wishValueMeter = nullptr;
   gaugekit::CMeter* valueMeter = nullptr;
-  gaugekit::CMeter* outputMeter = nullptr;            // holds the instrument's colours
-  hx_expr::TExprTreeRecord* wishValueExpr = nullptr;  // real; null: none
-  hx_expr::TExprTreeRecord* valueExpr = nullptr;      // real; null: none
-  hx_expr::TExprTreeRecord* conditionExpr = nullptr;  // boolean; null: always regulate
-  vcom::CList receivers;                              // activated when the output changes
-  std::uint32_t onOutputId = hx_vinst::kNoIdentifier;
-  std::uint32_t onOutputChangeId = hx_vinst::kNoIdentifier;
-  double lastOutput = 0.0;  // of the previous period
+  gaugekit::CMeter* outputMeter = nullptr;  // holds the instrument's colours
+  vcom::CList receivers;                    // activated when the output changes
+  TControlLoop loop;
 
  protected:
   ~CRegulator() = default;
 
  private:
+  void ResetSections();
+  void FindEvents();
   void ShareColors(bool withVerticalGrid);
+  void TieHistories();
   void FillHistory();
   void RegisterHistory(gaugekit::CMeter* own, gaugekit::CMeter* other);
   void PlacePane(std::uint32_t section, const vcom::CRect& pane, bool shown);
   double Measure(hx_expr::TExprTreeRecord* expression, gaugekit::CMeter* meter);
   double RaiseEvent(std::uint32_t identifier, double output);
   void ActivateReceivers();
-  const TProcedure* ProcedureOfId(std::uint32_t identifier) const;
+  const TProcedureRow* ProcedureOfId(std::uint32_t identifier) const;
 };
 
 }  // namespace loopbox

@@ -1,8 +1,4 @@
 // The section blocks and the colours block of a definition.
-#include <array>
-#include <utility>
-
-#include "regulator/colors.h"
 #include "regulator/entries.h"
 #include "regulator/regulator.h"
 
@@ -11,14 +7,15 @@ namespace loopbox {
 namespace {
 
 using gaugekit::CMeter;
+using gaugekit::TColors;
 
 constexpr vcom::CRect kBaseRect = {0, 0, 50, 50};
 
-constexpr TNames kModes = {gaugekit::ModeStringArray, gaugekit::ModeCardArray, gaugekit::kModeCount};
-constexpr TNames kContents = {gaugekit::ContentStringArray, gaugekit::ContentCardArray, gaugekit::kContentCount};
+constexpr TNames kModes = {gaugekit::ModeStringArray, gaugekit::ModeCardArray};
+constexpr TNames kContents = {gaugekit::ContentStringArray, gaugekit::ContentCardArray};
 
 // A history needs two curves on a common range, which the output has not.
-bool ModeEntry(CRegulator& regulator, TDefinition& definition) {
+bool ModeEntry(CRegulator& regulator, TRegulatorDefinition& definition) {
   if (!NameEntry<kModes, &CMeter::mode>(regulator, definition)) return false;
   if (definition.section == kOutputSection && regulator.outputMeter->mode == gaugekit::kHistory) {
     return definition.Fail(kUnknownKeyword);
@@ -26,19 +23,19 @@ bool ModeEntry(CRegulator& regulator, TDefinition& definition) {
   return true;
 }
 
-bool FontEntry(CRegulator& regulator, TDefinition& definition) {
+bool FontEntry(CRegulator& regulator, TRegulatorDefinition& definition) {
   CMeter& meter = *regulator.Meter(definition.section);
   return regulator.ReadEquFont(definition.capacity, definition.message, &meter.font, &meter.fontHandle);
 }
 
-bool MaskEntry(CRegulator& regulator, TDefinition& definition) {
+bool MaskEntry(CRegulator& regulator, TRegulatorDefinition& definition) {
   CMeter& meter = *regulator.Meter(definition.section);
   return regulator.ReadEqu(definition.capacity, definition.message) &&
          regulator.ReadString(definition.capacity, definition.message, kNameCapacity, meter.mask, &meter.maskMark) &&
          regulator.ReadSemicolon(definition.capacity, definition.message);
 }
 
-constexpr TKeyword kSectionKeywords[] = {
+constexpr TKeywordRow kSectionKeywords[] = {
     {Text<5>(u"ratio"), kIntegerEntry<&TSectionLayout::ratio, &TSectionLayout::ratioMark>},
     {Text<13>(u"view_position"), kIntegerEntry<&TSectionLayout::viewPosition, &TSectionLayout::viewPositionMark>},
     {Text<4>(gaugekit_::kwMODE), ModeEntry},
@@ -60,21 +57,32 @@ constexpr TKeyword kSectionKeywords[] = {
     {Text<17>(u"end_value_section"), nullptr},
 };
 
-constexpr TBlock kSectionBlock = {kSectionKeywords, kUnknownIdentifier};
+constexpr TKeywordBlock kSectionBlock = {kSectionKeywords, kUnknownIdentifier};
 
-template <std::size_t... index>
-constexpr std::array<TKeyword, kColorCount + 1> ColorKeywords(std::index_sequence<index...>) {
-  return {{{Text<10>(gaugekit_::kwEND_COLORS), nullptr},
-           {kColors[index].keyword, WholeEntry<&hx_vinst::CInstrument::ReadEquColor, kColors[index].color>}...}};
-}
+template <auto member>
+constexpr TReadEntry kColorEntry = WholeEntry<&hx_vinst::CInstrument::ReadEquColor, member>;
 
-constexpr std::array kColorKeywords = ColorKeywords(std::make_index_sequence<kColorCount>());
+// The instrument's colours are those of its output meter.
+constexpr TKeywordRow kColorKeywords[] = {
+    {Text<10>(gaugekit_::kwEND_COLORS), nullptr},
+    {Text<10>(gaugekit_::kwBORDER_INK), kColorEntry<&TColors::borderInk>},
+    {Text<12>(gaugekit_::kwBORDER_PAPER), kColorEntry<&TColors::borderPaper>},
+    {Text<10>(gaugekit_::kwTOP_SHADOW), kColorEntry<&TColors::topShadow>},
+    {Text<13>(gaugekit_::kwBOTTOM_SHADOW), kColorEntry<&TColors::bottomShadow>},
+    {Text<3>(gaugekit_::kwINK), kColorEntry<&TColors::ink>},
+    {Text<5>(gaugekit_::kwPAPER), kColorEntry<&TColors::paper>},
+    {Text<5>(gaugekit_::kwVALUE), kColorEntry<&TColors::value>},
+    {Text<9>(gaugekit_::kwLOW_LIMIT), kColorEntry<&TColors::lowLimit>},
+    {Text<10>(gaugekit_::kwHIGH_LIMIT), kColorEntry<&TColors::highLimit>},
+    {Text<6>(gaugekit_::kwH_GRID), kColorEntry<&TColors::hGrid>},
+    {Text<6>(gaugekit_::kwV_GRID), kColorEntry<&TColors::vGrid>},
+};
 
-constexpr TBlock kColorsBlock = {kColorKeywords, kUnknownKeyword};
+constexpr TKeywordBlock kColorsBlock = {kColorKeywords, kUnknownKeyword};
 
 }  // namespace
 
-bool CRegulator::ReadSection(TDefinition& definition, std::uint32_t section) {
+bool CRegulator::ReadSection(TRegulatorDefinition& definition, std::uint32_t section) {
   definition.section = section;
   const bool read = ReadEntries(definition, kSectionBlock, false);
   definition.section = 0;
@@ -82,7 +90,7 @@ bool CRegulator::ReadSection(TDefinition& definition, std::uint32_t section) {
   return read;
 }
 
-bool CRegulator::ReadColors(TDefinition& definition) {
+bool CRegulator::ReadColors(TRegulatorDefinition& definition) {
   if (!ReadEntries(definition, kColorsBlock, false)) return false;
   ShareColors(false);
   return true;
