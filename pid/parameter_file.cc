@@ -46,22 +46,22 @@ void CPidRegulator::ReceiveEvent(vcore::TEvent* event) {
 }
 
 void CPidRegulator::SaveParameterFile() {
-  if (parameters.fileName[0] == 0 || ctx == nullptr || !IsComplete()) return;
+  if (settings.fileName[0] == 0 || ctx == nullptr || !IsComplete()) return;
   char16_t path[runlib::kPathCapacity + 1] = {};
   char16_t directory[runlib::kPathCapacity + 1] = {};
   char16_t file[runlib::kPathCapacity + 1] = {};
-  runlib::ExpandFileName(ctx->files, runlib::kPathCapacity, parameters.fileName, runlib::kPathCapacity, path);
+  runlib::ExpandFileName(ctx->files, runlib::kPathCapacity, settings.fileName, runlib::kPathCapacity, path);
   runlib::SplitFileName(ctx->files, runlib::kPathCapacity, path, runlib::kPathCapacity, directory,
                         runlib::kPathCapacity, file);
   if (!runlib::PathExists(runlib::kPathCapacity, directory)) {
     runlib::CreateDirectoryPath(runlib::kPathCapacity, directory);
   }
-  const std::uint32_t handle = runlib::FileCreate(ctx->files, runlib::kPathCapacity, parameters.fileName, kForWriting);
+  const std::uint32_t handle = runlib::FileCreate(ctx->files, runlib::kPathCapacity, settings.fileName, kForWriting);
   if (handle == runlib::kNoHandle) return;
 
   state->ThetaFromModel();
   std::uint8_t bytes[kFileSize];
-  Encode(parameters.regulatorType, kLawSize, bytes);
+  Encode(settings.regulatorType, kLawSize, bytes);
   std::uint8_t* place = bytes + kLawSize;
   for (const double* real : FileReals(*state, *identState)) {
     Encode(std::bit_cast<std::uint64_t>(*real), kRealSize, place);
@@ -72,11 +72,11 @@ void CPidRegulator::SaveParameterFile() {
 }
 
 void CPidRegulator::LoadParameterFile() {
-  if (parameters.fileName[0] == 0 || ctx == nullptr || !IsComplete()) return;
+  if (settings.fileName[0] == 0 || ctx == nullptr || !IsComplete()) return;
   char16_t path[runlib::kPathCapacity + 1] = {};
-  runlib::ExpandFileName(ctx->files, runlib::kPathCapacity, parameters.fileName, runlib::kPathCapacity, path);
+  runlib::ExpandFileName(ctx->files, runlib::kPathCapacity, settings.fileName, runlib::kPathCapacity, path);
   if (!runlib::PathExists(runlib::kPathCapacity, path)) return;
-  const std::uint32_t handle = runlib::FileOpen(ctx, runlib::kPathCapacity, parameters.fileName, kForReading);
+  const std::uint32_t handle = runlib::FileOpen(ctx, runlib::kPathCapacity, settings.fileName, kForReading);
   if (runlib::FileError(handle) != 0) {
     runlib::FileClose(handle);
     return;
@@ -86,7 +86,7 @@ void CPidRegulator::LoadParameterFile() {
   runlib::FileClose(handle);
 
   bool sound = count == kFileSize;
-  if (sound && Decode(kLawSize, bytes) != parameters.regulatorType) return;
+  if (sound && Decode(kLawSize, bytes) != settings.regulatorType) return;
   double reals[kRealCount] = {};
   for (std::size_t i = 0; i < kRealCount && sound; ++i) {
     reals[i] = std::bit_cast<double>(Decode(kRealSize, bytes + kLawSize + i * kRealSize));

@@ -14,7 +14,7 @@ constexpr std::uint32_t kDayMS = 86400000;  // the clock restarts here
 
 void CPidRegulator::Action(std::uint32_t reason) {
   if (IsIdleCall(reason)) return;
-  if (parameters.blinkRate != 0) RegisterBlinking(parameters.blinkRate);
+  if (settings.blinkRate != 0) RegisterBlinking(settings.blinkRate);
   CRealRegulator::Action(reason);
 }
 
@@ -38,7 +38,7 @@ bool CPidRegulator::MeasureTime() {
 }
 
 double CPidRegulator::ComputeLaw() {
-  switch (parameters.regulatorType) {
+  switch (settings.regulatorType) {
     case kClassical:
       return ClassicalLaw(*state);
     case kTakahashi:
@@ -62,11 +62,11 @@ bool CPidRegulator::Decide(double wish, double value, bool regulate, double* out
   double computed = s.output[1];
   if (regulate) {
     if (!MeasureTime()) return false;
-    if (parameters.adaptive) Supervise();
+    if (settings.adaptive) Supervise();
     computed = ComputeLaw();
-  } else if (parameters.manualExpr != nullptr) {
+  } else if (settings.manualExpr != nullptr) {
     hx_expr::TValue manual = {};
-    EvaluateExpression(parameters.manualExpr, hx_expr::kReal, &manual);
+    EvaluateExpression(settings.manualExpr, hx_expr::kReal, &manual);
     computed = Mirror(manual.real);
   }
   // The previous output is held where there is no other.
@@ -77,7 +77,7 @@ bool CPidRegulator::Decide(double wish, double value, bool regulate, double* out
   s.output[0] = 0.0;
   s.wish[0] = 0.0;
   s.value[0] = 0.0;
-  if (parameters.outputTrimming) s.output[1] = Mirror(limited);
+  if (settings.outputTrimming) s.output[1] = Mirror(limited);
 
   *output = limited;
   return true;

@@ -18,7 +18,7 @@ constexpr std::uint32_t kMeterSetRange = 3;
 CPidRegulator& Pid(CRegulator& regulator) { return static_cast<CPidRegulator&>(regulator); }
 
 bool IsVariable(const CRegulator& regulator) {
-  return static_cast<const CPidRegulator&>(regulator).parameters.regulatorType == kVariable;
+  return static_cast<const CPidRegulator&>(regulator).settings.regulatorType == kVariable;
 }
 
 bool IsNotVariable(const CRegulator& regulator) { return !IsVariable(regulator); }
@@ -31,38 +31,38 @@ bool Report(CRegulator& regulator, TText message) {
 bool SetRegulatorType(CRegulator& regulator, const TProcedureCall& call) {
   const std::uint32_t number = ValueToCardinal(call.Argument(0));
   if (number < 1 || number > std::size(kLawCodes)) return Report(regulator, Text<22>(u"Neznámý typ regulátoru"));
-  Pid(regulator).parameters.regulatorType = kLawCodes[number - 1];
+  Pid(regulator).settings.regulatorType = kLawCodes[number - 1];
   return true;
 }
 
 bool SetIdentification(CRegulator& regulator, const TProcedureCall& call) {
   const std::uint32_t number = ValueToCardinal(call.Argument(0));
   if (number < 1 || number > 2) return Report(regulator, Text<24>(u"Neznámý typ identifikace"));
-  Pid(regulator).parameters.refil = number == 2;
+  Pid(regulator).settings.refil = number == 2;
   return true;
 }
 
 bool GetIdentification(CRegulator& regulator, const TProcedureCall& call) {
-  call.GiveReal(0, Pid(regulator).parameters.refil ? 2.0 : 1.0);
+  call.GiveReal(0, Pid(regulator).settings.refil ? 2.0 : 1.0);
   return true;
 }
 
 constexpr TText kNotAdaptive = Text<53>(u"Nelze zapnout identifikaci u neadaptivního regulátoru");
 
 bool RunIdentification(CRegulator& regulator, const TProcedureCall&) {
-  if (!Pid(regulator).parameters.adaptive) return Report(regulator, kNotAdaptive);
+  if (!Pid(regulator).settings.adaptive) return Report(regulator, kNotAdaptive);
   Pid(regulator).StartIdentification();
   return true;
 }
 
 bool StopIdentification(CRegulator& regulator, const TProcedureCall&) {
-  if (!Pid(regulator).parameters.adaptive) return Report(regulator, kNotAdaptive);
+  if (!Pid(regulator).settings.adaptive) return Report(regulator, kNotAdaptive);
   Pid(regulator).supervision.identRunning = 0;
   return true;
 }
 
 bool IsIdentificationRunning(CRegulator& regulator, const TProcedureCall& call) {
-  call.GiveBoolean(0, Pid(regulator).parameters.adaptive && Pid(regulator).supervision.identRunning);
+  call.GiveBoolean(0, Pid(regulator).settings.adaptive && Pid(regulator).supervision.identRunning);
   return true;
 }
 

@@ -72,8 +72,8 @@ void CPidRegulator::InitInstrument() {
 
 void CPidRegulator::Reset() {
   CRealRegulator::Reset();
-  ForgetExpression(parameters.manualExpr);
-  parameters = {};
+  ForgetExpression(settings.manualExpr);
+  settings = {};
   supervision = {};
   if (state != nullptr) state->Reset();
   if (identState != nullptr) *identState = {};
@@ -90,7 +90,7 @@ bool CPidRegulator::IsComplete() const {
 }
 
 bool CPidRegulator::CheckDefinition(TRegulatorDefinition& definition) {
-  if (parameters.adaptive || parameters.regulatorType != kVariable) return true;
+  if (settings.adaptive || settings.regulatorType != kVariable) return true;
   return definition.Fail(Text<48>(u"Regulátor typu \"variable\" musí být autoadaptivní"));
 }
 
@@ -98,13 +98,13 @@ void CPidRegulator::FinishRead(vcom::CRect finalRect) {
   CRealRegulator::FinishRead(finalRect);
   if (!IsComplete()) return;
   lastTime = vcore::GetTimeMS();
-  if (parameters.regulatorType == kVariable) {
-    state->ksi = parameters.param1;
-    state->omega = parameters.param2;
-  } else if (!parameters.adaptive) {
-    state->r0 = parameters.param1;
-    state->tI = parameters.param2;
-    state->tD = parameters.param3;
+  if (settings.regulatorType == kVariable) {
+    state->ksi = settings.param1;
+    state->omega = settings.param2;
+  } else if (!settings.adaptive) {
+    state->r0 = settings.param1;
+    state->tI = settings.param2;
+    state->tD = settings.param3;
   }
   LoadParameterFile();
 }

@@ -76,7 +76,7 @@ class CPidRegulator final : public CRealRegulator {
   TSupervision supervision;
   TPidState* state = nullptr;         // owned
   TIdentState* identState = nullptr;  // owned
-  TPidSettings parameters;
+  TPidSettings settings;
 
  private:
   // Defined where they are called.
@@ -90,7 +90,7 @@ class CPidRegulator final : public CRealRegulator {
 };
 
 template <>
-struct TFieldPart<TPidSettings> : TMemberPart<&CPidRegulator::parameters> {};
+struct TFieldPart<TPidSettings> : TMemberPart<&CPidRegulator::settings> {};
 
 template <>
 struct TFieldPart<TPidState> : TMemberPart<&CPidRegulator::state> {};

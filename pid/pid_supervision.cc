@@ -41,7 +41,7 @@ void CPidRegulator::NoteStep(bool sound, std::uint8_t& cancelled) {
 void CPidRegulator::Identify() {
   const TPidState before = *state;
   const TIdentState identBefore = *identState;
-  if (parameters.refil) {
+  if (settings.refil) {
     RefilStep(*state);
   } else {
     IdentifyStep(*state, *identState);
