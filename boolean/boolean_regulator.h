@@ -12,7 +12,7 @@ struct THysteresis {
 };
 
 // The output is on below the band, off above it, and inside the band as the
-// value left it last; 1 is on. With `inverse` the other way round.
+// value left it last; 1 is on. With `inverse` on and off are exchanged.
 class CBooleanRegulator final : public CBandRegulator {
  public:
   CBooleanRegulator();

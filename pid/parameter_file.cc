@@ -81,7 +81,7 @@ void CPidRegulator::LoadParameterFile() {
     runlib::FileClose(handle);
     return;
   }
-  std::uint8_t bytes[kFileSize + 1];  // one more, to notice a file that is too long
+  std::uint8_t bytes[kFileSize + 1];  // with one more byte a file that is too long is noticed
   const std::uint32_t count = runlib::FileRead(handle, sizeof(bytes), bytes, sizeof(bytes));
   runlib::FileClose(handle);
 

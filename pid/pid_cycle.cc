@@ -27,7 +27,7 @@ void CPidRegulator::Blink(std::uint8_t phase) {
   }
 }
 
-// False when no time has passed since the last regulated period.
+// When no time has passed since the last regulated period: false.
 bool CPidRegulator::MeasureTime() {
   const std::uint32_t now = vcore::GetTimeMS();
   const std::uint32_t passed = now >= lastTime ? now - lastTime : now - lastTime + kDayMS;
@@ -69,7 +69,7 @@ bool CPidRegulator::Decide(double wish, double value, bool regulate, double* out
     EvaluateExpression(settings.manualExpr, hx_expr::kReal, &manual);
     computed = Mirror(manual.real);
   }
-  // The previous output is held where there is no other.
+  // When there is no finite output, the previous one is held.
   s.output[0] = std::isfinite(computed) ? computed : s.output[1];
   const double limited = LimitOutput(Mirror(s.output[0]));
 

@@ -11,10 +11,10 @@
 
 namespace loopbox {
 
-// The codes that the regulator stores, and the order in which the definition
-// and SetRegulatorType know the laws, differ.
+// The codes that the regulator stores. The definition and SetRegulatorType know
+// the laws in another order, that of kLawCodes.
 enum ELaw : std::uint32_t { kClassical = 1, kTakahashi, kClassicalDelay, kTakahashiDelay, kVariable };
-// By the number that SetRegulatorType takes, from 1: index number - 1.
+// Index: the number that SetRegulatorType takes, less 1.
 inline constexpr std::uint32_t kLawCodes[] = {kClassical, kClassicalDelay, kTakahashi, kTakahashiDelay, kVariable};
 static_assert(std::size(kLawCodes) == kVariable);
 
@@ -68,8 +68,8 @@ class CPidRegulator final : public CRealRegulator {
   void StartIdentification();
   // Keeps what identification learnt; reports nothing.
   void SaveParameterFile();
-  // Takes it back, from a file of the same law. A file that is no whole
-  // parameter file is reported and changes nothing.
+  // Takes it back, from a file of the same law. When the file is no whole parameter
+  // file, that is reported and nothing changes.
   void LoadParameterFile();
 
   std::uint32_t lastTime = 0;  // milliseconds, of the last regulated period

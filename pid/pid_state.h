@@ -20,8 +20,8 @@ struct TPidState {
   // theta 1 to 4 := -a1, b1, -a2, b2, and the reverse.
   void ThetaFromModel();
   void ModelFromTheta();
-  // One period on: what stood in element k stands in k + 1, element 0 as well.
-  // Wish and value go on in regulated periods alone.
+  // One period on: what stood in element k stands in k + 1, and element 0 stays as
+  // it is. Wish and value go on in regulated periods alone.
   void Shift(bool regulated);
 
   double dt = 1.0;  // seconds since the previous regulated period
@@ -40,8 +40,8 @@ struct TPidState {
   double b1 = 0.1;
   double b2 = 0.2;
   double b2Prev = 0.0;  // when the period began
-  // The coefficient of u(k), which identification estimates beside the model,
-  // then the model.
+  // Element 0 is the coefficient of u(k), which identification estimates beside the
+  // model; the others are the model.
   double theta[kThetaLength] = {0.1, 0.1, 0.1, 0.2, 0.2};
   double ldFactor[kFactorLength] = {0.1, 0.1, 0.1, 0.1, 0.1, 0.1, 0.1, 0.1, 0.1, 0.1};
   double thetaPrev[kThetaLength] = {0.1, 0.1, 0.1, 0.1, 0.1};  // before the last identification step

@@ -17,7 +17,7 @@ extern "C" {
 
 std::uint32_t Version();
 
-// Whether the library was built for that interface of the host; when not, the
+// When the library was built for another interface of the host: 0, and the
 // message says so.
 std::uint8_t Check(std::uint32_t capacity, char16_t* message, std::uint32_t unused1, std::uint32_t unused2,
                    std::uint32_t unused3, std::uint32_t hostInterface);
@@ -25,16 +25,16 @@ std::uint8_t Check(std::uint32_t capacity, char16_t* message, std::uint32_t unus
 void GetDLLInfo(std::uint32_t capacity, char16_t* name, const std::uint8_t** smallImage,
                 const std::uint8_t** largeImage, std::uint8_t* flag);
 
-// The classes by index from 0; 0 past the last one.
+// The classes by index from 0. Past the last one: 0.
 std::uint8_t GetInstrumentName(std::uint32_t index, std::uint32_t capacity, char16_t* name);
 
-// 0, and nothing written, for an unknown class.
+// For an unknown class: 0, and nothing is written.
 std::uint8_t GetInstrumentInfo(std::uint32_t length, const char16_t* name, const std::uint8_t** smallImage,
                                const std::uint8_t** largeImage, std::uint32_t* infoWord, std::uint32_t capacity,
                                char16_t* description);
 
 // A new instrument, which belongs to the host: it ends with Done, and the host
-// releases the block. Null for an unknown class, or without memory.
+// releases the block. For an unknown class, or without memory: null.
 hx_vinst::CInstrument* MakeInstrument(std::uint32_t length, const char16_t* name);
 
 }  // extern "C"

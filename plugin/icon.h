@@ -26,7 +26,8 @@ inline constexpr char kGround = ' ';  // the ground of a picture: navy
 inline constexpr std::uint8_t kGroundColor = 4;
 inline constexpr char kTransparent = '.';
 
-// Any other letter, or a row that is too short, does not compile.
+// A picture with any other letter, or with a row that is too short, does not
+// compile.
 constexpr std::uint8_t ColorOf(char letter) {
   if (letter == kGround) return kGroundColor;
   if (letter == kTransparent) return 0;

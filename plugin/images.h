@@ -19,7 +19,7 @@ enum EImage : std::uint32_t {
 
 extern const std::uint8_t* images[kImageCount];
 
-// Any number of times.
+// Fills the table above; may be called any number of times.
 void FillImageTable();
 
 }  // namespace loopbox

@@ -8,7 +8,7 @@
 
 namespace loopbox {
 
-// Takes all arguments or, when one of them is no finite number, none.
+// When one of the arguments is no finite number, none is taken.
 template <auto... members>
 bool SetReals(CRegulator& regulator, const TProcedureCall& call) {
   double reals[sizeof...(members)];

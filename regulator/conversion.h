@@ -9,20 +9,19 @@
 
 namespace loopbox {
 
-// Truncates toward zero; beyond the range of the result its nearest end; NaN
-// gives 0.
+// Truncates toward zero. A number beyond the range of the result gives its
+// nearest end, NaN gives 0.
 std::int32_t RealToInteger(double real);
 std::uint32_t RealToCardinal(double real);
 
-// The nearest end of the range for a value beyond it.
+// A value beyond 32 bits gives the nearest end of their range.
 std::int32_t Narrow(std::int64_t wide);
 
-// The number that the value holds, truncated as RealToCardinal does. Signed
-// numbers are taken as their 32-bit words; 0xFFFFFFFF for a value that is no
-// number.
+// The number that the value holds, truncated as RealToCardinal does. A signed
+// number gives its 32-bit word, a value that is no number 0xFFFFFFFF.
 std::uint32_t ValueToCardinal(const hx_expr::TValue& value);
 
-// False, and *real untouched, for a value that is no number.
+// When the value is no number: false, and *real stays as it is.
 bool ValueToReal(const hx_expr::TValue& value, double* real);
 
 }  // namespace loopbox

@@ -16,7 +16,7 @@ std::uint8_t CRegulator::NeedsTiming() {
          (HasOutput() || loop.onOutputId != hx_vinst::kNoIdentifier);
 }
 
-// Limits to the pane's range, and shows.
+// The value of the expression, limited to its pane's range and shown there.
 double CRegulator::Measure(hx_expr::TExprTreeRecord* expression, gaugekit::CMeter* meter) {
   if (expression == nullptr) return 0.0;
   hx_expr::TValue value = {};
@@ -31,7 +31,7 @@ double CRegulator::Measure(hx_expr::TExprTreeRecord* expression, gaugekit::CMete
   return measured;
 }
 
-// The output after the event procedure, which may change it.
+// The event procedure may change the output: the result is the output after it.
 double CRegulator::RaiseEvent(std::uint32_t identifier, double output) {
   TEventArguments values = {};
   EventArguments(output, values);

@@ -29,8 +29,8 @@ struct TRegulatorDefinition {
   }
 };
 
-// Reads what follows the keyword, its ";" included. False: the message says
-// why.
+// Reads what follows the keyword, up to and with its ";". When that fails: false,
+// and the message says why.
 using TReadEntry = bool (*)(CRegulator& regulator, TRegulatorDefinition& definition);
 
 struct TKeywordRow {

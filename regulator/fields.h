@@ -9,8 +9,8 @@
 
 namespace loopbox {
 
-// The part of a regulator in which fields of a type stand: the regulator itself
-// unless said otherwise.
+// Says in which part of a regulator the fields of a type stand. Unless there is a
+// specialisation for the type, they are the regulator's own.
 template <typename TOwner>
 struct TFieldPart {
   static_assert(std::is_base_of_v<CRegulator, TOwner>);
@@ -37,7 +37,7 @@ struct TFieldPart<gaugekit::TColors> {
 template <typename TOwner, typename TField>
 TOwner* OwnerOf(TField TOwner::*);
 
-// A part that is a member of the regulator, or to which a member points.
+// For a part that is a member of the regulator, or to which a member points.
 template <auto member>
 struct TMemberPart {
   static auto& Of(CRegulator& regulator, std::uint32_t) {

@@ -35,7 +35,7 @@ struct TOutputElement {
   char16_t name[kNameCapacity + 1] = {};  // as written
   // A period touches these two alone.
   std::uint64_t id = hx_vinst::kNoDataElement;
-  hx_expr::TExprTreeRecord* indexExpr = nullptr;  // null: no element of an array
+  hx_expr::TExprTreeRecord* indexExpr = nullptr;  // null: the element is not of an array
 };
 
 }  // namespace loopbox

@@ -38,7 +38,7 @@ constexpr std::uint32_t kCentred = 0x8;
 constexpr std::int64_t kMargin = 30;   // of a description, on each side
 constexpr std::int64_t kReserve = 70;  // of a pane's width that a description leaves free
 constexpr std::int32_t kTextTop = 1;
-constexpr std::int32_t kHiddenWidth = 1;  // a third pane of at most this width is hidden
+constexpr std::int32_t kHiddenWidth = 1;  // when the third pane is no wider, it is hidden
 
 gaugekit::CMeter* MakeMeter(hx_main::TContext* ctx) {
   const std::uint32_t handle = hx_main::PInstrumentManager->GetClassHandle(kMeterClass.length, kMeterClass.text);
@@ -46,7 +46,7 @@ gaugekit::CMeter* MakeMeter(hx_main::TContext* ctx) {
   return static_cast<gaugekit::CMeter*>(hx_main::PInstrumentManager->MakeInstrument(handle, ctx, &word));
 }
 
-// A context of its own for a text, after its instrument's.
+// A text's own graphic context, made after its instrument's.
 vgr::TGContext* MakeContext(const vgr::TGContext& model) {
   auto* context = Make<vgr::TGContext>(model);
   if (context == nullptr) return nullptr;
@@ -165,8 +165,8 @@ void CRegulator::FillHistory() {
   }
 }
 
-// Two curves: the meter's own in its value colour, the other meter's in that
-// one's ink. Both histories are of one length.
+// Draws two curves: the meter's own history in its value colour, and the other
+// meter's in that meter's ink. Both histories are of one length.
 void CRegulator::RegisterHistory(gaugekit::CMeter* own, gaugekit::CMeter* other) {
   if (own->mode != gaugekit::kHistory) return;
   own->painter.DeallocateStructure();

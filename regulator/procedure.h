@@ -66,8 +66,8 @@ struct TEvents {
   std::uint32_t argumentCount;  // of each of them
 };
 
-// Names with more letters than there is room for arguments, or with different
-// numbers of letters, do not compile.
+// When a name has more letters than there is room for arguments, or the two have
+// different numbers of letters, the table does not compile.
 constexpr TEvents Events(TEventText onOutput, TEventText onOutputChange) {
   const std::uint32_t count = ParameterCount(onOutput.name);
   if (count > kMaximumEventArguments) throw "no room for so many arguments";
@@ -75,7 +75,7 @@ constexpr TEvents Events(TEventText onOutput, TEventText onOutputChange) {
   return {{onOutput, onOutputChange}, count};
 }
 
-// What distinguishes a class to the code that all of them share.
+// What distinguishes a class, for the code that all classes share.
 struct TRegulatorTables {
   TKeywordBlock definition;                   // the top level
   std::span<const TProcedureRow> procedures;  // in the order of comparison

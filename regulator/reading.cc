@@ -10,7 +10,8 @@ namespace {
 
 constexpr vcom::CRect kDefaultRect = {10, 10, 110, 90};
 
-// The end of the definition inside a block leaves no message of the host.
+// When the definition ends, the host leaves no message: then an identifier is
+// what was expected.
 bool ReadIdentifier(CRegulator& regulator, TRegulatorDefinition& definition, vtape::TToken* token, bool* ended) {
   if (definition.message != nullptr) definition.message[0] = 0;
   *ended = !regulator.ReadToken(definition.capacity, definition.message, token, 0);

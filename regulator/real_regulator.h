@@ -20,9 +20,10 @@ class CRealRegulator : public CRegulator {
   double EventOutput(const TEventArguments& arguments) const override;
   void WriteOutput(double output) override;
 
-  // The output in the class's own direction from the written one, and back: with
-  // `inverse` they are mirrored within the output pane's range. A range at the
-  // ends of what a double holds leaves the output as it is.
+  // With `inverse`, an output in the class's own direction and the written one are
+  // mirrored within the output pane's range: this leads from one to the other, both
+  // ways. When the range is at the ends of what a double holds, the output stays as
+  // it is.
   double Mirror(double output) const {
     if (!loop.inverse) return output;
     const double mirrored = (outputMeter->rangeTo + outputMeter->rangeFrom) - output;

@@ -18,8 +18,8 @@ namespace loopbox {
 enum ESection : std::uint32_t { kWishValueSection = 1, kValueSection, kOutputSection };
 constexpr std::uint32_t kSectionCount = 3;
 
-// The order in which panes are made, registered, updated, and laid out where
-// their positions are equal.
+// The order in which panes are made, registered and updated. Where positions are
+// equal, panes are laid out in this order too.
 constexpr std::uint32_t kPaneOrder[] = {kOutputSection, kWishValueSection, kValueSection};
 static_assert(std::size(kPaneOrder) == kSectionCount);
 constexpr std::uint32_t kIdleBit = 0x10;  // of the reason that Action is called for
@@ -97,13 +97,13 @@ class CRegulator : public hx_vinst::CInstrument {
   virtual bool CheckDefinition(TRegulatorDefinition& definition);
   // Whether the definition names a data element for an output.
   virtual bool HasOutput() const;
-  // The output of this period; false: none is due in this call.
+  // The output of this period. When none is due in this call: false.
   virtual bool Decide(double wish, double value, bool regulate, double* output) = 0;
   // The arguments of the event procedures for an output, as many as the events'
   // names have letters.
   virtual void EventArguments(double output, TEventArguments& arguments) const = 0;
-  // The output that the arguments stand for after the call. The one before the
-  // call is kept when it is not finite.
+  // The output that the arguments stand for after the call. When it is not finite,
+  // the output before the call is kept.
   virtual double EventOutput(const TEventArguments& arguments) const = 0;
   virtual void WriteOutput(double output) = 0;
 
@@ -116,8 +116,8 @@ class CRegulator : public hx_vinst::CInstrument {
   bool ReadColors(TRegulatorDefinition& definition);
 
   // --- For the classes ---
-  // A call that carries nothing but the idle bit is noted, and no period is due:
-  // then true.
+  // When a call carries nothing but the idle bit, notes it and says true: no period
+  // is due.
   bool IsIdleCall(std::uint32_t reason) {
     if ((reason & ~kIdleBit) != 0) return false;
     stateWord &= ~hx_vinst::kStatePending;

@@ -13,7 +13,7 @@ struct TText {
   const char16_t* text;
 };
 
-// Text<3>(u"ink"): a text of another length than the declared one does not
+// Text<3>(u"ink"). When the text is not of the declared length, it does not
 // compile.
 template <std::uint32_t length>
 constexpr TText Text(const char16_t (&text)[length + 1]) {

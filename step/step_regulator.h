@@ -9,13 +9,13 @@ namespace loopbox {
 // Assigning {} restores the defaults.
 struct TStepPacing {
   std::int32_t inactiveHit = 5;      // inactive periods after each active one
-  std::int32_t inactiveCounter = 0;  // inactive periods still to pass; negative: no active one comes
+  std::int32_t inactiveCounter = 0;  // inactive periods still to pass; when negative, no active one comes
   std::uint32_t inactiveHitMark = hx_vinst::kNoMark;
 };
 
-// The output is -1, 0 or 1: a minus step above the band, a plus step below it,
-// and only in active periods. After an active period come `inactiveHit`
-// inactive ones; after periods without regulation, one.
+// The output is -1, 0 or 1. In an active period it is a minus step above the band
+// and a plus step below it, in an inactive one it is 0. After an active period
+// come `inactiveHit` inactive ones, after periods without regulation one.
 class CStepRegulator final : public CBandRegulator {
  public:
   CStepRegulator();

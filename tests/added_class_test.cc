@@ -35,8 +35,8 @@ TEST(AddedClass, Conforms) {
   for (std::string line; std::getline(lines, line);) {
     ofClass += line.find("ratio_regulator") != std::string::npos;
     if (!line.starts_with("  ") || line.starts_with("  passed")) continue;
-    const bool lacks = line.find("no pair of steps") != std::string::npos ||
-                       line.find("no keyword for a file") != std::string::npos;
+    const bool lacks =
+        line.find("no pair of steps") != std::string::npos || line.find("no keyword for a file") != std::string::npos;
     EXPECT_TRUE(line.starts_with("  skipped") && lacks) << line;
   }
   EXPECT_GT(ofClass, 30u);
