@@ -13,10 +13,10 @@ namespace loopbox {
 
 // The codes that the regulator stores. The definition and SetRegulatorType know
 // the laws in another order, that of kLawCodes.
-enum ELaw : std::uint32_t { kClassical = 1, kTakahashi, kClassicalDelay, kTakahashiDelay, kVariable };
+enum ELaw : std::uint32_t { kClassical = 1, kTakahashi, kClassicalDelay, kTakahashiDelay, kVariable, kLawEnd };
 // Index: the number that SetRegulatorType takes, less 1.
 inline constexpr std::uint32_t kLawCodes[] = {kClassical, kClassicalDelay, kTakahashi, kTakahashiDelay, kVariable};
-static_assert(std::size(kLawCodes) == kVariable);
+static_assert(std::size(kLawCodes) == kLawEnd - kClassical);
 
 // What a definition can set. Assigning {} restores the defaults; the expression
 // is released first.
