@@ -47,6 +47,7 @@ void Init_();
 namespace loopbox0 {
 void Init_();
 }
+// NOLINTNEXTLINE(readability-identifier-naming): hosts find the module by this name.
 namespace loopbox_ {
 void Init_();
 }
