@@ -5,10 +5,10 @@
 
 #include "bench/baseline.h"
 #include "bench/rows.h"
-#include "runtime/data_elements.h"
-#include "runtime/expression_compiler.h"
-#include "runtime/expression_machine.h"
-#include "runtime/lexer.h"
+#include "runtime/expressions/compiler.h"
+#include "runtime/expressions/data_elements.h"
+#include "runtime/expressions/machine.h"
+#include "runtime/text/lexer.h"
 
 namespace bench {
 

@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-#include "runtime/memory.h"
+#include "runtime/platform/memory.h"
 #include "tests/support.h"
 
 namespace fuzz {

@@ -5,8 +5,8 @@
 #include <cmath>
 
 #include "fuzz/harness.h"
-#include "runtime/clock.h"
-#include "runtime/wide_text.h"
+#include "runtime/platform/clock.h"
+#include "runtime/text/wide_text.h"
 
 namespace {
 

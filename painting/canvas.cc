@@ -7,7 +7,7 @@
 #include <numbers>
 #include <string>
 
-#include "runtime/wide_text.h"
+#include "runtime/text/wide_text.h"
 
 namespace painting {
 

@@ -10,8 +10,8 @@
 #include "painting/file_surface.h"
 #include "painting/icon.h"
 #include "painting/views.h"
-#include "runtime/text_metrics.h"
-#include "runtime/wide_text.h"
+#include "runtime/platform/text_metrics.h"
+#include "runtime/text/wide_text.h"
 
 namespace painting {
 

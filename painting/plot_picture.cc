@@ -8,7 +8,7 @@
 #include "painting/file_surface.h"
 #include "painting/plot.h"
 #include "painting/scale.h"
-#include "runtime/wide_text.h"
+#include "runtime/text/wide_text.h"
 
 namespace painting {
 

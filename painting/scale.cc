@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstdio>
 
-#include "runtime/wide_text.h"
+#include "runtime/text/wide_text.h"
 
 namespace painting {
 

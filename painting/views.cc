@@ -5,7 +5,7 @@
 
 #include "host/gaugekit.h"
 #include "painting/meter_painter.h"
-#include "runtime/wide_text.h"
+#include "runtime/text/wide_text.h"
 
 namespace painting {
 

@@ -1,10 +1,10 @@
 // The public face of an application and of its instruments.
 #include <filesystem>
 
-#include "runtime/application_part.h"
-#include "runtime/instrument_making.h"
-#include "runtime/script.h"
-#include "runtime/wide_text.h"
+#include "runtime/instruments/application_state.h"
+#include "runtime/instruments/making.h"
+#include "runtime/script/script.h"
+#include "runtime/text/wide_text.h"
 
 namespace runtime {
 

@@ -4,12 +4,12 @@
 #include <charconv>
 #include <cmath>
 
-#include "runtime/application_part.h"
-#include "runtime/clock.h"
-#include "runtime/instrument_making.h"
-#include "runtime/memory.h"
-#include "runtime/script.h"
-#include "runtime/wide_text.h"
+#include "runtime/instruments/application_state.h"
+#include "runtime/instruments/making.h"
+#include "runtime/platform/clock.h"
+#include "runtime/platform/memory.h"
+#include "runtime/script/script.h"
+#include "runtime/text/wide_text.h"
 
 namespace runtime {
 

@@ -3,10 +3,10 @@
 
 #include <filesystem>
 
-#include "runtime/instrument_making.h"
-#include "runtime/messages.h"
-#include "runtime/plugin_part.h"
-#include "runtime/wide_text.h"
+#include "runtime/instruments/making.h"
+#include "runtime/instruments/plugin_state.h"
+#include "runtime/platform/messages.h"
+#include "runtime/text/wide_text.h"
 
 namespace runtime {
 

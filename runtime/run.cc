@@ -1,10 +1,10 @@
 // Running an application, period by period.
 #include <cmath>
 
-#include "runtime/application_part.h"
-#include "runtime/clock.h"
-#include "runtime/script.h"
-#include "runtime/wide_text.h"
+#include "runtime/instruments/application_state.h"
+#include "runtime/platform/clock.h"
+#include "runtime/script/script.h"
+#include "runtime/text/wide_text.h"
 
 namespace runtime {
 

@@ -15,7 +15,6 @@
 #define LOOPBOX_RUNTIME_RUNTIME_H
 
 #include <cstdint>
-#include <cstdio>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -24,7 +23,7 @@
 #include <utility>
 #include <vector>
 
-#include "runtime/source.h"
+#include "runtime/diagnostic.h"
 
 namespace view {
 class CNodeView;
@@ -236,58 +235,6 @@ class CApplication {
  private:
   CApplication();
   std::unique_ptr<TApplicationPart> part;
-};
-
-// --- The trace ------------------------------------------------------------------
-
-// A further column for each instrument that offers it: the value of one
-// argument of a procedure after the call; empty where the name does not
-// resolve at that moment.
-struct TStateColumn {
-  std::string className;
-  std::string name;
-  std::string procedure;
-  std::size_t argument = 0;
-  std::size_t argumentCount = 1;
-  bool negate = false;
-};
-
-// CSV of RFC 4180: `time`, the data elements in order of declaration, then
-// NAME.wish_value, NAME.value, NAME.output of each instrument with panes
-// (NAME.value of a meter) and its state columns. Numbers are the shortest
-// decimals that read back as the same double.
-class CTrace {
- public:
-  // Writes the header line. The file stays the caller's.
-  CTrace(CApplication& application, const std::vector<TStateColumn>& state, std::FILE* file);
-  void WriteRow();
-  // Everything written so far is in the file; false when something was lost.
-  bool Flush();
-
- private:
-  // A value where it stands, or a further column of an instrument.
-  struct TColumn {
-    enum EKind : std::uint8_t { kReal, kBoolean, kInteger, kState };
-    EKind kind;
-    const void* value;      // of its kind; null: of none
-    std::size_t state = 0;  // number of the further column
-    // The number that was written last, and how: many stay as they are.
-    double last = 0.0;
-    char lastText[24] = {'0'};
-    std::uint8_t lastLength = 1;
-  };
-
-  static char* PutNumber(TColumn& column, double value, char* end);
-
-  char* PutState(const std::pair<CInstrumentHandle, TStateColumn>& column, char* end);
-  void Write(std::size_t size);
-
-  CApplication& application;
-  std::vector<TColumn> columns;
-  std::vector<std::pair<CInstrumentHandle, TStateColumn>> state;
-  std::FILE* file;
-  std::string row;  // with room for a whole one
-  bool failed = false;
 };
 
 }  // namespace runtime

@@ -1,11 +1,13 @@
 // The trace of a run as CSV.
+#include "runtime/trace.h"
+
 #include <algorithm>
 #include <bit>
 #include <string_view>
 
-#include "runtime/application_part.h"
-#include "runtime/number_format.h"
+#include "runtime/instruments/application_state.h"
 #include "runtime/runtime.h"
+#include "runtime/text/number_format.h"
 
 namespace runtime {
 

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <limits>
 
-#include "runtime/memory.h"
+#include "runtime/platform/memory.h"
 #include "tests/support.h"
 
 namespace {

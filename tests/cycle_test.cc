@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-#include "runtime/clock.h"
+#include "runtime/platform/clock.h"
 #include "tests/support.h"
 
 namespace {

@@ -4,7 +4,7 @@
 
 #include <sstream>
 
-#include "runtime/memory.h"
+#include "runtime/platform/memory.h"
 #include "tests/support.h"
 
 namespace {

@@ -9,8 +9,8 @@
 #include <limits>
 #include <random>
 
-#include "runtime/elementary_constants.h"
-#include "runtime/elementary_functions.h"
+#include "runtime/numbers/elementary_constants.h"
+#include "runtime/numbers/elementary_functions.h"
 
 namespace tests {
 

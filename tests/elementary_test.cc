@@ -10,7 +10,7 @@
 #include <limits>
 #include <vector>
 
-#include "runtime/elementary_constants.h"
+#include "runtime/numbers/elementary_constants.h"
 #include "tests/elementary_arguments.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include <chrono>
 #include <random>
 
-#include "runtime/memory.h"
+#include "runtime/platform/memory.h"
 #include "tests/support.h"
 
 namespace {

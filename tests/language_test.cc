@@ -5,8 +5,8 @@
 #include <set>
 
 #include "host/panes.h"
-#include "runtime/messages.h"
-#include "runtime/wide_text.h"
+#include "runtime/platform/messages.h"
+#include "runtime/text/wide_text.h"
 #include "tests/support.h"
 
 namespace {
@@ -57,7 +57,7 @@ TEST(Language, TranslatesEachTextAndNoOther) {
   std::set<std::string> texts;
   std::set<std::string> literals;
   for (const char* folder : {"plugin", "regulator", "pid", "boolean", "step", "runtime"}) {
-    for (const auto& entry : std::filesystem::directory_iterator(tests::SourcePath(folder))) {
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(tests::SourcePath(folder))) {
       const std::string name = entry.path().filename().string();
       if (!name.ends_with(".cc") && !name.ends_with(".h")) continue;
       for (const std::string& literal : LiteralsOf(tests::ReadFile(entry.path().string()))) {

@@ -1,7 +1,7 @@
 // What asks for too much memory or time is refused at its place.
 #include <gtest/gtest.h>
 
-#include "runtime/process.h"
+#include "runtime/simulation/process.h"
 #include "tests/support.h"
 
 namespace {

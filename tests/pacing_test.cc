@@ -1,5 +1,5 @@
 // Waiting for the wall clock.
-#include "workbench/pacing.h"
+#include "workbench/run/pacing.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>

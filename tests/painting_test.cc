@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "painting/views.h"
-#include "runtime/text_metrics.h"
+#include "runtime/platform/text_metrics.h"
 #include "tests/support.h"
 
 namespace {

@@ -1,8 +1,8 @@
 // The panes of a regulator: their places, colours, sizes and histories.
 #include <gtest/gtest.h>
 
-#include "runtime/text_metrics.h"
-#include "runtime/wide_text.h"
+#include "runtime/platform/text_metrics.h"
+#include "runtime/text/wide_text.h"
 #include "tests/support.h"
 
 namespace {

@@ -12,7 +12,7 @@
 #include <filesystem>
 #include <random>
 
-#include "runtime/files.h"
+#include "runtime/platform/files.h"
 #include "tests/support.h"
 
 namespace {

@@ -6,10 +6,10 @@
 #include <cstring>
 #include <set>
 
-#include "runtime/memory.h"
-#include "runtime/module_init.h"
-#include "runtime/plugin_part.h"
-#include "runtime/wide_text.h"
+#include "runtime/instruments/plugin_state.h"
+#include "runtime/platform/memory.h"
+#include "runtime/platform/module_init.h"
+#include "runtime/text/wide_text.h"
 #include "tests/support.h"
 
 namespace {

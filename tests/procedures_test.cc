@@ -5,7 +5,7 @@
 #include <cmath>
 #include <limits>
 
-#include "runtime/wide_text.h"
+#include "runtime/text/wide_text.h"
 #include "tests/support.h"
 
 namespace {

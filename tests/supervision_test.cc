@@ -6,7 +6,7 @@
 #include <functional>
 #include <random>
 
-#include "runtime/clock.h"
+#include "runtime/platform/clock.h"
 #include "tests/support.h"
 
 namespace {

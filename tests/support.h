@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "host/gaugekit.h"
-#include "runtime/application_part.h"
+#include "runtime/instruments/application_state.h"
 #include "runtime/runtime.h"
 
 namespace tests {

@@ -23,7 +23,7 @@
 #include <vector>
 
 #include "host/panes.h"
-#include "runtime/memory.h"
+#include "runtime/platform/memory.h"
 #include "runtime/runtime.h"
 
 namespace {

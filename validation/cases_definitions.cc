@@ -1,8 +1,8 @@
 // Definitions: right ones, cut ones, and garbage.
 #include <random>
 
-#include "validation/bench.h"
 #include "validation/cases.h"
+#include "validation/subject.h"
 
 namespace validation {
 

@@ -5,8 +5,8 @@
 #include <fstream>
 #include <iterator>
 
-#include "validation/bench.h"
 #include "validation/cases.h"
+#include "validation/subject.h"
 
 namespace validation {
 

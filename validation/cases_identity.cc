@@ -3,7 +3,7 @@
 #include <cstring>
 #include <set>
 
-#include "runtime/wide_text.h"
+#include "runtime/text/wide_text.h"
 #include "validation/cases.h"
 
 namespace validation {

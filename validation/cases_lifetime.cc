@@ -3,11 +3,11 @@
 
 #include <algorithm>
 
-#include "runtime/instrument_making.h"
-#include "runtime/memory.h"
-#include "runtime/wide_text.h"
-#include "validation/bench.h"
+#include "runtime/instruments/making.h"
+#include "runtime/platform/memory.h"
+#include "runtime/text/wide_text.h"
 #include "validation/cases.h"
+#include "validation/subject.h"
 
 namespace validation {
 

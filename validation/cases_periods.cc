@@ -3,9 +3,9 @@
 #include <limits>
 #include <random>
 
-#include "runtime/clock.h"
-#include "validation/bench.h"
+#include "runtime/platform/clock.h"
 #include "validation/cases.h"
+#include "validation/subject.h"
 
 namespace validation {
 

@@ -3,10 +3,10 @@
 #include <cmath>
 #include <limits>
 
-#include "runtime/instrument_making.h"
-#include "runtime/wide_text.h"
-#include "validation/bench.h"
+#include "runtime/instruments/making.h"
+#include "runtime/text/wide_text.h"
 #include "validation/cases.h"
+#include "validation/subject.h"
 
 namespace validation {
 

@@ -1,9 +1,9 @@
 // What is seen of an instrument: colours, panes, sizes, blinking.
 #include <set>
 
-#include "runtime/wide_text.h"
-#include "validation/bench.h"
+#include "runtime/text/wide_text.h"
 #include "validation/cases.h"
+#include "validation/subject.h"
 
 namespace validation {
 

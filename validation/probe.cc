@@ -4,8 +4,8 @@
 #include <cstring>
 #include <utility>
 
-#include "runtime/memory.h"
-#include "runtime/wide_text.h"
+#include "runtime/platform/memory.h"
+#include "runtime/text/wide_text.h"
 
 namespace validation {
 

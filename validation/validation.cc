@@ -6,7 +6,7 @@
 #include <sstream>
 
 #include "validation/cases.h"
-#include "validation/process.h"
+#include "validation/child.h"
 
 namespace validation {
 

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <utility>
 
-#include "workbench/commands.h"
+#include "workbench/commands/commands.h"
 
 namespace workbench {
 namespace {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "runtime/runtime.h"
-#include "workbench/commands.h"
+#include "workbench/commands/commands.h"
 #include "workbench/console.h"
 #include "workbench/plugin_folder.h"
 

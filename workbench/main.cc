@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "painting/painting.h"
-#include "workbench/commands.h"
+#include "workbench/commands/commands.h"
 #include "workbench/console.h"
 #include "workbench/faults.h"
 #include "workbench/language.h"

@@ -32,6 +32,7 @@
 #include <vector>
 
 #include "runtime/runtime.h"
+#include "runtime/trace.h"
 
 namespace workbench {
 

@@ -1,0 +1,237 @@
+#include "runtime/expressions/data_elements.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <utility>
+
+namespace runtime {
+namespace {
+
+struct TTypeRow {
+  EType type;
+  const char* name;
+  std::size_t size;
+};
+constexpr TTypeRow kTypes[] = {
+    {EType::kReal, "real", sizeof(double)},
+    {EType::kBoolean, "boolean", sizeof(std::uint8_t)},
+    {EType::kInteger, "integer", sizeof(std::int32_t)},
+};
+
+constexpr std::size_t kBlockSize = std::size_t{64} << 10;  // bytes
+
+template <typename TNumber>
+bool ParseWhole(std::string_view text, TNumber* number) {
+  const std::from_chars_result result = std::from_chars(text.data(), text.data() + text.size(), *number);
+  return result.ec == std::errc() && result.ptr == text.data() + text.size();
+}
+
+constexpr std::string_view kReservedNames[] = {
+    "abs",
+    "acos",
+    "and",
+    "asin",
+    "atan",
+    "atan2",
+    "ceil",
+    "cos",
+    "delay",
+    "end_data",
+    "end_application",
+    "end_instrument",
+    "end_process",
+    "end_script",
+    "exp",
+    "false",
+    "floor",
+    "if",
+    "limit",
+    "ln",
+    "log10",
+    "max",
+    "min",
+    "noise",
+    "not",
+    "or",
+    "pi",
+    "round",
+    "sign",
+    "sin",
+    "sqrt",
+    "substeps",
+    "tan",
+    "time",
+    "true",
+};
+
+std::uint32_t HashOf(std::string_view name) { return static_cast<std::uint32_t>(std::hash<std::string_view>()(name)); }
+
+EType ReadType(CLexer& lexer) {
+  for (const TTypeRow& row : kTypes) {
+    if (lexer.TakeIf(row.name)) return row.type;
+  }
+  lexer.FailExpected("real, boolean or integer");
+}
+
+double ReadValue(CLexer& lexer, EType type) {
+  switch (type) {
+    case EType::kBoolean:
+      return lexer.ExpectBoolean() ? 1 : 0;
+    case EType::kInteger:
+      return static_cast<double>(
+          lexer.ExpectInteger(std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()));
+    case EType::kReal:
+      break;
+  }
+  return lexer.ExpectReal();
+}
+
+void ReadList(CLexer& lexer, CDataElements& elements, std::int32_t element) {
+  const std::uint32_t start = lexer.LastOffset();
+  const std::uint32_t count = elements[element].count;
+  std::uint32_t found = 0;
+  do {
+    const double value = ReadValue(lexer, elements[element].type);
+    if (found < count) elements.SetFromDouble(element, found, value);
+    ++found;
+  } while (lexer.TakeIf(","));
+  lexer.Expect("]");
+  if (found != count) {
+    throw CTextError{start, "expected " + std::to_string(count) + " values, found " + std::to_string(found)};
+  }
+}
+
+void ReadInitialValue(CLexer& lexer, CDataElements& elements, std::int32_t element) {
+  if (elements[element].isArray && lexer.TakeIf("[")) {
+    ReadList(lexer, elements, element);
+    return;
+  }
+  const double value = ReadValue(lexer, elements[element].type);
+  for (std::uint32_t i = 0; i < elements[element].count; ++i) elements.SetFromDouble(element, i, value);
+}
+
+void ReadEntry(CLexer& lexer, CDataElements& elements) {
+  const TLexeme name = lexer.ExpectIdentifier("a name or 'end_data'");
+  lexer.Expect(":");
+  const EType type = ReadType(lexer);
+  std::uint32_t arrayCount = 0;
+  if (lexer.TakeIf("[")) {
+    arrayCount = static_cast<std::uint32_t>(lexer.ExpectInteger(1, kMaximumArrayCount));
+    lexer.Expect("]");
+  }
+  const std::int32_t element = elements.Declare(name.text, type, arrayCount, "", name.offset);
+  if (lexer.TakeIf("=")) ReadInitialValue(lexer, elements, element);
+  if (lexer.Peek().kind == ELexeme::kString) elements.SetUnit(element, lexer.ExpectString());
+  lexer.Expect(";");
+}
+
+}  // namespace
+
+const char* TypeName(EType type) { return kTypes[static_cast<std::size_t>(type)].name; }
+std::size_t TypeSize(EType type) { return kTypes[static_cast<std::size_t>(type)].size; }
+
+bool IsReservedName(std::string_view name) {
+  return std::find(std::begin(kReservedNames), std::end(kReservedNames), name) != std::end(kReservedNames);
+}
+
+const char* ReadValue(EType type, std::string_view text, double* value) {
+  const char* const truth = "expected true or false";
+  if (text == "true" || text == "false") {
+    if (type != EType::kBoolean) return "expected a number";
+    *value = text == "true" ? 1.0 : 0.0;
+  } else if (!ParseWhole(text, value) || !std::isfinite(*value)) {
+    return type == EType::kBoolean ? truth : "expected a number";
+  } else if (type == EType::kBoolean && *value != 0.0 && *value != 1.0) {
+    return truth;
+  } else if (type == EType::kInteger && *value != TruncateToInteger(*value)) {
+    return "expected a whole number of 32 bits";
+  }
+  return nullptr;
+}
+
+std::int32_t TruncateToInteger(double value) {
+  constexpr std::int32_t kLowest = std::numeric_limits<std::int32_t>::min();
+  constexpr std::int32_t kHighest = std::numeric_limits<std::int32_t>::max();
+  if (std::isnan(value)) return 0;
+  if (value <= kLowest) return kLowest;
+  if (value >= kHighest) return kHighest;
+  return static_cast<std::int32_t>(value);
+}
+
+std::int32_t CDataElements::Declare(std::string_view name, EType type, std::uint32_t arrayCount, std::string unit,
+                                    std::uint32_t mark) {
+  if (name.size() > kMaximumNameLength) throw CTextError{mark, "name longer than 63 characters"};
+  if (IsReservedName(name)) throw CTextError{mark, "'" + std::string(name) + "' is reserved"};
+  if (Find(name) >= 0) throw CTextError{mark, "'" + std::string(name) + "' is already declared"};
+  TDataElement element;
+  element.name = name;
+  element.type = type;
+  element.isArray = arrayCount > 0;
+  element.count = std::max<std::uint32_t>(arrayCount, 1);
+  element.unit = std::move(unit);
+  element.mark = mark;
+  element.values = Allocate(element.count * TypeSize(type), TypeSize(type));
+  if (element.values == nullptr) throw CTextError{mark, "data elements take more than 256 MiB"};
+  places.push_back({element.values, element.count, element.type});
+  elements.push_back(std::move(element));
+  const std::int32_t index = Count() - 1;
+  byName.Add(HashOf(name), index);
+  return index;
+}
+
+const char* CDataElements::FindItem(std::string_view target, std::int32_t count, std::int32_t* element,
+                                    std::uint32_t* index) const {
+  *index = 0;
+  const std::size_t bracket = target.find('[');
+  const bool indexed = bracket != std::string_view::npos;
+  if (indexed &&
+      (target.back() != ']' || !ParseWhole(target.substr(bracket + 1, target.size() - bracket - 2), index))) {
+    return "expected NAME or NAME[INDEX]";
+  }
+  *element = Find(target.substr(0, bracket));
+  if (*element < 0 || *element >= count) return "there is no such data element";
+  const TDataElement& found = (*this)[*element];
+  if (indexed != found.isArray) return found.isArray ? "an array needs an index" : "it is no array";
+  return *index < found.count ? nullptr : "the index is out of range";
+}
+
+std::int32_t CDataElements::Find(std::string_view name) const {
+  return byName.Find(HashOf(name), [&](std::int32_t element) { return (*this)[element].name == name; });
+}
+
+void* CDataElements::Allocate(std::size_t size, std::size_t alignment) {
+  std::size_t start = (blockUsed + alignment - 1) / alignment * alignment;
+  if (start + size > blockSize) {
+    const std::size_t newSize = std::max(size, kBlockSize);
+    if (dataSize + newSize > kMaximumDataSize) return nullptr;
+    blocks.push_back(std::make_unique<std::byte[]>(newSize));  // zero-filled
+    dataSize += newSize;
+    blockSize = newSize;
+    start = 0;
+  }
+  blockUsed = start + size;
+  return blocks.back().get() + start;
+}
+
+double CDataElements::AsDouble(std::int32_t element, std::uint32_t index) const {
+  const TPlace& place = places[static_cast<std::size_t>(element)];
+  switch (place.type) {
+    case EType::kBoolean:
+      return static_cast<const std::uint8_t*>(place.values)[index];
+    case EType::kInteger:
+      return static_cast<const std::int32_t*>(place.values)[index];
+    case EType::kReal:
+      break;
+  }
+  return static_cast<const double*>(place.values)[index];
+}
+
+void ReadDataBlock(CLexer& lexer, CDataElements& elements) {
+  while (!lexer.TakeIf("end_data")) ReadEntry(lexer, elements);
+  lexer.Expect(";");
+}
+
+}  // namespace runtime

@@ -1,0 +1,176 @@
+// What the runtime holds of an application while it is read and run.
+#ifndef LOOPBOX_RUNTIME_INSTRUMENTS_APPLICATION_STATE_H
+#define LOOPBOX_RUNTIME_INSTRUMENTS_APPLICATION_STATE_H
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "host/gaugekit.h"
+#include "host/hx_main.h"
+#include "runtime/expressions/compiler.h"
+#include "runtime/expressions/data_elements.h"
+#include "runtime/expressions/expression.h"
+#include "runtime/platform/files.h"
+#include "runtime/runtime.h"
+#include "runtime/simulation/process.h"
+#include "runtime/text/lexer.h"
+
+namespace hx_vinst {
+
+// What the host keeps beside an instrument of the application. The meters
+// inside a regulator have none.
+struct THostPart {
+  struct TEvent {
+    std::u16string name;    // identifier name, `OnOutput__R`
+    std::uint32_t handler;  // the script's number of the function
+  };
+
+  std::size_t index = 0;  // in the application
+  // What it got from the memory service for itself while it was made, itself
+  // first; without what is small.
+  std::vector<const void*> blocks;
+  std::u16string name;
+  // What the services gave and is still held: released by Done.
+  std::vector<hx_expr::TExprTreeRecord*> expressions;
+  std::vector<vcom::CList*> receiverLists;
+  std::vector<TEvent> events;
+  std::uint32_t blinkRate = 0;  // milliseconds, 0: none
+  std::uint8_t blinkPhase = 0;
+  bool blinks = false;                   // has a place among the application's blinking ones
+  std::uint64_t limitedPeriods[3] = {};  // by pane
+};
+
+}  // namespace hx_vinst
+
+namespace runtime {
+
+class CScript;
+
+struct TInstrumentPart {
+  std::string name;
+  std::string className;
+  std::string title;
+  std::string quantityUnit;
+  std::string outputUnit;
+  std::uint32_t header = 0;  // offset of the keyword that opens the block
+  std::uint32_t begin = 0;   // offsets of the definition's text
+  std::uint32_t end = 0;     // of the keyword that closes it
+  hx_vinst::CInstrument* object = nullptr;
+  std::vector<std::size_t> receivers;
+  std::vector<std::string> files;  // that its definition names
+  std::uint64_t activatedIn = 0;   // the period in which it was activated last
+  bool timed = false;
+};
+
+// An instrument that acts in every period, and the cache lines that it will
+// touch then, as far as the host can know: they are asked for ahead.
+struct TTimed {
+  static constexpr std::size_t kLines = 14;
+
+  void AskForMemory() const {
+    static_assert(kLines == 14);
+#pragma GCC unroll 14
+    for (const void* line : lines) __builtin_prefetch(line);
+  }
+
+  hx_vinst::CInstrument* object;
+  const void* lines[kLines];
+};
+
+// The definition being read: where the reading services are in the text.
+struct TReading {
+  TInstrumentPart* instrument = nullptr;
+  std::unique_ptr<CLexer> lexer;
+  char16_t token[1023 + 1] = {};
+  std::uint32_t last = 0;    // offset of the last identifier or value read
+  bool ended = false;        // the end of the definition was reached
+  std::u16string complaint;  // the last message of a service
+  std::uint32_t complaintOffset = 0;
+};
+
+struct TApplicationPart {
+  explicit TApplicationPart(CPlugin& thePlugin);
+  TApplicationPart(const TApplicationPart&) = delete;
+  TApplicationPart& operator=(const TApplicationPart&) = delete;
+  ~TApplicationPart();
+
+  CPlugin& plugin;
+  TReadOptions options;
+  CSource source;
+  std::vector<TDiagnostic>* diagnostics = nullptr;  // only while reading
+
+  std::string name;
+  double period = 0.1;     // seconds
+  double duration = 60.0;  // seconds
+  std::uint64_t periodCount = 0;
+  std::uint64_t periodsDone = 0;
+  bool ended = false;
+
+  CDataElements data;              // those of the data blocks first, then the process's own
+  std::int32_t declaredCount = 0;  // of the data blocks
+  CExpressions expressions;
+  CProcess process;
+  runtime::CScript* script = nullptr;  // owned; null without a script block
+  runlib::TFileContext files;
+  hx_main::TContext ctx;
+
+  std::vector<TInstrumentPart> instruments;
+  std::unordered_map<std::string, std::size_t> instrumentByName;
+  TReading reading;
+  std::vector<TTimed> timed;                     // in the order of the instruments
+  std::vector<hx_vinst::CInstrument*> blinking;  // that asked for it at any time
+  std::vector<std::size_t> activated;            // receivers of this period, in order
+
+  std::function<void(double)> input;  // writes elements from outside; may be empty
+  std::function<void(const TRunTimeMessage&)> sink;
+  std::vector<TRunTimeMessage> unseen;  // reported before there was a sink
+
+  void Report(const std::string& instrument, const std::string& text);
+  void Complain(TDiagnostic::EKind kind, std::uint32_t offset, const std::string& message);
+  bool HasErrors() const;
+};
+
+// The application behind a context or an instrument.
+inline TApplicationPart& ApplicationOf(hx_main::TContext* ctx) {
+  return *static_cast<TApplicationPart*>(ctx->application);
+}
+
+// The number-th meter among the children, from 0; null when there are fewer.
+const gaugekit::CMeter* MeterOf(const view::CNodeView& instrument, std::size_t number);
+
+// Reads every block of the text and makes and reads the instruments; what is
+// wrong goes to the diagnostics.
+void ReadApplication(TApplicationPart& application);
+// One period: the clock, the process, the script, the timers, the receivers.
+void RunPeriod(TApplicationPart& application);
+// Sends every instrument the event that makes it keep what it has learnt;
+// `reason` is vcore::kKeepAtEnd or kKeepOnRequest. What can't be written is
+// reported, in the instrument's name.
+void KeepLearnt(TApplicationPart& application, std::uint32_t reason);
+// The real that an instrument evaluated last and has not shown yet. When one of
+// its meters is then given another value, it shows it limited, and the periods
+// in which its regulator did so are counted by pane.
+struct TEvaluated {
+  const hx_vinst::CInstrument* instrument = nullptr;  // null: shown
+  double value = 0.0;
+};
+extern TEvaluated lastEvaluated __attribute__((visibility("hidden")));
+
+inline void NoteEvaluated(const hx_vinst::CInstrument& instrument, double value) {
+  lastEvaluated = {&instrument, value};
+}
+
+void CountLimited(const gaugekit::CMeter& meter);
+
+inline void NoteShown(const gaugekit::CMeter& meter, double value) {
+  if (lastEvaluated.instrument == nullptr) return;
+  if (value != lastEvaluated.value) CountLimited(meter);
+  lastEvaluated.instrument = nullptr;
+}
+
+}  // namespace runtime
+
+#endif

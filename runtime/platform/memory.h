@@ -1,0 +1,49 @@
+// The memory service seen from the host's side: what is live, and faults on
+// demand for tests.
+#ifndef LOOPBOX_RUNTIME_PLATFORM_MEMORY_H
+#define LOOPBOX_RUNTIME_PLATFORM_MEMORY_H
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace runtime {
+
+// What runlib::MemAllocate gave and runlib::MemDeallocate has not taken back.
+struct TMemoryStatistics {
+  std::size_t blocks;
+  std::size_t bytes;       // as asked for, without the blocks' headers
+  std::uint64_t failures;  // allocations that gave nothing, since the start
+};
+
+TMemoryStatistics MemoryStatistics();
+// What was asked for when a live block was given, in bytes.
+std::size_t SizeOfBlock(const void* block);
+
+// What all live blocks together may take; an allocation beyond it yields null.
+// It is what the instruments of one application can take.
+constexpr std::size_t kMemoryServiceLimit = std::size_t{2} << 30;  // bytes
+
+// The next `successes` allocations succeed and `failures` after them yield null
+// (-1: all), until the next call. -1 successes: none fails on purpose.
+void FailAllocationAfter(std::int64_t successes, std::int64_t failures = -1);
+
+// Notes the blocks that the service gives as long as this lives. One at a time.
+class CBlockLog {
+ public:
+  struct TBlock {
+    const void* start;
+    std::size_t size;  // bytes, as asked for
+  };
+
+  CBlockLog();
+  ~CBlockLog();
+  CBlockLog(const CBlockLog&) = delete;
+  CBlockLog& operator=(const CBlockLog&) = delete;
+
+  std::vector<TBlock> blocks;  // in the order in which they were given
+};
+
+}  // namespace runtime
+
+#endif

@@ -1,0 +1,182 @@
+#include "runtime/script/script.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "runtime/script/script_state.h"
+
+namespace runtime {
+
+namespace {
+
+constexpr int kMaximumCallbacks = 100'000;  // in one period
+constexpr double kForgivenLateness = 1e-9;  // of a period
+constexpr char kChunkName[] = "=script";
+constexpr char kReporter[] = "script";
+
+// Yields a block to Lua behind as many line ends as stand before it, so that
+// Lua counts the lines of the file.
+struct TBlockReader {
+  std::uint32_t linesBefore;
+  std::string_view text;
+};
+
+const char* ReadPiece(lua_State*, void* data, std::size_t* size) {
+  static constexpr char kLineEnds[] =
+      "\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n"
+      "\n\n"
+      "\n\n\n\n\n\n";
+  TBlockReader& reader = *static_cast<TBlockReader*>(data);
+  if (reader.linesBefore > 0) {
+    *size = std::min<std::size_t>(reader.linesBefore, sizeof kLineEnds - 1);
+    reader.linesBefore -= static_cast<std::uint32_t>(*size);
+    return kLineEnds;
+  }
+  *size = reader.text.size();
+  const char* piece = reader.text.data();
+  reader.text = {};
+  return *size == 0 ? nullptr : piece;
+}
+
+// Of the first character of a line that is no blank.
+std::uint32_t OffsetOfLine(std::string_view text, std::uint32_t line) {
+  std::size_t offset = 0;
+  for (std::uint32_t i = 1; i < line; ++i) {
+    const std::size_t end = text.find('\n', offset);
+    if (end == std::string_view::npos) break;
+    offset = end + 1;
+  }
+  while (offset < text.size() && (text[offset] == ' ' || text[offset] == '\t')) ++offset;
+  return static_cast<std::uint32_t>(offset);
+}
+
+// An event procedure's result for an argument; false with a message.
+bool TakeResult(TScriptPart& part, int index, const THandler& handler, hx_expr::TValue* value) {
+  lua_State* lua = part.state;
+  const int wanted = value->type == hx_expr::kBoolean ? LUA_TBOOLEAN : LUA_TNUMBER;
+  if (lua_type(lua, index) != wanted) {
+    Fail(part, "'%s' returned a wrong value: %s expected, got %s", handler.event.c_str(), lua_typename(lua, wanted),
+         luaL_typename(lua, index));
+    return false;
+  }
+  if (wanted == LUA_TBOOLEAN) {
+    hx_tool::SetValueBoolean(value, lua_toboolean(lua, index) != 0);
+    return true;
+  }
+  const double number = lua_tonumber(lua, index);
+  if (!std::isfinite(number)) {
+    Fail(part, "'%s' returned what is not a finite number", handler.event.c_str());
+    return false;
+  }
+  hx_tool::SetValueLongReal(value, number);
+  return true;
+}
+
+// Where the function on top of the stack is defined; it is taken off.
+std::uint32_t LineOfDefinition(lua_State* lua) {
+  lua_Debug definition;
+  lua_getinfo(lua, ">S", &definition);
+  return static_cast<std::uint32_t>(std::max(definition.linedefined, 0));
+}
+
+}  // namespace
+
+CScript::CScript(TApplicationPart& application) : part(std::make_unique<TScriptPart>(application)) { OpenState(*part); }
+
+CScript::~CScript() {
+  if (part->state != nullptr) lua_close(part->state);
+}
+
+bool CScript::IsGlobal(std::string_view name) { return IsScriptGlobal(name); }
+
+void CScript::RunBlock(std::uint32_t begin, std::uint32_t end) {
+  lua_State* lua = part->state;
+  if (lua == nullptr) throw CTextError{begin, "not enough memory for a script"};
+  const CSource& source = part->application.source;
+  TBlockReader reader{source.Locate(begin).line - 1, source.Text().substr(begin, end - begin)};
+  part->refusedLine = 0;
+  bool succeeded = lua_load(lua, ReadPiece, &reader, kChunkName, "t") == LUA_OK;
+  if (succeeded) {
+    succeeded = Run(*part, 0, 0);
+  } else {
+    TakeMessage(*part, lua);
+    lua_pop(lua, 1);
+  }
+  if (succeeded) return;
+  const std::uint32_t place = part->line == 0 ? begin : OffsetOfLine(source.Text(), part->line);
+  part->line = 0;
+  throw CTextError{place, ErrorText(*part)};
+}
+
+void CScript::Close() { part->closed = true; }
+
+void CScript::RunDue(double time) {
+  if (part->state == nullptr) return;
+  // A time that is a multiple of the period may differ from it by a rounding.
+  time += kForgivenLateness * part->application.period;
+  for (int i = 0; i < kMaximumCallbacks; ++i) {
+    CSchedule::TPending::node_type due = part->schedule.TakeDue(time);
+    if (due.empty()) {
+      part->overfull = false;
+      return;
+    }
+    TCallback& callback = due.mapped();
+    lua_rawgeti(part->state, LUA_REGISTRYINDEX, callback.function);
+    std::string error;
+    if (!Run(*part, 0, 0)) error = ErrorText(*part);
+    if (!error.empty() && error != callback.lastError) part->application.Report(kReporter, error);
+    if (callback.interval > 0.0) {
+      callback.lastError = std::move(error);
+      part->schedule.Repeat(std::move(due));
+    } else {
+      luaL_unref(part->state, LUA_REGISTRYINDEX, callback.function);
+    }
+  }
+  if (!part->overfull && part->schedule.HasDue(time)) {
+    part->application.Report(kReporter, "more than 100000 callbacks in one period: the others wait for the next");
+  }
+  part->overfull = true;
+}
+
+bool CScript::CallEvent(std::uint32_t handlerNumber, hx_expr::TValueArray* arguments, std::string* error) {
+  lua_State* lua = part->state;
+  if (handlerNumber >= part->handlers.size() || arguments->count > kMaximumArguments ||
+      !lua_checkstack(lua, static_cast<int>(kMaximumArguments) + 4)) {
+    *error = "the event procedure can't be called";
+    return false;
+  }
+  const THandler& handler = part->handlers[handlerNumber];
+  const int top = lua_gettop(lua);
+  lua_rawgeti(lua, LUA_REGISTRYINDEX, handler.function);
+  for (std::uint32_t i = 0; i < arguments->count; ++i) {
+    const hx_expr::TValue& argument = arguments->items[i];
+    if (argument.type == hx_expr::kBoolean) {
+      lua_pushboolean(lua, argument.boolean);
+    } else {
+      lua_pushnumber(lua, argument.real);
+    }
+  }
+  if (!Run(*part, static_cast<int>(arguments->count), LUA_MULTRET)) {
+    *error = ErrorText(*part);
+    return false;
+  }
+  // All results or none.
+  hx_expr::TValue values[kMaximumArguments] = {};
+  const std::uint32_t count = std::min(static_cast<std::uint32_t>(lua_gettop(lua) - top), arguments->count);
+  bool succeeded = true;
+  for (std::uint32_t i = 0; i < count && succeeded; ++i) {
+    values[i] = arguments->items[i];
+    succeeded = TakeResult(*part, top + 1 + static_cast<int>(i), handler, &values[i]);
+  }
+  lua_settop(lua, top);
+  if (!succeeded) {
+    lua_rawgeti(lua, LUA_REGISTRYINDEX, handler.function);
+    part->line = LineOfDefinition(lua);
+    *error = ErrorText(*part);
+    return false;
+  }
+  std::copy_n(values, count, arguments->items);
+  return true;
+}
+
+}  // namespace runtime

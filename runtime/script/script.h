@@ -1,0 +1,50 @@
+// The script of an application, in Lua: event procedures and scheduled calls.
+//
+// A script sees `data`, the instruments by their names, `at`, `every`, `time`,
+// `save`, `print` and Lua's base, math, string and table libraries, without
+// anything that reaches files, processes or compiled chunks. Each call into
+// it is bounded in instructions and the whole in memory.
+#ifndef LOOPBOX_RUNTIME_SCRIPT_SCRIPT_H
+#define LOOPBOX_RUNTIME_SCRIPT_SCRIPT_H
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "host/hx_main.h"
+
+namespace runtime {
+
+struct TApplicationPart;
+struct TScriptPart;
+
+class CScript {
+ public:
+  // All instruments of the application are made by then.
+  explicit CScript(TApplicationPart& application);
+  ~CScript();
+
+  // Runs a block of the application's text once. Throws CTextError, for what
+  // Lua refuses and for an error while it runs, at its line. Event procedures
+  // that the block defines are entered in the instruments' host parts.
+  void RunBlock(std::uint32_t begin, std::uint32_t end);
+  // The instruments have been read: no more event procedures.
+  void Close();
+  // Runs the callbacks due at a time of at most `time`, earlier ones first.
+  // Their errors are reported.
+  void RunDue(double time);
+  // Runs an event procedure; what it returns replaces the arguments. False
+  // with a message that names the line, and arguments as they were.
+  bool CallEvent(std::uint32_t handler, hx_expr::TValueArray* arguments, std::string* error);
+
+  // Whether a script has a global of that name, so that no instrument may.
+  static bool IsGlobal(std::string_view name);
+
+ private:
+  std::unique_ptr<TScriptPart> part;
+};
+
+}  // namespace runtime
+
+#endif

@@ -1,0 +1,96 @@
+// Tokens of an application's text. Every failure is a CTextError.
+#ifndef LOOPBOX_RUNTIME_TEXT_LEXER_H
+#define LOOPBOX_RUNTIME_TEXT_LEXER_H
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "runtime/text/source.h"
+
+namespace runtime {
+
+enum class ELexeme : std::uint8_t {
+  kEnd,          // the end of the text
+  kIdentifier,   // [A-Za-z_][A-Za-z0-9_]*
+  kNumber,       // 12, 0x1F, 1.5, 2e-3; a sign is a lexeme of its own
+  kString,       // "…" with \" \\ \n
+  kColor,        // #RRGGBB
+  kPunctuation,  // == != <= >= and ( ) [ ] , ; : = < > + - * / % ^ '
+};
+
+struct TLexeme {
+  ELexeme kind = ELexeme::kEnd;
+  std::uint32_t offset = 0;   // the mark of its first byte
+  std::string_view text;      // as written; valid as long as the source
+  double number = 0;          // kNumber
+  bool isInteger = false;     // kNumber written without point and exponent that fits 64 bits
+  std::uint64_t integer = 0;  // its exact value then; of kColor the word 0x00RRGGBB
+  std::string string;         // kString, decoded
+
+  std::uint32_t EndOffset() const { return offset + static_cast<std::uint32_t>(text.size()); }
+  // An identifier or punctuation of that spelling. Most comparisons end with the
+  // first character, and without a call.
+  bool Is(std::string_view spelling) const {
+    return (kind == ELexeme::kIdentifier || kind == ELexeme::kPunctuation) && text.size() == spelling.size() &&
+           text.front() == spelling.front() && text == spelling;
+  }
+};
+
+// How messages name a lexeme: 'x', a string, the end of the text. Long ones
+// are cut.
+std::string Describe(const TLexeme& lexeme);
+
+class CLexer {
+ public:
+  explicit CLexer(const CSource& text) : source(&text) {}
+
+  const CSource& Source() const { return *source; }
+
+  const TLexeme& Peek() {  // valid until the next call
+    if (!isAhead) {
+      Scan();
+      isAhead = true;
+    }
+    return ahead;
+  }
+  TLexeme Next();  // kEnd again and again at the end
+  void Skip();     // Next without its copy
+
+  // Where reading goes on: just behind the lexeme taken last. Seek(Offset())
+  // changes nothing; Seek anywhere else may start reading anew.
+  std::uint32_t Offset() const { return position; }
+  void Seek(std::uint32_t offset);
+  // The mark of the lexeme taken last.
+  std::uint32_t LastOffset() const { return lastOffset; }
+
+  // Takes the lexeme when it is that identifier or punctuation.
+  bool TakeIf(std::string_view spelling);
+  // The following throw, naming what was expected and what was found, at the
+  // place of what was found.
+  void Expect(std::string_view spelling);
+  TLexeme ExpectIdentifier(std::string_view what = "a name");
+  std::string ExpectString();
+  bool ExpectBoolean();  // true, false
+  // With an optional minus sign.
+  double ExpectReal();
+  std::int64_t ExpectInteger(std::int64_t low, std::int64_t high);
+  [[noreturn]] void FailExpected(std::string_view what);  // "expected WHAT, found …"
+
+ private:
+  void Scan();  // reads the lexeme at `position` into `ahead`
+  std::uint32_t SkipBlanks(std::uint32_t offset) const;
+  void ScanNumber();
+  void ScanString();
+  void ScanColor();
+
+  const CSource* source;
+  std::uint32_t position = 0;
+  std::uint32_t lastOffset = 0;
+  TLexeme ahead;
+  bool isAhead = false;
+};
+
+}  // namespace runtime
+
+#endif

@@ -1,0 +1,262 @@
+#include "runtime/text/source.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <system_error>
+#include <utility>
+
+namespace runtime {
+namespace {
+
+constexpr std::uint32_t kIndexBlock = 4096;  // bytes for each entry of the index of continuations
+constexpr std::size_t kWindow = 100;         // columns of a line that are shown
+constexpr char32_t kReplacement = 0xFFFD;
+
+bool IsContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
+
+// The length of the well-formed sequence at `offset`, 0 when there is none.
+std::size_t SequenceLength(std::string_view bytes, std::size_t offset, char32_t* codePoint) {
+  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(bytes[offset + i]); };
+  const unsigned char first = byte(0);
+  if (first < 0x80) {
+    *codePoint = first;
+    return 1;
+  }
+  const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
+  if (first < 0xC2 || first > 0xF4 || bytes.size() - offset < length) return 0;
+  char32_t value = first & (0x7Fu >> length);
+  for (std::size_t i = 1; i < length; ++i) {
+    if (!IsContinuation(bytes[offset + i])) return 0;
+    value = (value << 6) | (byte(i) & 0x3Fu);
+  }
+  constexpr char32_t kLowest[] = {0, 0, 0x80, 0x800, 0x10000};
+  if (value < kLowest[length] || value > 0x10FFFF || (value >= 0xD800 && value <= 0xDFFF)) return 0;
+  *codePoint = value;
+  return length;
+}
+
+void AppendCodePoint(char32_t value, std::string* text) {
+  const auto append = [&](char32_t bits) { text->push_back(static_cast<char>(bits)); };
+  if (value < 0x80) {
+    append(value);
+    return;
+  }
+  if (value < 0x800) {
+    append(0xC0 | (value >> 6));
+  } else {
+    if (value < 0x10000) {
+      append(0xE0 | (value >> 12));
+    } else {
+      append(0xF0 | (value >> 18));
+      append(0x80 | ((value >> 12) & 0x3F));
+    }
+    append(0x80 | ((value >> 6) & 0x3F));
+  }
+  append(0x80 | (value & 0x3F));
+}
+
+// Decodes up to the first ill-formed unit; false when there is one.
+bool DecodeUtf16(std::string_view bytes, bool bigEndian, std::string* text) {
+  const std::size_t count = bytes.size() / 2;
+  const auto unit = [&](std::size_t i) -> char32_t {
+    const auto first = static_cast<unsigned char>(bytes[2 * i]);
+    const auto second = static_cast<unsigned char>(bytes[2 * i + 1]);
+    return bigEndian ? static_cast<char32_t>(first << 8 | second) : static_cast<char32_t>(second << 8 | first);
+  };
+  text->reserve(bytes.size());
+  for (std::size_t i = 0; i < count; ++i) {
+    char32_t value = unit(i);
+    if (value >= 0xD800 && value <= 0xDFFF) {
+      if (value >= 0xDC00 || i + 1 == count) return false;
+      const char32_t low = unit(++i);
+      if (low < 0xDC00 || low > 0xDFFF) return false;
+      value = 0x10000 + ((value - 0xD800) << 10) + (low - 0xDC00);
+    }
+    AppendCodePoint(value, text);
+  }
+  return bytes.size() % 2 == 0;
+}
+
+// Whether eight bytes from there on are ASCII characters.
+bool IsAscii(const char* bytes) {
+  std::uint64_t word;
+  std::memcpy(&word, bytes, sizeof(word));
+  return (word & 0x8080808080808080u) == 0;
+}
+
+std::size_t FirstInvalid(std::string_view bytes) {
+  std::size_t offset = 0;
+  while (offset < bytes.size()) {
+    if (bytes.size() - offset >= sizeof(std::uint64_t) && IsAscii(bytes.data() + offset)) {
+      offset += sizeof(std::uint64_t);
+      continue;
+    }
+    char32_t codePoint;
+    const std::size_t length = SequenceLength(bytes, offset, &codePoint);
+    if (length == 0) break;
+    offset += length;
+  }
+  return offset;
+}
+
+std::string ErrorText(int code) { return std::generic_category().message(code); }
+
+bool ReadFile(const std::string& path, std::string* bytes, std::string* problem) {
+  std::error_code code;
+  if (std::filesystem::is_directory(path, code)) {
+    *problem = "is a directory";
+    return false;
+  }
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), &std::fclose);
+  if (!file) {
+    *problem = "cannot be opened: " + ErrorText(errno);
+    return false;
+  }
+  const std::uintmax_t size = std::filesystem::file_size(path, code);
+  if (!code && size <= kMaximumSourceSize) bytes->reserve(static_cast<std::size_t>(size));
+  char buffer[65536];
+  while (const std::size_t count = std::fread(buffer, 1, sizeof buffer, file.get())) {
+    bytes->append(buffer, count);
+    if (bytes->size() > kMaximumSourceSize) {
+      *problem = "is longer than 64 MiB";
+      return false;
+    }
+  }
+  if (std::ferror(file.get()) != 0) {
+    *problem = "cannot be read: " + ErrorText(errno);
+    return false;
+  }
+  return true;
+}
+
+// Control characters, and those that turn the direction of what follows.
+bool IsInvisible(char32_t c) {
+  return c < 0x20 || (c >= 0x7F && c < 0xA0) || (c >= 0x200B && c <= 0x200F) || (c >= 0x2028 && c <= 0x202E) ||
+         (c >= 0x2066 && c <= 0x2069) || c == 0xFEFF;
+}
+
+}  // namespace
+
+bool CSource::Load(const std::string& path, CSource* source, std::string* error) {
+  std::string bytes;
+  std::string problem;
+  if (!ReadFile(path, &bytes, &problem)) {
+    *error = path + ": " + problem;
+    return false;
+  }
+  return FromBytes(path, std::move(bytes), source, error);
+}
+
+bool CSource::FromBytes(const std::string& path, std::string bytes, CSource* source, std::string* error) {
+  CSource result;
+  result.path = path;
+  const auto fail = [&](std::size_t offset, const char* message) {
+    result.MakeIndex();
+    const TPosition place = result.Locate(static_cast<std::uint32_t>(offset));
+    *error = path + ":" + std::to_string(place.line) + ":" + std::to_string(place.column) + ": " + message;
+    return false;
+  };
+  if (bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF")) {
+    if (!DecodeUtf16(std::string_view(bytes).substr(2), bytes[0] == '\xFE', &result.text)) {
+      return fail(result.text.size(), "the file is no text: invalid UTF-16");
+    }
+  } else {
+    if (bytes.starts_with("\xEF\xBB\xBF")) bytes.erase(0, 3);
+    const std::size_t invalid = FirstInvalid(bytes);
+    const bool isText = invalid == bytes.size();
+    result.text = std::move(bytes);
+    result.text.resize(invalid);
+    if (!isText) return fail(invalid, "the file is no text: invalid UTF-8");
+  }
+  const std::size_t zero = result.text.find('\0');
+  if (zero != std::string::npos) return fail(zero, "the file is no text: a zero character");
+  if (result.text.size() > kMaximumSourceSize) {
+    *error = path + ": is longer than 64 MiB";
+    return false;
+  }
+  result.MakeIndex();
+  *source = std::move(result);
+  return true;
+}
+
+void CSource::MakeIndex() {
+  lineStarts.assign(1, 0);
+  for (std::size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 1)) {
+    lineStarts.push_back(static_cast<std::uint32_t>(at) + 1);
+  }
+  continuations.assign(1, 0);
+  for (auto from = text.begin(); text.end() - from >= kIndexBlock; from += kIndexBlock) {
+    const auto count = std::count_if(from, from + kIndexBlock, IsContinuation);
+    continuations.push_back(continuations.back() + static_cast<std::uint32_t>(count));
+  }
+}
+
+std::uint32_t CSource::Continuations(std::uint32_t offset) const {
+  const std::uint32_t block = offset / kIndexBlock;
+  const auto from = text.begin() + static_cast<std::ptrdiff_t>(block) * kIndexBlock;
+  return continuations[block] + static_cast<std::uint32_t>(std::count_if(from, text.begin() + offset, IsContinuation));
+}
+
+TPosition CSource::Locate(std::uint32_t offset) const {
+  offset = std::min(offset, Size());
+  const auto next = std::upper_bound(lineStarts.begin(), lineStarts.end(), offset);
+  const std::uint32_t start = *(next - 1);
+  std::uint32_t end = next == lineStarts.end() ? Size() : *next - 1;
+  if (end > start && text[end - 1] == '\r') --end;
+  TPosition position;
+  position.line = static_cast<std::uint32_t>(next - lineStarts.begin());
+  position.column = offset - start - (Continuations(offset) - Continuations(start)) + 1;
+  position.lineText = std::string_view(text).substr(start, end - start);
+  return position;
+}
+
+TDiagnostic MakeDiagnostic(const CSource& source, TDiagnostic::EKind kind, std::uint32_t offset, std::string message) {
+  const TPosition place = source.Locate(offset);
+  TDiagnostic diagnostic;
+  diagnostic.kind = kind;
+  diagnostic.path = source.Path();
+  diagnostic.line = place.line;
+  diagnostic.column = place.column;
+  diagnostic.message = std::move(message);
+
+  // The window: half before the place, the rest behind it.
+  const std::string_view line = place.lineText;
+  const auto lineStart = static_cast<std::size_t>(line.data() - source.Text().data());
+  std::size_t caret = std::min<std::size_t>(std::min(offset, source.Size()) - lineStart, line.size());
+  while (caret > 0 && caret < line.size() && IsContinuation(line[caret])) --caret;
+  std::size_t from = caret;
+  std::size_t before = 0;
+  for (; from > 0 && before < kWindow / 2; ++before) {
+    do --from;
+    while (from > 0 && IsContinuation(line[from]));
+  }
+  if (from > 0) {
+    diagnostic.lineText = "…";
+    diagnostic.caretText = " ";
+  }
+  std::size_t at = from;
+  for (std::size_t column = 0; at < line.size() && column < kWindow; ++column) {
+    char32_t codePoint;
+    const bool isBeforeCaret = at < caret;
+    at += SequenceLength(line, at, &codePoint);
+    if (codePoint != '\t' && IsInvisible(codePoint)) codePoint = kReplacement;
+    AppendCodePoint(codePoint, &diagnostic.lineText);
+    if (isBeforeCaret) diagnostic.caretText += codePoint == '\t' ? '\t' : ' ';
+  }
+  if (at < line.size()) diagnostic.lineText += "…";
+  diagnostic.caretText += '^';
+  return diagnostic;
+}
+
+std::string Format(const TDiagnostic& diagnostic) {
+  if (diagnostic.line == 0) return diagnostic.message + "\n";
+  std::string text = diagnostic.path + ":" + std::to_string(diagnostic.line) + ":" + std::to_string(diagnostic.column);
+  text += diagnostic.kind == TDiagnostic::kWarning ? ": warning: " : ": ";
+  return text + diagnostic.message + "\n" + diagnostic.lineText + "\n" + diagnostic.caretText + "\n";
+}
+
+}  // namespace runtime

@@ -1,0 +1,324 @@
+#include "validation/subject.h"
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <utility>
+
+#include "runtime/platform/clock.h"
+#include "runtime/text/wide_text.h"
+
+namespace validation {
+
+namespace {
+
+constexpr char kSubject[] = "subject";
+
+// With this name an instrument's own text has an instrument to refer to.
+constexpr char kListener[] = "listener";
+
+}  // namespace
+
+CBench::CBench(CProbe& theProbe, const std::string& data, const std::string& definition, const std::string& script)
+    : probe(theProbe) {
+  const std::string path = probe.Path("check.lbx");
+  std::ofstream(path, std::ios::binary) << "application check period = 1; duration = 1e9; end_application;\n"
+                                        << data << script << "instrument meter " << kListener
+                                        << " end_instrument;\ninstrument " << probe.ClassName() << " " << kSubject
+                                        << "\n"
+                                        << definition << "\nend_instrument;\n";
+  runtime::TReadOptions options;
+  options.path = path;
+  options.print = [this](const std::string& line) { printed.push_back(line); };
+  application = runtime::CApplication::Read(options, probe.Plugin(), &diagnostics);
+  // Rewriting a file in place makes some file systems wait for the disk.
+  std::filesystem::remove(path);
+  if (application != nullptr) application->SetMessageSink([](const runtime::TRunTimeMessage&) {});
+}
+
+CBench::CBench(CProbe& theProbe, const CClassTexts& texts, const std::string& definition)
+    : CBench(theProbe, texts.Data(), definition) {}
+
+runtime::TInstrumentPart& CBench::Part() const {
+  return application->Part().instruments[application->Part().instrumentByName.at(kSubject)];
+}
+
+hx_vinst::CInstrument& CBench::Subject() const { return *Part().object; }
+
+void CBench::Set(const std::string& element, double value) const {
+  runtime::CDataElements& elements = application->Part().data;
+  elements.SetFromDouble(elements.Find(element), 0, value);
+}
+
+double CBench::Get(const std::string& element) const {
+  const runtime::CDataElements& elements = application->Part().data;
+  return elements.AsDouble(elements.Find(element), 0);
+}
+
+void CBench::Act(std::uint32_t milliseconds, std::uint32_t reason) const {
+  runtime::SetClock(milliseconds);
+  Subject().Action(reason);
+  application->Part().activated.clear();
+  ++application->Part().periodsDone;
+}
+
+std::vector<const gaugekit::CMeter*> CBench::Meters() const {
+  std::vector<const gaugekit::CMeter*> meters;
+  for (const view::CView* child = Subject().firstChild; child != nullptr; child = child->next) {
+    if (child->kind == view::kMeter) meters.push_back(static_cast<const gaugekit::CMeter*>(child));
+  }
+  return meters;
+}
+
+bool CBench::ReadAgain(std::uint32_t end) const {
+  runtime::TReading& reading = application->Part().reading;
+  runtime::TInstrumentPart& part = Part();
+  const std::uint32_t whole = std::exchange(part.end, end);
+  reading.instrument = &part;
+  reading.lexer = std::make_unique<runtime::CLexer>(application->Part().source);
+  reading.lexer->Seek(part.begin);
+  CGuardedText error(kCapacity);
+  CGuardedText token(kCapacity);
+  const bool accepted = Subject().ReadSelf(kCapacity, error.Buffer(), kCapacity, token.Buffer()) != 0;
+  reading.lexer.reset();
+  reading.instrument = nullptr;
+  part.end = whole;
+  probe.Expect(accepted || !error.Text(probe, "ReadSelf").empty(), "a definition is refused without a message");
+  return accepted;
+}
+
+std::unique_ptr<CBench> MakeBench(CProbe& probe, const CClassTexts& texts, const std::string& definition) {
+  probe.Doing("reading the definition: " + definition);
+  auto bench = std::make_unique<CBench>(probe, texts, definition);
+  if (!bench->IsRead()) {
+    probe.Fail("the definition \"" + definition + "\" is refused: " +
+               (bench->Diagnostics().empty() ? "without a message" : bench->Diagnostics().front().message));
+  }
+  probe.Doing("running with the definition: " + definition);
+  return bench;
+}
+
+void CheckOutputs(const CProbe& probe, const CClassTexts& texts, const CBench& bench, const std::string& when) {
+  const std::vector<const gaugekit::CMeter*> meters = bench.Meters();
+  int stepsOn = 0;
+  for (const TWire& wire : texts.Wires()) {
+    if (!wire.isOutput) continue;
+    const double output = bench.Get(wire.element);
+    if (wire.isBoolean) {
+      stepsOn += output != 0.0 ? 1 : 0;
+      continue;
+    }
+    std::string shown = wire.keyword;
+    shown.append(" = ").append(std::to_string(output)).append(" ").append(when);
+    probe.Expect(std::isfinite(output), shown + ": an output is always finite");
+    if (meters.empty()) continue;
+    const gaugekit::CMeter& pane = *meters[runtime::kOutputPane];
+    shown.append(" is out of the range of its pane, ").append(std::to_string(pane.rangeFrom));
+    shown.append(" to ").append(std::to_string(pane.rangeTo));
+    probe.Expect(output >= pane.rangeFrom && output <= pane.rangeTo, shown);
+  }
+  probe.Expect(stepsOn <= 1, "more than one of the two-state outputs is on " + when);
+  for (const gaugekit::CMeter* meter : meters) {
+    probe.Expect(std::isfinite(meter->meterValue), "a pane shows what is not finite " + when);
+  }
+}
+
+std::vector<double> Shown(const CClassTexts& texts, const CBench& bench) {
+  std::vector<double> shown;
+  for (const TWire& wire : texts.Wires()) {
+    if (wire.isOutput) shown.push_back(bench.Get(wire.element));
+  }
+  for (const gaugekit::CMeter* meter : bench.Meters()) shown.push_back(meter->meterValue);
+  return shown;
+}
+
+// Inputs swing about the middle of the default range, each at its own pace, so
+// that no output stays where it is.
+void RunOrdinary(CProbe& probe, const CClassTexts& texts, const CBench& bench, int periods, std::uint32_t start,
+                 bool checked) {
+  for (int k = 0; k < periods; ++k) {
+    double pace = 0.1;
+    for (const TWire& wire : texts.Wires()) {
+      if (!wire.isOutput) bench.Set(wire.element, wire.isBoolean ? 1.0 : 50.0 + 40.0 * std::sin(pace * k));
+      pace += 0.13;
+    }
+    bench.Act((start + static_cast<std::uint32_t>(k)) * 1000);
+    if (checked) CheckOutputs(probe, texts, bench, "in an ordinary period");
+  }
+}
+
+// --- CClassTexts ---
+
+namespace {
+
+// What a class without a reference is asked for.
+const TEntries& CommonEntries() {
+  static const TEntries entries = {
+      {"instrument", "expression", "expression", "", ""},
+      {"instrument", "wish_value", "expression", "", ""},
+      {"instrument", "manual", "expression", "", ""},
+      {"instrument", "condition", "expression", "", ""},
+      {"instrument", "output", "element", "", ""},
+      {"instrument", "output_plus", "element", "", ""},
+      {"instrument", "output_minus", "element", "", ""},
+      {"instrument", "receivers", "names", "", ""},
+      {"instrument", "inverse", "flag", "inverse;", ""},
+      {"instrument", "file_name", "string", "file_name = \"learnt\";", ""},
+      {"parameters", "file_name", "string", "file_name = \"learnt\";", ""},
+  };
+  return entries;
+}
+
+std::string InBlock(const std::string& block, const std::string& entry) {
+  return block.empty() ? entry : block + " " + entry + " end_" + block + ";";
+}
+
+bool StartsWord(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_'; }
+
+std::vector<std::string> WordsOf(const std::string& text) {
+  std::vector<std::string> found;
+  for (std::size_t i = 0; i < text.size();) {
+    std::size_t end = i;
+    if (StartsWord(text[i])) {
+      while (end < text.size() && (StartsWord(text[end]) || (text[end] >= '0' && text[end] <= '9'))) ++end;
+      found.push_back(text.substr(i, end - i));
+    }
+    i = end == i ? i + 1 : end;
+  }
+  return found;
+}
+
+// The blocks in which an entry may stand; one empty name is the top level.
+std::vector<std::string> BlocksOf(const TEntry& entry) {
+  if (entry.section == "instrument" || entry.section == "system" || entry.section.empty()) return {""};
+  return WordsOf(entry.section);
+}
+
+bool IsWired(const TEntry& entry) {
+  return entry.type == "expression" || entry.type == "element" || entry.type == "names";
+}
+
+}  // namespace
+
+CClassTexts::CClassTexts(CProbe& theProbe) : probe(theProbe) {
+  const bool referenced = !probe.Entries().empty();
+  const TEntries& entries = referenced ? probe.Entries() : CommonEntries();
+  probe.Plugin();
+  probe.Doing("trying what a definition may hold");
+  data = "data\n";
+  for (const TEntry& entry : entries) {
+    if (entry.type != "expression" && entry.type != "element") continue;
+    data += entry.keyword + "_real : real;\n" + entry.keyword + "_flag : boolean;\n";
+  }
+  data += "end_data;\n";
+  for (const TEntry& entry : entries) {
+    if (IsWired(entry)) TryWire(entry);
+  }
+  for (const TEntry& entry : entries) {
+    if (!IsWired(entry)) {
+      for (const std::string& block : BlocksOf(entry)) TryEntry(entry, block);
+    }
+  }
+  if (!referenced) refused.clear();
+  MakeVariants();
+  for (const char* word :
+       {"=", ";", ",", "0", "-1", "1e308", "\"text\"", "#FF00FF", "(", ")", "[", "]", "end_colors"}) {
+    words.push_back(word);
+  }
+  probe.Doing("");
+}
+
+bool CClassTexts::Accepts(const std::string& definition) const { return CBench(probe, data, definition).IsRead(); }
+
+void CClassTexts::TryWire(const TEntry& entry) {
+  words.push_back(entry.keyword);
+  const bool names = entry.type == "names";
+  const std::string ends[] = {names ? kListener : entry.keyword + "_real", names ? kListener : entry.keyword + "_flag"};
+  for (const std::string& end : ends) {
+    const std::string text = entry.keyword + " = " + end + ";";
+    if (!Accepts(text)) continue;
+    words.push_back(end);
+    wiring += text + "\n";
+    if (!names) wires.push_back({entry.keyword, end, end.ends_with("_flag"), entry.type == "element"});
+    return;
+  }
+  refused.push_back(entry.keyword);
+}
+
+void CClassTexts::TryEntry(const TEntry& entry, const std::string& block) {
+  words.push_back(entry.keyword);
+  if (!block.empty()) words.insert(words.end(), {block, "end_" + block});
+  if (entry.example.empty()) return;
+  if (!Accepts(InBlock(block, entry.example))) {
+    refused.push_back(entry.example);
+    return;
+  }
+  if (entry.keyword == "file_name") {
+    fileBlock = block;
+    fileKeyword = entry.keyword;
+  }
+  if (entry.keyword == "range_from") ranges.push_back(InBlock(block, "range_from = -50; range_to = 50;"));
+  TChoice choice{{""}};
+  if (entry.type == "flag") choice.entries.push_back(entry.example);
+  if (entry.type == "boolean") {
+    choice.entries.push_back(entry.keyword + " = true;");
+    switches[block] += choice.entries.back() + " ";
+  }
+  if (entry.type == "name") {
+    // Some are right only together with a switch.
+    for (const std::string& word : WordsOf(entry.range)) {
+      const std::string text = entry.keyword + " = " + word + ";";
+      const bool known = std::find(choice.entries.begin(), choice.entries.end(), text) != choice.entries.end();
+      if (!known && (Accepts(InBlock(block, text)) || Accepts(InBlock(block, switches[block] + text)))) {
+        choice.entries.push_back(text);
+      }
+    }
+  }
+  if (choice.entries.size() > 1) choices.emplace_back(block, std::move(choice));
+}
+
+// The top level's choices one by one, neighbours of a block with one another.
+// A class may refuse a combination, though each entry of it is right.
+void CClassTexts::MakeVariants() {
+  variants.push_back(wiring);
+  std::vector<std::string> combined = {""};
+  for (std::size_t i = 0; i < choices.size(); ++i) {
+    const auto& [block, choice] = choices[i];
+    std::vector<std::string> next;
+    for (const std::string& before : block.empty() ? std::vector<std::string>{""} : combined) {
+      for (const std::string& entry : choice.entries) next.push_back(before + entry + " ");
+    }
+    combined = std::move(next);
+    if (!block.empty() && i + 1 < choices.size() && choices[i + 1].first == block) continue;
+    for (std::size_t k = 1; k < combined.size(); ++k) {
+      const std::string variant = wiring + InBlock(block, combined[k]);
+      if (Accepts(variant)) variants.push_back(variant);
+    }
+    combined = {""};
+  }
+  std::string ranged = wiring;
+  for (const std::string& range : ranges) ranged += range + "\n";
+  if (!ranges.empty()) variants.push_back(ranged);
+}
+
+const TWire* CClassTexts::Wire(const std::string& keyword) const {
+  for (const TWire& wire : wires) {
+    if (wire.keyword == keyword) return &wire;
+  }
+  return nullptr;
+}
+
+bool CClassTexts::FileKeyword(std::string* block, std::string* keyword) const {
+  *block = fileBlock;
+  *keyword = fileKeyword;
+  return !fileKeyword.empty();
+}
+
+std::string CClassTexts::WithFile(const std::string& fileName) const {
+  const auto found = switches.find(fileBlock);
+  return wiring +
+         InBlock(fileBlock, (found == switches.end() ? "" : found->second) + fileKeyword + " = \"" + fileName + "\";");
+}
+
+}  // namespace validation

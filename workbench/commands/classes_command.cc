@@ -1,0 +1,72 @@
+// `loopbox classes`: what a plug-in offers.
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "runtime/runtime.h"
+#include "workbench/commands/class_images.h"
+#include "workbench/commands/commands.h"
+#include "workbench/console.h"
+#include "workbench/plugin_folder.h"
+#include "workbench/text.h"
+
+namespace workbench {
+namespace {
+
+std::string Hexadecimal(const char* format, std::uint32_t word) {
+  char text[16];
+  std::snprintf(text, sizeof text, format, word);
+  return text;
+}
+
+// An image of the icon format: an 8-byte signature, which says whether a mask
+// of transparency comes first, then width and height, 16 bits each.
+std::string ImageText(const std::uint8_t* image) {
+  if (image == nullptr) return "none";
+  const auto word = [image](std::size_t at) { return image[at] | image[at + 1] << 8; };
+  const char* kind = std::memcmp(image, ".NIC.IBW", 8) == 0   ? "mask and colour"
+                     : std::memcmp(image, ".NIC.I04", 8) == 0 ? "colour"
+                                                              : "unknown format";
+  return std::to_string(word(8)) + " × " + std::to_string(word(10)) + ", " + kind;
+}
+
+// The top byte is the major number, the next the minor one.
+std::string VersionText(std::uint32_t version) {
+  return std::to_string(version >> 24) + "." + std::to_string(version >> 16 & 0xFF) + " (" +
+         Hexadecimal("0x%08X", version) + ")";
+}
+
+void Print(const std::string& text) { std::fputs(text.c_str(), stdout); }
+
+}  // namespace
+
+int ListClasses(const std::string& pluginPath, const std::string& images) {
+  const auto plugin = LoadPlugin(pluginPath);
+  if (!plugin) return kApplicationWrong;
+  CTable head;
+  head.Add({"plug-in", plugin->Name()});
+  head.Add({"file", plugin->Path()});
+  head.Add({"version", VersionText(plugin->Version())});
+  head.Add({"small image", ImageText(plugin->SmallImage())});
+  head.Add({"large image", ImageText(plugin->LargeImage())});
+  Print(head.Text(0));
+  for (const runtime::TClass& item : plugin->Classes()) {
+    CTable table;
+    table.Add({"description", item.description});
+    table.Add({"info word", Hexadecimal("0x%08X", item.infoWord)});
+    table.Add({"small image", ImageText(item.smallImage)});
+    table.Add({"large image", ImageText(item.largeImage)});
+    Print("\n" + item.name + "\n" + table.Text());
+  }
+  if (images.empty()) return kDone;
+  std::vector<std::string> written;
+  std::string error;
+  const bool done = WriteImages(*plugin, images, &written, &error);
+  Print("\n");
+  for (const std::string& name : written) Print("written: " + name + "\n");
+  if (!done) PrintError(error);
+  return done ? kDone : kApplicationWrong;
+}
+
+}  // namespace workbench

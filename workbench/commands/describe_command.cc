@@ -1,0 +1,120 @@
+// `loopbox describe`: the reference of a class, from what the plug-in answers
+// and from the class's reference file.
+#include <algorithm>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "runtime/runtime.h"
+#include "workbench/commands/commands.h"
+#include "workbench/console.h"
+#include "workbench/document.h"
+#include "workbench/faults.h"
+#include "workbench/plugin_folder.h"
+
+namespace workbench {
+namespace {
+
+std::string ColorText(std::uint32_t color) {
+  char text[16];
+  std::snprintf(text, sizeof text, "#%02X%02X%02X", color & 0xFF, color >> 8 & 0xFF, color >> 16 & 0xFF);
+  return text;
+}
+
+// What the reference tells of a name, and no longer has to tell.
+std::string Taken(std::vector<TMeaning>* meanings, const std::string& name) {
+  const auto found =
+      std::find_if(meanings->begin(), meanings->end(), [&](const TMeaning& meaning) { return meaning.name == name; });
+  if (found == meanings->end()) return {};
+  std::string text = found->text;
+  meanings->erase(found);
+  return text;
+}
+
+void AddNamed(const char* heading, const std::vector<runtime::TNamed>& items, std::vector<TMeaning> meanings,
+              CDocument* document) {
+  document->Heading(heading);
+  TDocumentTable table = {{{"name", true}, {"declared as", true}, {"meaning", false}}, 2, {}};
+  for (const auto& item : items) table.rows.push_back({item.name, item.description, Taken(&meanings, item.name)});
+  for (const TMeaning& rest : meanings) table.rows.push_back({rest.name, "not listed", rest.text});
+  document->Table(std::move(table));
+}
+
+void AddKeywords(const CReference& reference, CDocument* document) {
+  TDocumentTable table;
+  const auto& keywords = reference.Keywords();
+  for (auto keyword = keywords.begin(); keyword != keywords.end(); ++keyword) {
+    if (keyword == keywords.begin() || keyword->section != (keyword - 1)->section) {
+      document->Heading("Keywords: " + keyword->section);
+      table = {{{"keyword", true},
+                {"type", false},
+                {"default", true},
+                {"range", false},
+                {"meaning", false},
+                {"example", true}},
+               3,
+               {}};
+    }
+    table.rows.push_back(
+        {keyword->keyword, keyword->type, keyword->defaultValue, keyword->range, keyword->meaning, keyword->example});
+    if (keyword + 1 == keywords.end() || (keyword + 1)->section != keyword->section) document->Table(table);
+  }
+}
+
+void AddReference(const CReference& reference, CDocument* document) {
+  AddKeywords(reference, document);
+  document->Heading("What check has to say");
+  TDocumentTable notes = {{{"kind", false}, {"text", false}}, 2, {}};
+  for (const TNote& note : reference.Notes()) notes.rows.push_back({note.warning ? "warning" : "note", note.text});
+  document->Table(std::move(notes));
+  if (reference.State().empty()) return;
+  document->Heading("Further columns of a trace, with --trace-state");
+  TDocumentTable columns = {{{"column", true}, {"from", true}}, 2, {}};
+  for (const auto& column : reference.State()) columns.rows.push_back({"NAME." + column.name, column.procedure});
+  document->Table(std::move(columns));
+}
+
+}  // namespace
+
+int DescribeClass(const std::string& className, const std::string& pluginPath, bool asMarkdown) {
+  const auto plugin = LoadPlugin(pluginPath);
+  if (!plugin) return kApplicationWrong;
+  const auto& classes = plugin->Classes();
+  const auto found =
+      std::find_if(classes.begin(), classes.end(), [&](const auto& item) { return item.name == className; });
+  if (found == classes.end()) {
+    std::string message = "the plug-in has no class \"" + className + "\"; its classes are";
+    for (const auto& item : classes) message += " " + item.name;
+    PrintError(message);
+    return kApplicationWrong;
+  }
+  runtime::TClassDescription description;
+  TReferences references;
+  std::string error;
+  const CCrashNotice notice(plugin->Path() + ": the plug-in crashed while it described " + className);
+  if (!plugin->Describe(className, &description, &error) || !LoadReferences(*plugin, &references, &error)) {
+    PrintError(error);
+    return kApplicationWrong;
+  }
+  const auto reference = references.find(className);
+  const bool isReferred = reference != references.end();
+
+  CDocument document(className, found->description);
+  if (isReferred) {
+    for (const std::string& remark : reference->second.Remarks()) document.Paragraph(remark);
+  }
+  AddNamed("Events", description.events, isReferred ? reference->second.Events() : std::vector<TMeaning>(), &document);
+  AddNamed("Procedures", description.procedures, isReferred ? reference->second.Procedures() : std::vector<TMeaning>(),
+           &document);
+  document.Heading("Colours and their defaults");
+  TDocumentTable colors = {{{"keyword", true}, {"default", true}, {"description", false}}, 3, {}};
+  for (const auto& color : description.colors)
+    colors.rows.push_back({color.keyword, ColorText(color.defaultColor), color.description});
+  document.Table(std::move(colors));
+  if (isReferred) AddReference(reference->second, &document);
+  std::fputs((asMarkdown ? document.Markdown() : document.Text()).c_str(), stdout);
+  if (!isReferred) PrintError("no reference of the keywords of " + className + " stands beside the plug-in");
+  return kDone;
+}
+
+}  // namespace workbench

@@ -1,0 +1,193 @@
+#include "workbench/report/report.h"
+
+#include <cmath>
+#include <filesystem>
+#include <limits>
+#include <system_error>
+#include <utility>
+
+#include "painting/painting.h"
+#include "workbench/csv.h"
+#include "workbench/text.h"
+
+namespace workbench {
+namespace {
+
+constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+
+// More colours that all can tell apart: Okabe, Ito, Color Universal Design, 2008.
+constexpr std::uint32_t kVermillion = 0x005ED5;
+constexpr std::uint32_t kPurple = 0xA779CC;
+constexpr std::uint32_t kStateColors[] = {painting::kPlotBlue, kVermillion, painting::kPlotGreen, kPurple,
+                                          painting::kPlotOrange};
+
+constexpr struct {
+  const char* name;  // in the words of a mark
+  runtime::EPane pane;
+} kPanes[] = {{"output", runtime::kOutputPane}, {"wish", runtime::kWishPane}, {"value", runtime::kValuePane}};
+
+// The columns of a trace that a comparison reads, in the order of the plot's
+// curves.
+constexpr struct {
+  const char* column;
+  bool holds;
+} kCompared[] = {{"wish_value", true}, {"value", false}, {"output", true}};
+
+bool Differs(double one, double other) { return one != other && !(std::isnan(one) && std::isnan(other)); }
+
+}  // namespace
+
+CReport::CReport(const runtime::CApplication& theApplication, const TReferences& references)
+    : application(theApplication) {
+  for (std::size_t index = 0; index < application.InstrumentCount(); ++index) {
+    const runtime::CInstrumentHandle instrument = application.Instrument(index);
+    if (instrument.PaneCount() == 0 || !KindOf(instrument.Events())) continue;
+    const auto found = references.find(instrument.ClassName());
+    AddRegulator(instrument, found == references.end() ? nullptr : &found->second);
+  }
+}
+
+void CReport::AddRegulator(const runtime::CInstrumentHandle& instrument, const CReference* reference) {
+  TReportRegulator regulator{instrument, {}, 0, {}};
+  regulator.firstPanel = plot.AddPanel("", instrument.QuantityUnit(), 2.4);
+  plot.AddCurve(regulator.firstPanel, "wish", painting::kPlotOrange, true);
+  plot.AddCurve(regulator.firstPanel, "value", painting::kPlotBlue, false);
+  if (reference != nullptr && !reference->Band().plus.empty() && !reference->Band().minus.empty()) {
+    regulator.band = reference->Band();
+    plot.AddCurve(regulator.firstPanel, "band from", kPurple, true);
+    plot.AddCurve(regulator.firstPanel, "band to", kPurple, true);
+  }
+  plot.AddCurve(plot.AddPanel("", instrument.OutputUnit(), 1), "output", painting::kPlotGreen, true);
+  if (reference != nullptr) {
+    for (const runtime::TStateColumn& column : reference->State()) {
+      if (regulator.state.empty() || regulator.state.back().columns[0].procedure != column.procedure) {
+        regulator.state.push_back({{}, plot.AddPanel("", "", 1), {}});
+      }
+      TReportState& state = regulator.state.back();
+      plot.AddCurve(state.panel, column.name, kStateColors[state.columns.size() % std::size(kStateColors)], true);
+      state.columns.push_back(column);
+    }
+  }
+  regulators.push_back(std::move(regulator));
+}
+
+bool CReport::Compare(const std::string& fileName, std::string* error) {
+  const auto reader = CCsvReader::Open(fileName, error);
+  if (!reader) return false;
+  const std::ptrdiff_t time = reader->Column("time");
+  if (time < 0) {
+    *error = reader->Complaint("expected a column \"time\", in seconds");
+    return false;
+  }
+  comparison.name = std::filesystem::path(fileName).filename().string();
+  std::vector<std::size_t> columns;
+  std::vector<std::ptrdiff_t> bySummary;  // wish, value and output of each regulator
+  for (const TReportRegulator& regulator : regulators) {
+    const std::size_t panel = comparison.plot.AddPanel("", "", 1);
+    for (const auto& compared : kCompared) {
+      const std::string name = regulator.instrument.Name() + "." + compared.column;
+      const std::ptrdiff_t column = reader->Column(name);
+      bySummary.push_back(column);
+      if (column < 0) continue;
+      columns.push_back(static_cast<std::size_t>(column));
+      comparison.columns.push_back(name);
+      comparison.plot.AddCurve(panel, name, 0, compared.holds);
+    }
+  }
+  if (columns.empty()) {
+    *error = reader->Complaint("no column is a pane of this application's regulators, as NAME.value");
+    return false;
+  }
+  std::vector<double> row(reader->Header().size(), kNone);
+  std::vector<double> sample(columns.size());
+  const auto timeColumn = static_cast<std::size_t>(time);
+  double now = -std::numeric_limits<double>::infinity();
+  CCsvReader::EOutcome outcome = CCsvReader::kRow;
+  for (std::uint64_t rows = 0; (outcome = reader->Next(error)) == CCsvReader::kRow; ++rows) {
+    if (!reader->Later(timeColumn, &now, error)) return false;
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+      if (!reader->Number(columns[i], &row[columns[i]], error)) return false;
+      sample[i] = row[columns[i]];
+    }
+    comparison.plot.Feed(now, sample);
+    comparison.summaries.resize(regulators.size());
+    for (std::size_t i = 0; i < regulators.size(); ++i) {
+      const std::ptrdiff_t* const of = &bySummary[3 * i];
+      if (of[0] < 0 || of[1] < 0 || of[2] < 0) continue;
+      // The first row of a trace stands one period behind the start.
+      if (rows == 0) comparison.summaries[i].emplace(now);
+      const auto at = [&](std::size_t which) { return row[static_cast<std::size_t>(of[which])]; };
+      comparison.summaries[i]->Feed({now, at(0), at(1), at(2), std::nullopt});
+    }
+  }
+  return outcome == CCsvReader::kEnd;
+}
+
+void CReport::Mark(double time, const std::string& instrument, const std::string& text) {
+  if (marks.size() < kMostMarks) {
+    marks.push_back({time, instrument, text});
+  } else {
+    ++furtherMarks;
+  }
+}
+
+void CReport::Observe() {
+  values.clear();
+  for (TReportRegulator& regulator : regulators) {
+    const double wish = regulator.instrument.Pane(runtime::kWishPane).value;
+    values.push_back(wish);
+    values.push_back(regulator.instrument.Pane(runtime::kValuePane).value);
+    if (!regulator.band.plus.empty()) ObserveBand(regulator, wish);
+    values.push_back(regulator.instrument.Pane(runtime::kOutputPane).value);
+    ObserveState(regulator);
+    ObserveAlarms(regulator);
+  }
+  plot.Feed(application.Time(), values);
+}
+
+double CReport::Answer(const runtime::CInstrumentHandle& instrument, const std::string& procedure) {
+  arguments.assign(1, 0.0);
+  return instrument.Call(procedure, &arguments) ? arguments[0] : kNone;
+}
+
+void CReport::ObserveBand(const TReportRegulator& regulator, double wish) {
+  values.push_back(wish - Answer(regulator.instrument, regulator.band.minus));
+  values.push_back(wish + Answer(regulator.instrument, regulator.band.plus));
+}
+
+void CReport::ObserveState(TReportRegulator& regulator) {
+  for (TReportState& state : regulator.state) {
+    arguments.assign(state.columns[0].argumentCount, 0.0);
+    const bool resolves = regulator.instrument.Call(state.columns[0].procedure, &arguments);
+    const bool first = state.first.empty();
+    for (std::size_t i = 0; i < state.columns.size(); ++i) {
+      const runtime::TStateColumn& column = state.columns[i];
+      const double answer = resolves ? arguments[column.argument] : kNone;
+      values.push_back(column.negate ? -answer : answer);
+      if (first) state.first.push_back(values.back());
+      state.varies = state.varies || Differs(values.back(), state.first[i]);
+    }
+  }
+}
+
+void CReport::ObserveAlarms(TReportRegulator& regulator) {
+  for (std::size_t i = 0; i < std::size(kPanes); ++i) {
+    const runtime::TPane pane = regulator.instrument.Pane(kPanes[i].pane);
+    const bool now[2] = {pane.belowLimit, pane.aboveLimit};
+    for (int side = 0; side < 2; ++side) {
+      if (now[side] && !regulator.alarms[i][side]) {
+        Mark(application.Time(), regulator.instrument.Name(),
+             std::string("alarm: ") + kPanes[i].name +
+                 (side == 0 ? " below its low limit, " : " above its high limit, ") + Significant(pane.value));
+      }
+      regulator.alarms[i][side] = now[side];
+    }
+  }
+}
+
+bool CReport::Write(const std::string& fileName, const CRegulatorWatch& watch, bool complete,
+                    std::string* error) const {
+  return painting::WritePicture(fileName, ReportPage(*this, watch, complete), error);
+}
+
+}  // namespace workbench

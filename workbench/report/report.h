@@ -1,0 +1,101 @@
+// The report of a run: one page of HTML that needs nothing else, with plots,
+// metrics, events, panes and the application's text.
+#ifndef LOOPBOX_WORKBENCH_REPORT_REPORT_H
+#define LOOPBOX_WORKBENCH_REPORT_REPORT_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "painting/plot.h"
+#include "runtime/runtime.h"
+#include "runtime/trace.h"
+#include "workbench/plugin_folder.h"
+#include "workbench/run/regulator_watch.h"
+
+namespace workbench {
+
+// Something that happened in the run, shown at its time. Without an instrument
+// it concerns all.
+struct TReportMark {
+  double time;  // seconds
+  std::string instrument;
+  std::string text;
+};
+
+// What a regulator has learnt, as far as one procedure says it.
+struct TReportState {
+  std::vector<runtime::TStateColumn> columns;
+  std::size_t panel;          // of the plot's panels
+  std::vector<double> first;  // values in the first period
+  bool varies = false;        // else it is left out
+};
+
+struct TReportRegulator {
+  runtime::CInstrumentHandle instrument;
+  TBandProcedures band;    // both names, or none
+  std::size_t firstPanel;  // of the plot's: wish and value; then the output
+  std::vector<TReportState> state;
+  bool alarms[3][2] = {};  // by pane: below and above its limit
+};
+
+// An earlier run, from its trace.
+struct TReportComparison {
+  std::string name;  // of the file; empty: none
+  painting::CPlot plot;
+  std::vector<std::string> columns;  // by curve
+  // By regulator, as far as it has panes in the trace. What only the run itself
+  // knows, as the band, is missing.
+  std::vector<std::optional<CRegulatorSummary>> summaries;
+};
+
+// Memory does not grow with the length of the run: what a pixel can't show is
+// kept as its lowest and highest, and the first kMostMarks events.
+class CReport {
+ public:
+  static constexpr std::size_t kMostMarks = 500;
+
+  // Both outlive the report.
+  CReport(const runtime::CApplication& application, const TReferences& references);
+  // Reads an earlier trace. False with a message, also when it has no column
+  // of this application's regulators.
+  bool Compare(const std::string& fileName, std::string* error);
+
+  void Mark(double time, const std::string& instrument, const std::string& text);
+  // After each period.
+  void Observe();
+  // False with a message that names the file. `complete`: the run came to its
+  // end.
+  bool Write(const std::string& fileName, const CRegulatorWatch& watch, bool complete, std::string* error) const;
+
+  const runtime::CApplication& Application() const { return application; }
+  const painting::CPlot& Plot() const { return plot; }
+  const std::vector<TReportRegulator>& Regulators() const { return regulators; }
+  const std::vector<TReportMark>& Marks() const { return marks; }
+  std::uint64_t FurtherMarks() const { return furtherMarks; }
+  const TReportComparison& Comparison() const { return comparison; }
+
+ private:
+  void AddRegulator(const runtime::CInstrumentHandle& instrument, const CReference* reference);
+  void ObserveBand(const TReportRegulator& regulator, double wish);
+  double Answer(const runtime::CInstrumentHandle& instrument, const std::string& procedure);
+  void ObserveState(TReportRegulator& regulator);
+  void ObserveAlarms(TReportRegulator& regulator);
+
+  const runtime::CApplication& application;
+  painting::CPlot plot;
+  std::vector<TReportRegulator> regulators;
+  std::vector<TReportMark> marks;
+  std::uint64_t furtherMarks = 0;
+  TReportComparison comparison;
+  std::vector<double> values;     // of a period
+  std::vector<double> arguments;  // of a call
+};
+
+// The page; `summaries` are the regulators' in the same order.
+std::string ReportPage(const CReport& report, const CRegulatorWatch& watch, bool complete);
+
+}  // namespace workbench
+
+#endif

@@ -1,0 +1,50 @@
+// The file that a trace goes to.
+#ifndef LOOPBOX_WORKBENCH_RUN_TRACE_FILE_H
+#define LOOPBOX_WORKBENCH_RUN_TRACE_FILE_H
+
+#include <cerrno>
+#include <cstdio>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "runtime/runtime.h"
+#include "runtime/trace.h"
+
+namespace workbench {
+
+class CTraceFile {
+ public:
+  CTraceFile() = default;
+  ~CTraceFile();
+  CTraceFile(const CTraceFile&) = delete;
+  CTraceFile& operator=(const CTraceFile&) = delete;
+
+  // Writes the header. `name` may be kStandardOutput. False with a message.
+  bool Open(const std::string& name, runtime::CApplication& application,
+            const std::vector<runtime::TStateColumn>& state, std::string* error);
+  bool IsOpen() const { return trace.has_value(); }
+  void WriteRow() {
+    trace->WriteRow();
+    if (Failed() && firstError == 0) firstError = errno;
+  }
+  // Everything so far is in the file.
+  bool Flush(std::string* error);
+  // True when a row was lost: no more can be written.
+  bool Failed() const { return std::ferror(file) != 0; }
+  // Flush, and close a file that was opened.
+  bool Close(std::string* error);
+
+ private:
+  std::string Loss() const;
+
+  std::string shownName;
+  std::FILE* file = nullptr;
+  std::vector<char> buffer;
+  int firstError = 0;  // errno of the first loss; what the run's end does may fail too
+  std::optional<runtime::CTrace> trace;
+};
+
+}  // namespace workbench
+
+#endif
