@@ -17,16 +17,16 @@ namespace {
   std::exit(1);
 }
 
-class CFolder {
+class CBenchFolder {
  public:
-  CFolder() {
+  CBenchFolder() {
     const std::filesystem::path memory = "/dev/shm";
     const std::filesystem::path place =
         std::filesystem::is_directory(memory) ? memory : std::filesystem::temp_directory_path();
     path = place / "loopbox-bench-XXXXXX";
     if (mkdtemp(path.data()) == nullptr) Fail(path + ": can't be made");
   }
-  ~CFolder() {
+  ~CBenchFolder() {
     std::error_code ignored;
     std::filesystem::remove_all(path, ignored);
   }
@@ -36,7 +36,7 @@ class CFolder {
 }  // namespace
 
 std::string FilePath(const std::string& name) {
-  static const CFolder folder;
+  static const CBenchFolder folder;
   return folder.path + "/" + name;
 }
 
@@ -133,13 +133,13 @@ std::string Text(const TShape& shape) {
   return text;
 }
 
-CBench::CBench(const std::string& text) : application(ReadText(text)) {
+CBenchRun::CBenchRun(const std::string& text) : application(ReadText(text)) {
   runtime::TItem ramp;
   if (!application->FindItem("ramp", &ramp).empty()) return;
   application->SetInput([this, ramp](double) { application->SetElementValue(ramp, Varied(done++)); });
 }
 
-void CBench::Step(std::size_t periods) {
+void CBenchRun::Step(std::size_t periods) {
   for (std::size_t i = 0; i < periods; ++i) {
     if (!application->Step()) Fail("the run is over");
   }

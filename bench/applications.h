@@ -43,9 +43,9 @@ bool FindShape(const std::string& name, TShape* shape);
 std::string Text(const TShape& shape);
 
 // An application that runs on and on, its `ramp` varied.
-class CBench {
+class CBenchRun {
  public:
-  explicit CBench(const std::string& text);
+  explicit CBenchRun(const std::string& text);
   // Runs so many periods.
   void Step(std::size_t periods = 1);
   runtime::CApplication& operator*() const { return *application; }

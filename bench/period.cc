@@ -10,7 +10,7 @@
 namespace bench {
 
 // What a profiler is told to look at.
-__attribute__((noinline)) void CountedPeriods(CBench& running, std::size_t periods) { running.Step(periods); }
+__attribute__((noinline)) void CountedPeriods(CBenchRun& running, std::size_t periods) { running.Step(periods); }
 
 }  // namespace bench
 
@@ -25,7 +25,7 @@ int main(int argc, char** argv) {
     return 2;
   }
   shape.count = std::strtoul(argv[2], nullptr, 10);
-  bench::CBench running(Text(shape));
+  bench::CBenchRun running(Text(shape));
   running.Step(100);
   bench::CountedPeriods(running, std::strtoul(argv[3], nullptr, 10));
   return 0;

@@ -15,7 +15,7 @@ namespace {
 constexpr double kManyTarget = 10.0;  // at 100,000 instruments
 
 TBatch PeriodBatch(const TShape& shape) {
-  auto running = std::make_shared<CBench>(Text(shape));
+  auto running = std::make_shared<CBenchRun>(Text(shape));
   running->Step(100);
   return {[running] { running->Step(); }, static_cast<double>(shape.count)};
 }

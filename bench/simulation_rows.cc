@@ -25,7 +25,7 @@ std::string LoopText(int substeps) {
 }
 
 TBatch Simulated(int substeps) {
-  auto running = std::make_shared<CBench>(LoopText(substeps));
+  auto running = std::make_shared<CBenchRun>(LoopText(substeps));
   return {[running] { running->Step(kPeriods); }, kPeriods};
 }
 

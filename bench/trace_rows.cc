@@ -9,6 +9,7 @@
 
 #include "bench/applications.h"
 #include "bench/rows.h"
+#include "runtime/trace.h"
 
 namespace bench {
 
@@ -35,7 +36,7 @@ struct TTraced {
     trace->WriteRow();
     rowBytes = static_cast<std::size_t>(std::ftell(file) - before);
   }
-  CBench running;
+  CBenchRun running;
   std::FILE* file;
   std::vector<char> buffer;
   std::unique_ptr<runtime::CTrace> trace;

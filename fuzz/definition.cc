@@ -15,7 +15,7 @@ constexpr char kBefore[] =
     "instrument meter other expression = u; end_instrument;\n";
 
 void CheckReadAgain(const tests::CRun& run, std::size_t index, fuzz::CBytes& bytes) {
-  const runtime::TInstrumentPart& part = run->Part().instruments[index];
+  const runtime::TInstrumentState& part = run.State().instruments[index];
   const runtime::TMemoryStatistics before = runtime::MemoryStatistics();
   fuzz::Check(run.ReadAgain(index, part.end), "a definition that was read is read again");
   // A part of it, which most often is no definition.
@@ -41,7 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   // The definition's own bytes serve as values too.
   fuzz::CBytes values(data, size);
   fuzz::RunSome(run, 4, &values);
-  const std::size_t index = run->Part().instrumentByName.at("reg");
+  const std::size_t index = run.State().instrumentByName.at("reg");
   if (number != kMeter) {
     const fuzz::TOutput output = fuzz::OutputOf(run, "reg");
     // Zero stands there before the first output.

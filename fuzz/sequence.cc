@@ -103,7 +103,7 @@ class CSequence {
 void CSequence::Act(std::uint32_t reason) {
   run.SetValue("u", kUnwritten);
   object.Action(reason);
-  run->Part().activated.clear();
+  run.State().activated.clear();
   const fuzz::TOutput output = fuzz::OutputOf(run, "reg");
   const bool isPid = &kind == &kKinds[0];
   const double u = run.Value("u");

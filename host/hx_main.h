@@ -97,6 +97,9 @@ class CMsgScanner {
 };
 extern CMsgScanner* RunMsgScanner;
 
+// The number of this interface, which a host and a plug-in must have in common.
+constexpr std::uint32_t kInterfaceNumber = 0x105;
+
 void Init_();
 
 }  // namespace hx_main

@@ -68,6 +68,8 @@ constexpr std::uint32_t kEventKeep = 0x4000;   // keep what was learnt
 constexpr std::uint32_t kKeepAtEnd = 1;        // second word: the run ends
 constexpr std::uint32_t kKeepOnRequest = 800;  // second word: the application asked
 
+constexpr std::uint32_t kMillisecondsPerDay = 86'400'000;
+
 // The application's clock in milliseconds, 0 to 86,399,999, restarting daily.
 // It stands still within a period.
 std::uint32_t GetTimeMS();

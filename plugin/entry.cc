@@ -11,7 +11,6 @@ using loopbox::TInstrumentClass;
 using loopbox::TText;
 
 constexpr std::uint32_t kVersion = 0x01040000;
-constexpr std::uint32_t kHostInterface = 0x105;
 constexpr TText kLibraryName = loopbox::Text<10>(u"Regulátory");
 constexpr TText kWrongInterface = loopbox::Text<21>(hx_err_::_Wrong_API_version);
 
@@ -57,7 +56,7 @@ std::uint32_t Version() { return kVersion; }
 
 std::uint8_t Check(std::uint32_t capacity, char16_t* message, std::uint32_t, std::uint32_t, std::uint32_t,
                    std::uint32_t hostInterface) {
-  if (hostInterface == kHostInterface) return 1;
+  if (hostInterface == hx_main::kInterfaceNumber) return 1;
   Copy(capacity, message, kWrongInterface);
   return 0;
 }

@@ -2,8 +2,9 @@
 #include <filesystem>
 
 #include "runtime/instruments/application_state.h"
+#include "runtime/instruments/driver.h"
 #include "runtime/instruments/making.h"
-#include "runtime/script/script.h"
+#include "runtime/instruments/meters.h"
 #include "runtime/text/wide_text.h"
 
 namespace runtime {
@@ -14,13 +15,6 @@ constexpr std::size_t kPaneCount = 3;
 
 }  // namespace
 
-const gaugekit::CMeter* MeterOf(const view::CNodeView& instrument, std::size_t number) {
-  for (const view::CView* child = instrument.firstChild; child != nullptr; child = child->next) {
-    if (child->kind == view::kMeter && number-- == 0) return static_cast<const gaugekit::CMeter*>(child);
-  }
-  return nullptr;
-}
-
 // --- CApplication ---
 
 CApplication::CApplication() = default;
@@ -29,125 +23,126 @@ CApplication::~CApplication() = default;
 std::unique_ptr<CApplication> CApplication::Read(const TReadOptions& options, CPlugin& plugin,
                                                  std::vector<TDiagnostic>* diagnostics) {
   std::unique_ptr<CApplication> application(new CApplication());
-  application->part = std::make_unique<TApplicationPart>(plugin);
-  TApplicationPart& part = *application->part;
-  part.options = options;
-  part.diagnostics = diagnostics;
+  application->state = std::make_unique<TApplicationState>(plugin);
+  TApplicationState& state = *application->state;
+  state.options = options;
+  state.diagnostics = diagnostics;
   std::string error;
-  if (!CSource::Load(options.path, &part.source, &error)) {
+  if (!CSource::Load(options.path, &state.source, &error)) {
     TDiagnostic diagnostic;
     diagnostic.message = error;
     diagnostics->push_back(std::move(diagnostic));
     return nullptr;
   }
-  part.files = MakeFileContext(std::filesystem::path(options.path).parent_path().string());
-  ReadApplication(part);
-  const bool failed = part.HasErrors();
-  part.diagnostics = nullptr;
+  state.files = MakeFileContext(std::filesystem::path(options.path).parent_path().string());
+  ReadApplication(state);
+  const bool failed = state.HasErrors();
+  state.diagnostics = nullptr;
   if (failed) return nullptr;
-  part.process.Start(options.seed, [&part](std::uint32_t mark, const std::string& message) {
-    part.Report("process", "line " + std::to_string(part.source.Locate(mark).line) + ": " + message);
+  state.process.Start(options.seed, [&state](std::uint32_t mark, const std::string& message) {
+    state.Report("process", "line " + std::to_string(state.source.Locate(mark).line) + ": " + message);
   });
   return application;
 }
 
-const std::string& CApplication::Name() const { return part->name; }
-double CApplication::Period() const { return part->period; }
-double CApplication::Duration() const { return part->duration; }
-std::uint64_t CApplication::PeriodCount() const { return part->periodCount; }
-std::uint64_t CApplication::PeriodsDone() const { return part->periodsDone; }
-double CApplication::Time() const { return part->expressions.Time(); }
-TApplicationPart& CApplication::Part() { return *part; }
+const std::string& CApplication::Name() const { return state->name; }
+double CApplication::Period() const { return state->period; }
+double CApplication::Duration() const { return state->duration; }
+std::uint64_t CApplication::PeriodCount() const { return state->periodCount; }
+std::uint64_t CApplication::PeriodsDone() const { return state->periodsDone; }
+double CApplication::Time() const { return state->expressions.Time(); }
 
 void CApplication::SetMessageSink(std::function<void(const TRunTimeMessage&)> sink) {
-  part->sink = std::move(sink);
-  for (const TRunTimeMessage& message : part->unseen) part->sink(message);
-  part->unseen.clear();
+  state->sink = std::move(sink);
+  for (const TRunTimeMessage& message : state->unseen) state->sink(message);
+  state->unseen.clear();
 }
 
 bool CApplication::Step() {
-  if (part->ended || part->periodsDone >= part->periodCount) return false;
-  RunPeriod(*part);
+  if (state->ended || state->periodsDone >= state->periodCount) return false;
+  RunPeriod(*state);
   return true;
 }
 
 void CApplication::End() {
-  if (part->ended) return;
-  part->ended = true;
-  KeepLearnt(*part, vcore::kKeepAtEnd);
+  if (state->ended) return;
+  state->ended = true;
+  KeepLearnt(*state, vcore::kKeepAtEnd);
 }
 
-std::size_t CApplication::ElementCount() const { return static_cast<std::size_t>(part->declaredCount); }
+std::size_t CApplication::ElementCount() const { return static_cast<std::size_t>(state->declaredCount); }
 
 TElement CApplication::Element(std::size_t index) const {
-  const TDataElement& element = part->data[static_cast<std::int32_t>(index)];
+  const TDataElement& element = state->data[static_cast<std::int32_t>(index)];
   return {element.name, element.unit, element.isArray ? element.count : 0, element.type == EType::kBoolean,
           element.type == EType::kInteger};
 }
 
 double CApplication::ElementValue(std::size_t index, std::size_t item) const {
-  return part->data.AsDouble(static_cast<std::int32_t>(index), static_cast<std::uint32_t>(item));
+  return state->data.AsDouble(static_cast<std::int32_t>(index), static_cast<std::uint32_t>(item));
 }
 
 std::string CApplication::FindItem(const std::string& name, TItem* item) const {
   std::int32_t element = 0;
   std::uint32_t index = 0;
-  const char* const problem = part->data.FindItem(name, part->declaredCount, &element, &index);
+  const char* const problem = state->data.FindItem(name, state->declaredCount, &element, &index);
   if (problem != nullptr) return problem;
   *item = {static_cast<std::size_t>(element), index};
   return std::string();
 }
 
 const char* CApplication::WriterOf(std::size_t index) const {
-  const TDataElement& element = part->data[static_cast<std::int32_t>(index)];
+  const TDataElement& element = state->data[static_cast<std::int32_t>(index)];
   return element.writtenByProcess ? "the process" : element.isOutput ? "an instrument's output" : nullptr;
 }
 
 std::string CApplication::ReadValue(std::size_t index, const std::string& text, double* value) const {
-  const char* const problem = runtime::ReadValue(part->data[static_cast<std::int32_t>(index)].type, text, value);
+  const char* const problem = runtime::ReadValue(state->data[static_cast<std::int32_t>(index)].type, text, value);
   return problem == nullptr ? std::string() : problem;
 }
 
 void CApplication::SetElementValue(TItem item, double value) {
-  part->data.SetFromDouble(static_cast<std::int32_t>(item.element), static_cast<std::uint32_t>(item.item), value);
+  state->data.SetFromDouble(static_cast<std::int32_t>(item.element), static_cast<std::uint32_t>(item.item), value);
 }
 
-void CApplication::SetInput(std::function<void(double)> input) { part->input = std::move(input); }
+void CApplication::SetInput(std::function<void(double)> input) { state->input = std::move(input); }
 
-std::size_t CApplication::InstrumentCount() const { return part->instruments.size(); }
-CInstrumentHandle CApplication::Instrument(std::size_t index) const { return {part.get(), index}; }
+std::size_t CApplication::InstrumentCount() const { return state->instruments.size(); }
+CInstrumentHandle CApplication::Instrument(std::size_t index) const { return {state.get(), index}; }
 
-std::string_view CApplication::Text() const { return part->source.Text(); }
+std::string_view CApplication::Text() const { return state->source.Text(); }
 
 TDiagnostic CApplication::At(std::uint32_t offset, std::string message) const {
-  return MakeDiagnostic(part->source, TDiagnostic::kWarning, offset, std::move(message));
+  return MakeDiagnostic(state->source, TDiagnostic::kWarning, offset, std::move(message));
 }
+
+TApplicationState& StateOf(CApplication& application) { return *application.state; }
 
 // --- CInstrumentHandle ---
 
-CInstrumentHandle::CInstrumentHandle(TApplicationPart* theApplication, std::size_t theIndex)
+CInstrumentHandle::CInstrumentHandle(TApplicationState* theApplication, std::size_t theIndex)
     : application(theApplication), index(theIndex) {}
 
-TInstrumentPart& CInstrumentHandle::Part() const { return application->instruments[index]; }
-const std::string& CInstrumentHandle::Name() const { return Part().name; }
-const std::string& CInstrumentHandle::ClassName() const { return Part().className; }
-const std::string& CInstrumentHandle::Title() const { return Part().title; }
-bool CInstrumentHandle::NeedsTiming() const { return Part().timed; }
-const std::string& CInstrumentHandle::QuantityUnit() const { return Part().quantityUnit; }
-const std::string& CInstrumentHandle::OutputUnit() const { return Part().outputUnit; }
-std::uint32_t CInstrumentHandle::Offset() const { return Part().header; }
-const view::CNodeView* CInstrumentHandle::View() const { return Part().object; }
-bool CInstrumentHandle::IsMeter() const { return Part().object->kind == view::kMeter; }
-std::vector<TNamed> CInstrumentHandle::Events() const { return Described(EventsOf(*Part().object)); }
-std::vector<TNamed> CInstrumentHandle::Procedures() const { return Described(ProceduresOf(*Part().object)); }
+TInstrumentState& CInstrumentHandle::State() const { return application->instruments[index]; }
+const std::string& CInstrumentHandle::Name() const { return State().name; }
+const std::string& CInstrumentHandle::ClassName() const { return State().className; }
+const std::string& CInstrumentHandle::Title() const { return State().title; }
+bool CInstrumentHandle::NeedsTiming() const { return State().timed; }
+const std::string& CInstrumentHandle::QuantityUnit() const { return State().quantityUnit; }
+const std::string& CInstrumentHandle::OutputUnit() const { return State().outputUnit; }
+std::uint32_t CInstrumentHandle::Offset() const { return State().header; }
+const view::CNodeView* CInstrumentHandle::View() const { return State().object; }
+bool CInstrumentHandle::IsMeter() const { return State().object->kind == view::kMeter; }
+std::vector<TNamed> CInstrumentHandle::Events() const { return Described(EventsOf(*State().object)); }
+std::vector<TNamed> CInstrumentHandle::Procedures() const { return Described(ProceduresOf(*State().object)); }
 
 std::size_t CInstrumentHandle::PaneCount() const {
-  const view::CNodeView& object = *Part().object;
+  const view::CNodeView& object = *State().object;
   return MeterOf(object, kPaneCount - 1) != nullptr && MeterOf(object, kPaneCount) == nullptr ? kPaneCount : 0;
 }
 
 TPane CInstrumentHandle::Pane(std::size_t pane) const {
-  const gaugekit::CMeter* found = MeterOf(*Part().object, pane);
+  const gaugekit::CMeter* found = MeterOf(*State().object, pane);
   if (found == nullptr || pane >= kPaneCount) return {};
   const gaugekit::CMeter& meter = *found;
   return {meter.meterValue,
@@ -157,27 +152,29 @@ TPane CInstrumentHandle::Pane(std::size_t pane) const {
           meter.disabled == 0,
           meter.lowLimitMark != hx_vinst::kNoMark && meter.meterValue < meter.lowLimit,
           meter.highLimitMark != hx_vinst::kNoMark && meter.meterValue > meter.highLimit,
-          Part().object->host->limitedPeriods[pane]};
+          pane == kWishPane    ? State().object->host->wishLimited
+          : pane == kValuePane ? State().object->host->valueLimited
+                               : 0};
 }
 
 double CInstrumentHandle::MeterValue() const {
-  return IsMeter() ? static_cast<const gaugekit::CMeter*>(Part().object)->meterValue : 0.0;
+  return IsMeter() ? static_cast<const gaugekit::CMeter*>(State().object)->meterValue : 0.0;
 }
 
 std::vector<std::string> CInstrumentHandle::Receivers() const {
   std::vector<std::string> names;
-  for (const std::size_t receiver : Part().receivers) names.push_back(application->instruments[receiver].name);
+  for (const std::size_t receiver : State().receivers) names.push_back(application->instruments[receiver].name);
   return names;
 }
 
 std::vector<std::string> CInstrumentHandle::Files() const {
   std::vector<std::string> files;
-  for (const std::string& name : Part().files) files.push_back(application->files.folder + "/" + name);
+  for (const std::string& name : State().files) files.push_back(application->files.folder + "/" + name);
   return files;
 }
 
 bool CInstrumentHandle::Call(const std::string& procedure, std::vector<double>* arguments) const {
-  hx_vinst::CInstrument& object = *Part().object;
+  hx_vinst::CInstrument& object = *State().object;
   const std::u16string name = Utf16(procedure);
   const std::uint32_t identifier = object.GetIdOfName(static_cast<std::uint32_t>(name.size()), name.c_str(), 0);
   const std::string letters = LettersOf(procedure);
@@ -191,8 +188,8 @@ bool CInstrumentHandle::Call(const std::string& procedure, std::vector<double>* 
     }
   }
   hx_expr::TValueArray array = {static_cast<std::uint32_t>(values.size()), values.data()};
-  char16_t error[256];
-  if (!object.Invoke(identifier, &array, 255, error)) return false;
+  char16_t error[kTextCapacity + 1];
+  if (!object.Invoke(identifier, &array, kTextCapacity, error)) return false;
   for (std::size_t i = 0; i < values.size(); ++i) {
     (*arguments)[i] = letters[i] == 'l' ? (values[i].boolean != 0 ? 1.0 : 0.0) : values[i].real;
   }
@@ -205,15 +202,15 @@ std::vector<TDefinitionEntry> CInstrumentHandle::Definition() const {
   std::vector<TDefinitionEntry> entries;
   const std::string_view text = application->source.Text();
   CLexer lexer(application->source);
-  lexer.Seek(Part().begin);
+  lexer.Seek(State().begin);
   std::string block;
-  while (lexer.Peek().offset < Part().end) {
+  while (lexer.Peek().offset < State().end) {
     const TLexeme keyword = lexer.Next();
     TDefinitionEntry entry{block, std::string(keyword.text), std::string(), keyword.offset};
     if (lexer.TakeIf("=")) {
       const std::uint32_t begin = lexer.Peek().offset;
       std::uint32_t end = begin;
-      while (!lexer.Peek().Is(";") && lexer.Peek().offset < Part().end) end = lexer.Next().EndOffset();
+      while (!lexer.Peek().Is(";") && lexer.Peek().offset < State().end) end = lexer.Next().EndOffset();
       entry.value = text.substr(begin, end - begin);
       lexer.TakeIf(";");
     } else if (!lexer.TakeIf(";")) {

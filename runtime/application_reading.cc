@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "runtime/instruments/application_state.h"
+#include "runtime/instruments/driver.h"
 #include "runtime/instruments/making.h"
 #include "runtime/platform/clock.h"
 #include "runtime/platform/memory.h"
@@ -20,10 +21,8 @@ constexpr double kMaximumPeriods = 0x1p53;  // counted exactly by a double
 constexpr double kForgivenExcess = 1e-9;    // of a period
 constexpr std::size_t kMaximumInstruments = 100'000;
 constexpr std::size_t kMaximumErrors = 20;  // shown of one text
-constexpr std::uint32_t kMessageCapacity = 255;
-constexpr std::uint32_t kTokenCapacity = 1023;
 
-struct TBlock {
+struct TTextBlock {
   std::uint32_t header;  // offset of the keyword
   std::uint32_t begin;
   std::uint32_t end;
@@ -31,29 +30,29 @@ struct TBlock {
 
 // The blocks whose reading waits until all names are known.
 struct TLaterBlocks {
-  std::vector<TBlock> processes;
-  std::vector<TBlock> scripts;
+  std::vector<TTextBlock> processes;
+  std::vector<TTextBlock> scripts;
 };
 
 class CApplicationReader {
  public:
-  explicit CApplicationReader(TApplicationPart& theApplication)
+  explicit CApplicationReader(TApplicationState& theApplication)
       : application(theApplication), lexer(theApplication.source) {}
 
   void Read() {
-    Guarded([this] { ReadBlocks(); });
+    WithComplaints([this] { ReadBlocks(); });
     if (application.HasErrors()) return;
     application.declaredCount = application.data.Count();
-    for (const TBlock& block : later.processes) {
-      Guarded([&] {
+    for (const TTextBlock& block : later.processes) {
+      WithComplaints([&] {
         lexer.Seek(block.begin);
         application.process.DeclareIntermediates(lexer);
       });
     }
-    Guarded([this] { CheckNames(); });
-    Guarded([this] { SettleTimes(); });
-    for (const TBlock& block : later.processes) {
-      Guarded([&] {
+    WithComplaints([this] { CheckNames(); });
+    WithComplaints([this] { SettleTimes(); });
+    for (const TTextBlock& block : later.processes) {
+      WithComplaints([&] {
         lexer.Seek(block.begin);
         application.process.ReadProcessBlock(lexer);
       });
@@ -61,20 +60,20 @@ class CApplicationReader {
     SetInitialValues();
     if (!MakeInstruments()) return;
     RunScripts();
-    for (TInstrumentPart& instrument : application.instruments) {
+    for (TInstrumentState& instrument : application.instruments) {
       if (application.diagnostics->size() >= kMaximumErrors && application.HasErrors()) break;
       ReadInstrument(instrument);
     }
-    if (application.script != nullptr) application.script->Close();
+    if (script != nullptr) script->Close();
   }
 
  private:
   template <typename TRead>
-  bool Guarded(TRead read) {
+  bool WithComplaints(TRead read) {
     try {
       read();
       return true;
-    } catch (const CTextError& error) {
+    } catch (const TTextError& error) {
       application.Complain(TDiagnostic::kError, error.offset, error.message);
       return false;
     }
@@ -94,21 +93,21 @@ class CApplicationReader {
       } else if (keyword.Is("script")) {
         later.scripts.push_back(SkipScript(keyword));
       } else {
-        throw CTextError{keyword.offset,
+        throw TTextError{keyword.offset,
                          "expected application, data, process, instrument or script, found " + Describe(keyword)};
       }
     }
   }
 
   void ReadApplicationBlock(std::uint32_t header) {
-    if (!application.name.empty()) throw CTextError{header, "a second application block"};
+    if (!application.name.empty()) throw TTextError{header, "a second application block"};
     application.name = lexer.ExpectIdentifier("the application's name").text;
     for (;;) {
       const TLexeme entry = lexer.ExpectIdentifier("period, duration or end_application");
       if (entry.Is("end_application")) break;
       double* value = entry.Is("period") ? &application.period : entry.Is("duration") ? &application.duration : nullptr;
       if (value == nullptr) {
-        throw CTextError{entry.offset, "expected period, duration or end_application, found " + Describe(entry)};
+        throw TTextError{entry.offset, "expected period, duration or end_application, found " + Describe(entry)};
       }
       lexer.Expect("=");
       const std::uint32_t place = lexer.Peek().offset;
@@ -119,12 +118,12 @@ class CApplicationReader {
     lexer.Expect(";");
   }
 
-  TBlock SkipBlock(std::uint32_t header, std::string_view endKeyword) {
-    TBlock block{header, lexer.Offset(), 0};
+  TTextBlock SkipBlock(std::uint32_t header, std::string_view endKeyword) {
+    TTextBlock block{header, lexer.Offset(), 0};
     for (;;) {
       const TLexeme& next = lexer.Peek();
       if (next.kind == ELexeme::kEnd) {
-        throw CTextError{header, "this block is not closed: expected " + std::string(endKeyword)};
+        throw TTextError{header, "this block is not closed: expected " + std::string(endKeyword)};
       }
       const bool closes = next.kind == ELexeme::kIdentifier && next.text == endKeyword;
       block.end = next.offset;
@@ -136,39 +135,39 @@ class CApplicationReader {
   }
 
   // A script follows its own rules, up to a line that begins with end_script.
-  TBlock SkipScript(const TLexeme& keyword) {
+  TTextBlock SkipScript(const TLexeme& keyword) {
     constexpr std::string_view kEnd = "end_script";
     const std::string_view text = application.source.Text();
     for (std::size_t line = text.find('\n', keyword.offset); line != std::string_view::npos;
          line = text.find('\n', line + 1)) {
       const std::size_t first = text.find_first_not_of(" \t\r", line + 1);
       if (first == std::string_view::npos || text.substr(first, kEnd.size()) != kEnd) continue;
-      const TBlock block{keyword.offset, keyword.EndOffset(), static_cast<std::uint32_t>(first)};
+      const TTextBlock block{keyword.offset, keyword.EndOffset(), static_cast<std::uint32_t>(first)};
       lexer.Seek(block.end);
       lexer.Expect(kEnd);
       lexer.Expect(";");
       return block;
     }
-    throw CTextError{keyword.offset, "this block is not closed: expected a line with end_script"};
+    throw TTextError{keyword.offset, "this block is not closed: expected a line with end_script"};
   }
 
   void ReadInstrumentHeader(std::uint32_t header) {
     if (application.instruments.size() == kMaximumInstruments) {
-      throw CTextError{header, "more than 100000 instruments"};
+      throw TTextError{header, "more than 100000 instruments"};
     }
-    TInstrumentPart instrument;
+    TInstrumentState instrument;
     instrument.className = lexer.ExpectIdentifier("the class of the instrument").text;
     classOffsets.push_back(lexer.LastOffset());
     const TLexeme name = lexer.ExpectIdentifier("the instrument's name");
     instrument.name = name.text;
     if (instrument.name.size() > kMaximumNameLength) {
-      throw CTextError{name.offset, "a name of more than 63 characters"};
+      throw TTextError{name.offset, "a name of more than 63 characters"};
     }
     if (CScript::IsGlobal(name.text) || IsReservedName(name.text)) {
-      throw CTextError{name.offset, "'" + instrument.name + "' has a meaning of its own and can't name an instrument"};
+      throw TTextError{name.offset, "'" + instrument.name + "' has a meaning of its own and can't name an instrument"};
     }
     nameOffsets.push_back(name.offset);
-    const TBlock block = SkipBlock(header, "end_instrument");
+    const TTextBlock block = SkipBlock(header, "end_instrument");
     instrument.header = header;
     instrument.begin = block.begin;
     instrument.end = block.end;
@@ -179,10 +178,10 @@ class CApplicationReader {
     for (std::size_t i = 0; i < application.instruments.size(); ++i) {
       const std::string& name = application.instruments[i].name;
       if (!application.instrumentByName.emplace(name, i).second) {
-        throw CTextError{nameOffsets[i], "a second instrument '" + name + "'"};
+        throw TTextError{nameOffsets[i], "a second instrument '" + name + "'"};
       }
       if (application.data.Find(name) >= 0) {
-        throw CTextError{nameOffsets[i], "'" + name + "' names a data element and an instrument"};
+        throw TTextError{nameOffsets[i], "'" + name + "' names a data element and an instrument"};
       }
     }
   }
@@ -218,19 +217,19 @@ class CApplicationReader {
     if (application.options.period) application.period = *application.options.period;
     if (application.options.duration) application.duration = *application.options.duration;
     if (!(application.period >= kMinimumPeriod) || !std::isfinite(application.period)) {
-      throw CTextError{periodOffset, "a period is at least 0.001 s"};
+      throw TTextError{periodOffset, "a period is at least 0.001 s"};
     }
     if (!(application.duration >= 0.0) || !std::isfinite(application.duration)) {
-      throw CTextError{durationOffset, "a duration is not negative"};
+      throw TTextError{durationOffset, "a duration is not negative"};
     }
     const double periods = std::floor(application.duration / application.period + kForgivenExcess);
-    if (periods > kMaximumPeriods) throw CTextError{durationOffset, "more than 2^53 periods"};
+    if (periods > kMaximumPeriods) throw TTextError{durationOffset, "more than 2^53 periods"};
     application.periodCount = static_cast<std::uint64_t>(periods);
   }
 
   bool MakeInstruments() {
     for (std::size_t i = 0; i < application.instruments.size(); ++i) {
-      TInstrumentPart& instrument = application.instruments[i];
+      TInstrumentState& instrument = application.instruments[i];
       std::string error;
       instrument.object = MakeObject(application, instrument.className, instrument.name, &error);
       if (instrument.object == nullptr) {
@@ -244,26 +243,21 @@ class CApplicationReader {
 
   void RunScripts() {
     if (later.scripts.empty()) return;
-    application.script = new CScript(application);
-    for (const TBlock& block : later.scripts) {
-      Guarded([&] { application.script->RunBlock(block.begin, block.end); });
+    auto made = std::make_unique<CScript>(application);
+    script = made.get();
+    application.script = std::move(made);
+    for (const TTextBlock& block : later.scripts) {
+      WithComplaints([&] { script->RunBlock(block.begin, block.end); });
     }
   }
 
-  void ReadInstrument(TInstrumentPart& instrument) {
-    TReading& reading = application.reading;
-    reading.instrument = &instrument;
-    reading.lexer = std::make_unique<CLexer>(application.source);
-    reading.lexer->Seek(instrument.begin);
-    reading.last = instrument.header;
-    reading.ended = false;
-    reading.complaint.clear();
-    instrument.receivers.clear();
-    instrument.files.clear();
-    char16_t error[kMessageCapacity + 1] = {};
+  void ReadInstrument(TInstrumentState& instrument) {
+    const TReading& reading = application.reading;
+    char16_t error[kTextCapacity + 1] = {};
     char16_t token[kTokenCapacity + 1] = {};
     const std::uint64_t failuresBefore = MemoryStatistics().failures;
-    const bool accepted = instrument.object->ReadSelf(kMessageCapacity, error, kTokenCapacity, token) != 0;
+    const bool accepted =
+        ReadDefinition(application, instrument, instrument.end, {kTextCapacity, error, kTokenCapacity, token});
     if (MemoryStatistics().failures != failuresBefore) {
       application.Complain(TDiagnostic::kError, instrument.header,
                            "out of memory while reading the instrument '" + instrument.name + "'");
@@ -279,13 +273,12 @@ class CApplicationReader {
       instrument.timed = instrument.object->NeedsTiming() != 0;
       if (instrument.timed) application.timed.push_back(TimedOf(*instrument.object));
     }
-    reading.instrument = nullptr;
-    reading.lexer.reset();
   }
 
-  TApplicationPart& application;
+  TApplicationState& application;
   CLexer lexer;
   TLaterBlocks later;
+  CScript* script = nullptr;  // the application's
   std::vector<std::uint32_t> classOffsets;
   std::vector<std::uint32_t> nameOffsets;
   std::uint32_t periodOffset = 0;
@@ -294,7 +287,7 @@ class CApplicationReader {
 
 }  // namespace
 
-void ReadApplication(TApplicationPart& application) {
+void ReadApplication(TApplicationState& application) {
   SetClock(0);
   CApplicationReader(application).Read();
 }

@@ -3,8 +3,8 @@
 
 #include <filesystem>
 
+#include "runtime/instruments/driver.h"
 #include "runtime/instruments/making.h"
-#include "runtime/instruments/plugin_state.h"
 #include "runtime/platform/messages.h"
 #include "runtime/text/wide_text.h"
 
@@ -12,7 +12,6 @@ namespace runtime {
 
 namespace {
 
-constexpr std::uint32_t kTextCapacity = 255;
 constexpr std::uint32_t kMaximumClasses = 1000;  // a plug-in that never says no is cut off
 
 template <typename TFunction>
@@ -43,73 +42,74 @@ void InitialiseModule(void* library, const std::string& path) {
   if (void* initialiser = dlsym(library, symbol.c_str())) reinterpret_cast<void (*)()>(initialiser)();
 }
 
-void Enumerate(TPluginPart* part) {
+void Enumerate(TPluginState* state) {
   char16_t text[kTextCapacity + 1] = {};
   std::uint8_t flag = 0;
-  part->version = part->exports.version();
-  part->exports.getDllInfo(kTextCapacity, text, &part->smallImage, &part->largeImage, &flag);
-  part->name = Translated(Utf8(text));
+  state->version = state->exports.version();
+  state->exports.getDllInfo(kTextCapacity, text, &state->smallImage, &state->largeImage, &flag);
+  state->name = Translated(Utf8(text));
   for (std::uint32_t index = 0; index < kMaximumClasses; ++index) {
-    if (!part->exports.getInstrumentName(index, kTextCapacity, text)) break;
+    if (!state->exports.getInstrumentName(index, kTextCapacity, text)) break;
     TClass found;
     const std::u16string className = text;
     found.name = Utf8(className);
-    if (part->exports.getInstrumentInfo(static_cast<std::uint32_t>(className.size()), className.c_str(),
-                                        &found.smallImage, &found.largeImage, &found.infoWord, kTextCapacity, text)) {
+    if (state->exports.getInstrumentInfo(static_cast<std::uint32_t>(className.size()), className.c_str(),
+                                         &found.smallImage, &found.largeImage, &found.infoWord, kTextCapacity, text)) {
       found.description = Translated(Utf8(text));
     }
-    part->classes.push_back(std::move(found));
+    state->classes.push_back(std::move(found));
   }
 }
 
 }  // namespace
 
-CPlugin::CPlugin() : part(std::make_unique<TPluginPart>()) {}
+CPlugin::CPlugin() : state(std::make_unique<TPluginState>()) {}
 
 CPlugin::~CPlugin() {
-  if (part->library != nullptr) dlclose(part->library);
+  if (state->library != nullptr) dlclose(state->library);
 }
 
 std::unique_ptr<CPlugin> CPlugin::Load(const std::string& path, std::string* error) {
   std::unique_ptr<CPlugin> plugin(new CPlugin());
-  TPluginPart& part = *plugin->part;
+  TPluginState& state = *plugin->state;
   std::error_code failure;
   // A bare name would be looked for in the system's library folders.
-  part.path = std::filesystem::absolute(path, failure).string();
-  if (!std::filesystem::exists(part.path, failure)) {
+  state.path = std::filesystem::absolute(path, failure).string();
+  if (!std::filesystem::exists(state.path, failure)) {
     *error = path + ": there is no such plug-in";
     return nullptr;
   }
-  part.library = dlopen(part.path.c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (part.library == nullptr) {
+  state.library = dlopen(state.path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (state.library == nullptr) {
     *error = path + ": the plug-in can't be loaded: " + dlerror();
     return nullptr;
   }
-  if (!FindExports(part.library, &part.exports, error)) {
+  if (!FindExports(state.library, &state.exports, error)) {
     *error = path + ": " + *error;
     return nullptr;
   }
   char16_t message[kTextCapacity + 1] = {};
-  if (!part.exports.check(kTextCapacity, message, 0, 0, 0, kInterfaceNumber)) {
+  if (!state.exports.check(kTextCapacity, message, 0, 0, 0, hx_main::kInterfaceNumber)) {
     *error = path + ": the plug-in refuses this host: " + Translated(Utf8(message));
     return nullptr;
   }
-  InitialiseModule(part.library, part.path);
-  Enumerate(&part);
+  InitialiseModule(state.library, state.path);
+  Enumerate(&state);
   return plugin;
 }
 
-const std::string& CPlugin::Path() const { return part->path; }
-const std::string& CPlugin::Name() const { return part->name; }
-std::uint32_t CPlugin::Version() const { return part->version; }
-const std::uint8_t* CPlugin::SmallImage() const { return part->smallImage; }
-const std::uint8_t* CPlugin::LargeImage() const { return part->largeImage; }
-const std::vector<TClass>& CPlugin::Classes() const { return part->classes; }
-TPluginPart& CPlugin::Part() { return *part; }
+const std::string& CPlugin::Path() const { return state->path; }
+const std::string& CPlugin::Name() const { return state->name; }
+std::uint32_t CPlugin::Version() const { return state->version; }
+const std::uint8_t* CPlugin::SmallImage() const { return state->smallImage; }
+const std::uint8_t* CPlugin::LargeImage() const { return state->largeImage; }
+const std::vector<TClass>& CPlugin::Classes() const { return state->classes; }
+
+TPluginState& StateOf(CPlugin& plugin) { return *plugin.state; }
 
 bool CPlugin::Describe(const std::string& className, TClassDescription* description, std::string* error) {
   // An application of nothing but this instrument, without a definition.
-  TApplicationPart application(*this);
+  TApplicationState application(*this);
   hx_vinst::CInstrument* object = MakeObject(application, className, className, error);
   if (object == nullptr) return false;
   description->events = Described(EventsOf(*object));

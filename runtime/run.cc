@@ -3,7 +3,6 @@
 
 #include "runtime/instruments/application_state.h"
 #include "runtime/platform/clock.h"
-#include "runtime/script/script.h"
 #include "runtime/text/wide_text.h"
 
 namespace runtime {
@@ -12,17 +11,16 @@ namespace {
 
 // From so many instruments on, which no nearby cache holds, memory is asked for
 // before their turn.
-constexpr std::size_t kMany = 256;
-constexpr std::size_t kAhead = 6;
-constexpr double kMillisecondsPerDay = 86'400'000.0;
+constexpr std::size_t kManyInstruments = 256;
+constexpr std::size_t kInstrumentsAhead = 6;
 
 // Whole milliseconds since midnight of the k-th period.
 std::uint32_t ClockAt(std::uint64_t k, double period) {
   const double milliseconds = std::round(1000.0 * static_cast<double>(k) * period);
-  return static_cast<std::uint32_t>(std::fmod(milliseconds, kMillisecondsPerDay));
+  return static_cast<std::uint32_t>(std::fmod(milliseconds, double{vcore::kMillisecondsPerDay}));
 }
 
-void Blink(TApplicationPart& application, std::uint64_t milliseconds) {
+void Blink(TApplicationState& application, std::uint64_t milliseconds) {
   for (hx_vinst::CInstrument* instrument : application.blinking) {
     hx_vinst::THostPart& host = *instrument->host;
     const std::uint8_t phase = host.blinkRate == 0 ? 0 : (milliseconds / host.blinkRate) % 2;
@@ -34,7 +32,7 @@ void Blink(TApplicationPart& application, std::uint64_t milliseconds) {
 
 }  // namespace
 
-void RunPeriod(TApplicationPart& application) {
+void RunPeriod(TApplicationState& application) {
   const std::uint64_t k = application.periodsDone + 1;
   const double from = application.expressions.Time();
   const double to = static_cast<double>(k) * application.period;
@@ -43,9 +41,10 @@ void RunPeriod(TApplicationPart& application) {
   if (application.input) application.input(to);
   if (application.script != nullptr) application.script->RunDue(to);
   const TTimed* const end = application.timed.data() + application.timed.size();
-  const TTimed* const asking = application.timed.size() >= kMany ? end - kAhead : application.timed.data();
+  const TTimed* const asking =
+      application.timed.size() >= kManyInstruments ? end - kInstrumentsAhead : application.timed.data();
   for (const TTimed* next = application.timed.data(); next != end; ++next) {
-    if (next < asking) next[kAhead].AskForMemory();
+    if (next < asking) next[kInstrumentsAhead].AskForMemory();
     next->object->Action(hx_vinst::kActionTimer);
   }
   // Receivers may activate further ones, which join the end of the row.
@@ -57,26 +56,14 @@ void RunPeriod(TApplicationPart& application) {
   application.periodsDone = k;
 }
 
-void KeepLearnt(TApplicationPart& application, std::uint32_t reason) {
+void KeepLearnt(TApplicationState& application, std::uint32_t reason) {
   TakeWriteFailure();
-  for (TInstrumentPart& instrument : application.instruments) {
+  for (TInstrumentState& instrument : application.instruments) {
     vcore::TEvent event = {{vcore::kEventKeep, reason, 0, 0}};
     instrument.object->ReceiveEvent(&event);
     const std::string failure = TakeWriteFailure();
     if (!failure.empty()) application.Report(Utf8(instrument.object->name), failure);
   }
-}
-
-TEvaluated lastEvaluated;
-
-void CountLimited(const gaugekit::CMeter& meter) {
-  const hx_vinst::CInstrument& instrument = *lastEvaluated.instrument;
-  if (meter.parent != &instrument || instrument.host == nullptr) return;
-  std::size_t pane = 0;
-  for (const view::CView* child = instrument.firstChild; child != nullptr && child != &meter; child = child->next) {
-    if (child->kind == view::kMeter) ++pane;
-  }
-  if (pane < std::size(instrument.host->limitedPeriods)) ++instrument.host->limitedPeriods[pane];
 }
 
 }  // namespace runtime

@@ -69,7 +69,7 @@ struct TClassDescription {
   std::vector<TColor> colors;
 };
 
-struct TPluginPart;
+struct TPluginState;
 
 class CPlugin {
  public:
@@ -87,11 +87,10 @@ class CPlugin {
   // False with a message when there is no such class or it makes no object.
   bool Describe(const std::string& className, TClassDescription* description, std::string* error);
 
-  TPluginPart& Part();  // for the runtime itself
-
  private:
+  friend TPluginState& StateOf(CPlugin& plugin);
   CPlugin();
-  std::unique_ptr<TPluginPart> part;
+  std::unique_ptr<TPluginState> state;
 };
 
 // --- The application ----------------------------------------------------------
@@ -138,12 +137,12 @@ struct TDefinitionEntry {
   std::uint32_t offset;  // of the keyword
 };
 
-struct TInstrumentPart;
-struct TApplicationPart;
+struct TInstrumentState;
+struct TApplicationState;
 
 class CInstrumentHandle {
  public:
-  CInstrumentHandle(TApplicationPart* application, std::size_t index);
+  CInstrumentHandle(TApplicationState* application, std::size_t index);
 
   const std::string& Name() const;
   const std::string& ClassName() const;
@@ -167,8 +166,8 @@ class CInstrumentHandle {
   const view::CNodeView* View() const;
 
  private:
-  TInstrumentPart& Part() const;
-  TApplicationPart* application;
+  TInstrumentState& State() const;
+  TApplicationState* application;
   std::size_t index;
 };
 
@@ -230,11 +229,10 @@ class CApplication {
   // The place of an offset in the application's text, as a diagnostic.
   TDiagnostic At(std::uint32_t offset, std::string message) const;
 
-  TApplicationPart& Part();  // for the runtime itself
-
  private:
+  friend TApplicationState& StateOf(CApplication& application);
   CApplication();
-  std::unique_ptr<TApplicationPart> part;
+  std::unique_ptr<TApplicationState> state;
 };
 
 }  // namespace runtime

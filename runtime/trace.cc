@@ -5,7 +5,8 @@
 #include <bit>
 #include <string_view>
 
-#include "runtime/instruments/application_state.h"
+#include "runtime/instruments/driver.h"
+#include "runtime/instruments/meters.h"
 #include "runtime/runtime.h"
 #include "runtime/text/number_format.h"
 
@@ -28,7 +29,7 @@ static_assert(static_cast<int>(EType::kReal) == 0 && static_cast<int>(EType::kBo
 
 CTrace::CTrace(CApplication& theApplication, const std::vector<TStateColumn>& stateColumns, std::FILE* theFile)
     : application(theApplication), file(theFile) {
-  const CDataElements& data = application.Part().data;
+  const CDataElements& data = StateOf(application).data;
   row = "time";
   for (std::size_t i = 0; i < application.ElementCount(); ++i) {
     const TDataElement& element = data[static_cast<std::int32_t>(i)];

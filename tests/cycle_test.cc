@@ -82,7 +82,7 @@ TEST(Time, ThatStandsStillStopsThePeriodAfterThePanes) {
   EXPECT_EQ(run.Meter("reg", kValuePane).meterValue, 3.0);
   EXPECT_EQ(run.Meter("reg").meterValue, 1.0);
   EXPECT_EQ(run.Output(), -1.0);
-  EXPECT_EQ(run->Part().activated.size(), 1u);
+  EXPECT_EQ(run.State().activated.size(), 1u);
   // Nothing was shifted: the period before still had x at 0 for the law.
   run.At(1500);
   EXPECT_EQ(run.Output(), (0.5 * (7.0 - 3.0) + (0.0 - 3.0)) + 1.0);

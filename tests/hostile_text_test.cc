@@ -139,7 +139,7 @@ TEST(ReadingAgain, LeaksNothingAfterSuccessOrFailure) {
     const runtime::TMemoryStatistics once = runtime::MemoryStatistics();
     int refused = 0;
     for (std::size_t i = 0; i < 3; ++i) {
-      const runtime::TInstrumentPart& part = run->Part().instruments[i];
+      const runtime::TInstrumentState& part = run.State().instruments[i];
       for (std::uint32_t end = part.begin; end <= part.end; ++end) refused += run.ReadAgain(i, end) ? 0 : 1;
       EXPECT_TRUE(run.ReadAgain(i, part.end));
       EXPECT_EQ(runtime::MemoryStatistics().blocks, once.blocks) << part.name;
@@ -160,7 +160,7 @@ TEST(ReadingAgain, StartsFromDefaults) {
       "expression = r; inverse; value_section range_to = 5; end_value_section; end_instrument;");
   ASSERT_TRUE(run.IsRead());
   EXPECT_EQ(run.Meter("t", runtime::kValuePane).rangeTo, 5.0);
-  ASSERT_TRUE(run.ReadAgain(0, run->Part().instruments[0].begin));  // no entries at all
+  ASSERT_TRUE(run.ReadAgain(0, run.State().instruments[0].begin));  // no entries at all
   EXPECT_EQ(run.Meter("t", runtime::kValuePane).rangeTo, 100.0);
   EXPECT_TRUE(run.Object("t").host->expressions.empty());
 }

@@ -25,7 +25,7 @@ std::string Sections(const std::string& wish, const std::string& value, const st
   return Section("wish_value", wish) + Section("value", value) + Section("output", output);
 }
 
-struct TPlace {
+struct TPanePlace {
   int x;
   int width;
   bool shown;
@@ -36,7 +36,7 @@ struct TLayoutCase {
   int ratios[3];  // wish value, value, output
   int positions[3];
   int width;
-  TPlace places[3];
+  TPanePlace places[3];
 };
 
 const TLayoutCase kLayouts[] = {
@@ -83,7 +83,7 @@ TEST(Panes, AreLaidOutByRatioAndPosition) {
     EXPECT_EQ(run.Object("reg").rect.x, 5);
     for (int i = 0; i < 3; ++i) {
       const gaugekit::CMeter& meter = run.Meter("reg", kPaneOfSection[i]);
-      const TPlace& place = layout.places[i];
+      const TPanePlace& place = layout.places[i];
       EXPECT_EQ(meter.rect.x, place.x) << i;
       EXPECT_EQ(meter.rect.y, 0);
       EXPECT_EQ(meter.rect.width, place.width) << i;
@@ -349,9 +349,9 @@ TEST(Histories, OfWishAndValueAreOfOneLengthAndRange) {
 
 // Lets one instrument read the definition of another.
 bool ReadAgain(CRun& run, const std::string& instrument, const std::string& definition, std::string* error) {
-  runtime::TApplicationPart& part = run->Part();
-  runtime::TInstrumentPart& reader = part.instruments[part.instrumentByName.at(instrument)];
-  const runtime::TInstrumentPart& read = part.instruments[part.instrumentByName.at(definition)];
+  runtime::TApplicationState& part = run.State();
+  runtime::TInstrumentState& reader = part.instruments[part.instrumentByName.at(instrument)];
+  const runtime::TInstrumentState& read = part.instruments[part.instrumentByName.at(definition)];
   part.reading.instrument = &reader;
   part.reading.lexer = std::make_unique<runtime::CLexer>(part.source);
   part.reading.lexer->Seek(read.begin);

@@ -16,7 +16,7 @@ namespace {
 
 using tests::Plugin;
 
-const runtime::TExports& Exports() { return Plugin().Part().exports; }
+const runtime::TExports& Exports() { return runtime::StateOf(Plugin()).exports; }
 
 TEST(Plugin, ShowsItsEntryPointsAndNothingElse) {
   const tests::TOutcome symbols = tests::Shell("nm -D --defined-only --format=posix " + tests::BuildPath("loopbox.so") +
@@ -96,7 +96,7 @@ TEST(Plugin, MakesObjectsOfItsClassesAlone) {
 
 // Each initialiser's list runs once; nested and later calls only count.
 TEST(Plugin, InitialisesItsModulesOnce) {
-  void* library = Plugin().Part().library;
+  void* library = runtime::StateOf(Plugin()).library;
   const std::uint32_t before = runtime::ModuleInitCount("gaugekit");
   EXPECT_EQ(before, 2u);  // by loopbox and, through it, by loopbox0
   EXPECT_EQ(runtime::ModuleInitCount("vgr"), 3u);

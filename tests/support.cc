@@ -10,6 +10,9 @@
 #include <sstream>
 #include <utility>
 
+#include "runtime/instruments/meters.h"
+#include "runtime/trace.h"
+
 namespace {
 
 // Messages are Czech, whatever the language of who runs the tests.
@@ -113,32 +116,27 @@ void CRun::ToEnd() {
 }
 
 double CRun::Value(const std::string& element, std::size_t item) const {
-  runtime::CDataElements& data = application->Part().data;
-  return data.AsDouble(data.Find(element), static_cast<std::uint32_t>(item));
+  return runtime::ValueOf(State(), element, item);
 }
 
 void CRun::SetValue(const std::string& element, double value, std::size_t item) const {
-  runtime::CDataElements& data = application->Part().data;
-  data.SetFromDouble(data.Find(element), static_cast<std::uint32_t>(item), value);
+  runtime::SetValue(State(), element, value, item);
 }
 
 runtime::CInstrumentHandle CRun::Instrument(const std::string& name) const {
-  return application->Instrument(application->Part().instrumentByName.at(name));
+  return application->Instrument(State().instrumentByName.at(name));
 }
 
 hx_vinst::CInstrument& CRun::Object(const std::string& name) const {
-  runtime::TApplicationPart& part = application->Part();
-  return *part.instruments[part.instrumentByName.at(name)].object;
+  return *runtime::InstrumentOf(State(), name).object;
 }
 
 gaugekit::CMeter& CRun::Meter(const std::string& name, runtime::EPane pane) const {
   hx_vinst::CInstrument& object = Object(name);
   if (object.kind == view::kMeter) return static_cast<gaugekit::CMeter&>(object);
-  std::size_t number = 0;
-  for (view::CView* child = object.firstChild; child != nullptr; child = child->next) {
-    if (child->kind == view::kMeter && number++ == pane) return *static_cast<gaugekit::CMeter*>(child);
-  }
-  throw std::runtime_error("no such pane");
+  gaugekit::CMeter* meter = runtime::MeterOf(object, pane);
+  if (meter == nullptr) throw std::runtime_error("no such pane");
+  return *meter;
 }
 
 std::vector<double> CRun::Call(const std::string& instrument, const std::string& procedure,
@@ -162,19 +160,7 @@ std::string CRun::Trace() {
 }
 
 bool CRun::ReadAgain(std::size_t instrument, std::uint32_t end) const {
-  runtime::TApplicationPart& part = application->Part();
-  runtime::TInstrumentPart& read = part.instruments[instrument];
-  const std::uint32_t whole = std::exchange(read.end, end);
-  part.reading.instrument = &read;
-  part.reading.lexer = std::make_unique<runtime::CLexer>(part.source);
-  part.reading.lexer->Seek(read.begin);
-  char16_t error[256] = {};
-  char16_t token[1024] = {};
-  const bool accepted = read.object->ReadSelf(255, error, 1023, token) != 0;
-  part.reading.lexer.reset();
-  part.reading.instrument = nullptr;
-  read.end = whole;
-  return accepted;
+  return runtime::ReadDefinition(State(), State().instruments[instrument], end);
 }
 
 TOutcome Shell(const std::string& command) {

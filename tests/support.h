@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "host/gaugekit.h"
-#include "runtime/instruments/application_state.h"
+#include "runtime/instruments/driver.h"
 #include "runtime/runtime.h"
 
 namespace tests {
@@ -55,6 +55,8 @@ class CRun {
   std::string Diagnostics() const;
   runtime::CApplication& operator*() const { return *application; }
   runtime::CApplication* operator->() const { return application.get(); }
+
+  runtime::TApplicationState& State() const { return runtime::StateOf(*application); }
 
   void Steps(std::uint64_t count);
   void ToEnd();  // all periods and the end

@@ -2,7 +2,7 @@
 #include <random>
 
 #include "validation/cases.h"
-#include "validation/subject.h"
+#include "validation/testbed.h"
 
 namespace validation {
 
@@ -19,11 +19,11 @@ void ReadOrRefuse(CProbe& probe, const CClassTexts& texts, const std::string& de
   probe.Doing("reading the definition: " + definition);
   const CBalance balance;
   {
-    const CBench bench(probe, texts, definition);
-    if (bench.IsRead()) {
-      RunOrdinary(probe, texts, bench, 3, 1, false);
+    const CTestbed testbed(probe, texts, definition);
+    if (testbed.IsRead()) {
+      RunOrdinary(probe, texts, testbed, 3, 1, false);
     } else {
-      probe.Expect(!bench.Diagnostics().empty() && !bench.Diagnostics().front().message.empty(),
+      probe.Expect(!testbed.Diagnostics().empty() && !testbed.Diagnostics().front().message.empty(),
                    "the definition \"" + definition + "\" is refused without a message");
     }
   }
@@ -35,9 +35,9 @@ void Plain(CProbe& probe) {
   if (texts.Wires().empty()) probe.Skip("the class reads none of the entries that regulators have in common");
   const CBalance balance;
   {
-    const auto bench = MakeBench(probe, texts, texts.Wiring());
-    if (!bench->Part().timed) probe.Warn("needs no timing with the entries: " + texts.Wiring());
-    RunOrdinary(probe, texts, *bench, 100);
+    const auto testbed = MakeTestbed(probe, texts, texts.Wiring());
+    if (!testbed->State().timed) probe.Warn("needs no timing with the entries: " + texts.Wiring());
+    RunOrdinary(probe, texts, *testbed, 100);
   }
   balance.Check(probe, "an application was read, run and ended");
   ReadOrRefuse(probe, texts, "");
@@ -56,8 +56,8 @@ void Variants(CProbe& probe) {
   for (const std::string& variant : texts.Variants()) {
     const CBalance balance;
     {
-      const auto bench = MakeBench(probe, texts, variant);
-      RunOrdinary(probe, texts, *bench, 30);
+      const auto testbed = MakeTestbed(probe, texts, variant);
+      RunOrdinary(probe, texts, *testbed, 30);
     }
     balance.Check(probe, "the definition \"" + variant + "\"");
   }
@@ -68,9 +68,9 @@ void Unknown(CProbe& probe) {
   for (const char* entry :
        {"no_such_keyword = 1;", "no_such_keyword;", ";", "= 1;", "end_colors;", "\"text\";", "12;"}) {
     probe.Doing(std::string("reading the entry ") + entry);
-    const CBench bench(probe, texts, texts.Wiring() + entry);
-    probe.Expect(!bench.IsRead(), std::string("reads the entry ") + entry);
-    probe.Expect(!bench.Diagnostics().front().message.empty(), std::string("refuses without a message: ") + entry);
+    const CTestbed testbed(probe, texts, texts.Wiring() + entry);
+    probe.Expect(!testbed.IsRead(), std::string("reads the entry ") + entry);
+    probe.Expect(!testbed.Diagnostics().front().message.empty(), std::string("refuses without a message: ") + entry);
   }
 }
 
@@ -78,22 +78,22 @@ void Again(CProbe& probe) {
   const CClassTexts texts(probe);
   const CBalance balance;
   {
-    const auto bench = MakeBench(probe, texts, texts.Variants().back());
-    RunOrdinary(probe, texts, *bench, 20);
-    const std::vector<double> first = Shown(texts, *bench);
+    const auto testbed = MakeTestbed(probe, texts, texts.Variants().back());
+    RunOrdinary(probe, texts, *testbed, 20);
+    const std::vector<double> first = Shown(texts, *testbed);
     const CBalance held;
-    const std::size_t expressions = bench->Subject().host->expressions.size();
+    const std::size_t expressions = testbed->Subject().host->expressions.size();
     for (int i = 0; i < 3; ++i) {
       probe.Doing("reading a definition again");
-      probe.Expect(bench->ReadAgain(bench->Part().end), "a definition is refused at the second reading");
+      probe.Expect(testbed->ReadAgain(testbed->State().end), "a definition is refused at the second reading");
       held.Check(probe, "a definition was read again");
-      const std::size_t now = bench->Subject().host->expressions.size();
+      const std::size_t now = testbed->Subject().host->expressions.size();
       probe.Expect(now == expressions, "holds " + std::to_string(now) +
                                            " expressions of the host after a second reading, " +
                                            std::to_string(expressions) + " after the first");
-      RunOrdinary(probe, texts, *bench, 20);
+      RunOrdinary(probe, texts, *testbed, 20);
       held.Check(probe, "periods after a second reading");
-      probe.Expect(Shown(texts, *bench) == first, "an instrument behaves otherwise after a second reading");
+      probe.Expect(Shown(texts, *testbed) == first, "an instrument behaves otherwise after a second reading");
     }
   }
   balance.Check(probe, "a definition was read four times");
@@ -107,14 +107,14 @@ void Cut(CProbe& probe) {
     for (const std::string& variant : texts.Variants()) {
       if (variant.size() > longest.size()) longest = variant;
     }
-    const auto bench = MakeBench(probe, texts, longest);
-    const runtime::TInstrumentPart& part = bench->Part();
+    const auto testbed = MakeTestbed(probe, texts, longest);
+    const runtime::TInstrumentState& part = testbed->State();
     for (std::uint32_t end = part.begin; end <= part.end; ++end) {
       probe.Doing("reading a definition that ends at byte " + std::to_string(end - part.begin));
-      bench->ReadAgain(end);
-      RunOrdinary(probe, texts, *bench, 1, 1, false);
+      testbed->ReadAgain(end);
+      RunOrdinary(probe, texts, *testbed, 1, 1, false);
     }
-    probe.Expect(bench->ReadAgain(part.end), "a whole definition is refused after cut ones");
+    probe.Expect(testbed->ReadAgain(part.end), "a whole definition is refused after cut ones");
   }
   balance.Check(probe, "cut definitions");
 }

@@ -6,7 +6,7 @@
 #include <iterator>
 
 #include "validation/cases.h"
-#include "validation/subject.h"
+#include "validation/testbed.h"
 
 namespace validation {
 
@@ -35,10 +35,10 @@ void Write(const std::string& path, const std::string& bytes) {
 
 // What an instrument saves that finds the file as it is and runs that long.
 std::string SavedAfter(CProbe& probe, const CClassTexts& texts, int periods) {
-  const auto bench = MakeBench(probe, texts, texts.WithFile(kFile));
-  RunOrdinary(probe, texts, *bench, periods);
+  const auto testbed = MakeTestbed(probe, texts, texts.WithFile(kFile));
+  RunOrdinary(probe, texts, *testbed, periods);
   probe.Doing("saving the file");
-  bench->Application().End();
+  testbed->Application().End();
   return Bytes(probe.Path(kFile));
 }
 
@@ -84,15 +84,15 @@ void BadFiles(CProbe& probe) {
   const CBalance balance;
   for (const auto& [what, bytes, refused] : rows) {
     Write(path, bytes);
-    const auto bench = MakeBench(probe, texts, texts.WithFile(kFile));
+    const auto testbed = MakeTestbed(probe, texts, texts.WithFile(kFile));
     probe.Doing(std::string("saving after loading ") + what);
-    bench->Application().End();
+    testbed->Application().End();
     const std::string saved = Bytes(path);
     if (refused) probe.Expect(saved == fresh, std::string("takes something from ") + what);
     probe.Expect(saved.size() == good.size(), std::string("saves a file of another size after loading ") + what);
     probe.Expect(withNan == good || saved != withNan, std::string("keeps the NaN of ") + what);
     Write(path, bytes);
-    const auto running = MakeBench(probe, texts, texts.WithFile(kFile));
+    const auto running = MakeTestbed(probe, texts, texts.WithFile(kFile));
     probe.Doing(std::string("running after loading ") + what);
     RunOrdinary(probe, texts, *running, kPeriods);
   }
@@ -105,10 +105,10 @@ void Folder(CProbe& probe) {
   fs::create_directory(probe.Path(kFile));
   const CBalance balance;
   {
-    const auto bench = MakeBench(probe, texts, texts.WithFile(kFile));
-    RunOrdinary(probe, texts, *bench, kPeriods);
+    const auto testbed = MakeTestbed(probe, texts, texts.WithFile(kFile));
+    RunOrdinary(probe, texts, *testbed, kPeriods);
     probe.Doing("saving to a folder");
-    bench->Application().End();
+    testbed->Application().End();
   }
   balance.Check(probe, "a folder in place of the file");
   probe.Expect(fs::is_directory(probe.Path(kFile)), "replaces a folder by its file");
@@ -119,8 +119,8 @@ void Outside(CProbe& probe) {
   RequireFile(probe, texts);
   for (const char* name : {"../learnt.par", "/tmp/learnt.par", "a/../../learnt.par"}) {
     probe.Doing(std::string("reading the file name ") + name);
-    const CBench bench(probe, texts, texts.WithFile(name));
-    probe.Expect(!bench.IsRead(), std::string("takes the file name ") + name);
+    const CTestbed testbed(probe, texts, texts.WithFile(name));
+    probe.Expect(!testbed.IsRead(), std::string("takes the file name ") + name);
   }
 }
 

@@ -7,7 +7,7 @@
 #include "runtime/platform/memory.h"
 #include "runtime/text/wide_text.h"
 #include "validation/cases.h"
-#include "validation/subject.h"
+#include "validation/testbed.h"
 
 namespace validation {
 
@@ -17,7 +17,7 @@ constexpr int kTimes = 1000;
 constexpr int kWarmUp = 20;
 constexpr std::size_t kForgivenGrowth = 64 << 10;  // bytes of the whole heap, for the C library's own
 
-hx_vinst::CInstrument* MakeInitialised(CProbe& probe, runtime::TApplicationPart& application) {
+hx_vinst::CInstrument* MakeInitialised(CProbe& probe, runtime::TApplicationState& application) {
   std::string error;
   hx_vinst::CInstrument* object = runtime::MakeObject(application, probe.ClassName(), "subject", &error);
   if (object == nullptr) probe.Fail(error);
@@ -28,7 +28,7 @@ hx_vinst::CInstrument* MakeInitialised(CProbe& probe, runtime::TApplicationPart&
 std::size_t Heap() { return mallinfo2().uordblks; }
 
 void Thousand(CProbe& probe) {
-  runtime::TApplicationPart application(probe.Plugin());
+  runtime::TApplicationState application(probe.Plugin());
   probe.Doing("making and ending an instrument");
   std::size_t heap = 0;
   const CBalance balance;
@@ -44,7 +44,7 @@ void Thousand(CProbe& probe) {
 }
 
 void Uninitialised(CProbe& probe) {
-  runtime::TApplicationPart application(probe.Plugin());
+  runtime::TApplicationState application(probe.Plugin());
   const std::u16string name = runtime::Utf16(probe.ClassName());
   const CBalance balance;
   for (int i = 0; i < 2; ++i) {
@@ -61,7 +61,7 @@ void Uninitialised(CProbe& probe) {
 }
 
 void WithoutMemory(CProbe& probe) {
-  runtime::TApplicationPart application(probe.Plugin());
+  runtime::TApplicationState application(probe.Plugin());
   const CBalance balance;
   for (int successes = 0;; ++successes) {
     probe.Doing("making an instrument with memory for " + std::to_string(successes) + " blocks");
@@ -79,7 +79,7 @@ void WithoutMemory(CProbe& probe) {
 }
 
 void Undefined(CProbe& probe) {
-  runtime::TApplicationPart application(probe.Plugin());
+  runtime::TApplicationState application(probe.Plugin());
   const CBalance balance;
   hx_vinst::CInstrument* object = MakeInitialised(probe, application);
   probe.Doing("asking an instrument without a definition whether it needs timing");

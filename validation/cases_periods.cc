@@ -5,7 +5,7 @@
 
 #include "runtime/platform/clock.h"
 #include "validation/cases.h"
-#include "validation/subject.h"
+#include "validation/testbed.h"
 
 namespace validation {
 
@@ -41,11 +41,11 @@ constexpr double kHostile[] = {0.0,
 
 // Each input takes a random one of the values.
 template <typename TRandom>
-void SetHostile(const CClassTexts& texts, const CBench& bench, TRandom& random) {
+void SetHostile(const CClassTexts& texts, const CTestbed& testbed, TRandom& random) {
   for (const TWire& wire : texts.Wires()) {
     if (wire.isOutput) continue;
-    bench.Set(wire.element,
-              wire.isBoolean ? static_cast<double>(random() % 8 != 0) : kHostile[random() % std::size(kHostile)]);
+    testbed.Set(wire.element,
+                wire.isBoolean ? static_cast<double>(random() % 8 != 0) : kHostile[random() % std::size(kHostile)]);
   }
 }
 
@@ -61,14 +61,14 @@ void RunHostile(CProbe& probe, int periods, TClock clock) {
   const CBalance balance;
   for (const std::string& variant : texts.Variants()) {
     std::mt19937 random(kSeed);
-    const auto bench = MakeBench(probe, texts, variant);
+    const auto testbed = MakeTestbed(probe, texts, variant);
     for (int k = 0; k < periods; ++k) {
-      SetHostile(texts, *bench, random);
-      bench->Act(clock(k, random));
-      CheckOutputs(probe, texts, *bench, "with hostile values");
+      SetHostile(texts, *testbed, random);
+      testbed->Act(clock(k, random));
+      CheckOutputs(probe, texts, *testbed, "with hostile values");
     }
     // It comes back when the values do.
-    RunOrdinary(probe, texts, *bench, 5, 1000);
+    RunOrdinary(probe, texts, *testbed, 5, 1000);
   }
   balance.Check(probe, "periods with hostile values");
 }
@@ -95,9 +95,9 @@ void Repeatable(CProbe& probe) {
   for (const std::string& variant : texts.Variants()) {
     std::vector<double> shown[2];
     for (std::vector<double>& run : shown) {
-      const auto bench = MakeBench(probe, texts, variant);
-      RunOrdinary(probe, texts, *bench, 60);
-      run = Shown(texts, *bench);
+      const auto testbed = MakeTestbed(probe, texts, variant);
+      RunOrdinary(probe, texts, *testbed, 60);
+      run = Shown(texts, *testbed);
     }
     probe.Expect(shown[0] == shown[1], "two runs of the same end differently with the definition \"" + variant + "\"");
   }
@@ -107,14 +107,14 @@ void Repeatable(CProbe& probe) {
 void IdleBit(CProbe& probe) {
   const CClassTexts texts(probe);
   RequireWires(probe, texts);
-  const auto asked = MakeBench(probe, texts, texts.Wiring());
-  const auto twin = MakeBench(probe, texts, texts.Wiring());
+  const auto asked = MakeTestbed(probe, texts, texts.Wiring());
+  const auto twin = MakeTestbed(probe, texts, texts.Wiring());
   constexpr std::uint32_t kIdle = 0x10;
   bool acts = false;
   for (std::uint32_t k = 1; k <= 60; ++k) {
-    for (const CBench* bench : {asked.get(), twin.get()}) {
+    for (const CTestbed* testbed : {asked.get(), twin.get()}) {
       for (const TWire& wire : texts.Wires()) {
-        if (!wire.isOutput) bench->Set(wire.element, wire.isBoolean ? 1.0 : 50.0 + 40.0 * std::sin(0.3 * k));
+        if (!wire.isOutput) testbed->Set(wire.element, wire.isBoolean ? 1.0 : 50.0 + 40.0 * std::sin(0.3 * k));
       }
     }
     const std::vector<double> before = Shown(texts, *asked);
@@ -138,15 +138,15 @@ void Receiver(CProbe& probe) {
   RequireWires(probe, texts);
   const CBalance balance;
   {
-    const auto bench = MakeBench(probe, texts, texts.Wiring());
+    const auto testbed = MakeTestbed(probe, texts, texts.Wiring());
     for (const std::uint32_t reason : {2u, 3u, 0x11u, 0x12u, 0x20u, 0u, 0x80000000u, 0xFFFFFFFFu}) {
       for (std::uint32_t k = 1; k <= 20; ++k) {
         probe.Doing("Action with " + std::to_string(reason));
         for (const TWire& wire : texts.Wires()) {
-          if (!wire.isOutput) bench->Set(wire.element, wire.isBoolean ? k % 5 != 0 : 50.0 + k);
+          if (!wire.isOutput) testbed->Set(wire.element, wire.isBoolean ? k % 5 != 0 : 50.0 + k);
         }
-        bench->Act(k * 1000, reason);
-        CheckOutputs(probe, texts, *bench, "after Action with " + std::to_string(reason));
+        testbed->Act(k * 1000, reason);
+        CheckOutputs(probe, texts, *testbed, "after Action with " + std::to_string(reason));
       }
     }
   }
@@ -161,16 +161,16 @@ void StepsApart(CProbe& probe) {
   }
   if (steps.size() != 2) probe.Skip("the class has no pair of steps");
   bool seen[2] = {};
-  const auto bench = MakeBench(probe, texts, texts.Wiring());
+  const auto testbed = MakeTestbed(probe, texts, texts.Wiring());
   for (std::uint32_t k = 0; k < 2000; ++k) {
     double phase = 0.0;
     for (const TWire& wire : texts.Wires()) {
-      if (!wire.isOutput) bench->Set(wire.element, wire.isBoolean ? 1.0 : 50.0 + 40.0 * std::sin(0.05 * k + phase));
+      if (!wire.isOutput) testbed->Set(wire.element, wire.isBoolean ? 1.0 : 50.0 + 40.0 * std::sin(0.05 * k + phase));
       phase += 1.5;
     }
-    bench->Act(k * 1000);
-    CheckOutputs(probe, texts, *bench, "in period " + std::to_string(k));
-    for (int i = 0; i < 2; ++i) seen[i] = seen[i] || bench->Get(steps[static_cast<std::size_t>(i)]->element) != 0.0;
+    testbed->Act(k * 1000);
+    CheckOutputs(probe, texts, *testbed, "in period " + std::to_string(k));
+    for (int i = 0; i < 2; ++i) seen[i] = seen[i] || testbed->Get(steps[static_cast<std::size_t>(i)]->element) != 0.0;
   }
   for (int i = 0; i < 2; ++i) {
     if (!seen[i]) probe.Warn(steps[static_cast<std::size_t>(i)]->keyword + " was never on");
@@ -179,11 +179,11 @@ void StepsApart(CProbe& probe) {
 
 void StateWords(CProbe& probe) {
   const CClassTexts texts(probe);
-  const auto bench = MakeBench(probe, texts, texts.Wiring());
-  RunOrdinary(probe, texts, *bench, 10);
-  probe.Expect((bench->Subject().stateWord & hx_vinst::kStateActivateAlways) == 0,
+  const auto testbed = MakeTestbed(probe, texts, texts.Wiring());
+  RunOrdinary(probe, texts, *testbed, 10);
+  probe.Expect((testbed->Subject().stateWord & hx_vinst::kStateActivateAlways) == 0,
                "the state word's bit 0x10 is set though nobody asked for it");
-  const CBench always(probe, texts, texts.Wiring() + "always_activate;");
+  const CTestbed always(probe, texts, texts.Wiring() + "always_activate;");
   if (!always.IsRead()) probe.Skip("the class does not read the host's keyword always_activate");
   RunOrdinary(probe, texts, always, 10);
   probe.Expect((always.Subject().stateWord & hx_vinst::kStateActivateAlways) != 0,

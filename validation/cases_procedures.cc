@@ -6,7 +6,7 @@
 #include "runtime/instruments/making.h"
 #include "runtime/text/wide_text.h"
 #include "validation/cases.h"
-#include "validation/subject.h"
+#include "validation/testbed.h"
 
 namespace validation {
 
@@ -72,21 +72,21 @@ void CheckNamed(const CProbe& probe, const runtime::TNamed& named) {
 
 void Listed(CProbe& probe) {
   const CClassTexts texts(probe);
-  const auto listing = MakeBench(probe, texts, texts.Wiring());
+  const auto listing = MakeTestbed(probe, texts, texts.Wiring());
   const std::vector<runtime::TNamed> procedures = Procedures(probe, listing->Subject());
   std::vector<bool> resolved(procedures.size(), false);
   for (const runtime::TNamed& procedure : procedures) CheckNamed(probe, procedure);
   // Some exist only with certain choices.
   for (const std::string& variant : texts.Variants()) {
-    const auto bench = MakeBench(probe, texts, variant);
+    const auto testbed = MakeTestbed(probe, texts, variant);
     for (std::size_t i = 0; i < procedures.size(); ++i) {
-      const std::uint32_t identifier = IdOf(bench->Subject(), procedures[i].name);
+      const std::uint32_t identifier = IdOf(testbed->Subject(), procedures[i].name);
       if (identifier == hx_vinst::kNoIdentifier) continue;
       resolved[i] = true;
       probe.Expect((identifier & hx_vinst::kHostIdentifier) == 0,
                    procedures[i].name + " resolves to an identifier of the host");
       CGuardedText name(kCapacity);
-      probe.Expect(bench->Subject().GetNameOfId(identifier, kCapacity, name.Buffer()) &&
+      probe.Expect(testbed->Subject().GetNameOfId(identifier, kCapacity, name.Buffer()) &&
                        runtime::Utf8(name.Text(probe, "GetNameOfId")) == procedures[i].name,
                    procedures[i].name + " resolves to an identifier of another name");
     }
@@ -98,8 +98,8 @@ void Listed(CProbe& probe) {
 
 void UnknownNames(CProbe& probe) {
   const CClassTexts texts(probe);
-  const auto bench = MakeBench(probe, texts, texts.Wiring());
-  hx_vinst::CInstrument& object = bench->Subject();
+  const auto testbed = MakeTestbed(probe, texts, texts.Wiring());
+  hx_vinst::CInstrument& object = testbed->Subject();
   std::vector<std::string> names = {"",
                                     "_",
                                     "__",
@@ -128,8 +128,8 @@ void UnknownNames(CProbe& probe) {
 
 void UnknownIdentifiers(CProbe& probe) {
   const CClassTexts texts(probe);
-  const auto bench = MakeBench(probe, texts, texts.Wiring());
-  hx_vinst::CInstrument& object = bench->Subject();
+  const auto testbed = MakeTestbed(probe, texts, texts.Wiring());
+  hx_vinst::CInstrument& object = testbed->Subject();
   std::vector<std::uint32_t> identifiers = {0xFFFF,     0x8000,     0x7FFFFFFF, 0x80000000,
                                             0x80000001, 0x8000FFFF, 0xFFFFFFFE, 0xFFFFFFFF};
   for (std::uint32_t i = kIdentifiers; i < kIdentifiers + 50; ++i) identifiers.push_back(i);
@@ -147,8 +147,8 @@ void UnknownIdentifiers(CProbe& probe) {
 
 void Capacities(CProbe& probe) {
   const CClassTexts texts(probe);
-  const auto bench = MakeBench(probe, texts, texts.Wiring());
-  hx_vinst::CInstrument& object = bench->Subject();
+  const auto testbed = MakeTestbed(probe, texts, texts.Wiring());
+  hx_vinst::CInstrument& object = testbed->Subject();
   for (std::uint32_t id = 0; id < kIdentifiers; ++id) {
     CGuardedText name(kCapacity);
     if (!object.GetNameOfId(id, kCapacity, name.Buffer())) continue;
@@ -187,8 +187,8 @@ void RightArguments(CProbe& probe) {
   for (const std::string& variant : texts.Variants()) {
     const CBalance balance;
     {
-      const auto bench = MakeBench(probe, texts, variant);
-      hx_vinst::CInstrument& object = bench->Subject();
+      const auto testbed = MakeTestbed(probe, texts, variant);
+      hx_vinst::CInstrument& object = testbed->Subject();
       int k = 0;
       for (const runtime::TNamed& procedure : Procedures(probe, object)) {
         const std::uint32_t identifier = IdOf(object, procedure.name);
@@ -203,7 +203,7 @@ void RightArguments(CProbe& probe) {
           probe.Expect(values[i].type != hx_expr::kReal || std::isfinite(values[i].real),
                        procedure.name + " gives back what is not finite");
         }
-        RunOrdinary(probe, texts, *bench, 2, static_cast<std::uint32_t>(1 + 2 * k++));
+        RunOrdinary(probe, texts, *testbed, 2, static_cast<std::uint32_t>(1 + 2 * k++));
       }
     }
     balance.Check(probe, "calls with right arguments");
@@ -216,8 +216,8 @@ void WrongArguments(CProbe& probe) {
   const CBalance balance;
   // The plain definition, and the last of the choices.
   for (const std::string& variant : {texts.Variants().front(), texts.Variants().back()}) {
-    const auto bench = MakeBench(probe, texts, variant);
-    hx_vinst::CInstrument& object = bench->Subject();
+    const auto testbed = MakeTestbed(probe, texts, variant);
+    hx_vinst::CInstrument& object = testbed->Subject();
     for (const runtime::TNamed& procedure : Procedures(probe, object)) {
       const std::uint32_t identifier = IdOf(object, procedure.name);
       if (identifier == hx_vinst::kNoIdentifier) continue;
@@ -245,7 +245,7 @@ void WrongArguments(CProbe& probe) {
           Call(probe, object, procedure.name, identifier, &values);
         }
       }
-      RunOrdinary(probe, texts, *bench, 2);
+      RunOrdinary(probe, texts, *testbed, 2);
     }
   }
   balance.Check(probe, "calls with wrong arguments");
@@ -253,8 +253,8 @@ void WrongArguments(CProbe& probe) {
 
 void EventsListed(CProbe& probe) {
   const CClassTexts texts(probe);
-  const auto bench = MakeBench(probe, texts, texts.Wiring());
-  hx_vinst::CInstrument& object = bench->Subject();
+  const auto testbed = MakeTestbed(probe, texts, texts.Wiring());
+  hx_vinst::CInstrument& object = testbed->Subject();
   const std::vector<runtime::TNamed> events = runtime::EventsOf(object);
   if (events.empty()) probe.Skip("the class has no event");
   for (const runtime::TNamed& event : events) {
@@ -276,22 +276,23 @@ void EventsListed(CProbe& probe) {
 
 void EventsRaised(CProbe& probe) {
   const CClassTexts texts(probe);
-  const std::vector<runtime::TNamed> events = runtime::EventsOf(MakeBench(probe, texts, texts.Wiring())->Subject());
+  const std::vector<runtime::TNamed> events = runtime::EventsOf(MakeTestbed(probe, texts, texts.Wiring())->Subject());
   if (events.empty()) probe.Skip("the class has no event");
   for (const runtime::TNamed& event : events) {
     const std::string base = event.name.substr(0, event.name.find("__"));
     // Its arguments go back as they came.
     const CBalance balance;
     {
-      const CBench bench(
+      const CTestbed testbed(
           probe, texts.Data(), texts.Wiring(),
           "script\nfunction subject." + base + "(...) print(select('#', ...)) return ... end\nend_script;\n");
-      probe.Expect(bench.IsRead(), "an event procedure " + base + " can't be defined");
+      probe.Expect(testbed.IsRead(), "an event procedure " + base + " can't be defined");
       probe.Doing("running with the event procedure " + base);
-      RunOrdinary(probe, texts, bench, 60);
+      RunOrdinary(probe, texts, testbed, 60);
       const std::string count = std::to_string(runtime::LettersOf(event.name).size());
-      if (bench.printed.empty()) probe.Fail("the event " + base + " is not raised in 60 periods");
-      probe.Expect(bench.printed.front() == count, base + " is called with " + bench.printed.front() + " arguments");
+      if (testbed.printed.empty()) probe.Fail("the event " + base + " is not raised in 60 periods");
+      probe.Expect(testbed.printed.front() == count,
+                   base + " is called with " + testbed.printed.front() + " arguments");
     }
     balance.Check(probe, "the event " + base);
   }
@@ -301,15 +302,15 @@ void ForeignEvents(CProbe& probe) {
   const CClassTexts texts(probe);
   const CBalance balance;
   {
-    const auto bench = MakeBench(probe, texts, texts.Wiring());
+    const auto testbed = MakeTestbed(probe, texts, texts.Wiring());
     for (const std::uint32_t first : {0u, 1u, 0x3FFFu, vcore::kEventKeep, 0x4001u, 0x80000000u, 0xFFFFFFFFu}) {
       for (const std::uint32_t second : {0u, 1u, 799u, vcore::kKeepOnRequest, 801u, 0xFFFFFFFFu}) {
         probe.Doing("the event " + std::to_string(first) + ", " + std::to_string(second));
         vcore::TEvent event = {{first, second, 0xFFFFFFFF, 0xFFFFFFFF}};
-        bench->Subject().ReceiveEvent(&event);
+        testbed->Subject().ReceiveEvent(&event);
       }
     }
-    RunOrdinary(probe, texts, *bench, 5);
+    RunOrdinary(probe, texts, *testbed, 5);
   }
   balance.Check(probe, "unknown events");
 }

@@ -3,7 +3,7 @@
 
 #include "runtime/text/wide_text.h"
 #include "validation/cases.h"
-#include "validation/subject.h"
+#include "validation/testbed.h"
 
 namespace validation {
 
@@ -28,8 +28,8 @@ bool ColorAt(hx_vinst::CInstrument& object, std::uint32_t index, TColor* color, 
 
 void Colors(CProbe& probe) {
   const CClassTexts texts(probe);
-  const auto bench = MakeBench(probe, texts, texts.Wiring());
-  hx_vinst::CInstrument& object = bench->Subject();
+  const auto testbed = MakeTestbed(probe, texts, texts.Wiring());
+  hx_vinst::CInstrument& object = testbed->Subject();
   std::set<std::string> keywords;
   std::set<std::uint32_t*> words;
   TColor color;
@@ -65,13 +65,13 @@ void Colors(CProbe& probe) {
     probe.Expect(!ColorAt(object, index, &color, &keyword),
                  "describes colour " + std::to_string(index) + " of " + std::to_string(count));
   }
-  RunOrdinary(probe, texts, *bench, 3);
+  RunOrdinary(probe, texts, *testbed, 3);
 }
 
 void Panes(CProbe& probe) {
   const CClassTexts texts(probe);
-  const auto bench = MakeBench(probe, texts, texts.Wiring());
-  const std::vector<const gaugekit::CMeter*> meters = bench->Meters();
+  const auto testbed = MakeTestbed(probe, texts, texts.Wiring());
+  const std::vector<const gaugekit::CMeter*> meters = testbed->Meters();
   if (meters.empty()) probe.Skip("the class has no panes");
   probe.Expect(meters.size() == 3,
                "there are " + std::to_string(meters.size()) + " panes; output, wish and value were expected");
@@ -79,12 +79,12 @@ void Panes(CProbe& probe) {
   const TWire* value = texts.Wire("expression");
   if (wish == nullptr || value == nullptr) probe.Skip("the class has no wish_value or no expression");
   for (const TWire& wire : texts.Wires()) {
-    if (!wire.isOutput) bench->Set(wire.element, wire.isBoolean ? 1.0 : 40.0);
+    if (!wire.isOutput) testbed->Set(wire.element, wire.isBoolean ? 1.0 : 40.0);
   }
   for (std::uint32_t k = 1; k <= 10; ++k) {
-    bench->Set(wish->element, 60.0 + k);
-    bench->Set(value->element, 30.0 + k);
-    bench->Act(k * 1000);
+    testbed->Set(wish->element, 60.0 + k);
+    testbed->Set(value->element, 30.0 + k);
+    testbed->Act(k * 1000);
     probe.Expect(meters[runtime::kWishPane]->meterValue == 60.0 + k, "the second pane does not show the wish value");
     probe.Expect(meters[runtime::kValuePane]->meterValue == 30.0 + k,
                  "the third pane does not show the controlled value");
@@ -92,7 +92,7 @@ void Panes(CProbe& probe) {
     int sign = 1;
     for (const TWire& wire : texts.Wires()) {
       if (!wire.isOutput) continue;
-      written += bench->Get(wire.element) * (wire.keyword.ends_with("minus") ? -sign : sign);
+      written += testbed->Get(wire.element) * (wire.keyword.ends_with("minus") ? -sign : sign);
     }
     probe.Expect(meters[runtime::kOutputPane]->meterValue == written,
                  "the first pane does not show the output that was written");
@@ -103,8 +103,8 @@ void Sizes(CProbe& probe) {
   const CClassTexts texts(probe);
   const CBalance balance;
   for (const std::string& variant : texts.Variants()) {
-    const auto bench = MakeBench(probe, texts, variant);
-    hx_vinst::CInstrument& object = bench->Subject();
+    const auto testbed = MakeTestbed(probe, texts, variant);
+    hx_vinst::CInstrument& object = testbed->Subject();
     vcom::TPoint least = {0, 0};
     vcom::TPoint most = {0, 0};
     if (object.GetWinMinMaxSize(&least, &most)) {
@@ -122,10 +122,10 @@ void Sizes(CProbe& probe) {
       probe.Doing("the rectangle " + std::to_string(rect.x) + ", " + std::to_string(rect.y) + ", " +
                   std::to_string(rect.width) + ", " + std::to_string(rect.height));
       object.NewRect(rect);
-      RunOrdinary(probe, texts, *bench, 1);
+      RunOrdinary(probe, texts, *testbed, 1);
     }
     for (const std::uint8_t phase : {1, 0, 1, 1, 255, 0}) object.Blink(phase);
-    RunOrdinary(probe, texts, *bench, 1);
+    RunOrdinary(probe, texts, *testbed, 1);
   }
   balance.Check(probe, "new rectangles and blinking");
 }

@@ -30,7 +30,7 @@ class CProbe {
 
   // Loads the plug-in at the first call.
   runtime::CPlugin& Plugin();
-  const runtime::TExports& Exports() { return Plugin().Part().exports; }
+  const runtime::TExports& Exports() { return runtime::StateOf(Plugin()).exports; }
   const std::string& ClassName() const { return className; }
   const TEntries& Entries() const { return entries; }  // empty without a reference
   std::string Path(const std::string& name) const { return folder + "/" + name; }

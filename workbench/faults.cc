@@ -80,7 +80,7 @@ void UseSignalStack() {
 
 }  // namespace
 
-void MeetFaults() {
+void InstallFaultHandlers() {
   struct sigaction ignore {};
   ignore.sa_handler = SIG_IGN;
   sigaction(SIGXFSZ, &ignore, nullptr);

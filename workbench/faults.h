@@ -14,7 +14,7 @@ constexpr char kOutOfMemory[] = "loopbox: out of memory\n";
 // Once, at the start. A file that grows past what the system allows becomes a
 // write error. An exception that nothing can catch, as when memory ends inside
 // a plug-in, ends the program with a message and the status kApplicationWrong.
-void MeetFaults();
+void InstallFaultHandlers();
 
 // While one lives, a crash ends the program with the status kApplicationWrong
 // and a line on standard error: `message`, and what happened. One at a time.

@@ -224,7 +224,7 @@ int Delivered(int status) {
 }  // namespace
 
 int main(int argumentCount, char** arguments) {
-  workbench::MeetFaults();
+  workbench::InstallFaultHandlers();
   try {
     return Delivered(Main(argumentCount, arguments));
   } catch (const std::bad_alloc&) {

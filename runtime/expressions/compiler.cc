@@ -238,9 +238,9 @@ class CCompiler {
     if (name == "if") return CompileIf(offset);
     if (name == "noise") return CompileNoise(offset);
     if (name == "delay")
-      throw CTextError{offset, "'delay' must be the whole right side of an algebraic line of a process"};
+      throw TTextError{offset, "'delay' must be the whole right side of an algebraic line of a process"};
     if (IsReservedName(name)) lexer.FailExpected("a value");
-    throw CTextError{offset, "unknown name " + Quoted(name)};
+    throw TTextError{offset, "unknown name " + Quoted(name)};
   }
 
   bool CompileElement(const TDataElement& element, std::uint32_t offset) {
@@ -249,7 +249,7 @@ class CCompiler {
     lexer.Skip();
     const bool isIndexed = lexer.Peek().Is("[");
     if (isIndexed != element.isArray) {
-      throw CTextError{
+      throw TTextError{
           offset, Quoted(element.name) + (element.isArray ? " is an array and needs an index" : " is not an array")};
     }
     if (!isIndexed) {
@@ -271,7 +271,7 @@ class CCompiler {
   bool CompileFunction(const TFunction& row, std::uint32_t offset) {
     const auto fail = [&] {
       const std::string count = row.most == 0 ? "at least " + std::to_string(row.least) : std::to_string(row.least);
-      throw CTextError{offset, Quoted(row.name) + " takes " + count + (row.least == 1 ? " argument" : " arguments")};
+      throw TTextError{offset, Quoted(row.name) + " takes " + count + (row.least == 1 ? " argument" : " arguments")};
     };
     lexer.Skip();
     lexer.Expect("(");
@@ -295,7 +295,7 @@ class CCompiler {
     const std::string_view wanted = taken < count ? "," : ")";
     const std::string_view other = taken < count ? ")" : ",";
     if (lexer.Peek().Is(other)) {
-      throw CTextError{offset,
+      throw TTextError{offset,
                        Quoted(name) + " takes " + std::to_string(count) + (count == 1 ? " argument" : " arguments")};
     }
     lexer.Expect(wanted);
@@ -338,7 +338,7 @@ class CCompiler {
   }
 
   bool CompileNoise(std::uint32_t offset) {
-    if (noise == nullptr) throw CTextError{offset, "'noise' belongs into a process"};
+    if (noise == nullptr) throw TTextError{offset, "'noise' belongs into a process"};
     Open("noise", 1, offset);
     Require(CompileNested(offset), false);
     Separate("noise", 1, 1, offset);
@@ -350,12 +350,12 @@ class CCompiler {
 
   static void Require(const TOperand& operand, bool isBoolean) {
     if (operand.isBoolean == isBoolean) return;
-    throw CTextError{operand.offset,
+    throw TTextError{operand.offset,
                      isBoolean ? "expected a boolean, found a number" : "expected a number, found a boolean"};
   }
 
   void EmitWord(std::uint64_t word) {
-    if (code.size() >= kMaximumProgramLength) throw CTextError{lexer.Peek().offset, "expression too long"};
+    if (code.size() >= kMaximumProgramLength) throw TTextError{lexer.Peek().offset, "expression too long"};
     code.push_back(word);
   }
 
@@ -393,7 +393,7 @@ class CCompiler {
   }
 
   [[noreturn]] static void FailTooDeep(std::uint32_t offset) {
-    throw CTextError{offset, "expression nested too deeply"};
+    throw TTextError{offset, "expression nested too deeply"};
   }
 
   CLexer& lexer;

@@ -50,7 +50,7 @@ class CExpressions {
   // Reads an expression from the lexer up to but not including what cannot
   // continue it, which the caller checks. `wanted` is kReal for a number, or
   // kBoolean. `noise(sigma)` is allowed where `noise` is given: each call
-  // appends a draw, which it multiplies by sigma. Throws CTextError.
+  // appends a draw, which it multiplies by sigma. Throws TTextError.
   TExpression Compile(CLexer& lexer, const CDataElements& elements, EType wanted, TNoiseDraws* noise = nullptr);
 
   // Takes an expression back. One that nobody gave back goes with this.

@@ -100,7 +100,7 @@ void ReadList(CLexer& lexer, CDataElements& elements, std::int32_t element) {
   } while (lexer.TakeIf(","));
   lexer.Expect("]");
   if (found != count) {
-    throw CTextError{start, "expected " + std::to_string(count) + " values, found " + std::to_string(found)};
+    throw TTextError{start, "expected " + std::to_string(count) + " values, found " + std::to_string(found)};
   }
 }
 
@@ -163,9 +163,9 @@ std::int32_t TruncateToInteger(double value) {
 
 std::int32_t CDataElements::Declare(std::string_view name, EType type, std::uint32_t arrayCount, std::string unit,
                                     std::uint32_t mark) {
-  if (name.size() > kMaximumNameLength) throw CTextError{mark, "name longer than 63 characters"};
-  if (IsReservedName(name)) throw CTextError{mark, "'" + std::string(name) + "' is reserved"};
-  if (Find(name) >= 0) throw CTextError{mark, "'" + std::string(name) + "' is already declared"};
+  if (name.size() > kMaximumNameLength) throw TTextError{mark, "name longer than 63 characters"};
+  if (IsReservedName(name)) throw TTextError{mark, "'" + std::string(name) + "' is reserved"};
+  if (Find(name) >= 0) throw TTextError{mark, "'" + std::string(name) + "' is already declared"};
   TDataElement element;
   element.name = name;
   element.type = type;
@@ -174,7 +174,7 @@ std::int32_t CDataElements::Declare(std::string_view name, EType type, std::uint
   element.unit = std::move(unit);
   element.mark = mark;
   element.values = Allocate(element.count * TypeSize(type), TypeSize(type));
-  if (element.values == nullptr) throw CTextError{mark, "data elements take more than 256 MiB"};
+  if (element.values == nullptr) throw TTextError{mark, "data elements take more than 256 MiB"};
   places.push_back({element.values, element.count, element.type});
   elements.push_back(std::move(element));
   const std::int32_t index = Count() - 1;
@@ -217,7 +217,7 @@ void* CDataElements::Allocate(std::size_t size, std::size_t alignment) {
 }
 
 double CDataElements::AsDouble(std::int32_t element, std::uint32_t index) const {
-  const TPlace& place = places[static_cast<std::size_t>(element)];
+  const TElementPlace& place = places[static_cast<std::size_t>(element)];
   switch (place.type) {
     case EType::kBoolean:
       return static_cast<const std::uint8_t*>(place.values)[index];

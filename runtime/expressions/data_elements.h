@@ -57,7 +57,7 @@ class CDataElements {
   CDataElements& operator=(const CDataElements&) = delete;
 
   // Adds an element whose values are zero: a single one for count 0, else an
-  // array. Throws CTextError at `mark` when the name is taken, reserved or too
+  // array. Throws TTextError at `mark` when the name is taken, reserved or too
   // long, or when there is no room. Yields its index.
   std::int32_t Declare(std::string_view name, EType type, std::uint32_t arrayCount, std::string unit,
                        std::uint32_t mark);
@@ -83,7 +83,7 @@ class CDataElements {
   std::uint32_t CountOf(std::int32_t element) const { return places[static_cast<std::size_t>(element)].count; }
   double AsDouble(std::int32_t element, std::uint32_t index) const;
   void SetFromDouble(std::int32_t element, std::uint32_t index, double value) {
-    const TPlace& place = places[static_cast<std::size_t>(element)];
+    const TElementPlace& place = places[static_cast<std::size_t>(element)];
     if (place.type == EType::kReal) {
       static_cast<double*>(place.values)[index] = value;
     } else if (place.type == EType::kBoolean) {
@@ -95,7 +95,7 @@ class CDataElements {
 
  private:
   // What a write needs to know of an element.
-  struct TPlace {
+  struct TElementPlace {
     void* values;
     std::uint32_t count;
     EType type;
@@ -104,7 +104,7 @@ class CDataElements {
   void* Allocate(std::size_t size, std::size_t alignment);
 
   std::deque<TDataElement> elements;
-  std::vector<TPlace> places;  // of each
+  std::vector<TElementPlace> places;  // of each
   COpenIndex byName;
   // Values lie in order of declaration in blocks that never move.
   std::vector<std::unique_ptr<std::byte[]>> blocks;

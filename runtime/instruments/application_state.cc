@@ -3,26 +3,25 @@
 #include <algorithm>
 
 #include "runtime/instruments/making.h"
+#include "runtime/instruments/meters.h"
 #include "runtime/instruments/warnings.h"
 #include "runtime/platform/messages.h"
-#include "runtime/script/script.h"
 
 namespace runtime {
 
-TApplicationPart::TApplicationPart(CPlugin& thePlugin)
+TApplicationState::TApplicationState(CPlugin& thePlugin)
     : plugin(thePlugin), process(data, expressions), ctx{&files, this} {}
 
-TApplicationPart::~TApplicationPart() {
+TApplicationState::~TApplicationState() {
   // Instruments end in reverse order; their expressions go with them, before
   // the programs that they share.
   while (!instruments.empty()) {
     if (hx_vinst::CInstrument* object = instruments.back().object) ReleaseObject(object);
     instruments.pop_back();
   }
-  delete script;
 }
 
-void TApplicationPart::Report(const std::string& instrument, const std::string& text) {
+void TApplicationState::Report(const std::string& instrument, const std::string& text) {
   TRunTimeMessage message{expressions.Time(), instrument, Translated(text)};
   if (sink) {
     sink(message);
@@ -31,20 +30,27 @@ void TApplicationPart::Report(const std::string& instrument, const std::string& 
   }
 }
 
-void TApplicationPart::Complain(TDiagnostic::EKind kind, std::uint32_t offset, const std::string& message) {
+void TApplicationState::Complain(TDiagnostic::EKind kind, std::uint32_t offset, const std::string& message) {
   if (diagnostics != nullptr) diagnostics->push_back(MakeDiagnostic(source, kind, offset, Translated(message)));
 }
 
-bool TApplicationPart::HasErrors() const {
+bool TApplicationState::HasErrors() const {
   return diagnostics != nullptr && std::any_of(diagnostics->begin(), diagnostics->end(), [](const TDiagnostic& found) {
            return found.kind == TDiagnostic::kError;
          });
 }
 
+void CountLimited(TApplicationState& application, const gaugekit::CMeter& meter) {
+  const hx_vinst::CInstrument& instrument = *application.evaluated.instrument;
+  if (meter.parent != &instrument || instrument.host == nullptr) return;
+  if (&meter == MeterOf(instrument, kWishPane)) ++instrument.host->wishLimited;
+  if (&meter == MeterOf(instrument, kValuePane)) ++instrument.host->valueLimited;
+}
+
 void WarnAtMark(hx_main::TContext* ctx, std::uint32_t mark, std::string_view message) {
   if (ctx == nullptr) return;
-  TApplicationPart& application = ApplicationOf(ctx);
-  const TInstrumentPart* instrument = application.reading.instrument;
+  TApplicationState& application = ApplicationOf(ctx);
+  const TInstrumentState* instrument = application.reading.instrument;
   if (instrument == nullptr) return;  // nothing is being read
   application.Complain(TDiagnostic::kWarning, mark == hx_vinst::kNoMark ? instrument->header : mark,
                        std::string(message));

@@ -13,6 +13,8 @@
 #include "runtime/expressions/compiler.h"
 #include "runtime/expressions/data_elements.h"
 #include "runtime/expressions/expression.h"
+#include "runtime/instruments/capacities.h"
+#include "runtime/instruments/event_host.h"
 #include "runtime/platform/files.h"
 #include "runtime/runtime.h"
 #include "runtime/simulation/process.h"
@@ -39,17 +41,17 @@ struct THostPart {
   std::vector<TEvent> events;
   std::uint32_t blinkRate = 0;  // milliseconds, 0: none
   std::uint8_t blinkPhase = 0;
-  bool blinks = false;                   // has a place among the application's blinking ones
-  std::uint64_t limitedPeriods[3] = {};  // by pane
+  bool blinks = false;  // has a place among the application's blinking ones
+  // In which a pane cut what was measured.
+  std::uint64_t wishLimited = 0;
+  std::uint64_t valueLimited = 0;
 };
 
 }  // namespace hx_vinst
 
 namespace runtime {
 
-class CScript;
-
-struct TInstrumentPart {
+struct TInstrumentState {
   std::string name;
   std::string className;
   std::string title;
@@ -82,20 +84,29 @@ struct TTimed {
 
 // The definition being read: where the reading services are in the text.
 struct TReading {
-  TInstrumentPart* instrument = nullptr;
+  TInstrumentState* instrument = nullptr;
   std::unique_ptr<CLexer> lexer;
-  char16_t token[1023 + 1] = {};
+  std::uint32_t end = 0;  // offset at which the definition ends
+  char16_t token[kTokenCapacity + 1] = {};
   std::uint32_t last = 0;    // offset of the last identifier or value read
   bool ended = false;        // the end of the definition was reached
   std::u16string complaint;  // the last message of a service
   std::uint32_t complaintOffset = 0;
 };
 
-struct TApplicationPart {
-  explicit TApplicationPart(CPlugin& thePlugin);
-  TApplicationPart(const TApplicationPart&) = delete;
-  TApplicationPart& operator=(const TApplicationPart&) = delete;
-  ~TApplicationPart();
+// The real that an instrument evaluated last and has not shown yet. A regulator
+// shows what it measured; where its pane's range cut that, the meter is given
+// another value.
+struct TEvaluated {
+  const hx_vinst::CInstrument* instrument = nullptr;  // null: shown
+  double value = 0.0;
+};
+
+struct TApplicationState {
+  explicit TApplicationState(CPlugin& thePlugin);
+  TApplicationState(const TApplicationState&) = delete;
+  TApplicationState& operator=(const TApplicationState&) = delete;
+  ~TApplicationState();
 
   CPlugin& plugin;
   TReadOptions options;
@@ -113,16 +124,17 @@ struct TApplicationPart {
   std::int32_t declaredCount = 0;  // of the data blocks
   CExpressions expressions;
   CProcess process;
-  runtime::CScript* script = nullptr;  // owned; null without a script block
+  std::unique_ptr<CEventHost> script;  // null without a script block
   runlib::TFileContext files;
   hx_main::TContext ctx;
 
-  std::vector<TInstrumentPart> instruments;
+  std::vector<TInstrumentState> instruments;
   std::unordered_map<std::string, std::size_t> instrumentByName;
   TReading reading;
   std::vector<TTimed> timed;                     // in the order of the instruments
   std::vector<hx_vinst::CInstrument*> blinking;  // that asked for it at any time
   std::vector<std::size_t> activated;            // receivers of this period, in order
+  TEvaluated evaluated;
 
   std::function<void(double)> input;  // writes elements from outside; may be empty
   std::function<void(const TRunTimeMessage&)> sink;
@@ -134,41 +146,29 @@ struct TApplicationPart {
 };
 
 // The application behind a context or an instrument.
-inline TApplicationPart& ApplicationOf(hx_main::TContext* ctx) {
-  return *static_cast<TApplicationPart*>(ctx->application);
+inline TApplicationState& ApplicationOf(hx_main::TContext* ctx) {
+  return *static_cast<TApplicationState*>(ctx->application);
 }
-
-// The number-th meter among the children, from 0; null when there are fewer.
-const gaugekit::CMeter* MeterOf(const view::CNodeView& instrument, std::size_t number);
 
 // Reads every block of the text and makes and reads the instruments; what is
 // wrong goes to the diagnostics.
-void ReadApplication(TApplicationPart& application);
+void ReadApplication(TApplicationState& application);
 // One period: the clock, the process, the script, the timers, the receivers.
-void RunPeriod(TApplicationPart& application);
+void RunPeriod(TApplicationState& application);
 // Sends every instrument the event that makes it keep what it has learnt;
 // `reason` is vcore::kKeepAtEnd or kKeepOnRequest. What can't be written is
 // reported, in the instrument's name.
-void KeepLearnt(TApplicationPart& application, std::uint32_t reason);
-// The real that an instrument evaluated last and has not shown yet. When one of
-// its meters is then given another value, it shows it limited, and the periods
-// in which its regulator did so are counted by pane.
-struct TEvaluated {
-  const hx_vinst::CInstrument* instrument = nullptr;  // null: shown
-  double value = 0.0;
-};
-extern TEvaluated lastEvaluated __attribute__((visibility("hidden")));
+void KeepLearnt(TApplicationState& application, std::uint32_t reason);
 
-inline void NoteEvaluated(const hx_vinst::CInstrument& instrument, double value) {
-  lastEvaluated = {&instrument, value};
-}
+// Counts a period in which a pane of the instrument that evaluated last cut its
+// wish or its value.
+void CountLimited(TApplicationState& application, const gaugekit::CMeter& meter);
 
-void CountLimited(const gaugekit::CMeter& meter);
-
-inline void NoteShown(const gaugekit::CMeter& meter, double value) {
-  if (lastEvaluated.instrument == nullptr) return;
-  if (value != lastEvaluated.value) CountLimited(meter);
-  lastEvaluated.instrument = nullptr;
+// A meter is given a value.
+inline void NoteShown(TApplicationState& application, const gaugekit::CMeter& meter, double value) {
+  if (application.evaluated.instrument == nullptr) return;
+  if (value != application.evaluated.value) CountLimited(application, meter);
+  application.evaluated.instrument = nullptr;
 }
 
 }  // namespace runtime

@@ -5,7 +5,6 @@
 
 #include "runtime/expressions/machine.h"
 #include "runtime/instruments/application_state.h"
-#include "runtime/script/script.h"
 #include "runtime/text/wide_text.h"
 
 namespace hx_vinst {
@@ -13,12 +12,12 @@ namespace hx_vinst {
 namespace {
 
 // Of an application's own instrument; the meters inside one have no part.
-runtime::TApplicationPart* Application(const CInstrument& instrument) {
+runtime::TApplicationState* Application(const CInstrument& instrument) {
   return instrument.ctx == nullptr ? nullptr : &runtime::ApplicationOf(instrument.ctx);
 }
 
 [[gnu::noinline]] void ReportEvaluation(const CInstrument& instrument, runtime::EvalStatus status) {
-  if (runtime::TApplicationPart* application = Application(instrument)) {
+  if (runtime::TApplicationState* application = Application(instrument)) {
     application->Report(runtime::Utf8(instrument.name), std::string(runtime::EvalMessage(status)));
   }
 }
@@ -117,7 +116,7 @@ std::uint8_t CInstrument::GetDescriptionOfId(std::uint32_t, std::uint32_t, char1
 std::uint8_t CInstrument::Invoke(std::uint32_t identifier, hx_expr::TValueArray* arguments, std::uint32_t errorCapacity,
                                  char16_t* errorText) {
   const std::uint32_t number = identifier & ~kHostIdentifier;
-  runtime::TApplicationPart* application = Application(*this);
+  runtime::TApplicationState* application = Application(*this);
   std::string error = "no such procedure";
   if (host != nullptr && identifier != number && number < host->events.size() && application != nullptr &&
       application->script != nullptr) {
@@ -145,7 +144,7 @@ void CInstrument::EvaluateExpression(hx_expr::TExprTreeRecord* expression, std::
     return;
   }
   hx_tool::SetValueLongReal(value, result);
-  runtime::NoteEvaluated(*this, result);
+  if (ctx != nullptr) runtime::ApplicationOf(ctx).evaluated = {this, result};
 }
 
 void CInstrument::FreeExpression(hx_expr::TExprTreeRecord** expression) {
@@ -158,7 +157,7 @@ void CInstrument::FreeExpression(hx_expr::TExprTreeRecord** expression) {
 // kNoDataElement is no element either.
 void CInstrument::SetDataElement(std::uint64_t elementId, hx_expr::TExprTreeRecord* indexExpression,
                                  const hx_expr::TValue* value) {
-  runtime::TApplicationPart* application = Application(*this);
+  runtime::TApplicationState* application = Application(*this);
   const std::uint32_t element = elementId & 0x7FFFFFFF;
   if (application == nullptr || !application->data.Has(element)) return;
   const double number = value->type == hx_expr::kBoolean ? (value->boolean != 0 ? 1.0 : 0.0) : value->real;
@@ -171,9 +170,9 @@ void CInstrument::SetDataElement(std::uint64_t elementId, hx_expr::TExprTreeReco
 
 // A receiver item's words are the instrument's number and its complement.
 void CInstrument::InstrumentException(std::uint32_t word0, std::uint32_t word1, std::uint32_t) {
-  runtime::TApplicationPart* application = Application(*this);
+  runtime::TApplicationState* application = Application(*this);
   if (application == nullptr || word1 != ~word0 || word0 >= application->instruments.size()) return;
-  runtime::TInstrumentPart& receiver = application->instruments[word0];
+  runtime::TInstrumentState& receiver = application->instruments[word0];
   const std::uint64_t period = application->periodsDone + 1;
   if (receiver.activatedIn == period) return;
   receiver.activatedIn = period;
@@ -181,7 +180,7 @@ void CInstrument::InstrumentException(std::uint32_t word0, std::uint32_t word1, 
 }
 
 void CInstrument::RegisterBlinking(std::uint32_t rate) {
-  runtime::TApplicationPart* application = Application(*this);
+  runtime::TApplicationState* application = Application(*this);
   if (host == nullptr || application == nullptr || host->blinkRate == rate) return;
   if (!host->blinks) application->blinking.push_back(this);
   host->blinks = true;

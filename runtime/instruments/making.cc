@@ -4,7 +4,8 @@
 #include <utility>
 
 #include "host/gaugekit.h"
-#include "runtime/instruments/plugin_state.h"
+#include "runtime/instruments/driver.h"
+#include "runtime/instruments/meters.h"
 #include "runtime/platform/block_pool.h"
 #include "runtime/platform/memory.h"
 #include "runtime/platform/messages.h"
@@ -14,7 +15,6 @@ namespace runtime {
 
 namespace {
 
-constexpr std::uint32_t kTextCapacity = 255;
 constexpr std::uint32_t kMaximumEntries = 1000;  // an instrument that never says no is cut off
 constexpr char16_t kMeterClass[] = u"meter";
 
@@ -24,11 +24,11 @@ hx_vinst::CInstrument* MakeMeter() {
   return block == nullptr ? nullptr : new (block) gaugekit::CMeter();
 }
 
-hx_vinst::CInstrument* Construct(TApplicationPart& application, const std::string& className, std::string* error) {
+hx_vinst::CInstrument* Construct(TApplicationState& application, const std::string& className, std::string* error) {
   if (className == Utf8(kMeterClass)) {
     return MakeMeter();
   }
-  const TPluginPart& plugin = application.plugin.Part();
+  const TPluginState& plugin = StateOf(application.plugin);
   for (const TClass& known : plugin.classes) {
     if (known.name != className) continue;
     const std::u16string name = Utf16(className);
@@ -55,7 +55,7 @@ bool IsOfChild(const hx_vinst::CInstrument& object, const void* block) {
 
 }  // namespace
 
-hx_vinst::CInstrument* MakeObject(TApplicationPart& application, const std::string& className,
+hx_vinst::CInstrument* MakeObject(TApplicationState& application, const std::string& className,
                                   const std::string& instrumentName, std::string* error) {
   const std::uint64_t failuresBefore = MemoryStatistics().failures;
   const std::string outOfMemory = "out of memory while making the instrument '" + instrumentName + "'";
@@ -75,7 +75,7 @@ hx_vinst::CInstrument* MakeObject(TApplicationPart& application, const std::stri
     ReleaseObject(object);
     return nullptr;
   }
-  for (const CBlockLog::TBlock& block : given.blocks) {
+  for (const CBlockLog::TGivenBlock& block : given.blocks) {
     if (block.size >= kLeastPooled && !IsOfChild(*object, block.start)) object->host->blocks.push_back(block.start);
   }
   return object;
@@ -92,9 +92,7 @@ TTimed TimedOf(hx_vinst::CInstrument& object) {
       timed.lines[count++] = static_cast<const char*>(start) + i * kLine;
     }
   };
-  for (const view::CView* child = object.firstChild; child != nullptr; child = child->next) {
-    if (child->kind == view::kMeter) add(&static_cast<const gaugekit::CMeter*>(child)->meterValue, 1);
-  }
+  for (const gaugekit::CMeter& meter : MetersOf(object)) add(&meter.meterValue, 1);
   for (const void* block : object.host->blocks) add(block, block == &object ? kOwnLines : kLines);
   while (count < TTimed::kLines) add(&object, 1);
   return timed;

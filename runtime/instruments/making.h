@@ -13,7 +13,7 @@ namespace runtime {
 // A new initialised instrument of the plug-in or a meter, named, with a host
 // part; null with a message when the class is unknown, the plug-in makes
 // null, or memory ran out on the way.
-hx_vinst::CInstrument* MakeObject(TApplicationPart& application, const std::string& className,
+hx_vinst::CInstrument* MakeObject(TApplicationState& application, const std::string& className,
                                   const std::string& instrumentName, std::string* error);
 // What acting in every period touches, as far as the host can know: the values
 // of its meters, the start of its object and of its other larger blocks.

@@ -5,6 +5,7 @@
 
 #include "host/gaugekit.h"
 #include "runtime/instruments/application_state.h"
+#include "runtime/instruments/meters.h"
 #include "runtime/instruments/warnings.h"
 #include "runtime/platform/buffer_painter.h"
 #include "runtime/platform/memory.h"
@@ -14,7 +15,6 @@ namespace gaugekit {
 namespace {
 
 constexpr std::uint32_t kMaximumPlaces = 15;
-constexpr std::uint32_t kLabelCapacity = 255;
 constexpr std::uint32_t kSetRange = 3;
 constexpr char16_t kSetRangeName[] = u"SetRange__RR";
 constexpr char16_t kSetRangeDescription[] = u"SetRange( RangeFrom, RangeTo : real )";
@@ -149,9 +149,9 @@ void CMeter::ResizeBuffer() {
 void CMeter::UpdateLabels() {
   if (content != kFull) return;
   std::uint32_t length = 0;
-  runlib::RealToWStr(lowLimit, decPlaces, kLabelCapacity, lowLabel.Room(), &length);
+  runlib::RealToWStr(lowLimit, decPlaces, runtime::kTextCapacity, lowLabel.Room(), &length);
   lowLabel.Update();
-  runlib::RealToWStr(highLimit, decPlaces, kLabelCapacity, highLabel.Room(), &length);
+  runlib::RealToWStr(highLimit, decPlaces, runtime::kTextCapacity, highLabel.Room(), &length);
   highLabel.Update();
 }
 
@@ -164,15 +164,16 @@ bool CMeter::IsDrawn() {
   };
   if (draws(painter)) return true;
   if (parent == nullptr) return false;
-  for (const view::CView* child = parent->firstChild; child != nullptr; child = child->next) {
-    if (child->kind == view::kMeter && draws(static_cast<const CMeter*>(child)->painter)) return true;
+  const runtime::CMeters together = runtime::MetersOf(*parent);
+  for (const CMeter& meter : together) {
+    if (draws(meter.painter)) return true;
   }
   return false;
 }
 
 void CMeter::SetMeterValue(double newValue) {
   meterValue = newValue;
-  runtime::NoteShown(*this, newValue);
+  if (ctx != nullptr) runtime::NoteShown(runtime::ApplicationOf(ctx), *this, newValue);
   if (drawnAsOf != runtime::painterChanges || drawn) KeepHistory(newValue);
 }
 

@@ -3,13 +3,13 @@
 #include <algorithm>
 
 #include "host/gaugekit.h"
+#include "runtime/instruments/capacities.h"
 #include "runtime/text/wide_text.h"
 
 namespace gaugekit {
 
 namespace {
 
-constexpr std::uint32_t kTokenCapacity = 1023;
 constexpr std::uint32_t kMaskCapacity = 63;
 constexpr vcom::CRect kDefaultRect = {10, 10, 110, 90};
 
@@ -39,8 +39,8 @@ struct TEntry {
 };
 
 bool Is(const vtape::TToken& token, std::u16string_view keyword) {
-  return runlib::WStrCompare(kTokenCapacity, token.text, static_cast<std::uint32_t>(keyword.size()), keyword.data()) ==
-         0;
+  return runlib::WStrCompare(runtime::kTokenCapacity, token.text, static_cast<std::uint32_t>(keyword.size()),
+                             keyword.data()) == 0;
 }
 
 template <double CMeter::*value, std::uint32_t CMeter::*mark>
@@ -139,9 +139,9 @@ std::uint8_t CMeter::ReadSelf(std::uint32_t errorCapacity, char16_t* errorText, 
   vtape::TToken token;
   while (ReadToken(errorCapacity, errorText, &token, 0)) {
     if (token.kind != vtape::kTokenIdentifier) return definition.Fail(hx_err_::_Expected_identifier);
-    runlib::WStrAssign(tokenCapacity, tokenText, kTokenCapacity, token.text);
+    runlib::WStrAssign(tokenCapacity, tokenText, runtime::kTokenCapacity, token.text);
     std::uint32_t code = 0;
-    if (IsSystemKeyword(kTokenCapacity, token.text, &code)) {
+    if (IsSystemKeyword(runtime::kTokenCapacity, token.text, &code)) {
       if (!ReadSystemKeyword(errorCapacity, errorText, code)) return 0;
       continue;
     }

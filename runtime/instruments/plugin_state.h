@@ -10,8 +10,6 @@
 
 namespace runtime {
 
-constexpr std::uint32_t kInterfaceNumber = 0x105;
-
 // The six exports of a plug-in. Texts as everywhere at the boundary; the
 // objects and images belong to the plug-in until stated otherwise.
 struct TExports {
@@ -29,7 +27,7 @@ struct TExports {
   hx_vinst::CInstrument* (*makeInstrument)(std::uint32_t nameLength, const char16_t* name);
 };
 
-struct TPluginPart {
+struct TPluginState {
   void* library = nullptr;
   TExports exports = {};
   std::string path;

@@ -16,10 +16,8 @@ using runtime::CLexer;
 using runtime::ELexeme;
 using runtime::TLexeme;
 
-constexpr std::uint32_t kTokenCapacity = 1023;
-
 // Leaves a message with the caller and, with its place, in the reading.
-void Complain(runtime::TReading& reading, std::uint32_t capacity, char16_t* message, const runtime::CTextError& error) {
+void Complain(runtime::TReading& reading, std::uint32_t capacity, char16_t* message, const runtime::TTextError& error) {
   std::u16string text = runtime::Utf16(error.message);
   if (text.size() > capacity) text.resize(capacity);
   runlib::WStrAssign(capacity, message, static_cast<std::uint32_t>(text.size()), text.c_str());
@@ -31,14 +29,14 @@ void Complain(runtime::TReading& reading, std::uint32_t capacity, char16_t* mess
 template <typename TService>
 std::uint8_t Serve(CInstrument& instrument, std::uint32_t capacity, char16_t* message, TService service) {
   runtime::TReading& reading = ApplicationOf(instrument.ctx).reading;
-  runtime::CTextError error;
+  runtime::TTextError error;
   if (reading.lexer == nullptr) {
     error = {0, "nothing is being read"};
   } else {
     try {
       service(reading);
       return 1;
-    } catch (runtime::CTextError& thrown) {
+    } catch (runtime::TTextError& thrown) {
       error = std::move(thrown);
     }
   }
@@ -69,7 +67,7 @@ std::uint32_t ReadUint32(runtime::TReading& reading, std::uint32_t* mark = nullp
 void AssignText(runtime::TReading& reading, const std::string& text, std::uint32_t capacity, char16_t* destination) {
   const std::u16string wide = runtime::Utf16(text);
   if (wide.size() > capacity) {
-    throw runtime::CTextError{reading.last, "text of more than " + std::to_string(capacity) + " characters"};
+    throw runtime::TTextError{reading.last, "text of more than " + std::to_string(capacity) + " characters"};
   }
   runlib::WStrAssign(capacity, destination, static_cast<std::uint32_t>(wide.size()), wide.c_str());
 }
@@ -85,7 +83,7 @@ runtime::EType TypeOf(std::uint32_t code) {
 
 // The unit of the element that an expression consists of; none when it is
 // more than one element's name.
-std::string UnitOfPlainElement(runtime::TApplicationPart& application) {
+std::string UnitOfPlainElement(runtime::TApplicationState& application) {
   CLexer& lexer = *application.reading.lexer;
   const std::uint32_t start = lexer.Offset();
   const TLexeme first = lexer.Next();
@@ -96,7 +94,7 @@ std::string UnitOfPlainElement(runtime::TApplicationPart& application) {
 }
 
 hx_expr::TExprTreeRecord* CompileHeld(CInstrument& instrument, runtime::EType type) {
-  runtime::TApplicationPart& application = ApplicationOf(instrument.ctx);
+  runtime::TApplicationState& application = ApplicationOf(instrument.ctx);
   runtime::TExpression compiled = application.expressions.Compile(*application.reading.lexer, application.data, type);
   if (instrument.host != nullptr) instrument.host->expressions.push_back(compiled.get());
   return compiled.release();
@@ -109,12 +107,12 @@ std::uint8_t CInstrument::ReadToken(std::uint32_t capacity, char16_t* message, v
   bool ended = false;
   const std::uint8_t served = Serve(*this, capacity, message, [&](runtime::TReading& reading) {
     const TLexeme& lexeme = reading.lexer->Peek();
-    ended = lexeme.offset >= reading.instrument->end;
+    ended = lexeme.offset >= reading.end;
     if (ended) return;
     reading.last = lexeme.offset;
     const std::u16string text =
         runtime::Utf16(lexeme.kind == ELexeme::kString ? std::string_view(lexeme.string) : lexeme.text.substr(0, 4096));
-    runlib::WStrAssign(kTokenCapacity, reading.token, static_cast<std::uint32_t>(text.size()), text.c_str());
+    runlib::WStrAssign(runtime::kTokenCapacity, reading.token, static_cast<std::uint32_t>(text.size()), text.c_str());
     token->kind = lexeme.kind == ELexeme::kIdentifier ? vtape::kTokenIdentifier
                   : lexeme.kind == ELexeme::kNumber   ? vtape::kTokenNumber
                   : lexeme.kind == ELexeme::kString   ? vtape::kTokenString
@@ -125,7 +123,7 @@ std::uint8_t CInstrument::ReadToken(std::uint32_t capacity, char16_t* message, v
   if (!ended) return served;
   runtime::TReading& reading = ApplicationOf(ctx).reading;
   reading.ended = true;
-  Complain(reading, capacity, message, {reading.instrument->end, "unexpected end of the definition"});
+  Complain(reading, capacity, message, {reading.end, "unexpected end of the definition"});
   return 0;
 }
 
@@ -237,9 +235,9 @@ std::uint8_t CInstrument::ReadEquFile(std::uint32_t capacity, char16_t* message,
   return Serve(*this, capacity, message, [&](runtime::TReading& reading) {
     reading.lexer->Expect("=");
     const std::string read = ReadText(reading);
-    if (read.empty()) throw runtime::CTextError{reading.last, "expected the name of a file"};
+    if (read.empty()) throw runtime::TTextError{reading.last, "expected the name of a file"};
     if (runtime::LeavesFolder(ApplicationOf(ctx).files, runtime::Utf16(read))) {
-      throw runtime::CTextError{reading.last, "the file name leaves the application's folder"};
+      throw runtime::TTextError{reading.last, "the file name leaves the application's folder"};
     }
     AssignText(reading, read, nameCapacity, fileName);
     reading.lexer->Expect(";");
@@ -249,7 +247,7 @@ std::uint8_t CInstrument::ReadEquFile(std::uint32_t capacity, char16_t* message,
 
 std::uint8_t CInstrument::ReadEquReceivers(std::uint32_t capacity, char16_t* message, vcom::CList* list) {
   return Serve(*this, capacity, message, [&](runtime::TReading& reading) {
-    runtime::TApplicationPart& application = ApplicationOf(ctx);
+    runtime::TApplicationState& application = ApplicationOf(ctx);
     reading.lexer->Expect("=");
     if (host != nullptr &&
         std::find(host->receiverLists.begin(), host->receiverLists.end(), list) == host->receiverLists.end()) {
@@ -260,11 +258,11 @@ std::uint8_t CInstrument::ReadEquReceivers(std::uint32_t capacity, char16_t* mes
       const TLexeme receiver = reading.lexer->ExpectIdentifier("the name of an instrument");
       const auto found = application.instrumentByName.find(std::string(receiver.text));
       if (found == application.instrumentByName.end()) {
-        throw runtime::CTextError{receiver.offset, "there is no instrument '" + std::string(receiver.text) + "'"};
+        throw runtime::TTextError{receiver.offset, "there is no instrument '" + std::string(receiver.text) + "'"};
       }
       void* block = nullptr;
       runlib::MemAllocate(&block, sizeof(vcom::TListItem));
-      if (block == nullptr) throw runtime::CTextError{receiver.offset, "out of memory"};
+      if (block == nullptr) throw runtime::TTextError{receiver.offset, "out of memory"};
       const std::uint32_t number = static_cast<std::uint32_t>(found->second);
       vcom::TListItem* item = new (block) vcom::TListItem{{number, ~number}, nullptr};
       (list->last == nullptr ? list->first : list->last->next) = item;
@@ -278,7 +276,7 @@ std::uint8_t CInstrument::ReadEquReceivers(std::uint32_t capacity, char16_t* mes
 std::uint8_t CInstrument::ReadEquExpression(std::uint32_t capacity, char16_t* message,
                                             hx_expr::TExprTreeRecord** expression, std::uint32_t type) {
   return Serve(*this, capacity, message, [&](runtime::TReading& reading) {
-    runtime::TApplicationPart& application = ApplicationOf(ctx);
+    runtime::TApplicationState& application = ApplicationOf(ctx);
     reading.lexer->Expect("=");
     MarkNext(reading);
     std::string& quantityUnit = reading.instrument->quantityUnit;
@@ -299,23 +297,23 @@ std::uint8_t CInstrument::ReadEquDataElement(std::uint32_t capacity, char16_t* m
                                              hx_expr::TExprTreeRecord** indexExpression, std::uint32_t nameCapacity,
                                              char16_t* elementName, std::uint32_t type, std::uint32_t) {
   return Serve(*this, capacity, message, [&](runtime::TReading& reading) {
-    runtime::TApplicationPart& application = ApplicationOf(ctx);
+    runtime::TApplicationState& application = ApplicationOf(ctx);
     reading.lexer->Expect("=");
     MarkNext(reading);
     const TLexeme read = reading.lexer->ExpectIdentifier("the name of a data element");
     const std::string spelling(read.text);
     const std::int32_t index = application.data.Find(read.text);
-    if (index < 0) throw runtime::CTextError{read.offset, "there is no data element '" + spelling + "'"};
+    if (index < 0) throw runtime::TTextError{read.offset, "there is no data element '" + spelling + "'"};
     const runtime::TDataElement& element = application.data[index];
     if (element.type != TypeOf(type)) {
-      throw runtime::CTextError{read.offset, "the output must be " + std::string(runtime::TypeName(TypeOf(type))) +
+      throw runtime::TTextError{read.offset, "the output must be " + std::string(runtime::TypeName(TypeOf(type))) +
                                                  "; '" + spelling + "' is " + runtime::TypeName(element.type)};
     }
     if (element.writtenByProcess) {
-      throw runtime::CTextError{read.offset, "'" + spelling + "' is computed by the process"};
+      throw runtime::TTextError{read.offset, "'" + spelling + "' is computed by the process"};
     }
     if (reading.lexer->Peek().Is("[") != element.isArray) {
-      throw runtime::CTextError{
+      throw runtime::TTextError{
           read.offset, "'" + spelling + (element.isArray ? "' is an array and needs an index" : "' is not an array")};
     }
     hx_expr::TExprTreeRecord* compiled = nullptr;
@@ -382,7 +380,7 @@ std::uint8_t CInstrument::IsSystemKeyword(std::uint32_t capacity, const char16_t
 
 std::uint8_t CInstrument::ReadSystemKeyword(std::uint32_t capacity, char16_t* message, std::uint32_t code) {
   return Serve(*this, capacity, message, [&](runtime::TReading& reading) {
-    if (code >= std::size(kSystemKeywords)) throw runtime::CTextError{reading.last, "no such system keyword"};
+    if (code >= std::size(kSystemKeywords)) throw runtime::TTextError{reading.last, "no such system keyword"};
     kSystemKeywords[code].read(*this, reading);
     reading.lexer->Expect(";");
   });

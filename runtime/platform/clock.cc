@@ -10,7 +10,7 @@ std::uint32_t now = 0;
 
 namespace runtime {
 
-void SetClock(std::uint32_t milliseconds) { now = milliseconds % kMillisecondsPerDay; }
+void SetClock(std::uint32_t milliseconds) { now = milliseconds % vcore::kMillisecondsPerDay; }
 
 }  // namespace runtime
 

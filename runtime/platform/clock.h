@@ -6,8 +6,6 @@
 
 namespace runtime {
 
-constexpr std::uint32_t kMillisecondsPerDay = 86400000;
-
 // What vcore::GetTimeMS tells from now on; taken modulo a day.
 void SetClock(std::uint32_t milliseconds);
 

@@ -33,7 +33,7 @@ TResult Shielded(TResult fallback, TBody body) noexcept {
 
 // --- Names ------------------------------------------------------------------
 
-struct TPlace {
+struct TFilePlace {
   bool leaves = false;
   fs::path path;  // as the name says; empty when it names no file of the folder
   fs::path real;  // with symbolic links followed
@@ -44,7 +44,7 @@ bool IsBelow(const fs::path& path, const fs::path& folder) {
   return !relative.empty() && *relative.begin() != "..";
 }
 
-TPlace Place(const runlib::TFileContext& context, std::u16string_view name) {
+TFilePlace Place(const runlib::TFileContext& context, std::u16string_view name) {
   if (name.empty()) return {};
   const fs::path written(runtime::Utf8(name));
   const fs::path folder(context.folder);
@@ -288,7 +288,7 @@ std::uint32_t FileCreate(TFileContext* context, std::uint32_t nameCapacity, cons
   return Shielded(kNoHandle, [&] {
     const std::u16string_view wide = runtime::WideView(nameCapacity, name);
     const std::string given = runtime::Utf8(wide);
-    const TPlace place = Place(*context, wide);
+    const TFilePlace place = Place(*context, wide);
     if (!place.real.empty()) return Create(given, place.real);
     NoteWriteFailure(given, "its name leads to no file of the application's folder");
     return kNoHandle;
@@ -299,7 +299,7 @@ std::uint32_t FileOpen(void* host, std::uint32_t nameCapacity, const char16_t* n
   const auto* context = static_cast<const hx_main::TContext*>(host);
   if (context == nullptr || context->files == nullptr) return kNoHandle;
   return Shielded(kNoHandle, [&] {
-    const TPlace place = Place(*context->files, runtime::WideView(nameCapacity, name));
+    const TFilePlace place = Place(*context->files, runtime::WideView(nameCapacity, name));
     return place.real.empty() ? kNoHandle : Open(place.real);
   });
 }

@@ -31,7 +31,7 @@ void FailAllocationAfter(std::int64_t successes, std::int64_t failures = -1);
 // Notes the blocks that the service gives as long as this lives. One at a time.
 class CBlockLog {
  public:
-  struct TBlock {
+  struct TGivenBlock {
     const void* start;
     std::size_t size;  // bytes, as asked for
   };
@@ -41,7 +41,7 @@ class CBlockLog {
   CBlockLog(const CBlockLog&) = delete;
   CBlockLog& operator=(const CBlockLog&) = delete;
 
-  std::vector<TBlock> blocks;  // in the order in which they were given
+  std::vector<TGivenBlock> blocks;  // in the order in which they were given
 };
 
 }  // namespace runtime

@@ -51,9 +51,9 @@ bool ReadMessageTable(const std::string& path, TMessageTable* table, std::string
       if (lexer.Peek().kind == ELexeme::kString && lexer.Peek().string.empty()) lexer.FailExpected("a text");
       std::string text = lexer.ExpectString();
       lexer.Expect(";");
-      if (!read.emplace(std::move(key), std::move(text)).second) throw CTextError{place, "a second entry of this text"};
+      if (!read.emplace(std::move(key), std::move(text)).second) throw TTextError{place, "a second entry of this text"};
     }
-  } catch (const CTextError& wrong) {
+  } catch (const TTextError& wrong) {
     *error = Format(MakeDiagnostic(source, TDiagnostic::kError, wrong.offset, wrong.message));
     error->pop_back();  // the end of its last line
     return false;

@@ -12,44 +12,44 @@ constexpr double kMinimumInterval = 0.001;  // seconds, one step of the clock
 constexpr double kPrintWork = 100.0;        // of one line, in instructions
 
 // Takes (seconds, function) and schedules it.
-int Schedule(TScriptPart& part, lua_State* lua, const char* name, bool repeats) {
+int Schedule(TScriptState& script, lua_State* lua, const char* name, bool repeats) {
   const double seconds = lua_type(lua, 1) == LUA_TNUMBER ? lua_tonumber(lua, 1) : NAN;
   if (!std::isfinite(seconds) || lua_type(lua, 2) != LUA_TFUNCTION) {
-    return Fail(part, "'%s' takes a number of seconds and a function", name);
+    return Fail(script, "'%s' takes a number of seconds and a function", name);
   }
-  if (repeats && seconds < kMinimumInterval) return Fail(part, "an interval is at least 0.001 s");
-  if (part.schedule.IsFull()) return Fail(part, "more than %zu calls are scheduled", CSchedule::kMaximumPending);
+  if (repeats && seconds < kMinimumInterval) return Fail(script, "an interval is at least 0.001 s");
+  if (script.schedule.IsFull()) return Fail(script, "more than %zu calls are scheduled", CSchedule::kMaximumPending);
   lua_settop(lua, 2);
   TCallback callback;
   callback.function = luaL_ref(lua, LUA_REGISTRYINDEX);
   if (repeats) {
-    callback.start = part.application.expressions.Time();
+    callback.start = script.application.expressions.Time();
     callback.interval = seconds;
   }
   const double due = callback.start + seconds;
-  part.schedule.Add(due, std::move(callback));
+  script.schedule.Add(due, std::move(callback));
   return 0;
 }
 
-int At(TScriptPart& part, lua_State* lua) { return Schedule(part, lua, "at", false); }
-int Every(TScriptPart& part, lua_State* lua) { return Schedule(part, lua, "every", true); }
+int At(TScriptState& script, lua_State* lua) { return Schedule(script, lua, "at", false); }
+int Every(TScriptState& script, lua_State* lua) { return Schedule(script, lua, "every", true); }
 
 int Time(lua_State* lua) {
-  lua_pushnumber(lua, PartOf(lua).application.expressions.Time());
+  lua_pushnumber(lua, ScriptOf(lua).application.expressions.Time());
   return 1;
 }
 
-int Save(TScriptPart& part, lua_State*) {
-  if (RequireRead(part) == kFailed) return kFailed;
-  KeepLearnt(part.application, vcore::kKeepOnRequest);
+int Save(TScriptState& script, lua_State*) {
+  if (RequireRead(script) == kFailed) return kFailed;
+  KeepLearnt(script.application, vcore::kKeepOnRequest);
   return 0;
 }
 
-int PrintLine(TScriptPart& part, lua_State* lua) {
+int PrintLine(TScriptState& script, lua_State* lua) {
   std::size_t length = 0;
   const char* text = lua_tolstring(lua, -1, &length);
   const std::string_view line(text, length);
-  if (part.application.options.print) part.application.options.print(Utf8(Utf16(line)));
+  if (script.application.options.print) script.application.options.print(Utf8(Utf16(line)));
   return 0;
 }
 
@@ -64,16 +64,16 @@ int Print(lua_State* lua) {
   }
   luaL_pushresult(&line);
   Charge(lua, kPrintWork);
-  return Guarded<PrintLine>(lua);
+  return LuaFunction<PrintLine>(lua);
 }
 
 }  // namespace
 
 void OpenCalls(lua_State* lua) {
-  lua_register(lua, "at", Guarded<At>);
-  lua_register(lua, "every", Guarded<Every>);
+  lua_register(lua, "at", LuaFunction<At>);
+  lua_register(lua, "every", LuaFunction<Every>);
   lua_register(lua, "time", Time);
-  lua_register(lua, "save", Guarded<Save>);
+  lua_register(lua, "save", LuaFunction<Save>);
   lua_register(lua, "print", Print);
 }
 

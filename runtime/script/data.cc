@@ -27,11 +27,11 @@ void PushElement(lua_State* lua, const TDataElement& element, std::uint32_t inde
 }
 
 // Sets one value from the stack, or nothing.
-int WriteElement(TScriptPart& part, lua_State* lua, const TDataElement& element, std::uint32_t index, int value) {
+int WriteElement(TScriptState& script, lua_State* lua, const TDataElement& element, std::uint32_t index, int value) {
   const char* name = element.name.c_str();
   const int wanted = element.type == EType::kBoolean ? LUA_TBOOLEAN : LUA_TNUMBER;
   if (lua_type(lua, value) != wanted) {
-    return Fail(part, "'%s' is %s: %s expected, got %s", name, TypeName(element.type), lua_typename(lua, wanted),
+    return Fail(script, "'%s' is %s: %s expected, got %s", name, TypeName(element.type), lua_typename(lua, wanted),
                 luaL_typename(lua, value));
   }
   if (element.type == EType::kBoolean) {
@@ -39,28 +39,28 @@ int WriteElement(TScriptPart& part, lua_State* lua, const TDataElement& element,
     return 0;
   }
   const double number = lua_tonumber(lua, value);
-  if (!std::isfinite(number)) return Fail(part, "'%s' was given what is not a finite number", name);
+  if (!std::isfinite(number)) return Fail(script, "'%s' was given what is not a finite number", name);
   if (element.type == EType::kReal) {
     element.Reals()[index] = number;
     return 0;
   }
   int isWhole = 0;
   const lua_Integer whole = lua_tointegerx(lua, value, &isWhole);
-  if (!isWhole && number == std::floor(number)) return Fail(part, "%.17g is out of the range of '%s'", number, name);
-  if (!isWhole) return Fail(part, "'%s' is integer and can't be given %.17g", name, number);
+  if (!isWhole && number == std::floor(number)) return Fail(script, "%.17g is out of the range of '%s'", number, name);
+  if (!isWhole) return Fail(script, "'%s' is integer and can't be given %.17g", name, number);
   if (whole < INT32_MIN || whole > INT32_MAX) {
-    return Fail(part, "%lld is out of the range of '%s'", static_cast<long long>(whole), name);
+    return Fail(script, "%lld is out of the range of '%s'", static_cast<long long>(whole), name);
   }
   element.Integers()[index] = static_cast<std::int32_t>(whole);
   return 0;
 }
 
 // The same, told to whoever follows what the script changes.
-int SetElement(TScriptPart& part, lua_State* lua, std::int32_t number, std::uint32_t index, int value) {
-  const TApplicationPart& application = part.application;
+int SetElement(TScriptState& script, lua_State* lua, std::int32_t number, std::uint32_t index, int value) {
+  const TApplicationState& application = script.application;
   const TDataElement& element = application.data[number];
   const double before = application.data.AsDouble(number, index);
-  const int result = WriteElement(part, lua, element, index, value);
+  const int result = WriteElement(script, lua, element, index, value);
   const double now = application.data.AsDouble(number, index);
   if (result != kFailed && application.options.action && now != before) {
     application.options.action(
@@ -70,23 +70,23 @@ int SetElement(TScriptPart& part, lua_State* lua, std::int32_t number, std::uint
 }
 
 // The element that argument 2 names; null with a message when there is none.
-const TDataElement* NamedElement(TScriptPart& part, lua_State* lua, std::int32_t* number) {
+const TDataElement* NamedElement(TScriptState& script, lua_State* lua, std::int32_t* number) {
   if (ProxyAt(lua, 1, EProxy::kData) == nullptr || lua_type(lua, 2) != LUA_TSTRING) {
-    Fail(part, "data elements have names");
+    Fail(script, "data elements have names");
     return nullptr;
   }
   std::size_t length = 0;
   const char* name = lua_tolstring(lua, 2, &length);
-  *number = part.application.data.Find({name, length});
-  if (*number >= 0) return &part.application.data[*number];
-  Fail(part, "there is no data element '%s'", name);
+  *number = script.application.data.Find({name, length});
+  if (*number >= 0) return &script.application.data[*number];
+  Fail(script, "there is no data element '%s'", name);
   return nullptr;
 }
 
 // Upvalue 1 keeps the proxies of arrays.
-int GetData(TScriptPart& part, lua_State* lua) {
+int GetData(TScriptState& script, lua_State* lua) {
   std::int32_t number = 0;
-  const TDataElement* element = NamedElement(part, lua, &number);
+  const TDataElement* element = NamedElement(script, lua, &number);
   if (element == nullptr) return kFailed;
   if (!element->isArray) {
     PushElement(lua, *element, 0);
@@ -99,54 +99,54 @@ int GetData(TScriptPart& part, lua_State* lua) {
   return 1;
 }
 
-int SetData(TScriptPart& part, lua_State* lua) {
+int SetData(TScriptState& script, lua_State* lua) {
   std::int32_t number = 0;
-  const TDataElement* element = NamedElement(part, lua, &number);
+  const TDataElement* element = NamedElement(script, lua, &number);
   if (element == nullptr) return kFailed;
   if (element->isArray) {
-    return Fail(part, "'%s' is an array: its elements are set one by one", element->name.c_str());
+    return Fail(script, "'%s' is an array: its elements are set one by one", element->name.c_str());
   }
-  return SetElement(part, lua, number, 0, 3);
+  return SetElement(script, lua, number, 0, 3);
 }
 
 // The array of argument 1 with the index of argument 2; null with a message.
-const TDataElement* IndexedArray(TScriptPart& part, lua_State* lua, std::uint32_t* index) {
+const TDataElement* IndexedArray(TScriptState& script, lua_State* lua, std::uint32_t* index) {
   const TProxy* proxy = ProxyAt(lua, 1, EProxy::kArray);
   if (proxy == nullptr) {
-    Fail(part, "not an array of data elements");
+    Fail(script, "not an array of data elements");
     return nullptr;
   }
-  const TDataElement& element = part.application.data[static_cast<std::int32_t>(proxy->index)];
+  const TDataElement& element = script.application.data[static_cast<std::int32_t>(proxy->index)];
   int isWhole = 0;
   const lua_Integer whole = lua_type(lua, 2) == LUA_TNUMBER ? lua_tointegerx(lua, 2, &isWhole) : 0;
   if (!isWhole || whole < 0 || whole >= static_cast<lua_Integer>(element.count)) {
-    Fail(part, "the indices of '%s' are 0 to %u", element.name.c_str(), element.count - 1);
+    Fail(script, "the indices of '%s' are 0 to %u", element.name.c_str(), element.count - 1);
     return nullptr;
   }
   *index = static_cast<std::uint32_t>(whole);
   return &element;
 }
 
-int GetArray(TScriptPart& part, lua_State* lua) {
+int GetArray(TScriptState& script, lua_State* lua) {
   std::uint32_t index = 0;
-  const TDataElement* element = IndexedArray(part, lua, &index);
+  const TDataElement* element = IndexedArray(script, lua, &index);
   if (element == nullptr) return kFailed;
   PushElement(lua, *element, index);
   return 1;
 }
 
-int SetArray(TScriptPart& part, lua_State* lua) {
+int SetArray(TScriptState& script, lua_State* lua) {
   std::uint32_t index = 0;
-  const TDataElement* element = IndexedArray(part, lua, &index);
+  const TDataElement* element = IndexedArray(script, lua, &index);
   if (element == nullptr) return kFailed;
   const auto number = static_cast<std::int32_t>(ProxyAt(lua, 1, EProxy::kArray)->index);
-  return SetElement(part, lua, number, index, 3);
+  return SetElement(script, lua, number, index, 3);
 }
 
-int ArrayLength(TScriptPart& part, lua_State* lua) {
+int ArrayLength(TScriptState& script, lua_State* lua) {
   const TProxy* proxy = ProxyAt(lua, 1, EProxy::kArray);
-  if (proxy == nullptr) return Fail(part, "not an array of data elements");
-  lua_pushinteger(lua, part.application.data[static_cast<std::int32_t>(proxy->index)].count);
+  if (proxy == nullptr) return Fail(script, "not an array of data elements");
+  lua_pushinteger(lua, script.application.data[static_cast<std::int32_t>(proxy->index)].count);
   return 1;
 }
 
@@ -180,14 +180,14 @@ void PushProxyMetatable(lua_State* lua, EProxy kind, lua_CFunction newIndex, lua
 }
 
 void OpenData(lua_State* lua) {
-  PushProxyMetatable(lua, EProxy::kData, Guarded<SetData>, DataText);
+  PushProxyMetatable(lua, EProxy::kData, LuaFunction<SetData>, DataText);
   lua_newtable(lua);
-  lua_pushcclosure(lua, Guarded<GetData>, 1);
+  lua_pushcclosure(lua, LuaFunction<GetData>, 1);
   lua_setfield(lua, -2, "__index");
-  PushProxyMetatable(lua, EProxy::kArray, Guarded<SetArray>, DataText);
-  lua_pushcfunction(lua, Guarded<GetArray>);
+  PushProxyMetatable(lua, EProxy::kArray, LuaFunction<SetArray>, DataText);
+  lua_pushcfunction(lua, LuaFunction<GetArray>);
   lua_setfield(lua, -2, "__index");
-  lua_pushcfunction(lua, Guarded<ArrayLength>);
+  lua_pushcfunction(lua, LuaFunction<ArrayLength>);
   lua_setfield(lua, -2, "__len");
   PushProxy(lua, EProxy::kData, 0);
   lua_setglobal(lua, "data");

@@ -9,38 +9,40 @@ namespace runtime {
 
 namespace {
 
-constexpr std::uint32_t kTextCapacity = 255;
 constexpr std::uint32_t kMaximumColors = 1000;  // an instrument that never says no is cut off
 
-TInstrumentPart& InstrumentAt(TScriptPart& part, std::size_t index) { return part.application.instruments[index]; }
+TInstrumentState& InstrumentAt(TScriptState& script, std::size_t index) {
+  return script.application.instruments[index];
+}
 
-const TProcedure* FindEvent(TScriptPart& part, std::size_t instrument, std::string_view name) {
-  for (const TProcedure& event : OfferOf(part, instrument).events) {
+const TOfferedProcedure* FindEvent(TScriptState& script, std::size_t instrument, std::string_view name) {
+  for (const TOfferedProcedure& event : OfferOf(script, instrument).events) {
     if (event.base == name) return &event;
   }
   return nullptr;
 }
 
-THandler* FindHandler(TScriptPart& part, std::size_t instrument, std::string_view event) {
-  for (THandler& handler : part.handlers) {
+THandler* FindHandler(TScriptState& script, std::size_t instrument, std::string_view event) {
+  for (THandler& handler : script.handlers) {
     if (handler.instrument == instrument && handler.event == event) return &handler;
   }
   return nullptr;
 }
 
-int FailNoEvent(TScriptPart& part, std::size_t instrument, const char* name) {
+int FailNoEvent(TScriptState& script, std::size_t instrument, const char* name) {
   std::string known;
-  for (const TProcedure& event : OfferOf(part, instrument).events) known += (known.empty() ? "" : ", ") + event.base;
-  const char* className = InstrumentAt(part, instrument).className.c_str();
-  if (known.empty()) return Fail(part, "'%s' is no event of %s, which has none", name, className);
-  return Fail(part, "'%s' is no event of %s (there are %s)", name, className, known.c_str());
+  for (const TOfferedProcedure& event : OfferOf(script, instrument).events)
+    known += (known.empty() ? "" : ", ") + event.base;
+  const char* className = InstrumentAt(script, instrument).className.c_str();
+  if (known.empty()) return Fail(script, "'%s' is no event of %s, which has none", name, className);
+  return Fail(script, "'%s' is no event of %s (there are %s)", name, className, known.c_str());
 }
 
 // The instrument of argument 1 and the name of argument 2.
-const TProxy* NamedField(TScriptPart& part, lua_State* lua, std::string_view* name) {
+const TProxy* NamedField(TScriptState& script, lua_State* lua, std::string_view* name) {
   const TProxy* proxy = ProxyAt(lua, 1, EProxy::kInstrument);
   if (proxy == nullptr || lua_type(lua, 2) != LUA_TSTRING) {
-    Fail(part, "what an instrument has goes by names");
+    Fail(script, "what an instrument has goes by names");
     return nullptr;
   }
   std::size_t length = 0;
@@ -50,53 +52,53 @@ const TProxy* NamedField(TScriptPart& part, lua_State* lua, std::string_view* na
 }
 
 // `function NAME.OnOutput(u)`.
-int SetField(TScriptPart& part, lua_State* lua) {
+int SetField(TScriptState& script, lua_State* lua) {
   std::string_view name;
-  const TProxy* proxy = NamedField(part, lua, &name);
+  const TProxy* proxy = NamedField(script, lua, &name);
   if (proxy == nullptr) return kFailed;
-  const TProcedure* event = FindEvent(part, proxy->index, name);
-  if (event == nullptr) return FailNoEvent(part, proxy->index, name.data());
+  const TOfferedProcedure* event = FindEvent(script, proxy->index, name);
+  if (event == nullptr) return FailNoEvent(script, proxy->index, name.data());
   if (lua_type(lua, 3) != LUA_TFUNCTION) {
-    return Fail(part, "'%s' is an event: function expected, got %s", name.data(), luaL_typename(lua, 3));
+    return Fail(script, "'%s' is an event: function expected, got %s", name.data(), luaL_typename(lua, 3));
   }
-  if (part.closed) {
-    return Fail(part, "'%s' can't be defined any more: the instruments have been read", name.data());
+  if (script.closed) {
+    return Fail(script, "'%s' can't be defined any more: the instruments have been read", name.data());
   }
   lua_settop(lua, 3);
   const int function = luaL_ref(lua, LUA_REGISTRYINDEX);
-  if (THandler* handler = FindHandler(part, proxy->index, name)) {
+  if (THandler* handler = FindHandler(script, proxy->index, name)) {
     luaL_unref(lua, LUA_REGISTRYINDEX, handler->function);
     handler->function = function;
     return 0;
   }
-  const std::uint32_t number = static_cast<std::uint32_t>(part.handlers.size());
-  part.handlers.push_back({proxy->index, event->base, function});
-  InstrumentAt(part, proxy->index).object->host->events.push_back({event->name, number});
+  const std::uint32_t number = static_cast<std::uint32_t>(script.handlers.size());
+  script.handlers.push_back({proxy->index, event->base, function});
+  InstrumentAt(script, proxy->index).object->host->events.push_back({event->name, number});
   return 0;
 }
 
-int Move(TScriptPart& part, lua_State* lua) {
+int Move(TScriptState& script, lua_State* lua) {
   const TProxy* proxy = ProxyAt(lua, 1, EProxy::kInstrument);
-  if (proxy == nullptr) return Fail(part, "'move' is called with a colon: NAME:move(x, y, width, height)");
-  if (RequireRead(part) == kFailed) return kFailed;
+  if (proxy == nullptr) return Fail(script, "'move' is called with a colon: NAME:move(x, y, width, height)");
+  if (RequireRead(script) == kFailed) return kFailed;
   std::int32_t sides[4];
   for (int i = 0; i < 4; ++i) {
     int isWhole = 0;
     const lua_Integer side = lua_type(lua, i + 2) == LUA_TNUMBER ? lua_tointegerx(lua, i + 2, &isWhole) : 0;
     if (!isWhole || side < INT32_MIN || side > INT32_MAX || (i >= 2 && side < 0)) {
-      return Fail(part, "'move' takes x, y, width and height in whole pixels");
+      return Fail(script, "'move' takes x, y, width and height in whole pixels");
     }
     sides[i] = static_cast<std::int32_t>(side);
   }
-  if (lua_gettop(lua) != 5) return Fail(part, "'move' takes x, y, width and height");
-  InstrumentAt(part, proxy->index).object->NewRect({sides[0], sides[1], sides[2], sides[3]});
+  if (lua_gettop(lua) != 5) return Fail(script, "'move' takes x, y, width and height");
+  InstrumentAt(script, proxy->index).object->NewRect({sides[0], sides[1], sides[2], sides[3]});
   return 0;
 }
 
 // Upvalues: the calling closures of procedures by name, `move`.
-int GetField(TScriptPart& part, lua_State* lua) {
+int GetField(TScriptState& script, lua_State* lua) {
   std::string_view name;
-  const TProxy* proxy = NamedField(part, lua, &name);
+  const TProxy* proxy = NamedField(script, lua, &name);
   if (proxy == nullptr) return kFailed;
   if (name == "colors") {
     PushProxy(lua, EProxy::kColors, proxy->index);
@@ -106,8 +108,8 @@ int GetField(TScriptPart& part, lua_State* lua) {
     lua_pushvalue(lua, lua_upvalueindex(2));
     return 1;
   }
-  if (FindEvent(part, proxy->index, name) != nullptr) {
-    const THandler* handler = FindHandler(part, proxy->index, name);
+  if (FindEvent(script, proxy->index, name) != nullptr) {
+    const THandler* handler = FindHandler(script, proxy->index, name);
     if (handler == nullptr) {
       lua_pushnil(lua);
     } else {
@@ -115,39 +117,39 @@ int GetField(TScriptPart& part, lua_State* lua) {
     }
     return 1;
   }
-  if (!HasProcedure(part, proxy->index, std::string(name))) {
-    const TInstrumentPart& instrument = InstrumentAt(part, proxy->index);
-    return Fail(part, "'%s' (%s) has no procedure '%s' at this moment", instrument.name.c_str(),
+  if (!HasProcedure(script, proxy->index, std::string(name))) {
+    const TInstrumentState& instrument = InstrumentAt(script, proxy->index);
+    return Fail(script, "'%s' (%s) has no procedure '%s' at this moment", instrument.name.c_str(),
                 instrument.className.c_str(), name.data());
   }
   lua_pushvalue(lua, 2);
   if (lua_rawget(lua, lua_upvalueindex(1)) != LUA_TNIL) return 1;
   lua_pushvalue(lua, 2);
   lua_pushvalue(lua, 2);
-  lua_pushcclosure(lua, Guarded<CallProcedure>, 1);
+  lua_pushcclosure(lua, LuaFunction<CallProcedure>, 1);
   lua_rawset(lua, lua_upvalueindex(1));
   lua_pushvalue(lua, 2);
   lua_rawget(lua, lua_upvalueindex(1));
   return 1;
 }
 
-int InstrumentText(TScriptPart& part, lua_State* lua) {
+int InstrumentText(TScriptState& script, lua_State* lua) {
   const TProxy* proxy = ProxyAt(lua, 1, EProxy::kInstrument);
-  if (proxy == nullptr) return Fail(part, "not an instrument");
-  lua_pushstring(lua, InstrumentAt(part, proxy->index).name.c_str());
+  if (proxy == nullptr) return Fail(script, "not an instrument");
+  lua_pushstring(lua, InstrumentAt(script, proxy->index).name.c_str());
   return 1;
 }
 
 // --- Colours ---
 
 // The word of the colour that argument 2 names; null with a message.
-std::uint32_t* ColorWord(TScriptPart& part, lua_State* lua, hx_vinst::CInstrument** object) {
+std::uint32_t* ColorWord(TScriptState& script, lua_State* lua, hx_vinst::CInstrument** object) {
   const TProxy* proxy = ProxyAt(lua, 1, EProxy::kColors);
   if (proxy == nullptr || lua_type(lua, 2) != LUA_TSTRING) {
-    Fail(part, "colours have names");
+    Fail(script, "colours have names");
     return nullptr;
   }
-  const TInstrumentPart& instrument = InstrumentAt(part, proxy->index);
+  const TInstrumentState& instrument = InstrumentAt(script, proxy->index);
   *object = instrument.object;
   char16_t keyword[kTextCapacity + 1];
   char16_t description[kTextCapacity + 1];
@@ -160,13 +162,13 @@ std::uint32_t* ColorWord(TScriptPart& part, lua_State* lua, hx_vinst::CInstrumen
     }
     if (color != nullptr && Utf8(keyword) == lua_tostring(lua, 2)) return color;
   }
-  Fail(part, "'%s' is no colour of %s", lua_tostring(lua, 2), instrument.className.c_str());
+  Fail(script, "'%s' is no colour of %s", lua_tostring(lua, 2), instrument.className.c_str());
   return nullptr;
 }
 
-int GetColor(TScriptPart& part, lua_State* lua) {
+int GetColor(TScriptState& script, lua_State* lua) {
   hx_vinst::CInstrument* object = nullptr;
-  const std::uint32_t* color = ColorWord(part, lua, &object);
+  const std::uint32_t* color = ColorWord(script, lua, &object);
   if (color == nullptr) return kFailed;
   char text[8];
   std::snprintf(text, sizeof text, "#%02X%02X%02X", *color & 0xFFu, (*color >> 8) & 0xFFu, (*color >> 16) & 0xFFu);
@@ -188,15 +190,15 @@ bool ParseColor(std::string_view text, std::uint32_t* color) {
   return true;
 }
 
-int SetColor(TScriptPart& part, lua_State* lua) {
-  if (RequireRead(part) == kFailed) return kFailed;
+int SetColor(TScriptState& script, lua_State* lua) {
+  if (RequireRead(script) == kFailed) return kFailed;
   hx_vinst::CInstrument* object = nullptr;
-  std::uint32_t* color = ColorWord(part, lua, &object);
+  std::uint32_t* color = ColorWord(script, lua, &object);
   if (color == nullptr) return kFailed;
   std::uint32_t word = 0;
   std::size_t length = 0;
   const char* text = lua_type(lua, 3) == LUA_TSTRING ? lua_tolstring(lua, 3, &length) : nullptr;
-  if (text == nullptr || !ParseColor({text, length}, &word)) return Fail(part, "a colour is written \"#RRGGBB\"");
+  if (text == nullptr || !ParseColor({text, length}, &word)) return Fail(script, "a colour is written \"#RRGGBB\"");
   *color = word;
   object->SettingsChanged();
   return 0;
@@ -210,15 +212,15 @@ int ColorsText(lua_State* lua) {
 }  // namespace
 
 void OpenInstruments(lua_State* lua) {
-  PushProxyMetatable(lua, EProxy::kInstrument, Guarded<SetField>, Guarded<InstrumentText>);
+  PushProxyMetatable(lua, EProxy::kInstrument, LuaFunction<SetField>, LuaFunction<InstrumentText>);
   lua_newtable(lua);
-  lua_pushcfunction(lua, Guarded<Move>);
-  lua_pushcclosure(lua, Guarded<GetField>, 2);
+  lua_pushcfunction(lua, LuaFunction<Move>);
+  lua_pushcclosure(lua, LuaFunction<GetField>, 2);
   lua_setfield(lua, -2, "__index");
-  PushProxyMetatable(lua, EProxy::kColors, Guarded<SetColor>, ColorsText);
-  lua_pushcfunction(lua, Guarded<GetColor>);
+  PushProxyMetatable(lua, EProxy::kColors, LuaFunction<SetColor>, ColorsText);
+  lua_pushcfunction(lua, LuaFunction<GetColor>);
   lua_setfield(lua, -2, "__index");
-  const std::vector<TInstrumentPart>& instruments = PartOf(lua).application.instruments;
+  const std::vector<TInstrumentState>& instruments = ScriptOf(lua).application.instruments;
   for (std::size_t i = 0; i < instruments.size(); ++i) {
     PushProxy(lua, EProxy::kInstrument, i);
     lua_setglobal(lua, instruments[i].name.c_str());

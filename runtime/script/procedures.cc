@@ -14,13 +14,12 @@ namespace runtime {
 
 namespace {
 
-constexpr std::uint32_t kErrorCapacity = 255;
 constexpr std::size_t kMaximumUnlisted = 8;  // arguments of a procedure that is not listed
 constexpr double kLookUpWork = 10'000.0;     // of trying every combination of letters
 
 // Marks the arguments that "Name( &a, b : real )" shows with `&`. All are in
 // and out where the description does not fit the letters.
-void ReadReferences(TProcedure& procedure) {
+void ReadReferences(TOfferedProcedure& procedure) {
   const std::string& text = procedure.description;
   const std::size_t open = text.find('(');
   procedure.byReference.clear();
@@ -37,8 +36,8 @@ void ReadReferences(TProcedure& procedure) {
   for (const char mark : procedure.byReference) procedure.inputs += mark == ' ' ? 1 : 0;
 }
 
-TProcedure MakeProcedure(const TNamed& named) {
-  TProcedure procedure;
+TOfferedProcedure MakeProcedure(const TNamed& named) {
+  TOfferedProcedure procedure;
   procedure.base = named.name.substr(0, named.name.find("__"));
   procedure.letters = LettersOf(named.name);
   procedure.name = Utf16(named.name);
@@ -66,7 +65,7 @@ bool FindLetters(hx_vinst::CInstrument& object, const std::string& base, const s
   }
 }
 
-struct TCall {
+struct TScriptCall {
   std::uint32_t identifier = 0;
   std::string letters;
   std::string byReference;
@@ -76,12 +75,12 @@ struct TCall {
 std::size_t GivenCount(lua_State* lua) { return static_cast<std::size_t>(lua_gettop(lua) - 1); }
 
 // Chooses what is called; false with a message.
-bool Choose(TScriptPart& part, lua_State* lua, std::size_t index, const std::string& base, TCall* call) {
-  const TInstrumentPart& instrument = part.application.instruments[index];
+bool Choose(TScriptState& script, lua_State* lua, std::size_t index, const std::string& base, TScriptCall* call) {
+  const TInstrumentState& instrument = script.application.instruments[index];
   const std::size_t given = GivenCount(lua);
-  const TProcedure* fitting = nullptr;
+  const TOfferedProcedure* fitting = nullptr;
   std::string known;
-  for (const TProcedure& procedure : OfferOf(part, index).procedures) {
+  for (const TOfferedProcedure& procedure : OfferOf(script, index).procedures) {
     if (procedure.base != base) continue;
     known += (known.empty() ? "" : " or ") + procedure.description;
     if (procedure.inputs != given) continue;
@@ -93,11 +92,11 @@ bool Choose(TScriptPart& part, lua_State* lua, std::size_t index, const std::str
     return true;
   }
   if (fitting != nullptr) {
-    Fail(part, "%s of '%s' does not exist at this moment", fitting->description.c_str(), instrument.name.c_str());
+    Fail(script, "%s of '%s' does not exist at this moment", fitting->description.c_str(), instrument.name.c_str());
     return false;
   }
   if (!known.empty()) {
-    Fail(part, "wrong number of arguments (%zu) for %s", given, known.c_str());
+    Fail(script, "wrong number of arguments (%zu) for %s", given, known.c_str());
     return false;
   }
   if (given <= kMaximumUnlisted) {
@@ -110,17 +109,17 @@ bool Choose(TScriptPart& part, lua_State* lua, std::size_t index, const std::str
       return true;
     }
   }
-  Fail(part, "'%s' has no procedure '%s' for these arguments (%zu) at this moment", instrument.name.c_str(),
+  Fail(script, "'%s' has no procedure '%s' for these arguments (%zu) at this moment", instrument.name.c_str(),
        base.c_str(), given);
   return false;
 }
 
 // An argument from the stack; false with a message.
-bool TakeArgument(TScriptPart& part, lua_State* lua, const std::string& base, int stackIndex, char letter,
+bool TakeArgument(TScriptState& script, lua_State* lua, const std::string& base, int stackIndex, char letter,
                   hx_expr::TValue* value) {
   const int wanted = letter == 'l' ? LUA_TBOOLEAN : LUA_TNUMBER;
   if (lua_type(lua, stackIndex) != wanted) {
-    Fail(part, "argument %d of '%s': %s expected, got %s", stackIndex - 1, base.c_str(), lua_typename(lua, wanted),
+    Fail(script, "argument %d of '%s': %s expected, got %s", stackIndex - 1, base.c_str(), lua_typename(lua, wanted),
          luaL_typename(lua, stackIndex));
     return false;
   }
@@ -131,7 +130,7 @@ bool TakeArgument(TScriptPart& part, lua_State* lua, const std::string& base, in
   if (letter == 'n' && lua_isinteger(lua, stackIndex)) {
     const lua_Integer integer = lua_tointeger(lua, stackIndex);
     if (integer < INT32_MIN || integer > INT32_MAX) {
-      Fail(part, "argument %d of '%s' is out of the range of 32 bits", stackIndex - 1, base.c_str());
+      Fail(script, "argument %d of '%s' is out of the range of 32 bits", stackIndex - 1, base.c_str());
       return false;
     }
     value->type = hx_expr::kSigned32;
@@ -140,7 +139,7 @@ bool TakeArgument(TScriptPart& part, lua_State* lua, const std::string& base, in
   }
   const double number = lua_tonumber(lua, stackIndex);
   if (!std::isfinite(number)) {
-    Fail(part, "argument %d of '%s' is not a finite number", stackIndex - 1, base.c_str());
+    Fail(script, "argument %d of '%s' is not a finite number", stackIndex - 1, base.c_str());
     return false;
   }
   hx_tool::SetValueLongReal(value, number);
@@ -148,13 +147,13 @@ bool TakeArgument(TScriptPart& part, lua_State* lua, const std::string& base, in
 }
 
 // Fills the values and calls; the number of values or kFailed.
-int Invoke(TScriptPart& part, lua_State* lua, const TProxy& proxy, const std::string& base, hx_expr::TValue* values,
+int Invoke(TScriptState& script, lua_State* lua, const TProxy& proxy, const std::string& base, hx_expr::TValue* values,
            char* marks) {
-  TCall call;
-  if (!Choose(part, lua, proxy.index, base, &call)) return kFailed;
+  TScriptCall call;
+  if (!Choose(script, lua, proxy.index, base, &call)) return kFailed;
   const std::size_t count = call.letters.size();
   if (count > kMaximumArguments || call.byReference.size() != count) {
-    return Fail(part, "'%s' is described in a way that can't be called", base.c_str());
+    return Fail(script, "'%s' is described in a way that can't be called", base.c_str());
   }
   int stackIndex = 2;
   for (std::size_t i = 0; i < count; ++i) {
@@ -165,41 +164,42 @@ int Invoke(TScriptPart& part, lua_State* lua, const TProxy& proxy, const std::st
       } else {
         hx_tool::SetValueLongReal(&values[i], 0.0);
       }
-    } else if (!TakeArgument(part, lua, base, stackIndex++, call.letters[i], &values[i])) {
+    } else if (!TakeArgument(script, lua, base, stackIndex++, call.letters[i], &values[i])) {
       return kFailed;
     }
   }
-  const TInstrumentPart& instrument = part.application.instruments[proxy.index];
+  const TInstrumentState& instrument = script.application.instruments[proxy.index];
   hx_expr::TValueArray array = {static_cast<std::uint32_t>(count), values};
-  char16_t error[kErrorCapacity + 1] = {};
-  if (!instrument.object->Invoke(call.identifier, &array, kErrorCapacity, error)) {
-    if (error[0] == 0) return Fail(part, "'%s' of '%s' failed", base.c_str(), instrument.name.c_str());
-    return Fail(part, "'%s' of '%s' failed: %s", base.c_str(), instrument.name.c_str(), Utf8(error).c_str());
+  char16_t error[kTextCapacity + 1] = {};
+  if (!instrument.object->Invoke(call.identifier, &array, kTextCapacity, error)) {
+    if (error[0] == 0) return Fail(script, "'%s' of '%s' failed", base.c_str(), instrument.name.c_str());
+    return Fail(script, "'%s' of '%s' failed: %s", base.c_str(), instrument.name.c_str(), Utf8(error).c_str());
   }
   return static_cast<int>(count);
 }
 
 }  // namespace
 
-const TOffer& OfferOf(TScriptPart& part, std::size_t instrument) {
-  const TInstrumentPart& asked = part.application.instruments[instrument];
-  const auto known = part.offers.find(asked.className);
-  if (known != part.offers.end()) return known->second;
+const TOffer& OfferOf(TScriptState& script, std::size_t instrument) {
+  const TInstrumentState& asked = script.application.instruments[instrument];
+  const auto known = script.offers.find(asked.className);
+  if (known != script.offers.end()) return known->second;
   TOffer offer;
   for (const TNamed& event : EventsOf(*asked.object)) offer.events.push_back(MakeProcedure(event));
   for (const TNamed& procedure : ProceduresOf(*asked.object)) offer.procedures.push_back(MakeProcedure(procedure));
   // A procedure without a fitting description is called like one not listed.
-  std::erase_if(offer.procedures,
-                [](const TProcedure& procedure) { return procedure.byReference.size() != procedure.letters.size(); });
-  return part.offers.emplace(asked.className, std::move(offer)).first->second;
+  std::erase_if(offer.procedures, [](const TOfferedProcedure& procedure) {
+    return procedure.byReference.size() != procedure.letters.size();
+  });
+  return script.offers.emplace(asked.className, std::move(offer)).first->second;
 }
 
-bool HasProcedure(TScriptPart& part, std::size_t instrument, const std::string& base) {
-  for (const TProcedure& procedure : OfferOf(part, instrument).procedures) {
+bool HasProcedure(TScriptState& script, std::size_t instrument, const std::string& base) {
+  for (const TOfferedProcedure& procedure : OfferOf(script, instrument).procedures) {
     if (procedure.base == base) return true;
   }
-  part.workLeft -= static_cast<std::int64_t>(kLookUpWork);
-  hx_vinst::CInstrument& object = *part.application.instruments[instrument].object;
+  script.workLeft -= static_cast<std::int64_t>(kLookUpWork);
+  hx_vinst::CInstrument& object = *script.application.instruments[instrument].object;
   std::string letters;
   std::uint32_t identifier = 0;
   for (std::size_t count = 0; count <= kMaximumUnlisted; ++count) {
@@ -209,9 +209,9 @@ bool HasProcedure(TScriptPart& part, std::size_t instrument, const std::string& 
   return false;
 }
 
-void TellAction(const TScriptPart& part, const TProxy& proxy, const std::string& base, const hx_expr::TValue* values,
+void TellAction(const TScriptState& script, const TProxy& proxy, const std::string& base, const hx_expr::TValue* values,
                 int count) {
-  const TApplicationPart& application = part.application;
+  const TApplicationState& application = script.application;
   if (!application.options.action) return;
   std::string text = base + "(";
   for (int i = 0; i < count; ++i) {
@@ -226,14 +226,14 @@ void TellAction(const TScriptPart& part, const TProxy& proxy, const std::string&
   application.options.action(application.instruments[proxy.index].name, text + ")");
 }
 
-int CallProcedure(TScriptPart& part, lua_State* lua) {
+int CallProcedure(TScriptState& script, lua_State* lua) {
   const TProxy* proxy = ProxyAt(lua, 1, EProxy::kInstrument);
   const char* base = lua_tostring(lua, lua_upvalueindex(1));
-  if (proxy == nullptr) return Fail(part, "'%s' is called with a colon: NAME:%s(…)", base, base);
-  if (RequireRead(part) == kFailed) return kFailed;
+  if (proxy == nullptr) return Fail(script, "'%s' is called with a colon: NAME:%s(…)", base, base);
+  if (RequireRead(script) == kFailed) return kFailed;
   hx_expr::TValue values[kMaximumArguments] = {};
   char marks[kMaximumArguments] = {};
-  const int count = Invoke(part, lua, *proxy, base, values, marks);
+  const int count = Invoke(script, lua, *proxy, base, values, marks);
   if (count == kFailed) return kFailed;
   int results = 0;
   for (int i = 0; i < count; ++i) {
@@ -246,16 +246,16 @@ int CallProcedure(TScriptPart& part, lua_State* lua) {
     } else if (std::isfinite(value.real)) {
       lua_pushnumber(lua, value.real);
     } else {
-      return Fail(part, "result %d of '%s' is not a finite number", results + 1, base);
+      return Fail(script, "result %d of '%s' is not a finite number", results + 1, base);
     }
     ++results;
   }
-  if (results == 0) TellAction(part, *proxy, base, values, count);
+  if (results == 0) TellAction(script, *proxy, base, values, count);
   return results;
 }
 
-int RequireRead(TScriptPart& part) {
-  return part.closed ? 0 : Fail(part, "the instruments are not read yet: at(0, f) is the earliest for this");
+int RequireRead(TScriptState& script) {
+  return script.closed ? 0 : Fail(script, "the instruments are not read yet: at(0, f) is the earliest for this");
 }
 
 }  // namespace runtime

@@ -47,7 +47,7 @@ int SetMetatable(lua_State* lua) {
 // hook raised the error, so a script that ran too long gets it no more.
 int HandleMessage(lua_State* lua) {
   lua_settop(lua, 1);
-  if (PartOf(lua).stopped) return 1;
+  if (ScriptOf(lua).stopped) return 1;
   lua_pushvalue(lua, lua_upvalueindex(1));
   lua_insert(lua, 1);
   lua_call(lua, 1, 1);
@@ -67,7 +67,7 @@ int XPCall(lua_State* lua) {
 
 // Without a seed Lua would take one from the time and an address.
 int RandomSeed(lua_State* lua) {
-  if (lua_isnone(lua, 1)) lua_pushinteger(lua, static_cast<lua_Integer>(PartOf(lua).application.options.seed));
+  if (lua_isnone(lua, 1)) lua_pushinteger(lua, static_cast<lua_Integer>(ScriptOf(lua).application.options.seed));
   const int count = lua_gettop(lua);
   lua_pushvalue(lua, lua_upvalueindex(1));
   lua_insert(lua, 1);

@@ -51,11 +51,11 @@ std::uint32_t OffsetOfLine(std::string_view text, std::uint32_t line) {
 }
 
 // An event procedure's result for an argument; false with a message.
-bool TakeResult(TScriptPart& part, int index, const THandler& handler, hx_expr::TValue* value) {
-  lua_State* lua = part.state;
+bool TakeResult(TScriptState& state, int index, const THandler& handler, hx_expr::TValue* value) {
+  lua_State* lua = state.lua;
   const int wanted = value->type == hx_expr::kBoolean ? LUA_TBOOLEAN : LUA_TNUMBER;
   if (lua_type(lua, index) != wanted) {
-    Fail(part, "'%s' returned a wrong value: %s expected, got %s", handler.event.c_str(), lua_typename(lua, wanted),
+    Fail(state, "'%s' returned a wrong value: %s expected, got %s", handler.event.c_str(), lua_typename(lua, wanted),
          luaL_typename(lua, index));
     return false;
   }
@@ -65,7 +65,7 @@ bool TakeResult(TScriptPart& part, int index, const THandler& handler, hx_expr::
   }
   const double number = lua_tonumber(lua, index);
   if (!std::isfinite(number)) {
-    Fail(part, "'%s' returned what is not a finite number", handler.event.c_str());
+    Fail(state, "'%s' returned what is not a finite number", handler.event.c_str());
     return false;
   }
   hx_tool::SetValueLongReal(value, number);
@@ -81,71 +81,73 @@ std::uint32_t LineOfDefinition(lua_State* lua) {
 
 }  // namespace
 
-CScript::CScript(TApplicationPart& application) : part(std::make_unique<TScriptPart>(application)) { OpenState(*part); }
+CScript::CScript(TApplicationState& application) : state(std::make_unique<TScriptState>(application)) {
+  OpenState(*state);
+}
 
 CScript::~CScript() {
-  if (part->state != nullptr) lua_close(part->state);
+  if (state->lua != nullptr) lua_close(state->lua);
 }
 
 bool CScript::IsGlobal(std::string_view name) { return IsScriptGlobal(name); }
 
 void CScript::RunBlock(std::uint32_t begin, std::uint32_t end) {
-  lua_State* lua = part->state;
-  if (lua == nullptr) throw CTextError{begin, "not enough memory for a script"};
-  const CSource& source = part->application.source;
+  lua_State* lua = state->lua;
+  if (lua == nullptr) throw TTextError{begin, "not enough memory for a script"};
+  const CSource& source = state->application.source;
   TBlockReader reader{source.Locate(begin).line - 1, source.Text().substr(begin, end - begin)};
-  part->refusedLine = 0;
+  state->refusedLine = 0;
   bool succeeded = lua_load(lua, ReadPiece, &reader, kChunkName, "t") == LUA_OK;
   if (succeeded) {
-    succeeded = Run(*part, 0, 0);
+    succeeded = Run(*state, 0, 0);
   } else {
-    TakeMessage(*part, lua);
+    TakeMessage(*state, lua);
     lua_pop(lua, 1);
   }
   if (succeeded) return;
-  const std::uint32_t place = part->line == 0 ? begin : OffsetOfLine(source.Text(), part->line);
-  part->line = 0;
-  throw CTextError{place, ErrorText(*part)};
+  const std::uint32_t place = state->line == 0 ? begin : OffsetOfLine(source.Text(), state->line);
+  state->line = 0;
+  throw TTextError{place, ErrorText(*state)};
 }
 
-void CScript::Close() { part->closed = true; }
+void CScript::Close() { state->closed = true; }
 
 void CScript::RunDue(double time) {
-  if (part->state == nullptr) return;
+  if (state->lua == nullptr) return;
   // A time that is a multiple of the period may differ from it by a rounding.
-  time += kForgivenLateness * part->application.period;
+  time += kForgivenLateness * state->application.period;
   for (int i = 0; i < kMaximumCallbacks; ++i) {
-    CSchedule::TPending::node_type due = part->schedule.TakeDue(time);
+    CSchedule::TPending::node_type due = state->schedule.TakeDue(time);
     if (due.empty()) {
-      part->overfull = false;
+      state->overfull = false;
       return;
     }
     TCallback& callback = due.mapped();
-    lua_rawgeti(part->state, LUA_REGISTRYINDEX, callback.function);
+    lua_rawgeti(state->lua, LUA_REGISTRYINDEX, callback.function);
     std::string error;
-    if (!Run(*part, 0, 0)) error = ErrorText(*part);
-    if (!error.empty() && error != callback.lastError) part->application.Report(kReporter, error);
+    if (!Run(*state, 0, 0)) error = ErrorText(*state);
+    if (!error.empty() && error != callback.lastError) state->application.Report(kReporter, error);
     if (callback.interval > 0.0) {
       callback.lastError = std::move(error);
-      part->schedule.Repeat(std::move(due));
+      state->schedule.Repeat(std::move(due));
     } else {
-      luaL_unref(part->state, LUA_REGISTRYINDEX, callback.function);
+      luaL_unref(state->lua, LUA_REGISTRYINDEX, callback.function);
     }
   }
-  if (!part->overfull && part->schedule.HasDue(time)) {
-    part->application.Report(kReporter, "more than 100000 callbacks in one period: the others wait for the next");
+  if (!state->overfull && state->schedule.HasDue(time)) {
+    state->application.Report(kReporter, "more than 100000 callbacks in one period: the others wait for the next");
   }
-  part->overfull = true;
+  state->overfull = true;
 }
 
 bool CScript::CallEvent(std::uint32_t handlerNumber, hx_expr::TValueArray* arguments, std::string* error) {
-  lua_State* lua = part->state;
-  if (handlerNumber >= part->handlers.size() || arguments->count > kMaximumArguments ||
+  lua_State* lua = state->lua;
+  if (handlerNumber >= state->handlers.size() || arguments->count > kMaximumArguments ||
       !lua_checkstack(lua, static_cast<int>(kMaximumArguments) + 4)) {
     *error = "the event procedure can't be called";
     return false;
   }
-  const THandler& handler = part->handlers[handlerNumber];
+  const THandler& handler = state->handlers[handlerNumber];
   const int top = lua_gettop(lua);
   lua_rawgeti(lua, LUA_REGISTRYINDEX, handler.function);
   for (std::uint32_t i = 0; i < arguments->count; ++i) {
@@ -156,8 +158,8 @@ bool CScript::CallEvent(std::uint32_t handlerNumber, hx_expr::TValueArray* argum
       lua_pushnumber(lua, argument.real);
     }
   }
-  if (!Run(*part, static_cast<int>(arguments->count), LUA_MULTRET)) {
-    *error = ErrorText(*part);
+  if (!Run(*state, static_cast<int>(arguments->count), LUA_MULTRET)) {
+    *error = ErrorText(*state);
     return false;
   }
   // All results or none.
@@ -166,13 +168,13 @@ bool CScript::CallEvent(std::uint32_t handlerNumber, hx_expr::TValueArray* argum
   bool succeeded = true;
   for (std::uint32_t i = 0; i < count && succeeded; ++i) {
     values[i] = arguments->items[i];
-    succeeded = TakeResult(*part, top + 1 + static_cast<int>(i), handler, &values[i]);
+    succeeded = TakeResult(*state, top + 1 + static_cast<int>(i), handler, &values[i]);
   }
   lua_settop(lua, top);
   if (!succeeded) {
     lua_rawgeti(lua, LUA_REGISTRYINDEX, handler.function);
-    part->line = LineOfDefinition(lua);
-    *error = ErrorText(*part);
+    state->line = LineOfDefinition(lua);
+    *error = ErrorText(*state);
     return false;
   }
   std::copy_n(values, count, arguments->items);

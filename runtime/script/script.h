@@ -13,36 +13,34 @@
 #include <string_view>
 
 #include "host/hx_main.h"
+#include "runtime/instruments/event_host.h"
 
 namespace runtime {
 
-struct TApplicationPart;
-struct TScriptPart;
+struct TApplicationState;
+struct TScriptState;
 
-class CScript {
+class CScript final : public CEventHost {
  public:
   // All instruments of the application are made by then.
-  explicit CScript(TApplicationPart& application);
-  ~CScript();
+  explicit CScript(TApplicationState& application);
+  ~CScript() override;
 
-  // Runs a block of the application's text once. Throws CTextError, for what
+  // Runs a block of the application's text once. Throws TTextError, for what
   // Lua refuses and for an error while it runs, at its line. Event procedures
   // that the block defines are entered in the instruments' host parts.
   void RunBlock(std::uint32_t begin, std::uint32_t end);
   // The instruments have been read: no more event procedures.
   void Close();
-  // Runs the callbacks due at a time of at most `time`, earlier ones first.
-  // Their errors are reported.
-  void RunDue(double time);
-  // Runs an event procedure; what it returns replaces the arguments. False
-  // with a message that names the line, and arguments as they were.
-  bool CallEvent(std::uint32_t handler, hx_expr::TValueArray* arguments, std::string* error);
+  void RunDue(double time) override;
+  // The message names the line.
+  bool CallEvent(std::uint32_t handler, hx_expr::TValueArray* arguments, std::string* error) override;
 
   // Whether a script has a global of that name, so that no instrument may.
   static bool IsGlobal(std::string_view name);
 
  private:
-  std::unique_ptr<TScriptPart> part;
+  std::unique_ptr<TScriptState> state;
 };
 
 }  // namespace runtime

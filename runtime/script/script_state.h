@@ -3,7 +3,7 @@
 //
 // Lua leaves a C function by longjmp. So no object with a destructor may be
 // alive where Lua can raise an error: a function registered as
-// Guarded<Function> answers kFailed after Fail instead, and is left before the
+// LuaFunction<Function> answers kFailed after Fail instead, and is left before the
 // error is raised. An exception never passes through Lua.
 #ifndef LOOPBOX_RUNTIME_SCRIPT_SCRIPT_STATE_H
 #define LOOPBOX_RUNTIME_SCRIPT_SCRIPT_STATE_H
@@ -29,7 +29,7 @@ constexpr int kMaximumDepth = 8;                             // events inside pr
 constexpr std::uint32_t kMaximumArguments = 16;              // of a procedure or event
 constexpr int kFailed = -1;
 
-struct TProcedure {
+struct TOfferedProcedure {
   std::string base;         // SetParameters
   std::string letters;      // RRR
   std::u16string name;      // SetParameters__RRR
@@ -40,8 +40,8 @@ struct TProcedure {
 
 // What a class offers to scripts. Events have a base and a name alone.
 struct TOffer {
-  std::vector<TProcedure> events;
-  std::vector<TProcedure> procedures;
+  std::vector<TOfferedProcedure> events;
+  std::vector<TOfferedProcedure> procedures;
 };
 
 struct THandler {
@@ -50,11 +50,11 @@ struct THandler {
   int function;       // reference in the registry
 };
 
-struct TScriptPart {
-  explicit TScriptPart(TApplicationPart& theApplication) : application(theApplication) {}
+struct TScriptState {
+  explicit TScriptState(TApplicationState& theApplication) : application(theApplication) {}
 
-  TApplicationPart& application;
-  lua_State* state = nullptr;
+  TApplicationState& application;
+  lua_State* lua = nullptr;
 
   std::size_t memoryUsed = 0;
   std::size_t memoryLimit = std::numeric_limits<std::size_t>::max();
@@ -74,37 +74,37 @@ struct TScriptPart {
   std::unordered_map<std::string, TOffer> offers;  // by class
 };
 
-inline TScriptPart& PartOf(lua_State* lua) { return **static_cast<TScriptPart**>(lua_getextraspace(lua)); }
+inline TScriptState& ScriptOf(lua_State* lua) { return **static_cast<TScriptState**>(lua_getextraspace(lua)); }
 
 // --- Running (script_state.cc) ---
 
 // Makes the state with its sandbox; false when memory does not suffice.
-bool OpenState(TScriptPart& part);
+bool OpenState(TScriptState& script);
 // Calls the function that lies below its arguments on the stack; both are
 // taken off. On false there are no results, and `message` and `line` tell why.
-bool Run(TScriptPart& part, int arguments, int results);
+bool Run(TScriptState& script, int arguments, int results);
 // Sets `message` and `line` from an error that Lua left on the stack.
-void TakeMessage(TScriptPart& part, lua_State* lua);
+void TakeMessage(TScriptState& script, lua_State* lua);
 // "line 42: message", of valid characters.
-std::string ErrorText(const TScriptPart& part);
+std::string ErrorText(const TScriptState& script);
 // Sets the message; yields kFailed.
-[[gnu::format(printf, 2, 3)]] int Fail(TScriptPart& part, const char* format, ...);
+[[gnu::format(printf, 2, 3)]] int Fail(TScriptState& script, const char* format, ...);
 // Counts work done outside Lua's instructions, in instructions. Raises the
 // error of a script that ran too long.
 void Charge(lua_State* lua, double work);
 // Raises the same error when the processor time is used up.
 void CheckTime(lua_State* lua);
 
-template <int (*TFunction)(TScriptPart&, lua_State*)>
-int Guarded(lua_State* lua) {
-  TScriptPart& part = PartOf(lua);
+template <int (*TFunction)(TScriptState&, lua_State*)>
+int LuaFunction(lua_State* lua) {
+  TScriptState& script = ScriptOf(lua);
   int results = kFailed;
   try {
-    results = TFunction(part, lua);
+    results = TFunction(script, lua);
   } catch (const std::exception&) {
-    Fail(part, "not enough memory");
+    Fail(script, "not enough memory");
   }
-  return results == kFailed ? luaL_error(lua, "%s", part.message) : results;
+  return results == kFailed ? luaL_error(lua, "%s", script.message) : results;
 }
 
 // --- The sandbox (script_sandbox.cc, script_order.cc) ---
@@ -140,12 +140,12 @@ void OpenCalls(lua_State* lua);        // script_calls.cc: at, every, time, save
 
 // --- Instruments (script_procedures.cc) ---
 
-const TOffer& OfferOf(TScriptPart& part, std::size_t instrument);
-bool HasProcedure(TScriptPart& part, std::size_t instrument, const std::string& base);
-// Guarded. Upvalue 1 is the procedure's base name, argument 1 the instrument.
-int CallProcedure(TScriptPart& part, lua_State* lua);
+const TOffer& OfferOf(TScriptState& script, std::size_t instrument);
+bool HasProcedure(TScriptState& script, std::size_t instrument, const std::string& base);
+// LuaFunction. Upvalue 1 is the procedure's base name, argument 1 the instrument.
+int CallProcedure(TScriptState& script, lua_State* lua);
 // Before the instruments are read: sets the message and yields kFailed; else 0.
-int RequireRead(TScriptPart& part);
+int RequireRead(TScriptState& script);
 
 }  // namespace runtime
 

@@ -77,7 +77,7 @@ class CProcess {
   //   NAME = delay(EXPRESSION, SECONDS);
   //   NAME' = EXPRESSION;           NAME a real
   // where NAME may be an array element with a constant index, ARRAY[2].
-  // Throws CTextError.
+  // Throws TTextError.
   void ReadProcessBlock(CLexer& lexer);
 
   // Whether an algebraic line computes what stands there, over and over.

@@ -40,7 +40,7 @@ void CProcess::ReadLine(CLexer& lexer) {
 
 void CProcess::ReadSubsteps(CLexer& lexer) {
   lexer.Skip();
-  if (substepsGiven) throw CTextError{lexer.LastOffset(), "'substeps' is given twice"};
+  if (substepsGiven) throw TTextError{lexer.LastOffset(), "'substeps' is given twice"};
   substepsGiven = true;
   lexer.Expect("=");
   substeps = static_cast<std::uint32_t>(lexer.ExpectInteger(1, kMaximumSubsteps));
@@ -49,10 +49,10 @@ void CProcess::ReadSubsteps(CLexer& lexer) {
 CProcess::TTarget CProcess::ReadTarget(CLexer& lexer) {
   const TLexeme name = lexer.ExpectIdentifier("a data element or 'end_process'");
   TTarget target{elements.Find(name.text), 0, name.offset};
-  if (target.element < 0) throw CTextError{name.offset, "unknown data element " + Describe(name)};
+  if (target.element < 0) throw TTextError{name.offset, "unknown data element " + Describe(name)};
   const TDataElement& element = elements[target.element];
   if (lexer.Peek().Is("[") != element.isArray) {
-    throw CTextError{name.offset,
+    throw TTextError{name.offset,
                      Describe(name) + (element.isArray ? " is an array and needs an index" : " is not an array")};
   }
   if (lexer.TakeIf("[")) {
@@ -60,7 +60,7 @@ CProcess::TTarget CProcess::ReadTarget(CLexer& lexer) {
     lexer.Expect("]");
   }
   if (!targets.emplace(target.element, target.index).second) {
-    throw CTextError{name.offset, Describe(name) + " is computed twice"};
+    throw TTextError{name.offset, Describe(name) + " is computed twice"};
   }
   return target;
 }
@@ -68,7 +68,7 @@ CProcess::TTarget CProcess::ReadTarget(CLexer& lexer) {
 void CProcess::ReadAlgebraic(CLexer& lexer, const TTarget& target) {
   const TDataElement& element = elements[target.element];
   if (element.type == EType::kInteger) {
-    throw CTextError{target.mark, "'" + element.name + "' is an integer; a process computes reals and booleans"};
+    throw TTextError{target.mark, "'" + element.name + "' is an integer; a process computes reals and booleans"};
   }
   lexer.Expect("=");
   TAlgebraic line;
@@ -95,7 +95,7 @@ bool CProcess::Computes(const void* value) const {
 void CProcess::ReadDerivative(CLexer& lexer, const TTarget& target) {
   const TDataElement& element = elements[target.element];
   if (element.type != EType::kReal) {
-    throw CTextError{target.mark, "'" + element.name + "' is no real, and nothing else has a derivative"};
+    throw TTextError{target.mark, "'" + element.name + "' is no real, and nothing else has a derivative"};
   }
   lexer.Expect("=");
   TDerivative line;

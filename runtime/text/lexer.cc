@@ -116,7 +116,7 @@ std::int64_t CLexer::ExpectInteger(std::int64_t low, std::int64_t high) {
   const std::int64_t value =
       magnitude > limit ? 0 : static_cast<std::int64_t>(isNegative ? std::uint64_t{0} - magnitude : magnitude);
   if (magnitude > limit || value < low || value > high) {
-    throw CTextError{start, "integer out of range, expected " + std::to_string(low) + " to " + std::to_string(high)};
+    throw TTextError{start, "integer out of range, expected " + std::to_string(low) + " to " + std::to_string(high)};
   }
   Skip();
   lastOffset = start;
@@ -125,7 +125,7 @@ std::int64_t CLexer::ExpectInteger(std::int64_t low, std::int64_t high) {
 
 void CLexer::FailExpected(std::string_view what) {
   const TLexeme& found = Peek();
-  throw CTextError{found.offset, "expected " + std::string(what) + ", found " + Describe(found)};
+  throw TTextError{found.offset, "expected " + std::string(what) + ", found " + Describe(found)};
 }
 
 // Past blanks and comments.
@@ -141,7 +141,7 @@ std::uint32_t CLexer::SkipBlanks(std::uint32_t offset) const {
       offset += static_cast<std::uint32_t>(end) + 1;
     } else if (rest.starts_with("/*")) {
       const std::size_t end = rest.find("*/", 2);
-      if (end == std::string_view::npos) throw CTextError{offset, "comment without an end"};
+      if (end == std::string_view::npos) throw TTextError{offset, "comment without an end"};
       offset += static_cast<std::uint32_t>(end) + 2;
     } else {
       return offset;
@@ -177,14 +177,14 @@ void CLexer::Scan() {
       const char first = rest[0];
       const bool pairs = first == '=' || first == '!' || first == '<' || first == '>';
       const bool isPair = pairs && rest.size() > 1 && rest[1] == '=';
-      if (first == '!' && !isPair) throw CTextError{ahead.offset, "unexpected character"};
+      if (first == '!' && !isPair) throw TTextError{ahead.offset, "unexpected character"};
       ahead.kind = ELexeme::kPunctuation;
       ahead.text = rest.substr(0, isPair ? 2 : 1);
       break;
     }
     case kBlank:
     case kOther:
-      throw CTextError{ahead.offset, "unexpected character"};
+      throw TTextError{ahead.offset, "unexpected character"};
   }
 }
 
@@ -217,7 +217,7 @@ void CLexer::ScanNumber() {
     }
   }
   if (length < rest.size() && (IsWordCharacter(rest[length]) || rest[length] == '.')) isValid = false;
-  if (!isValid) throw CTextError{ahead.offset, "malformed number"};
+  if (!isValid) throw TTextError{ahead.offset, "malformed number"};
 
   ahead.kind = ELexeme::kNumber;
   ahead.text = rest.substr(0, length);
@@ -228,10 +228,10 @@ void CLexer::ScanNumber() {
     ahead.isInteger = result.ec == std::errc();
   }
   if (isHex) {
-    if (!ahead.isInteger) throw CTextError{ahead.offset, "number out of range"};
+    if (!ahead.isInteger) throw TTextError{ahead.offset, "number out of range"};
     ahead.number = static_cast<double>(ahead.integer);
   } else if (std::from_chars(begin, end, ahead.number).ec != std::errc()) {
-    throw CTextError{ahead.offset, "number out of range"};
+    throw TTextError{ahead.offset, "number out of range"};
   }
 }
 
@@ -241,13 +241,13 @@ void CLexer::ScanString() {
   std::size_t at = 1;
   for (;;) {
     const std::size_t end = rest.find_first_of("\"\\\n", at);
-    if (end == std::string_view::npos || rest[end] == '\n') throw CTextError{ahead.offset, "string without an end"};
+    if (end == std::string_view::npos || rest[end] == '\n') throw TTextError{ahead.offset, "string without an end"};
     ahead.string.append(rest, at, end - at);
     at = end + 1;
     if (rest[end] == '"') break;
     const char escaped = at < rest.size() ? rest[at] : '\n';
     if (escaped != '"' && escaped != '\\' && escaped != 'n') {
-      throw CTextError{ahead.offset + static_cast<std::uint32_t>(end), "unknown escape, expected \\\", \\\\ or \\n"};
+      throw TTextError{ahead.offset + static_cast<std::uint32_t>(end), "unknown escape, expected \\\", \\\\ or \\n"};
     }
     ahead.string.push_back(escaped == 'n' ? '\n' : escaped);
     ++at;
@@ -262,7 +262,7 @@ void CLexer::ScanColor() {
   const char* const end = word.data() + word.size();
   const auto result = std::from_chars(word.data() + 1, end, ahead.integer, 16);
   if (word.size() != kDigits + 1 || result.ptr != end)
-    throw CTextError{ahead.offset, "malformed color, expected #RRGGBB"};
+    throw TTextError{ahead.offset, "malformed color, expected #RRGGBB"};
   ahead.kind = ELexeme::kColor;
   ahead.text = word;
 }

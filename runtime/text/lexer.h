@@ -1,4 +1,4 @@
-// Tokens of an application's text. Every failure is a CTextError.
+// Tokens of an application's text. Every failure is a TTextError.
 #ifndef LOOPBOX_RUNTIME_TEXT_LEXER_H
 #define LOOPBOX_RUNTIME_TEXT_LEXER_H
 

@@ -18,7 +18,7 @@ constexpr std::size_t kMaximumSourceSize = std::size_t{64} << 20;  // bytes
 
 // What is wrong with a text, and where. Thrown by the lexer and the compilers,
 // caught by the reader of the application; it never leaves the runtime.
-struct CTextError {
+struct TTextError {
   std::uint32_t offset;
   std::string message;
 };

@@ -1,7 +1,7 @@
-// A class on the bench: what its definitions can hold, and one instrument of it
+// A class on the testbed: what its definitions can hold, and one instrument of it
 // in an application, driven by hand.
-#ifndef LOOPBOX_VALIDATION_SUBJECT_H
-#define LOOPBOX_VALIDATION_SUBJECT_H
+#ifndef LOOPBOX_VALIDATION_TESTBED_H
+#define LOOPBOX_VALIDATION_TESTBED_H
 
 #include <map>
 #include <memory>
@@ -9,12 +9,12 @@
 #include <vector>
 
 #include "host/gaugekit.h"
-#include "runtime/instruments/application_state.h"
+#include "runtime/instruments/driver.h"
 #include "validation/probe.h"
 
 namespace validation {
 
-// An entry of a definition that stands for a data element of the bench.
+// An entry of a definition that stands for a data element of the testbed.
 struct TWire {
   std::string keyword;
   std::string element;
@@ -68,18 +68,18 @@ class CClassTexts {
   std::map<std::string, std::string> switches;  // by block: all that are true or false, on
 };
 
-class CBench {
+class CTestbed {
  public:
   // Reads an application of one instrument `subject`; what is wrong with it is
   // in Diagnostics, and then there is no instrument.
-  CBench(CProbe& probe, const std::string& data, const std::string& definition, const std::string& script = {});
-  CBench(CProbe& probe, const CClassTexts& texts, const std::string& definition);
+  CTestbed(CProbe& probe, const std::string& data, const std::string& definition, const std::string& script = {});
+  CTestbed(CProbe& probe, const CClassTexts& texts, const std::string& definition);
 
   bool IsRead() const { return application != nullptr; }
   const std::vector<runtime::TDiagnostic>& Diagnostics() const { return diagnostics; }
   hx_vinst::CInstrument& Subject() const;
   runtime::CApplication& Application() const { return *application; }
-  runtime::TInstrumentPart& Part() const;
+  runtime::TInstrumentState& State() const;
   void Set(const std::string& element, double value) const;
   double Get(const std::string& element) const;
   // Sets the clock (milliseconds) and lets the instrument act.
@@ -96,17 +96,17 @@ class CBench {
   std::unique_ptr<runtime::CApplication> application;
 };
 
-// The bench's instrument after an ordinary reading; fails the case when the
+// The testbed's instrument after an ordinary reading; fails the case when the
 // definition is refused.
-std::unique_ptr<CBench> MakeBench(CProbe& probe, const CClassTexts& texts, const std::string& definition);
+std::unique_ptr<CTestbed> MakeTestbed(CProbe& probe, const CClassTexts& texts, const std::string& definition);
 
 // Fails when an output is not finite, leaves the range of its pane, or both of
 // two steps are on.
-void CheckOutputs(const CProbe& probe, const CClassTexts& texts, const CBench& bench, const std::string& when);
+void CheckOutputs(const CProbe& probe, const CClassTexts& texts, const CTestbed& testbed, const std::string& when);
 // What the outputs hold and the panes show.
-std::vector<double> Shown(const CClassTexts& texts, const CBench& bench);
+std::vector<double> Shown(const CClassTexts& texts, const CTestbed& testbed);
 // Some periods with ordinary values from `start` (seconds) on.
-void RunOrdinary(CProbe& probe, const CClassTexts& texts, const CBench& bench, int periods, std::uint32_t start = 1,
+void RunOrdinary(CProbe& probe, const CClassTexts& texts, const CTestbed& testbed, int periods, std::uint32_t start = 1,
                  bool checked = true);
 
 }  // namespace validation

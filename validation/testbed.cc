@@ -1,4 +1,4 @@
-#include "validation/subject.h"
+#include "validation/testbed.h"
 
 #include <algorithm>
 #include <cmath>
@@ -6,7 +6,7 @@
 #include <fstream>
 #include <utility>
 
-#include "runtime/platform/clock.h"
+#include "runtime/instruments/meters.h"
 #include "runtime/text/wide_text.h"
 
 namespace validation {
@@ -20,7 +20,7 @@ constexpr char kListener[] = "listener";
 
 }  // namespace
 
-CBench::CBench(CProbe& theProbe, const std::string& data, const std::string& definition, const std::string& script)
+CTestbed::CTestbed(CProbe& theProbe, const std::string& data, const std::string& definition, const std::string& script)
     : probe(theProbe) {
   const std::string path = probe.Path("check.lbx");
   std::ofstream(path, std::ios::binary) << "application check period = 1; duration = 1e9; end_application;\n"
@@ -37,74 +37,59 @@ CBench::CBench(CProbe& theProbe, const std::string& data, const std::string& def
   if (application != nullptr) application->SetMessageSink([](const runtime::TRunTimeMessage&) {});
 }
 
-CBench::CBench(CProbe& theProbe, const CClassTexts& texts, const std::string& definition)
-    : CBench(theProbe, texts.Data(), definition) {}
+CTestbed::CTestbed(CProbe& theProbe, const CClassTexts& texts, const std::string& definition)
+    : CTestbed(theProbe, texts.Data(), definition) {}
 
-runtime::TInstrumentPart& CBench::Part() const {
-  return application->Part().instruments[application->Part().instrumentByName.at(kSubject)];
+runtime::TInstrumentState& CTestbed::State() const {
+  return runtime::InstrumentOf(runtime::StateOf(*application), kSubject);
 }
 
-hx_vinst::CInstrument& CBench::Subject() const { return *Part().object; }
+hx_vinst::CInstrument& CTestbed::Subject() const { return *State().object; }
 
-void CBench::Set(const std::string& element, double value) const {
-  runtime::CDataElements& elements = application->Part().data;
-  elements.SetFromDouble(elements.Find(element), 0, value);
+void CTestbed::Set(const std::string& element, double value) const {
+  runtime::SetValue(runtime::StateOf(*application), element, value);
 }
 
-double CBench::Get(const std::string& element) const {
-  const runtime::CDataElements& elements = application->Part().data;
-  return elements.AsDouble(elements.Find(element), 0);
+double CTestbed::Get(const std::string& element) const {
+  return runtime::ValueOf(runtime::StateOf(*application), element);
 }
 
-void CBench::Act(std::uint32_t milliseconds, std::uint32_t reason) const {
-  runtime::SetClock(milliseconds);
-  Subject().Action(reason);
-  application->Part().activated.clear();
-  ++application->Part().periodsDone;
+void CTestbed::Act(std::uint32_t milliseconds, std::uint32_t reason) const {
+  runtime::Act(runtime::StateOf(*application), Subject(), milliseconds, reason);
 }
 
-std::vector<const gaugekit::CMeter*> CBench::Meters() const {
+std::vector<const gaugekit::CMeter*> CTestbed::Meters() const {
   std::vector<const gaugekit::CMeter*> meters;
-  for (const view::CView* child = Subject().firstChild; child != nullptr; child = child->next) {
-    if (child->kind == view::kMeter) meters.push_back(static_cast<const gaugekit::CMeter*>(child));
-  }
+  for (const gaugekit::CMeter& meter : runtime::MetersOf(Subject())) meters.push_back(&meter);
   return meters;
 }
 
-bool CBench::ReadAgain(std::uint32_t end) const {
-  runtime::TReading& reading = application->Part().reading;
-  runtime::TInstrumentPart& part = Part();
-  const std::uint32_t whole = std::exchange(part.end, end);
-  reading.instrument = &part;
-  reading.lexer = std::make_unique<runtime::CLexer>(application->Part().source);
-  reading.lexer->Seek(part.begin);
+bool CTestbed::ReadAgain(std::uint32_t end) const {
   CGuardedText error(kCapacity);
   CGuardedText token(kCapacity);
-  const bool accepted = Subject().ReadSelf(kCapacity, error.Buffer(), kCapacity, token.Buffer()) != 0;
-  reading.lexer.reset();
-  reading.instrument = nullptr;
-  part.end = whole;
+  const bool accepted = runtime::ReadDefinition(runtime::StateOf(*application), State(), end,
+                                                {kCapacity, error.Buffer(), kCapacity, token.Buffer()});
   probe.Expect(accepted || !error.Text(probe, "ReadSelf").empty(), "a definition is refused without a message");
   return accepted;
 }
 
-std::unique_ptr<CBench> MakeBench(CProbe& probe, const CClassTexts& texts, const std::string& definition) {
+std::unique_ptr<CTestbed> MakeTestbed(CProbe& probe, const CClassTexts& texts, const std::string& definition) {
   probe.Doing("reading the definition: " + definition);
-  auto bench = std::make_unique<CBench>(probe, texts, definition);
-  if (!bench->IsRead()) {
+  auto testbed = std::make_unique<CTestbed>(probe, texts, definition);
+  if (!testbed->IsRead()) {
     probe.Fail("the definition \"" + definition + "\" is refused: " +
-               (bench->Diagnostics().empty() ? "without a message" : bench->Diagnostics().front().message));
+               (testbed->Diagnostics().empty() ? "without a message" : testbed->Diagnostics().front().message));
   }
   probe.Doing("running with the definition: " + definition);
-  return bench;
+  return testbed;
 }
 
-void CheckOutputs(const CProbe& probe, const CClassTexts& texts, const CBench& bench, const std::string& when) {
-  const std::vector<const gaugekit::CMeter*> meters = bench.Meters();
+void CheckOutputs(const CProbe& probe, const CClassTexts& texts, const CTestbed& testbed, const std::string& when) {
+  const std::vector<const gaugekit::CMeter*> meters = testbed.Meters();
   int stepsOn = 0;
   for (const TWire& wire : texts.Wires()) {
     if (!wire.isOutput) continue;
-    const double output = bench.Get(wire.element);
+    const double output = testbed.Get(wire.element);
     if (wire.isBoolean) {
       stepsOn += output != 0.0 ? 1 : 0;
       continue;
@@ -124,27 +109,27 @@ void CheckOutputs(const CProbe& probe, const CClassTexts& texts, const CBench& b
   }
 }
 
-std::vector<double> Shown(const CClassTexts& texts, const CBench& bench) {
+std::vector<double> Shown(const CClassTexts& texts, const CTestbed& testbed) {
   std::vector<double> shown;
   for (const TWire& wire : texts.Wires()) {
-    if (wire.isOutput) shown.push_back(bench.Get(wire.element));
+    if (wire.isOutput) shown.push_back(testbed.Get(wire.element));
   }
-  for (const gaugekit::CMeter* meter : bench.Meters()) shown.push_back(meter->meterValue);
+  for (const gaugekit::CMeter* meter : testbed.Meters()) shown.push_back(meter->meterValue);
   return shown;
 }
 
 // Inputs swing about the middle of the default range, each at its own pace, so
 // that no output stays where it is.
-void RunOrdinary(CProbe& probe, const CClassTexts& texts, const CBench& bench, int periods, std::uint32_t start,
+void RunOrdinary(CProbe& probe, const CClassTexts& texts, const CTestbed& testbed, int periods, std::uint32_t start,
                  bool checked) {
   for (int k = 0; k < periods; ++k) {
     double pace = 0.1;
     for (const TWire& wire : texts.Wires()) {
-      if (!wire.isOutput) bench.Set(wire.element, wire.isBoolean ? 1.0 : 50.0 + 40.0 * std::sin(pace * k));
+      if (!wire.isOutput) testbed.Set(wire.element, wire.isBoolean ? 1.0 : 50.0 + 40.0 * std::sin(pace * k));
       pace += 0.13;
     }
-    bench.Act((start + static_cast<std::uint32_t>(k)) * 1000);
-    if (checked) CheckOutputs(probe, texts, bench, "in an ordinary period");
+    testbed.Act((start + static_cast<std::uint32_t>(k)) * 1000);
+    if (checked) CheckOutputs(probe, texts, testbed, "in an ordinary period");
   }
 }
 
@@ -229,7 +214,7 @@ CClassTexts::CClassTexts(CProbe& theProbe) : probe(theProbe) {
   probe.Doing("");
 }
 
-bool CClassTexts::Accepts(const std::string& definition) const { return CBench(probe, data, definition).IsRead(); }
+bool CClassTexts::Accepts(const std::string& definition) const { return CTestbed(probe, data, definition).IsRead(); }
 
 void CClassTexts::TryWire(const TEntry& entry) {
   words.push_back(entry.keyword);

@@ -1,0 +1,66 @@
+#include "runtime/instruments/driver.h"
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include "runtime/platform/clock.h"
+
+namespace runtime {
+
+namespace {
+
+std::int32_t ElementOf(const TApplicationState& application, std::string_view name) {
+  const std::int32_t element = application.data.Find(name);
+  if (element < 0) throw std::out_of_range("no data element " + std::string(name));
+  return element;
+}
+
+}  // namespace
+
+TInstrumentState& InstrumentOf(TApplicationState& application, std::string_view name) {
+  return application.instruments[application.instrumentByName.at(std::string(name))];
+}
+
+bool ReadDefinition(TApplicationState& application, TInstrumentState& instrument, std::uint32_t end,
+                    const TDefinitionTexts& texts) {
+  TReading& reading = application.reading;
+  reading.instrument = &instrument;
+  reading.lexer = std::make_unique<CLexer>(application.source);
+  reading.lexer->Seek(instrument.begin);
+  reading.end = end;
+  reading.last = instrument.header;
+  reading.ended = false;
+  reading.complaint.clear();
+  instrument.receivers.clear();
+  instrument.files.clear();
+  const bool accepted =
+      instrument.object->ReadSelf(texts.errorCapacity, texts.error, texts.tokenCapacity, texts.token) != 0;
+  reading.instrument = nullptr;
+  reading.lexer.reset();
+  return accepted;
+}
+
+bool ReadDefinition(TApplicationState& application, TInstrumentState& instrument, std::uint32_t end) {
+  char16_t error[kTextCapacity + 1] = {};
+  char16_t token[kTokenCapacity + 1] = {};
+  return ReadDefinition(application, instrument, end, {kTextCapacity, error, kTokenCapacity, token});
+}
+
+void Act(TApplicationState& application, hx_vinst::CInstrument& instrument, std::uint32_t milliseconds,
+         std::uint32_t reason) {
+  SetClock(milliseconds);
+  instrument.Action(reason);
+  application.activated.clear();
+  ++application.periodsDone;
+}
+
+double ValueOf(const TApplicationState& application, std::string_view element, std::size_t item) {
+  return application.data.AsDouble(ElementOf(application, element), static_cast<std::uint32_t>(item));
+}
+
+void SetValue(TApplicationState& application, std::string_view element, double value, std::size_t item) {
+  application.data.SetFromDouble(ElementOf(application, element), static_cast<std::uint32_t>(item), value);
+}
+
+}  // namespace runtime
