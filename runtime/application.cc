@@ -1,4 +1,5 @@
 // The public face of an application and of its instruments.
+#include <algorithm>
 #include <filesystem>
 
 #include "runtime/instruments/application_state.h"
@@ -60,8 +61,9 @@ void CApplication::SetMessageSink(std::function<void(const TRunTimeMessage&)> si
 
 bool CApplication::Step() {
   if (state->ended || state->periodsDone >= state->periodCount) return false;
+  if (!state->linkError.empty()) return false;
   RunPeriod(*state);
-  return true;
+  return state->linkError.empty();
 }
 
 void CApplication::End() {
@@ -91,9 +93,15 @@ std::string CApplication::FindItem(const std::string& name, TItem* item) const {
   return std::string();
 }
 
-const char* CApplication::WriterOf(std::size_t index) const {
-  const TDataElement& element = state->data[static_cast<std::int32_t>(index)];
-  return element.writtenByProcess ? "the process" : element.isOutput ? "an instrument's output" : nullptr;
+const char* CApplication::WriterOf(TItem item) const {
+  const TDataElement& element = state->data[static_cast<std::int32_t>(item.element)];
+  if (element.writtenByProcess) return "the process";
+  if (element.isOutput) return "an instrument's output";
+  for (const CDataLink* link : state->links) {
+    const std::vector<TItem>& written = link->Written();
+    if (std::find(written.begin(), written.end(), item) != written.end()) return link->Name();
+  }
+  return nullptr;
 }
 
 std::string CApplication::ReadValue(std::size_t index, const std::string& text, double* value) const {
@@ -105,7 +113,20 @@ void CApplication::SetElementValue(TItem item, double value) {
   state->data.SetFromDouble(static_cast<std::int32_t>(item.element), static_cast<std::uint32_t>(item.item), value);
 }
 
-void CApplication::SetInput(std::function<void(double)> input) { state->input = std::move(input); }
+bool CApplication::AddLink(CDataLink& link, std::string* error) {
+  if (!link.Open(*this, error)) return false;
+  for (const TItem& item : link.Written()) {
+    const char* const writer = WriterOf(item);
+    if (writer == nullptr) continue;
+    *error = "'" + Element(item.element).name + "' is written by " + link.Name() + " and by " + writer;
+    return false;
+  }
+  const auto later = [](EDataLink kind, const CDataLink* other) { return kind < other->Kind(); };
+  state->links.insert(std::upper_bound(state->links.begin(), state->links.end(), link.Kind(), later), &link);
+  return true;
+}
+
+const std::string& CApplication::LinkError() const { return state->linkError; }
 
 std::size_t CApplication::InstrumentCount() const { return state->instruments.size(); }
 CInstrumentHandle CApplication::Instrument(std::size_t index) const { return {state.get(), index}; }

@@ -1,9 +1,13 @@
 // Reading an application: the blocks of its text, then the process, the
 // script and the instruments, since a name may be used before the block that
 // declares it.
-#include <charconv>
+#include <algorithm>
 #include <cmath>
+#include <iterator>
+#include <string_view>
+#include <utility>
 
+#include "runtime/block_state.h"
 #include "runtime/instruments/application_state.h"
 #include "runtime/instruments/driver.h"
 #include "runtime/instruments/making.h"
@@ -18,9 +22,11 @@ namespace {
 
 constexpr double kMinimumPeriod = 0.001;    // seconds, one step of the clock
 constexpr double kMaximumPeriods = 0x1p53;  // counted exactly by a double
-constexpr double kForgivenExcess = 1e-9;    // of a period
 constexpr std::size_t kMaximumInstruments = 100'000;
 constexpr std::size_t kMaximumErrors = 20;  // shown of one text
+
+// What rooms beside the runtime read, if they are there.
+constexpr std::string_view kBlocksOfOthers[] = {"connections", "panel", "study"};
 
 struct TTextBlock {
   std::uint32_t header;  // offset of the keyword
@@ -32,6 +38,7 @@ struct TTextBlock {
 struct TLaterBlocks {
   std::vector<TTextBlock> processes;
   std::vector<TTextBlock> scripts;
+  std::vector<std::pair<CBlockReader*, TTextBlock>> ofOthers;
 };
 
 class CApplicationReader {
@@ -65,6 +72,10 @@ class CApplicationReader {
       ReadInstrument(instrument);
     }
     if (script != nullptr) script->Close();
+    if (application.HasErrors()) return;
+    for (const auto& [reader, block] : later.ofOthers) {
+      WithComplaints([&] { ReadBlockOfOthers(*reader, block); });
+    }
   }
 
  private:
@@ -92,7 +103,7 @@ class CApplicationReader {
         ReadInstrumentHeader(keyword.offset);
       } else if (keyword.Is("script")) {
         later.scripts.push_back(SkipScript(keyword));
-      } else {
+      } else if (!TakeBlockOfOthers(keyword)) {
         throw TTextError{keyword.offset,
                          "expected application, data, process, instrument or script, found " + Describe(keyword)};
       }
@@ -132,6 +143,27 @@ class CApplicationReader {
     }
     lexer.Expect(";");
     return block;
+  }
+
+  // Those that nobody reads are passed over.
+  bool TakeBlockOfOthers(const TLexeme& keyword) {
+    const std::vector<CBlockReader*>& readers = application.options.blocks;
+    const auto reader = std::find_if(readers.begin(), readers.end(),
+                                     [&](const CBlockReader* candidate) { return keyword.Is(candidate->Keyword()); });
+    const bool known = std::any_of(std::begin(kBlocksOfOthers), std::end(kBlocksOfOthers),
+                                   [&](auto name) { return keyword.Is(name); });
+    if (reader == readers.end() && !known) return false;
+    const TTextBlock block = SkipBlock(keyword.offset, "end_" + std::string(keyword.text));
+    if (reader != readers.end()) later.ofOthers.emplace_back(*reader, block);
+    return true;
+  }
+
+  void ReadBlockOfOthers(CBlockReader& reader, const TTextBlock& block) {
+    TBlockTextState state{application, CLexer(application.source), block.end};
+    state.lexer.Seek(block.begin);
+    CBlockText text(state);
+    reader.Read(text);
+    if (!text.IsAtEnd()) state.lexer.FailExpected("end_" + std::string(reader.Keyword()));
   }
 
   // A script follows its own rules, up to a line that begins with end_script.
@@ -222,7 +254,7 @@ class CApplicationReader {
     if (!(application.duration >= 0.0) || !std::isfinite(application.duration)) {
       throw TTextError{durationOffset, "a duration is not negative"};
     }
-    const double periods = std::floor(application.duration / application.period + kForgivenExcess);
+    const double periods = std::floor(application.duration / application.period + kForgivenRounding);
     if (periods > kMaximumPeriods) throw TTextError{durationOffset, "more than 2^53 periods"};
     application.periodCount = static_cast<std::uint64_t>(periods);
   }

@@ -30,6 +30,14 @@ void Blink(TApplicationState& application, std::uint64_t milliseconds) {
   }
 }
 
+// All links, whichever fails; the first failure tells why.
+void AskLinks(TApplicationState& application, double time, bool (CDataLink::*operation)(double, std::string*)) {
+  for (CDataLink* link : application.links) {
+    std::string error;
+    if (!(link->*operation)(time, &error) && application.linkError.empty()) application.linkError = std::move(error);
+  }
+}
+
 }  // namespace
 
 void RunPeriod(TApplicationState& application) {
@@ -38,7 +46,7 @@ void RunPeriod(TApplicationState& application) {
   const double to = static_cast<double>(k) * application.period;
   SetClock(ClockAt(k, application.period));
   application.process.Advance(from, to);
-  if (application.input) application.input(to);
+  AskLinks(application, to, &CDataLink::BeforePeriod);
   if (application.script != nullptr) application.script->RunDue(to);
   const TTimed* const end = application.timed.data() + application.timed.size();
   const TTimed* const asking =
@@ -54,6 +62,7 @@ void RunPeriod(TApplicationState& application) {
   application.activated.clear();
   Blink(application, static_cast<std::uint64_t>(to * 1000.0));
   application.periodsDone = k;
+  AskLinks(application, to, &CDataLink::AfterPeriod);
 }
 
 void KeepLearnt(TApplicationState& application, std::uint32_t reason) {

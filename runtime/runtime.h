@@ -23,6 +23,8 @@
 #include <utility>
 #include <vector>
 
+#include "runtime/block.h"
+#include "runtime/data_link.h"
 #include "runtime/diagnostic.h"
 
 namespace view {
@@ -106,7 +108,14 @@ struct TReadOptions {
   // What a script changes: a call of a procedure that returns nothing, with its
   // instrument, or a data element that gets another value.
   std::function<void(const std::string& instrument, const std::string& text)> action;
+  // Who reads the blocks that are none of the runtime's; those that nobody reads
+  // are passed over. They are needed while reading alone.
+  std::vector<CBlockReader*> blocks;
 };
+
+// Two times are one when they differ by less, a share of a period: a multiple of
+// the period, or its decimal, may be off by a rounding.
+constexpr double kForgivenRounding = 1e-9;
 
 // Something that went wrong, or is worth saying, while the application runs.
 struct TRunTimeMessage {
@@ -175,6 +184,8 @@ class CInstrumentHandle {
 struct TItem {
   std::size_t element = 0;
   std::size_t item = 0;
+
+  bool operator==(const TItem& other) const = default;
 };
 
 struct TElement {
@@ -202,8 +213,10 @@ class CApplication {
 
   // Where run-time messages go; before the first period at the latest.
   void SetMessageSink(std::function<void(const TRunTimeMessage&)> sink);
-  // Runs one period; false when the duration is over and nothing was done.
+  // Runs one period; false when the duration is over and nothing was done, or
+  // when a link failed: that period was finished, and LinkError says why.
   bool Step();
+  const std::string& LinkError() const;  // empty: none failed
   // Ends the run: instruments keep what they have learnt. Once.
   void End();
 
@@ -213,15 +226,16 @@ class CApplication {
   // An item by what heads its column in a trace, NAME or NAME[INDEX]. What is
   // wrong with the name; empty when it is found.
   std::string FindItem(const std::string& name, TItem* item) const;
-  // Who computes the element in each period: null for nobody.
-  const char* WriterOf(std::size_t index) const;
+  // Who writes the item in each period: null for nobody.
+  const char* WriterOf(TItem item) const;
   // Reads a text as a value of the element's type. What was expected; empty when
   // that is what it is.
   std::string ReadValue(std::size_t index, const std::string& text, double* value) const;
   void SetElementValue(TItem item, double value);
-  // Called in each period, with its time, when the process has been integrated
-  // and before the script's callbacks: the place to write elements from outside.
-  void SetInput(std::function<void(double)> input);
+  // Opens a link and takes it among the others; before the first period. It
+  // outlives the run. False with a message when it can't be opened, or would
+  // write what has a writer.
+  bool AddLink(CDataLink& link, std::string* error);
 
   std::size_t InstrumentCount() const;
   CInstrumentHandle Instrument(std::size_t index) const;

@@ -136,7 +136,8 @@ struct TApplicationState {
   std::vector<std::size_t> activated;            // receivers of this period, in order
   TEvaluated evaluated;
 
-  std::function<void(double)> input;  // writes elements from outside; may be empty
+  std::vector<CDataLink*> links;  // opened, in the order in which they write
+  std::string linkError;          // of the first that failed
   std::function<void(const TRunTimeMessage&)> sink;
   std::vector<TRunTimeMessage> unseen;  // reported before there was a sink
 

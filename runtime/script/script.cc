@@ -10,7 +10,6 @@ namespace runtime {
 namespace {
 
 constexpr int kMaximumCallbacks = 100'000;  // in one period
-constexpr double kForgivenLateness = 1e-9;  // of a period
 constexpr char kChunkName[] = "=script";
 constexpr char kReporter[] = "script";
 
@@ -115,7 +114,7 @@ void CScript::Close() { state->closed = true; }
 void CScript::RunDue(double time) {
   if (state->lua == nullptr) return;
   // A time that is a multiple of the period may differ from it by a rounding.
-  time += kForgivenLateness * state->application.period;
+  time += kForgivenRounding * state->application.period;
   for (int i = 0; i < kMaximumCallbacks; ++i) {
     CSchedule::TPending::node_type due = state->schedule.TakeDue(time);
     if (due.empty()) {

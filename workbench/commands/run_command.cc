@@ -145,13 +145,10 @@ class CRunCommand {
   int Open() {
     if (!options.plot.empty() && !plot.emplace().Begin(*application, &error)) return Wrong(error);
     if (!options.input.empty()) {
-      if (!input.Open(options.input, *application, &error)) return Wrong(error);
+      if (!application->AddLink(input.emplace(options.input), &error)) return Wrong(error);
       if (!options.quiet) {
-        for (const std::string& note : input.Notes()) console.Note(0.0, "", note);
+        for (const std::string& note : input->Notes()) console.Note(0.0, "", note);
       }
-      application->SetInput([this](double time) {
-        if (inputError.empty()) input.Advance(time, &inputError);
-      });
     }
     CatchInterruption();
     if (!options.trace.empty()) {
@@ -179,8 +176,8 @@ class CRunCommand {
     return kDone;
   }
 
-  // True when the run came to its end, false when it was interrupted, its input
-  // went bad, or its trace or a picture can't be written any more.
+  // True when the run came to its end, false when it was interrupted, a link
+  // failed, or its trace or a picture can't be written any more.
   bool RunPeriods() {
     if (options.realtimePriority) {
       const std::string refused = TakeRealtimePriority(*options.realtimePriority);
@@ -192,8 +189,7 @@ class CRunCommand {
     while (application->PeriodsDone() < application->PeriodCount()) {
       if (pacer) pacer->WaitFor(application->PeriodsDone() + 1);
       if (InterruptionAsked()) return false;
-      if (!application->Step()) return true;
-      if (!inputError.empty()) return false;
+      if (!application->Step()) return application->LinkError().empty();
       if (watch) watch->Observe();
       if (plot) plot->Observe(*application);
       if (report) report->Observe();
@@ -210,8 +206,8 @@ class CRunCommand {
   }
 
   int Finish(bool complete) {
-    bool done = inputError.empty();
-    if (!done) PrintError(inputError);
+    bool done = application->LinkError().empty();
+    if (!done) PrintError(application->LinkError());
     const auto check = [&](bool succeeded, const std::string& message) {
       if (!succeeded) PrintError(message);
       done = done && succeeded;
@@ -239,14 +235,13 @@ class CRunCommand {
   const TRunOptions& options;
   std::FILE* const output;  // what a person reads stays out of a trace on standard output
   std::string error;
-  std::string inputError;    // during the run
   std::string pictureError;  // during the run
   std::unique_ptr<runtime::CPlugin> plugin;
   TReferences references;
   CPanePictures pictures;
   CRunConsole console;
   std::unique_ptr<runtime::CApplication> application;
-  CInputFile input;
+  std::optional<CInputFile> input;
   CTraceFile trace;
   std::optional<CPacer> pacer;  // in real time
   std::optional<CRunPlot> plot;

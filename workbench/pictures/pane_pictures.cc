@@ -47,7 +47,7 @@ bool CPanePictures::Write(const runtime::CApplication& application, const std::s
 
 bool CPanePictures::WriteDue(const runtime::CApplication& application, std::string* error) {
   // A time that is a multiple of the period may differ from it by a rounding.
-  const double reached = application.Time() + 1e-9 * application.Period();
+  const double reached = application.Time() + runtime::kForgivenRounding * application.Period();
   while (next < times.size() && times[next] <= reached) {
     if (!Write(application, NameAt(times[next++]), error)) return false;
   }

@@ -7,12 +7,11 @@ namespace workbench {
 namespace {
 
 constexpr char kTime[] = "time";
-constexpr double kForgivenExcess = 1e-9;  // of a period, as at the end of a run
 constexpr double kBeforeAll = -std::numeric_limits<double>::infinity();
 
 }  // namespace
 
-bool CInputFile::Open(const std::string& path, runtime::CApplication& theApplication, std::string* error) {
+bool CInputFile::Open(runtime::CApplication& theApplication, std::string* error) {
   application = &theApplication;
   reader = CCsvReader::Open(path, error);
   if (!reader || !MatchColumns(error) || !ReadThrough(error)) return false;
@@ -20,7 +19,8 @@ bool CInputFile::Open(const std::string& path, runtime::CApplication& theApplica
   if (!reader) return false;
   nextTime = kBeforeAll;
   ahead = ReadAhead(error) == CCsvReader::kRow;
-  return Advance(0.0, error);
+  for (const TDriven& element : driven) items.push_back(element.item);
+  return BeforePeriod(0.0, error);
 }
 
 bool CInputFile::MatchColumns(std::string* error) {
@@ -37,7 +37,7 @@ bool CInputFile::MatchColumns(std::string* error) {
     const std::string problem = application->FindItem(name, &found.item);
     if (!problem.empty()) {
       Leave(name, problem);
-    } else if (const char* writer = application->WriterOf(found.item.element)) {
+    } else if (const char* writer = application->WriterOf(found.item)) {
       Leave(name, std::string("written by ") + writer);
     } else {
       driven.push_back(found);
@@ -79,8 +79,8 @@ bool CInputFile::ReadThrough(std::string* error) {
   return outcome == CCsvReader::kEnd;
 }
 
-bool CInputFile::Advance(double time, std::string* error) {
-  const double reached = time + kForgivenExcess * application->Period();
+bool CInputFile::BeforePeriod(double time, std::string* error) {
+  const double reached = time + runtime::kForgivenRounding * application->Period();
   while (ahead && nextTime <= reached) {
     for (const TDriven& element : driven) application->SetElementValue(element.item, element.value);
     const CCsvReader::EOutcome outcome = ReadAhead(error);

@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "runtime/runtime.h"
@@ -17,18 +18,23 @@ namespace workbench {
 // that the process or an instrument's output writes stay theirs, and columns
 // of other names are passed over. From the period at a row's time, and until
 // that of the next row, the elements have the row's values.
-class CInputFile {
+class CInputFile final : public runtime::CDataLink {
  public:
+  explicit CInputFile(std::string fileName) : path(std::move(fileName)) {}
+
+  runtime::EDataLink Kind() const override { return runtime::EDataLink::kInput; }
+  const char* Name() const override { return "the input"; }
   // Reads the whole file once, so that a bad row is found before the run, and
-  // gives the elements the values of rows up to time 0. False with a message.
-  // `application` outlives this.
-  bool Open(const std::string& path, runtime::CApplication& application, std::string* error);
-  // Which elements are driven, and which of the file's columns are not, and why.
-  std::vector<std::string> Notes() const;
+  // gives the elements the values of rows up to time 0.
+  bool Open(runtime::CApplication& application, std::string* error) override;
+  const std::vector<runtime::TItem>& Written() const override { return items; }
   // To the rows of times up to `time`, with a billionth of a period forgiven.
   // False when the file, read again, is no longer what it was; nothing is
   // driven any more then.
-  bool Advance(double time, std::string* error);
+  bool BeforePeriod(double time, std::string* error) override;
+  bool AfterPeriod(double, std::string*) override { return true; }
+  // Which elements are driven, and which of the file's columns are not, and why.
+  std::vector<std::string> Notes() const;
 
  private:
   struct TDriven {
@@ -42,10 +48,12 @@ class CInputFile {
   CCsvReader::EOutcome ReadAhead(std::string* error);
   bool ReadThrough(std::string* error);
 
+  std::string path;
   runtime::CApplication* application = nullptr;
   std::unique_ptr<CCsvReader> reader;
   std::size_t timeColumn = 0;
   std::vector<TDriven> driven;
+  std::vector<runtime::TItem> items;        // that are driven
   std::map<std::string, std::string> left;  // why, and the names
   double nextTime = 0.0;                    // of the row read ahead
   bool ahead = false;                       // there is such a row

@@ -1,0 +1,82 @@
+#include "runtime/block.h"
+
+#include <utility>
+
+#include "runtime/block_state.h"
+#include "runtime/expressions/machine.h"
+#include "runtime/runtime.h"
+
+namespace runtime {
+
+struct TBlockExpressionState {
+  TExpression expression;
+};
+
+CBlockExpression::CBlockExpression(std::unique_ptr<TBlockExpressionState> theState) : state(std::move(theState)) {}
+CBlockExpression::CBlockExpression(CBlockExpression&& other) noexcept = default;
+CBlockExpression& CBlockExpression::operator=(CBlockExpression&& other) noexcept = default;
+CBlockExpression::~CBlockExpression() = default;
+
+double CBlockExpression::Value() const { return Evaluate(state->expression.get()).value; }
+
+TBlockWord CBlockText::Peek() const {
+  const TLexeme& next = state.lexer.Peek();
+  if (next.offset >= state.end) return {TBlockWord::kEnd, std::string(next.text), next.offset};
+  switch (next.kind) {
+    case ELexeme::kIdentifier:
+      return {TBlockWord::kName, std::string(next.text), next.offset};
+    case ELexeme::kNumber:
+      return {TBlockWord::kNumber, std::string(next.text), next.offset};
+    case ELexeme::kString:
+      return {TBlockWord::kText, next.string, next.offset};
+    default:
+      return {TBlockWord::kOther, std::string(next.text), next.offset};
+  }
+}
+
+bool CBlockText::IsAtEnd() const { return state.lexer.Peek().offset >= state.end; }
+
+bool CBlockText::TakeIf(std::string_view spelling) { return !IsAtEnd() && state.lexer.TakeIf(spelling); }
+
+void CBlockText::Expect(std::string_view spelling) { state.lexer.Expect(spelling); }
+
+std::string CBlockText::ExpectName(std::string_view what) {
+  if (IsAtEnd()) state.lexer.FailExpected(what);
+  return std::string(state.lexer.ExpectIdentifier(what).text);
+}
+
+std::string CBlockText::ExpectText() { return state.lexer.ExpectString(); }
+double CBlockText::ExpectNumber() { return state.lexer.ExpectReal(); }
+bool CBlockText::ExpectBoolean() { return state.lexer.ExpectBoolean(); }
+
+TItem CBlockText::ExpectItem() {
+  std::string name = ExpectName("the name of a data element");
+  const std::uint32_t place = LastOffset();
+  if (TakeIf("[")) {
+    name += "[" + std::to_string(state.lexer.ExpectInteger(0, kMaximumArrayCount)) + "]";
+    state.lexer.Expect("]");
+  }
+  std::int32_t element = 0;
+  std::uint32_t index = 0;
+  const TApplicationState& application = state.application;
+  if (const char* problem = application.data.FindItem(name, application.declaredCount, &element, &index)) {
+    Fail(place, name + ": " + problem);
+  }
+  return {static_cast<std::size_t>(element), index};
+}
+
+CBlockExpression CBlockText::ExpectExpression(bool isBoolean) {
+  TApplicationState& application = state.application;
+  return CBlockExpression(std::make_unique<TBlockExpressionState>(TBlockExpressionState{
+      application.expressions.Compile(state.lexer, application.data, isBoolean ? EType::kBoolean : EType::kReal)}));
+}
+
+std::uint32_t CBlockText::LastOffset() const { return state.lexer.LastOffset(); }
+
+void CBlockText::Fail(std::uint32_t offset, const std::string& message) const { throw TTextError{offset, message}; }
+
+void CBlockText::Warn(std::uint32_t offset, const std::string& message) const {
+  state.application.Complain(TDiagnostic::kWarning, offset, message);
+}
+
+}  // namespace runtime

@@ -1,0 +1,89 @@
+// Blocks of an application's text that others than the runtime read, as
+//
+//   panel
+//     title = "Oven 1";
+//   end_panel;
+//
+// Who wants a block hands a reader of its keyword to CApplication::Read.
+#ifndef LOOPBOX_RUNTIME_BLOCK_H
+#define LOOPBOX_RUNTIME_BLOCK_H
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace runtime {
+
+struct TItem;
+struct TBlockTextState;
+struct TBlockExpressionState;
+
+// A word of a block. Its place is an offset in the application's text.
+struct TBlockWord {
+  enum EKind { kEnd, kName, kNumber, kText, kOther };
+
+  EKind kind = kEnd;
+  std::string text;  // as written; of a kText what stands between its quotes
+  std::uint32_t offset = 0;
+};
+
+// An expression of a block, ready to be evaluated as long as the application
+// lives. What yields no finite value yields the last good one.
+class CBlockExpression {
+ public:
+  explicit CBlockExpression(std::unique_ptr<TBlockExpressionState> theState);
+  CBlockExpression(CBlockExpression&& other) noexcept;
+  CBlockExpression& operator=(CBlockExpression&& other) noexcept;
+  ~CBlockExpression();
+
+  double Value() const;  // with what elements hold now; of a boolean 0 or 1
+
+ private:
+  std::unique_ptr<TBlockExpressionState> state;
+};
+
+// The text of a block while it is read, from behind its keyword; its end is the
+// keyword that closes it. Each Expect… takes what it names; where something else
+// stands it ends the reader's Read by an exception that the runtime catches, and
+// the place with what was expected becomes a diagnostic, as for every other block.
+class CBlockText {
+ public:
+  explicit CBlockText(TBlockTextState& theState) : state(theState) {}
+  CBlockText(const CBlockText&) = delete;
+  CBlockText& operator=(const CBlockText&) = delete;
+
+  TBlockWord Peek() const;
+  bool IsAtEnd() const;
+  bool TakeIf(std::string_view spelling);  // a name or punctuation
+  void Expect(std::string_view spelling);
+  std::string ExpectName(std::string_view what);
+  std::string ExpectText();
+  double ExpectNumber();  // with an optional minus sign
+  bool ExpectBoolean();
+  // NAME of a single data element, NAME[INDEX] of an array's with a number.
+  TItem ExpectItem();
+  // Up to what can't continue it: of a boolean or of a number.
+  CBlockExpression ExpectExpression(bool isBoolean);
+
+  std::uint32_t LastOffset() const;  // of the word taken last
+  // What is wrong at a place; doesn't return.
+  [[noreturn]] void Fail(std::uint32_t offset, const std::string& message) const;
+  void Warn(std::uint32_t offset, const std::string& message) const;
+
+ private:
+  TBlockTextState& state;
+};
+
+class CBlockReader {
+ public:
+  virtual ~CBlockReader() = default;
+  virtual const char* Keyword() const = 0;
+  // For each block of that keyword, in the order of the text, once everything
+  // else has been read without an error. It takes the whole block.
+  virtual void Read(CBlockText& text) = 0;
+};
+
+}  // namespace runtime
+
+#endif

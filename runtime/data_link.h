@@ -1,0 +1,43 @@
+// What acts on a run from outside, and what watches it: recorded data, the
+// connections to a plant, an operator's commands, a replay. A run has a list of
+// them, in a fixed order whatever the order in which they were taken.
+#ifndef LOOPBOX_RUNTIME_DATA_LINK_H
+#define LOOPBOX_RUNTIME_DATA_LINK_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace runtime {
+
+class CApplication;
+struct TItem;
+
+// In the order in which links write in each period: a later one has the last
+// word on what is not an element of its own.
+enum class EDataLink : std::uint8_t { kReplay, kInput, kConnections, kPanel };
+
+// The application calls each operation in the thread that runs it. A period in
+// which a link fails is finished, with every link, and is the last one. A message
+// is whole: it names the link's file or device.
+class CDataLink {
+ public:
+  virtual ~CDataLink() = default;
+
+  virtual EDataLink Kind() const = 0;
+  virtual const char* Name() const = 0;  // as messages name it: "the input"
+  // Once, before the first period. The application outlives the link.
+  virtual bool Open(CApplication& application, std::string* error) = 0;
+  // Which elements it writes, known once it is open. Each has one writer.
+  virtual const std::vector<TItem>& Written() const = 0;
+  // In each period, when the process has been integrated to `time` (seconds) and
+  // before the script's callbacks: the place to write elements.
+  virtual bool BeforePeriod(double time, std::string* error) = 0;
+  // At the end of each period, when instruments and receivers have acted and
+  // before the trace's row.
+  virtual bool AfterPeriod(double time, std::string* error) = 0;
+};
+
+}  // namespace runtime
+
+#endif
