@@ -6,7 +6,7 @@
 #include <cstring>
 #include <set>
 
-#include "runtime/instruments/plugin_state.h"
+#include "runtime/instruments/driver.h"
 #include "runtime/platform/memory.h"
 #include "runtime/platform/module_init.h"
 #include "runtime/text/wide_text.h"

@@ -38,7 +38,7 @@ void InterfaceNumber(CProbe& probe) {
   CheckCapacities(probe, "the message of Check",
                   [&](std::uint32_t capacity, char16_t* buffer) { return !check(capacity, buffer, 0, 0, 0, 0); });
   CGuardedText message(kCapacity);
-  probe.Expect(check(kCapacity, message.Buffer(), 0, 0, 0, runtime::kInterfaceNumber), "refuses at the second time");
+  probe.Expect(check(kCapacity, message.Buffer(), 0, 0, 0, hx_main::kInterfaceNumber), "refuses at the second time");
   probe.Expect(message.Untouched(), "writes a message though it accepts");
 }
 

@@ -78,12 +78,12 @@ void HostileValues(CProbe& probe) {
 }
 
 void ClockJumps(CProbe& probe) {
-  static constexpr std::uint32_t kEdges[] = {0, 1, 2, 500, 43'200'000, runtime::kMillisecondsPerDay - 1};
+  static constexpr std::uint32_t kEdges[] = {0, 1, 2, 500, 43'200'000, vcore::kMillisecondsPerDay - 1};
   RunHostile(probe, kHostilePeriods / 3, [now = std::uint32_t{0}](int, std::mt19937& random) mutable {
     // Stands still, goes on, jumps anywhere, or to an edge, midnight among them.
     const unsigned kind = random() % 4;
-    if (kind == 1) now = (now + 1000) % runtime::kMillisecondsPerDay;
-    if (kind == 2) now = random() % runtime::kMillisecondsPerDay;
+    if (kind == 1) now = (now + 1000) % vcore::kMillisecondsPerDay;
+    if (kind == 2) now = random() % vcore::kMillisecondsPerDay;
     if (kind == 3) now = kEdges[random() % std::size(kEdges)];
     return now;
   });

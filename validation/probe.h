@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "runtime/instruments/plugin_state.h"
+#include "runtime/instruments/driver.h"
 #include "runtime/runtime.h"
 #include "validation/validation.h"
 
