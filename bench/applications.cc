@@ -136,7 +136,14 @@ std::string Text(const TShape& shape) {
 CBenchRun::CBenchRun(const std::string& text) : application(ReadText(text)) {
   runtime::TItem ramp;
   if (!application->FindItem("ramp", &ramp).empty()) return;
-  application->SetInput([this, ramp](double) { application->SetElementValue(ramp, Varied(done++)); });
+  ramps.push_back(ramp);
+  std::string error;
+  if (!application->AddLink(*this, &error)) Fail(error);
+}
+
+bool CBenchRun::BeforePeriod(double, std::string*) {
+  application->SetElementValue(ramps.front(), Varied(done++));
+  return true;
 }
 
 void CBenchRun::Step(std::size_t periods) {

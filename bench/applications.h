@@ -43,7 +43,7 @@ bool FindShape(const std::string& name, TShape* shape);
 std::string Text(const TShape& shape);
 
 // An application that runs on and on, its `ramp` varied.
-class CBenchRun {
+class CBenchRun final : private runtime::CDataLink {
  public:
   explicit CBenchRun(const std::string& text);
   // Runs so many periods.
@@ -51,7 +51,15 @@ class CBenchRun {
   runtime::CApplication& operator*() const { return *application; }
 
  private:
+  runtime::EDataLink Kind() const override { return runtime::EDataLink::kInput; }
+  const char* Name() const override { return "the bench"; }
+  bool Open(runtime::CApplication&, std::string*) override { return true; }
+  const std::vector<runtime::TItem>& Written() const override { return ramps; }
+  bool BeforePeriod(double time, std::string* error) override;
+  bool AfterPeriod(double, std::string*) override { return true; }
+
   std::unique_ptr<runtime::CApplication> application;
+  std::vector<runtime::TItem> ramps;  // the element that is varied
   std::size_t done = 0;
 };
 

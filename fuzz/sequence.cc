@@ -159,17 +159,17 @@ void CSequence::Describe() {
 
 void CSequence::Step() {
   constexpr std::uint32_t kClockSteps[] = {
-      0, 1, 100, 500, 1000, 60'000, runtime::kMillisecondsPerDay - 1000, runtime::kMillisecondsPerDay - 1};
+      0, 1, 100, 500, 1000, 60'000, vcore::kMillisecondsPerDay - 1000, runtime::kMillisecondsPerDay - 1};
   constexpr const char* kElements[] = {"x", "wish", "hand"};
   switch (bytes.Below(10)) {
     case 0:
     case 1:
     case 2:
-      now = (now + kClockSteps[bytes.Below(std::size(kClockSteps))]) % runtime::kMillisecondsPerDay;
+      now = (now + kClockSteps[bytes.Below(std::size(kClockSteps))]) % vcore::kMillisecondsPerDay;
       runtime::SetClock(now);
       return Act(hx_vinst::kActionTimer);
     case 3:
-      now = bytes.Word() % runtime::kMillisecondsPerDay;
+      now = bytes.Word() % vcore::kMillisecondsPerDay;
       runtime::SetClock(now);
       return;
     case 4:
