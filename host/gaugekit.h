@@ -167,6 +167,7 @@ class CMeter final : public hx_vinst::CInstrument {
  private:
   bool IsDrawn();
   void KeepHistory(double newValue);
+  void ShowLimited();
   void ResizeBuffer();
   void UpdateLabels();
 };

@@ -1,23 +1,12 @@
 #include "runtime/block.h"
 
-#include <utility>
-
 #include "runtime/block_state.h"
 #include "runtime/expressions/machine.h"
 #include "runtime/runtime.h"
 
 namespace runtime {
 
-struct TBlockExpressionState {
-  TExpression expression;
-};
-
-CBlockExpression::CBlockExpression(std::unique_ptr<TBlockExpressionState> theState) : state(std::move(theState)) {}
-CBlockExpression::CBlockExpression(CBlockExpression&& other) noexcept = default;
-CBlockExpression& CBlockExpression::operator=(CBlockExpression&& other) noexcept = default;
-CBlockExpression::~CBlockExpression() = default;
-
-double CBlockExpression::Value() const { return Evaluate(state->expression.get()).value; }
+double CBlockExpression::Value() const { return Evaluate(expression).value; }
 
 TBlockWord CBlockText::Peek() const {
   const TLexeme& next = state.lexer.Peek();
@@ -67,8 +56,8 @@ TItem CBlockText::ExpectItem() {
 
 CBlockExpression CBlockText::ExpectExpression(bool isBoolean) {
   TApplicationState& application = state.application;
-  return CBlockExpression(std::make_unique<TBlockExpressionState>(TBlockExpressionState{
-      application.expressions.Compile(state.lexer, application.data, isBoolean ? EType::kBoolean : EType::kReal)}));
+  const EType wanted = isBoolean ? EType::kBoolean : EType::kReal;
+  return CBlockExpression(application.expressions.Compile(state.lexer, application.data, wanted).release());
 }
 
 std::uint32_t CBlockText::LastOffset() const { return state.lexer.LastOffset(); }

@@ -9,15 +9,17 @@
 #define LOOPBOX_RUNTIME_BLOCK_H
 
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <string_view>
+
+namespace hx_expr {
+struct TExprTreeRecord;
+}
 
 namespace runtime {
 
 struct TItem;
 struct TBlockTextState;
-struct TBlockExpressionState;
 
 // A word of a block. Its place is an offset in the application's text.
 struct TBlockWord {
@@ -28,19 +30,17 @@ struct TBlockWord {
   std::uint32_t offset = 0;
 };
 
-// An expression of a block, ready to be evaluated as long as the application
-// lives. What yields no finite value yields the last good one.
+// An expression of a block. It is the application's, and is evaluated as long as
+// that lives. What yields no finite value yields the last good one.
 class CBlockExpression {
  public:
-  explicit CBlockExpression(std::unique_ptr<TBlockExpressionState> theState);
-  CBlockExpression(CBlockExpression&& other) noexcept;
-  CBlockExpression& operator=(CBlockExpression&& other) noexcept;
-  ~CBlockExpression();
-
   double Value() const;  // with what elements hold now; of a boolean 0 or 1
 
  private:
-  std::unique_ptr<TBlockExpressionState> state;
+  friend class CBlockText;
+  explicit CBlockExpression(hx_expr::TExprTreeRecord* compiled) : expression(compiled) {}
+
+  hx_expr::TExprTreeRecord* expression;
 };
 
 // The text of a block while it is read, from behind its keyword; its end is the

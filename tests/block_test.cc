@@ -73,7 +73,7 @@ TEST(Block, IsReadOnceTheApplicationIsKnown) {
   EXPECT_EQ(values, "0.0000001.0000001.000000");
 }
 
-TEST(Block, IsPassedOverWhereNobodyReadsIt) { EXPECT_TRUE(CRun(WithPanel("anything { \"goes\" #FFFFFF")).IsRead()); }
+TEST(Block, IsPassedOverWhereNobodyReadsIt) { EXPECT_TRUE(CRun(WithPanel("anything \"goes\" #FFFFFF ]")).IsRead()); }
 
 TEST(Block, SaysWhatIsWrongAtItsPlace) {
   const struct {

@@ -1,6 +1,8 @@
 // The panes of a regulator: their places, colours, sizes and histories.
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "runtime/platform/text_metrics.h"
 #include "runtime/text/wide_text.h"
 #include "tests/support.h"
@@ -349,18 +351,15 @@ TEST(Histories, OfWishAndValueAreOfOneLengthAndRange) {
 
 // Lets one instrument read the definition of another.
 bool ReadAgain(CRun& run, const std::string& instrument, const std::string& definition, std::string* error) {
-  runtime::TApplicationState& part = run.State();
-  runtime::TInstrumentState& reader = part.instruments[part.instrumentByName.at(instrument)];
-  const runtime::TInstrumentState& read = part.instruments[part.instrumentByName.at(definition)];
-  part.reading.instrument = &reader;
-  part.reading.lexer = std::make_unique<runtime::CLexer>(part.source);
-  part.reading.lexer->Seek(read.begin);
-  part.reading.ended = false;
-  char16_t message[256] = {};
-  char16_t token[1024] = {};
-  const bool accepted = reader.object->ReadSelf(255, message, 1023, token) != 0;
-  part.reading.instrument = nullptr;
-  part.reading.lexer.reset();
+  runtime::TApplicationState& application = run.State();
+  runtime::TInstrumentState& reader = application.instruments[application.instrumentByName.at(instrument)];
+  const runtime::TInstrumentState& read = application.instruments[application.instrumentByName.at(definition)];
+  char16_t message[runtime::kTextCapacity + 1] = {};
+  char16_t token[runtime::kTokenCapacity + 1] = {};
+  const std::uint32_t own = std::exchange(reader.begin, read.begin);
+  const bool accepted = runtime::ReadDefinition(application, reader, read.end,
+                                                {runtime::kTextCapacity, message, runtime::kTokenCapacity, token});
+  reader.begin = own;
   *error = runtime::Utf8(message);
   return accepted;
 }

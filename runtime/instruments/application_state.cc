@@ -10,7 +10,7 @@
 namespace runtime {
 
 TApplicationState::TApplicationState(CPlugin& thePlugin)
-    : plugin(thePlugin), process(data, expressions), ctx{&files, this} {}
+    : plugin(thePlugin), process(data, expressions), ctx{{&files, this}, {}} {}
 
 TApplicationState::~TApplicationState() {
   // Instruments end in reverse order; their expressions go with them, before
@@ -40,8 +40,8 @@ bool TApplicationState::HasErrors() const {
          });
 }
 
-void CountLimited(TApplicationState& application, const gaugekit::CMeter& meter) {
-  const hx_vinst::CInstrument& instrument = *application.evaluated.instrument;
+void CountLimited(const gaugekit::CMeter& meter) {
+  const hx_vinst::CInstrument& instrument = *EvaluatedOf(meter.ctx).instrument;
   if (meter.parent != &instrument || instrument.host == nullptr) return;
   if (&meter == MeterOf(instrument, kWishPane)) ++instrument.host->wishLimited;
   if (&meter == MeterOf(instrument, kValuePane)) ++instrument.host->valueLimited;

@@ -102,6 +102,12 @@ struct TEvaluated {
   double value = 0.0;
 };
 
+// The context that the application's instruments have: what each of them touches
+// in a period stands in it, without a way over the application.
+struct TApplicationContext : hx_main::TContext {
+  TEvaluated evaluated;
+};
+
 struct TApplicationState {
   explicit TApplicationState(CPlugin& thePlugin);
   TApplicationState(const TApplicationState&) = delete;
@@ -126,7 +132,7 @@ struct TApplicationState {
   CProcess process;
   std::unique_ptr<CEventHost> script;  // null without a script block
   runlib::TFileContext files;
-  hx_main::TContext ctx;
+  TApplicationContext ctx;
 
   std::vector<TInstrumentState> instruments;
   std::unordered_map<std::string, std::size_t> instrumentByName;
@@ -134,7 +140,6 @@ struct TApplicationState {
   std::vector<TTimed> timed;                     // in the order of the instruments
   std::vector<hx_vinst::CInstrument*> blinking;  // that asked for it at any time
   std::vector<std::size_t> activated;            // receivers of this period, in order
-  TEvaluated evaluated;
 
   std::vector<CDataLink*> links;  // opened, in the order in which they write
   std::string linkError;          // of the first that failed
@@ -161,16 +166,13 @@ void RunPeriod(TApplicationState& application);
 // reported, in the instrument's name.
 void KeepLearnt(TApplicationState& application, std::uint32_t reason);
 
-// Counts a period in which a pane of the instrument that evaluated last cut its
-// wish or its value.
-void CountLimited(TApplicationState& application, const gaugekit::CMeter& meter);
+// Of an instrument with a context, which is the application's.
+inline TEvaluated& EvaluatedOf(hx_main::TContext* ctx) { return static_cast<TApplicationContext*>(ctx)->evaluated; }
 
-// A meter is given a value.
-inline void NoteShown(TApplicationState& application, const gaugekit::CMeter& meter, double value) {
-  if (application.evaluated.instrument == nullptr) return;
-  if (value != application.evaluated.value) CountLimited(application, meter);
-  application.evaluated.instrument = nullptr;
-}
+// A meter shows another value than the instrument evaluated last: counts the
+// period when that is the meter's own instrument, and it was the wish or the
+// value that its pane cut.
+void CountLimited(const gaugekit::CMeter& meter);
 
 }  // namespace runtime
 

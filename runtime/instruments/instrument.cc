@@ -144,7 +144,7 @@ void CInstrument::EvaluateExpression(hx_expr::TExprTreeRecord* expression, std::
     return;
   }
   hx_tool::SetValueLongReal(value, result);
-  if (ctx != nullptr) runtime::ApplicationOf(ctx).evaluated = {this, result};
+  if (ctx != nullptr) runtime::EvaluatedOf(ctx) = {this, result};
 }
 
 void CInstrument::FreeExpression(hx_expr::TExprTreeRecord** expression) {

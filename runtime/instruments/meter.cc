@@ -173,8 +173,22 @@ bool CMeter::IsDrawn() {
 
 void CMeter::SetMeterValue(double newValue) {
   meterValue = newValue;
-  if (ctx != nullptr) runtime::NoteShown(runtime::ApplicationOf(ctx), *this, newValue);
+  if (ctx != nullptr) {
+    runtime::TEvaluated& evaluated = runtime::EvaluatedOf(ctx);
+    if (evaluated.instrument != nullptr) {
+      if (newValue != evaluated.value) return ShowLimited();
+      evaluated.instrument = nullptr;
+    }
+  }
   if (drawnAsOf != runtime::painterChanges || drawn) KeepHistory(newValue);
+}
+
+// The seldom case, and all that is left to do in it, so that the other one needs
+// no room on the stack.
+[[gnu::noinline]] void CMeter::ShowLimited() {
+  runtime::CountLimited(*this);
+  runtime::EvaluatedOf(ctx).instrument = nullptr;
+  if (drawnAsOf != runtime::painterChanges || drawn) KeepHistory(meterValue);
 }
 
 void CMeter::KeepHistory(double newValue) {
