@@ -28,7 +28,6 @@ constexpr std::int64_t kPixelsPerInch = 96;
 constexpr std::int64_t kPointsPerInch = 72;
 
 constexpr bool IsCombining(char16_t unit) { return unit >= 0x0300 && unit <= 0x036F; }
-constexpr bool IsLowSurrogate(char16_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
 constexpr bool IsCapital(char16_t unit) {
   return (unit >= u'A' && unit <= u'Z') || (unit >= 0x00C0 && unit <= 0x00DE && unit != 0x00D7);
 }
@@ -37,7 +36,7 @@ constexpr bool IsCapital(char16_t unit) {
 constexpr bool IsFull(char16_t unit) { return unit >= 0x2E80 && unit < 0xDC00; }
 
 std::int32_t Advance(char16_t unit) {
-  if (IsCombining(unit) || IsLowSurrogate(unit)) return 0;
+  if (IsCombining(unit) || runtime::IsLowSurrogate(unit)) return 0;
   if (IsFull(unit)) return kFullAdvance;
   for (const TAdvances& group : kAdvances) {
     if (group.characters.find(unit) != std::u16string_view::npos) return group.advance;

@@ -7,6 +7,7 @@
 #include <ctime>
 
 #include "runtime/script/script_state.h"
+#include "runtime/text/utf8.h"
 #include "runtime/text/wide_text.h"
 
 namespace runtime {
@@ -203,7 +204,7 @@ void TakeMessage(TScriptState& script, lua_State* lua) {
 std::string ErrorText(const TScriptState& script) {
   std::string text = script.line == 0 ? std::string() : "line " + std::to_string(script.line) + ": ";
   text += script.message;
-  return ValidUtf8(text) ? text : Utf8(Utf16(text));
+  return WellFormedLength(text) == text.size() ? text : Utf8(Utf16(text));
 }
 
 int Fail(TScriptState& script, const char* format, ...) {

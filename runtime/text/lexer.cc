@@ -5,6 +5,8 @@
 #include <system_error>
 #include <utility>
 
+#include "runtime/text/utf8.h"
+
 namespace runtime {
 namespace {
 
@@ -40,7 +42,7 @@ std::string_view WordAt(std::string_view text) {
 std::string Shorten(std::string_view text) {
   if (text.size() <= kShownLength) return std::string(text);
   std::size_t end = kShownLength;
-  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
+  while (end > 0 && IsContinuation(text[end])) --end;
   return std::string(text.substr(0, end)) + "…";
 }
 

@@ -9,55 +9,14 @@
 #include <system_error>
 #include <utility>
 
+#include "runtime/text/utf8.h"
+#include "runtime/text/wide_text.h"
+
 namespace runtime {
 namespace {
 
 constexpr std::uint32_t kIndexBlock = 4096;  // bytes for each entry of the index of continuations
 constexpr std::size_t kWindow = 100;         // columns of a line that are shown
-constexpr char32_t kReplacement = 0xFFFD;
-
-bool IsContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
-
-// The length of the well-formed sequence at `offset`, 0 when there is none.
-std::size_t SequenceLength(std::string_view bytes, std::size_t offset, char32_t* codePoint) {
-  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(bytes[offset + i]); };
-  const unsigned char first = byte(0);
-  if (first < 0x80) {
-    *codePoint = first;
-    return 1;
-  }
-  const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
-  if (first < 0xC2 || first > 0xF4 || bytes.size() - offset < length) return 0;
-  char32_t value = first & (0x7Fu >> length);
-  for (std::size_t i = 1; i < length; ++i) {
-    if (!IsContinuation(bytes[offset + i])) return 0;
-    value = (value << 6) | (byte(i) & 0x3Fu);
-  }
-  constexpr char32_t kLowest[] = {0, 0, 0x80, 0x800, 0x10000};
-  if (value < kLowest[length] || value > 0x10FFFF || (value >= 0xD800 && value <= 0xDFFF)) return 0;
-  *codePoint = value;
-  return length;
-}
-
-void AppendCodePoint(char32_t value, std::string* text) {
-  const auto append = [&](char32_t bits) { text->push_back(static_cast<char>(bits)); };
-  if (value < 0x80) {
-    append(value);
-    return;
-  }
-  if (value < 0x800) {
-    append(0xC0 | (value >> 6));
-  } else {
-    if (value < 0x10000) {
-      append(0xE0 | (value >> 12));
-    } else {
-      append(0xF0 | (value >> 18));
-      append(0x80 | ((value >> 12) & 0x3F));
-    }
-    append(0x80 | ((value >> 6) & 0x3F));
-  }
-  append(0x80 | (value & 0x3F));
-}
 
 // Decodes up to the first ill-formed unit; false when there is one.
 bool DecodeUtf16(std::string_view bytes, bool bigEndian, std::string* text) {
@@ -70,37 +29,14 @@ bool DecodeUtf16(std::string_view bytes, bool bigEndian, std::string* text) {
   text->reserve(bytes.size());
   for (std::size_t i = 0; i < count; ++i) {
     char32_t value = unit(i);
-    if (value >= 0xD800 && value <= 0xDFFF) {
-      if (value >= 0xDC00 || i + 1 == count) return false;
-      const char32_t low = unit(++i);
-      if (low < 0xDC00 || low > 0xDFFF) return false;
-      value = 0x10000 + ((value - 0xD800) << 10) + (low - 0xDC00);
+    if (IsLowSurrogate(value)) return false;
+    if (IsHighSurrogate(value)) {
+      if (i + 1 == count || !IsLowSurrogate(unit(i + 1))) return false;
+      value = OfSurrogates(value, unit(++i));
     }
     AppendCodePoint(value, text);
   }
   return bytes.size() % 2 == 0;
-}
-
-// Whether eight bytes from there on are ASCII characters.
-bool IsAscii(const char* bytes) {
-  std::uint64_t word;
-  std::memcpy(&word, bytes, sizeof(word));
-  return (word & 0x8080808080808080u) == 0;
-}
-
-std::size_t FirstInvalid(std::string_view bytes) {
-  std::size_t offset = 0;
-  while (offset < bytes.size()) {
-    if (bytes.size() - offset >= sizeof(std::uint64_t) && IsAscii(bytes.data() + offset)) {
-      offset += sizeof(std::uint64_t);
-      continue;
-    }
-    char32_t codePoint;
-    const std::size_t length = SequenceLength(bytes, offset, &codePoint);
-    if (length == 0) break;
-    offset += length;
-  }
-  return offset;
 }
 
 std::string ErrorText(int code) { return std::generic_category().message(code); }
@@ -166,7 +102,7 @@ bool CSource::FromBytes(const std::string& path, std::string bytes, CSource* sou
     }
   } else {
     if (bytes.starts_with("\xEF\xBB\xBF")) bytes.erase(0, 3);
-    const std::size_t invalid = FirstInvalid(bytes);
+    const std::size_t invalid = WellFormedLength(bytes);
     const bool isText = invalid == bytes.size();
     result.text = std::move(bytes);
     result.text.resize(invalid);
@@ -190,15 +126,16 @@ void CSource::MakeIndex() {
   }
   continuations.assign(1, 0);
   for (auto from = text.begin(); text.end() - from >= kIndexBlock; from += kIndexBlock) {
-    const auto count = std::count_if(from, from + kIndexBlock, IsContinuation);
+    const std::size_t count = ContinuationCount({from, from + kIndexBlock});
     continuations.push_back(continuations.back() + static_cast<std::uint32_t>(count));
   }
 }
 
 std::uint32_t CSource::Continuations(std::uint32_t offset) const {
   const std::uint32_t block = offset / kIndexBlock;
-  const auto from = text.begin() + static_cast<std::ptrdiff_t>(block) * kIndexBlock;
-  return continuations[block] + static_cast<std::uint32_t>(std::count_if(from, text.begin() + offset, IsContinuation));
+  const std::uint32_t from = block * kIndexBlock;
+  const std::size_t count = ContinuationCount(std::string_view(text).substr(from, offset - from));
+  return continuations[block] + static_cast<std::uint32_t>(count);
 }
 
 TPosition CSource::Locate(std::uint32_t offset) const {
@@ -240,9 +177,8 @@ TDiagnostic MakeDiagnostic(const CSource& source, TDiagnostic::EKind kind, std::
   }
   std::size_t at = from;
   for (std::size_t column = 0; at < line.size() && column < kWindow; ++column) {
-    char32_t codePoint;
     const bool isBeforeCaret = at < caret;
-    at += SequenceLength(line, at, &codePoint);
+    char32_t codePoint = NextCodePoint(line, &at);
     if (codePoint != '\t' && IsInvisible(codePoint)) codePoint = kReplacement;
     AppendCodePoint(codePoint, &diagnostic.lineText);
     if (isBeforeCaret) diagnostic.caretText += codePoint == '\t' ? '\t' : ' ';

@@ -4,56 +4,19 @@
 #include <limits>
 
 #include "host/runlib.h"
+#include "runtime/text/utf8.h"
 
 namespace {
 
-constexpr char32_t kReplacement = 0xFFFD;
-constexpr char32_t kInvalid = 0xFFFFFFFF;
-
-constexpr bool IsHighSurrogate(char32_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
-constexpr bool IsLowSurrogate(char32_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
-
-// Reads one character at `position` and moves past it; past one byte only,
-// or past the part that could have begun a character, when it is not valid.
-char32_t NextOfUtf8(std::string_view text, std::size_t& position) {
-  const auto lead = static_cast<unsigned char>(text[position++]);
-  if (lead < 0x80) return lead;
-  if (lead < 0xC2 || lead > 0xF4) return kInvalid;
-  const int following = lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
-  char32_t character = lead & (0x3F >> following);
-  // The second byte's range is narrower where a character would be a
-  // surrogate, too large, or not in its shortest form.
-  unsigned char low = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
-  unsigned char high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
-  for (int i = 0; i < following; ++i) {
-    if (position == text.size()) return kInvalid;
-    const auto byte = static_cast<unsigned char>(text[position]);
-    if (byte < low || byte > high) return kInvalid;
-    character = (character << 6) | (byte & 0x3F);
-    ++position;
-    low = 0x80;
-    high = 0xBF;
-  }
-  return character;
-}
+using runtime::IsHighSurrogate;
+using runtime::IsLowSurrogate;
 
 char32_t NextOfUtf16(std::u16string_view text, std::size_t& position) {
   const char32_t unit = text[position++];
   if (IsHighSurrogate(unit) && position < text.size() && IsLowSurrogate(text[position])) {
-    return 0x10000 + ((unit - 0xD800) << 10) + (text[position++] - 0xDC00u);
+    return runtime::OfSurrogates(unit, text[position++]);
   }
-  return IsHighSurrogate(unit) || IsLowSurrogate(unit) ? kReplacement : unit;
-}
-
-void AppendUtf8(char32_t character, std::string& text) {
-  if (character < 0x80) {
-    text += static_cast<char>(character);
-    return;
-  }
-  const int following = character < 0x800 ? 1 : character < 0x10000 ? 2 : 3;
-  constexpr unsigned kLeads[] = {0, 0xC0, 0xE0, 0xF0};
-  text += static_cast<char>(kLeads[following] | (character >> (6 * following)));
-  for (int i = following - 1; i >= 0; --i) text += static_cast<char>(0x80 | ((character >> (6 * i)) & 0x3F));
+  return IsHighSurrogate(unit) || IsLowSurrogate(unit) ? runtime::kReplacement : unit;
 }
 
 }  // namespace
@@ -74,8 +37,8 @@ std::u16string Utf16(std::string_view text) {
   std::u16string wide(text.begin(), ascii);
   wide.reserve(text.size());
   for (auto position = static_cast<std::size_t>(ascii - text.begin()); position < text.size();) {
-    char32_t character = NextOfUtf8(text, position);
-    if (character == kInvalid) character = kReplacement;
+    char32_t character = NextCodePoint(text, &position);
+    if (character == kIllFormed) character = kReplacement;
     if (character < 0x10000) {
       wide += static_cast<char16_t>(character);
     } else {
@@ -92,15 +55,8 @@ std::string Utf8(std::u16string_view text) {
   std::transform(text.begin(), ascii, narrow.begin(), [](char16_t c) { return static_cast<char>(c); });
   narrow.reserve(text.size());
   for (auto position = static_cast<std::size_t>(ascii - text.begin()); position < text.size();)
-    AppendUtf8(NextOfUtf16(text, position), narrow);
+    AppendCodePoint(NextOfUtf16(text, position), &narrow);
   return narrow;
-}
-
-bool ValidUtf8(std::string_view text) {
-  for (std::size_t position = 0; position < text.size();) {
-    if (NextOfUtf8(text, position) == kInvalid) return false;
-  }
-  return true;
 }
 
 void AssignWide(std::uint32_t capacity, char16_t* destination, std::u16string_view text) {
