@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "runtime/block_state.h"
+#include "runtime/expressions/vocabulary.h"
 #include "runtime/instruments/application_state.h"
 #include "runtime/instruments/driver.h"
 #include "runtime/instruments/making.h"
@@ -46,266 +47,27 @@ class CApplicationReader {
   explicit CApplicationReader(TApplicationState& theApplication)
       : application(theApplication), lexer(theApplication.source) {}
 
-  void Read() {
-    WithComplaints([this] { ReadBlocks(); });
-    if (application.HasErrors()) return;
-    application.declaredCount = application.data.Count();
-    for (const TTextBlock& block : later.processes) {
-      WithComplaints([&] {
-        lexer.Seek(block.begin);
-        application.process.DeclareIntermediates(lexer);
-      });
-    }
-    WithComplaints([this] { CheckNames(); });
-    WithComplaints([this] { SettleTimes(); });
-    for (const TTextBlock& block : later.processes) {
-      WithComplaints([&] {
-        lexer.Seek(block.begin);
-        application.process.ReadProcessBlock(lexer);
-      });
-    }
-    SetInitialValues();
-    if (!MakeInstruments()) return;
-    RunScripts();
-    for (TInstrumentState& instrument : application.instruments) {
-      if (application.diagnostics->size() >= kMaximumErrors && application.HasErrors()) break;
-      ReadInstrument(instrument);
-    }
-    if (script != nullptr) script->Close();
-    if (application.HasErrors()) return;
-    for (const auto& [reader, block] : later.ofOthers) {
-      WithComplaints([&] { ReadBlockOfOthers(*reader, block); });
-    }
-  }
+  void Read();
 
  private:
+  void ReadBlocks();
+  void ReadApplicationBlock(std::uint32_t header);
+  TTextBlock SkipBlock(std::uint32_t header, std::string_view endKeyword);
+  bool TakeBlockOfOthers(const TLexeme& keyword);
+  void ReadBlockOfOthers(CBlockReader& reader, const TTextBlock& block);
+  TTextBlock SkipScript(const TLexeme& keyword);
+  void ReadInstrumentHeader(std::uint32_t header);
+  void CheckNames();
+  void SetInitialValues();
+  std::string SetInitialValue(std::string_view target, const std::string& value);
+  void SettleTimes();
+  bool MakeInstruments();
+  void RunScripts();
+  void ReadInstrument(TInstrumentState& instrument);
+
+  // What the reading throws is a diagnostic.
   template <typename TRead>
-  bool WithComplaints(TRead read) {
-    try {
-      read();
-      return true;
-    } catch (const TTextError& error) {
-      application.Complain(TDiagnostic::kError, error.offset, error.message);
-      return false;
-    }
-  }
-
-  void ReadBlocks() {
-    while (lexer.Peek().kind != ELexeme::kEnd) {
-      const TLexeme keyword = lexer.Next();
-      if (keyword.Is("application")) {
-        ReadApplicationBlock(keyword.offset);
-      } else if (keyword.Is("data")) {
-        ReadDataBlock(lexer, application.data);
-      } else if (keyword.Is("process")) {
-        later.processes.push_back(SkipBlock(keyword.offset, "end_process"));
-      } else if (keyword.Is("instrument")) {
-        ReadInstrumentHeader(keyword.offset);
-      } else if (keyword.Is("script")) {
-        later.scripts.push_back(SkipScript(keyword));
-      } else if (!TakeBlockOfOthers(keyword)) {
-        throw TTextError{keyword.offset,
-                         "expected application, data, process, instrument or script, found " + Describe(keyword)};
-      }
-    }
-  }
-
-  void ReadApplicationBlock(std::uint32_t header) {
-    if (!application.name.empty()) throw TTextError{header, "a second application block"};
-    application.name = lexer.ExpectIdentifier("the application's name").text;
-    for (;;) {
-      const TLexeme entry = lexer.ExpectIdentifier("period, duration or end_application");
-      if (entry.Is("end_application")) break;
-      double* value = entry.Is("period") ? &application.period : entry.Is("duration") ? &application.duration : nullptr;
-      if (value == nullptr) {
-        throw TTextError{entry.offset, "expected period, duration or end_application, found " + Describe(entry)};
-      }
-      lexer.Expect("=");
-      const std::uint32_t place = lexer.Peek().offset;
-      *value = lexer.ExpectReal();
-      (value == &application.period ? periodOffset : durationOffset) = place;
-      lexer.Expect(";");
-    }
-    lexer.Expect(";");
-  }
-
-  TTextBlock SkipBlock(std::uint32_t header, std::string_view endKeyword) {
-    TTextBlock block{header, lexer.Offset(), 0};
-    for (;;) {
-      const TLexeme& next = lexer.Peek();
-      if (next.kind == ELexeme::kEnd) {
-        throw TTextError{header, "this block is not closed: expected " + std::string(endKeyword)};
-      }
-      const bool closes = next.kind == ELexeme::kIdentifier && next.text == endKeyword;
-      block.end = next.offset;
-      lexer.Skip();
-      if (closes) break;
-    }
-    lexer.Expect(";");
-    return block;
-  }
-
-  // Those that nobody reads are passed over.
-  bool TakeBlockOfOthers(const TLexeme& keyword) {
-    const std::vector<CBlockReader*>& readers = application.options.blocks;
-    const auto reader = std::find_if(readers.begin(), readers.end(),
-                                     [&](const CBlockReader* candidate) { return keyword.Is(candidate->Keyword()); });
-    const bool known = std::any_of(std::begin(kBlocksOfOthers), std::end(kBlocksOfOthers),
-                                   [&](auto name) { return keyword.Is(name); });
-    if (reader == readers.end() && !known) return false;
-    const TTextBlock block = SkipBlock(keyword.offset, "end_" + std::string(keyword.text));
-    if (reader != readers.end()) later.ofOthers.emplace_back(*reader, block);
-    return true;
-  }
-
-  void ReadBlockOfOthers(CBlockReader& reader, const TTextBlock& block) {
-    TBlockTextState state{application, CLexer(application.source), block.end};
-    state.lexer.Seek(block.begin);
-    CBlockText text(state);
-    reader.Read(text);
-    if (!text.IsAtEnd()) state.lexer.FailExpected("end_" + std::string(reader.Keyword()));
-  }
-
-  // A script follows its own rules, up to a line that begins with end_script.
-  TTextBlock SkipScript(const TLexeme& keyword) {
-    constexpr std::string_view kEnd = "end_script";
-    const std::string_view text = application.source.Text();
-    for (std::size_t line = text.find('\n', keyword.offset); line != std::string_view::npos;
-         line = text.find('\n', line + 1)) {
-      const std::size_t first = text.find_first_not_of(" \t\r", line + 1);
-      if (first == std::string_view::npos || text.substr(first, kEnd.size()) != kEnd) continue;
-      const TTextBlock block{keyword.offset, keyword.EndOffset(), static_cast<std::uint32_t>(first)};
-      lexer.Seek(block.end);
-      lexer.Expect(kEnd);
-      lexer.Expect(";");
-      return block;
-    }
-    throw TTextError{keyword.offset, "this block is not closed: expected a line with end_script"};
-  }
-
-  void ReadInstrumentHeader(std::uint32_t header) {
-    if (application.instruments.size() == kMaximumInstruments) {
-      throw TTextError{header, "more than 100000 instruments"};
-    }
-    TInstrumentState instrument;
-    instrument.className = lexer.ExpectIdentifier("the class of the instrument").text;
-    classOffsets.push_back(lexer.LastOffset());
-    const TLexeme name = lexer.ExpectIdentifier("the instrument's name");
-    instrument.name = name.text;
-    if (instrument.name.size() > kMaximumNameLength) {
-      throw TTextError{name.offset, "a name of more than 63 characters"};
-    }
-    if (CScript::IsGlobal(name.text) || IsReservedName(name.text)) {
-      throw TTextError{name.offset, "'" + instrument.name + "' has a meaning of its own and can't name an instrument"};
-    }
-    nameOffsets.push_back(name.offset);
-    const TTextBlock block = SkipBlock(header, "end_instrument");
-    instrument.header = header;
-    instrument.begin = block.begin;
-    instrument.end = block.end;
-    application.instruments.push_back(std::move(instrument));
-  }
-
-  void CheckNames() {
-    for (std::size_t i = 0; i < application.instruments.size(); ++i) {
-      const std::string& name = application.instruments[i].name;
-      if (!application.instrumentByName.emplace(name, i).second) {
-        throw TTextError{nameOffsets[i], "a second instrument '" + name + "'"};
-      }
-      if (application.data.Find(name) >= 0) {
-        throw TTextError{nameOffsets[i], "'" + name + "' names a data element and an instrument"};
-      }
-    }
-  }
-
-  // NAME or NAME[INDEX], and a number, true or false, from the command line.
-  void SetInitialValues() {
-    for (const auto& [target, value] : application.options.initialValues) {
-      const std::string message = SetInitialValue(target, value);
-      if (message.empty()) continue;
-      TDiagnostic diagnostic;
-      diagnostic.message.append(target).append("=").append(value).append(": ").append(message);
-      application.diagnostics->push_back(std::move(diagnostic));
-    }
-  }
-
-  std::string SetInitialValue(std::string_view target, const std::string& value) {
-    std::int32_t element = 0;
-    std::uint32_t index = 0;
-    const char* problem = application.data.FindItem(target, application.declaredCount, &element, &index);
-    if (problem != nullptr) return problem;
-    double number = 0.0;
-    problem = ReadValue(application.data[element].type, value, &number);
-    if (problem != nullptr) return problem;
-    const TDataElement& found = application.data[element];
-    if (application.process.Computes(static_cast<const std::byte*>(found.values) + index * TypeSize(found.type))) {
-      return "the process computes it from the start";
-    }
-    application.data.SetFromDouble(element, index, number);
-    return std::string();
-  }
-
-  void SettleTimes() {
-    if (application.options.period) application.period = *application.options.period;
-    if (application.options.duration) application.duration = *application.options.duration;
-    if (!(application.period >= kMinimumPeriod) || !std::isfinite(application.period)) {
-      throw TTextError{periodOffset, "a period is at least 0.001 s"};
-    }
-    if (!(application.duration >= 0.0) || !std::isfinite(application.duration)) {
-      throw TTextError{durationOffset, "a duration is not negative"};
-    }
-    const double periods = std::floor(application.duration / application.period + kForgivenRounding);
-    if (periods > kMaximumPeriods) throw TTextError{durationOffset, "more than 2^53 periods"};
-    application.periodCount = static_cast<std::uint64_t>(periods);
-  }
-
-  bool MakeInstruments() {
-    for (std::size_t i = 0; i < application.instruments.size(); ++i) {
-      TInstrumentState& instrument = application.instruments[i];
-      std::string error;
-      instrument.object = MakeObject(application, instrument.className, instrument.name, &error);
-      if (instrument.object == nullptr) {
-        application.Complain(TDiagnostic::kError, classOffsets[i], error);
-        return false;
-      }
-      instrument.object->host->index = i;
-    }
-    return true;
-  }
-
-  void RunScripts() {
-    if (later.scripts.empty()) return;
-    auto made = std::make_unique<CScript>(application);
-    script = made.get();
-    application.script = std::move(made);
-    for (const TTextBlock& block : later.scripts) {
-      WithComplaints([&] { script->RunBlock(block.begin, block.end); });
-    }
-  }
-
-  void ReadInstrument(TInstrumentState& instrument) {
-    const TReading& reading = application.reading;
-    char16_t error[kTextCapacity + 1] = {};
-    char16_t token[kTokenCapacity + 1] = {};
-    const std::uint64_t failuresBefore = MemoryStatistics().failures;
-    const bool accepted =
-        ReadDefinition(application, instrument, instrument.end, {kTextCapacity, error, kTokenCapacity, token});
-    if (MemoryStatistics().failures != failuresBefore) {
-      application.Complain(TDiagnostic::kError, instrument.header,
-                           "out of memory while reading the instrument '" + instrument.name + "'");
-    } else if (!accepted) {
-      // A service knows its place; what an instrument says itself is about the
-      // last identifier or value, or, when it has read all, about the whole.
-      const bool fromService = !reading.complaint.empty() && reading.complaint == error;
-      const std::uint32_t place = fromService     ? reading.complaintOffset
-                                  : reading.ended ? instrument.header
-                                                  : reading.last;
-      application.Complain(TDiagnostic::kError, place, error[0] == 0 ? "the definition was refused" : Utf8(error));
-    } else {
-      instrument.timed = instrument.object->NeedsTiming() != 0;
-      if (instrument.timed) application.timed.push_back(TimedOf(*instrument.object));
-    }
-  }
+  void WithComplaints(TRead read);
 
   TApplicationState& application;
   CLexer lexer;
@@ -316,6 +78,264 @@ class CApplicationReader {
   std::uint32_t periodOffset = 0;
   std::uint32_t durationOffset = 0;
 };
+
+template <typename TRead>
+void CApplicationReader::WithComplaints(TRead read) {
+  try {
+    read();
+  } catch (const TTextError& error) {
+    application.Complain(TDiagnostic::kError, error.offset, error.message);
+  }
+}
+
+void CApplicationReader::Read() {
+  WithComplaints([this] { ReadBlocks(); });
+  if (application.HasErrors()) return;
+  application.declaredCount = application.data.Count();
+  for (const TTextBlock& block : later.processes) {
+    WithComplaints([&] {
+      lexer.Seek(block.begin);
+      application.process.DeclareIntermediates(lexer);
+    });
+  }
+  WithComplaints([this] { CheckNames(); });
+  WithComplaints([this] { SettleTimes(); });
+  for (const TTextBlock& block : later.processes) {
+    WithComplaints([&] {
+      lexer.Seek(block.begin);
+      application.process.ReadProcessBlock(lexer);
+    });
+  }
+  SetInitialValues();
+  if (!MakeInstruments()) return;
+  RunScripts();
+  for (TInstrumentState& instrument : application.instruments) {
+    if (application.diagnostics->size() >= kMaximumErrors && application.HasErrors()) break;
+    ReadInstrument(instrument);
+  }
+  if (script != nullptr) script->Close();
+  if (application.HasErrors()) return;
+  for (const auto& [reader, block] : later.ofOthers) {
+    WithComplaints([&] { ReadBlockOfOthers(*reader, block); });
+  }
+}
+
+void CApplicationReader::ReadBlocks() {
+  while (lexer.Peek().kind != ELexeme::kEnd) {
+    const TLexeme keyword = lexer.Next();
+    if (keyword.Is("application")) {
+      ReadApplicationBlock(keyword.offset);
+    } else if (keyword.Is("data")) {
+      ReadDataBlock(lexer, application.data);
+    } else if (keyword.Is("process")) {
+      later.processes.push_back(SkipBlock(keyword.offset, "end_process"));
+    } else if (keyword.Is("instrument")) {
+      ReadInstrumentHeader(keyword.offset);
+    } else if (keyword.Is("script")) {
+      later.scripts.push_back(SkipScript(keyword));
+    } else if (!TakeBlockOfOthers(keyword)) {
+      throw TTextError{keyword.offset,
+                       "expected application, data, process, instrument or script, found " + Describe(keyword)};
+    }
+  }
+}
+
+void CApplicationReader::ReadApplicationBlock(std::uint32_t header) {
+  if (!application.name.empty()) throw TTextError{header, "a second application block"};
+  application.name = lexer.ExpectIdentifier("the application's name").text;
+  for (;;) {
+    const TLexeme entry = lexer.ExpectIdentifier("period, duration or end_application");
+    if (entry.Is("end_application")) break;
+    double* value = entry.Is("period") ? &application.period : entry.Is("duration") ? &application.duration : nullptr;
+    if (value == nullptr) {
+      throw TTextError{entry.offset, "expected period, duration or end_application, found " + Describe(entry)};
+    }
+    lexer.Expect("=");
+    const std::uint32_t place = lexer.Peek().offset;
+    *value = lexer.ExpectReal();
+    (value == &application.period ? periodOffset : durationOffset) = place;
+    lexer.Expect(";");
+  }
+  lexer.Expect(";");
+}
+
+TTextBlock CApplicationReader::SkipBlock(std::uint32_t header, std::string_view endKeyword) {
+  TTextBlock block{header, lexer.Offset(), 0};
+  for (;;) {
+    const TLexeme& next = lexer.Peek();
+    if (next.kind == ELexeme::kEnd) {
+      throw TTextError{header, "this block is not closed: expected " + std::string(endKeyword)};
+    }
+    const bool closes = next.kind == ELexeme::kIdentifier && next.text == endKeyword;
+    block.end = next.offset;
+    lexer.Skip();
+    if (closes) break;
+  }
+  lexer.Expect(";");
+  return block;
+}
+
+// Those that nobody reads are passed over.
+bool CApplicationReader::TakeBlockOfOthers(const TLexeme& keyword) {
+  const std::vector<CBlockReader*>& readers = application.options.blocks;
+  const auto reader = std::find_if(readers.begin(), readers.end(),
+                                   [&](const CBlockReader* candidate) { return keyword.Is(candidate->Keyword()); });
+  const bool known =
+      std::any_of(std::begin(kBlocksOfOthers), std::end(kBlocksOfOthers), [&](auto name) { return keyword.Is(name); });
+  if (reader == readers.end() && !known) return false;
+  const TTextBlock block = SkipBlock(keyword.offset, "end_" + std::string(keyword.text));
+  if (reader != readers.end()) later.ofOthers.emplace_back(*reader, block);
+  return true;
+}
+
+void CApplicationReader::ReadBlockOfOthers(CBlockReader& reader, const TTextBlock& block) {
+  TBlockTextState state{application, CLexer(application.source), block.end};
+  state.lexer.Seek(block.begin);
+  CBlockText text(state);
+  reader.Read(text);
+  if (!text.IsAtEnd()) state.lexer.FailExpected("end_" + std::string(reader.Keyword()));
+}
+
+// A script follows its own rules, up to a line that begins with end_script.
+TTextBlock CApplicationReader::SkipScript(const TLexeme& keyword) {
+  constexpr std::string_view kEnd = "end_script";
+  const std::string_view text = application.source.Text();
+  for (std::size_t line = text.find('\n', keyword.offset); line != std::string_view::npos;
+       line = text.find('\n', line + 1)) {
+    const std::size_t first = text.find_first_not_of(" \t\r", line + 1);
+    if (first == std::string_view::npos || text.substr(first, kEnd.size()) != kEnd) continue;
+    const TTextBlock block{keyword.offset, keyword.EndOffset(), static_cast<std::uint32_t>(first)};
+    lexer.Seek(block.end);
+    lexer.Expect(kEnd);
+    lexer.Expect(";");
+    return block;
+  }
+  throw TTextError{keyword.offset, "this block is not closed: expected a line with end_script"};
+}
+
+void CApplicationReader::ReadInstrumentHeader(std::uint32_t header) {
+  if (application.instruments.size() == kMaximumInstruments) {
+    throw TTextError{header, "more than 100000 instruments"};
+  }
+  TInstrumentState instrument;
+  instrument.className = lexer.ExpectIdentifier("the class of the instrument").text;
+  classOffsets.push_back(lexer.LastOffset());
+  const TLexeme name = lexer.ExpectIdentifier("the instrument's name");
+  instrument.name = name.text;
+  if (instrument.name.size() > kMaximumNameLength) {
+    throw TTextError{name.offset, "a name of more than 63 characters"};
+  }
+  if (CScript::IsGlobal(name.text) || IsReservedName(name.text)) {
+    throw TTextError{name.offset, "'" + instrument.name + "' has a meaning of its own and can't name an instrument"};
+  }
+  nameOffsets.push_back(name.offset);
+  const TTextBlock block = SkipBlock(header, "end_instrument");
+  instrument.header = header;
+  instrument.begin = block.begin;
+  instrument.end = block.end;
+  application.instruments.push_back(std::move(instrument));
+}
+
+void CApplicationReader::CheckNames() {
+  for (std::size_t i = 0; i < application.instruments.size(); ++i) {
+    const std::string& name = application.instruments[i].name;
+    if (!application.instrumentByName.emplace(name, i).second) {
+      throw TTextError{nameOffsets[i], "a second instrument '" + name + "'"};
+    }
+    if (application.data.Find(name) >= 0) {
+      throw TTextError{nameOffsets[i], "'" + name + "' names a data element and an instrument"};
+    }
+  }
+}
+
+// NAME or NAME[INDEX], and a number, true or false, from the command line.
+void CApplicationReader::SetInitialValues() {
+  for (const auto& [target, value] : application.options.initialValues) {
+    const std::string message = SetInitialValue(target, value);
+    if (message.empty()) continue;
+    TDiagnostic diagnostic;
+    diagnostic.message.append(target).append("=").append(value).append(": ").append(message);
+    application.diagnostics->push_back(std::move(diagnostic));
+  }
+}
+
+std::string CApplicationReader::SetInitialValue(std::string_view target, const std::string& value) {
+  std::int32_t element = 0;
+  std::uint32_t index = 0;
+  const char* problem = application.data.FindItem(target, application.declaredCount, &element, &index);
+  if (problem != nullptr) return problem;
+  double number = 0.0;
+  problem = ReadValue(application.data[element].type, value, &number);
+  if (problem != nullptr) return problem;
+  const TDataElement& found = application.data[element];
+  if (application.process.Computes(static_cast<const std::byte*>(found.values) + index * TypeSize(found.type))) {
+    return "the process computes it from the start";
+  }
+  application.data.SetFromDouble(element, index, number);
+  return std::string();
+}
+
+void CApplicationReader::SettleTimes() {
+  if (application.options.period) application.period = *application.options.period;
+  if (application.options.duration) application.duration = *application.options.duration;
+  if (!(application.period >= kMinimumPeriod) || !std::isfinite(application.period)) {
+    throw TTextError{periodOffset, "a period is at least 0.001 s"};
+  }
+  if (!(application.duration >= 0.0) || !std::isfinite(application.duration)) {
+    throw TTextError{durationOffset, "a duration is not negative"};
+  }
+  const double periods = std::floor(application.duration / application.period + kForgivenRounding);
+  if (periods > kMaximumPeriods) throw TTextError{durationOffset, "more than 2^53 periods"};
+  application.periodCount = static_cast<std::uint64_t>(periods);
+}
+
+bool CApplicationReader::MakeInstruments() {
+  for (std::size_t i = 0; i < application.instruments.size(); ++i) {
+    TInstrumentState& instrument = application.instruments[i];
+    std::string error;
+    instrument.object = MakeObject(application, instrument.className, instrument.name, &error);
+    if (instrument.object == nullptr) {
+      application.Complain(TDiagnostic::kError, classOffsets[i], error);
+      return false;
+    }
+    instrument.object->host->index = i;
+  }
+  return true;
+}
+
+void CApplicationReader::RunScripts() {
+  if (later.scripts.empty()) return;
+  auto made = std::make_unique<CScript>(application);
+  script = made.get();
+  application.script = std::move(made);
+  for (const TTextBlock& block : later.scripts) {
+    WithComplaints([&] { script->RunBlock(block.begin, block.end); });
+  }
+}
+
+void CApplicationReader::ReadInstrument(TInstrumentState& instrument) {
+  const TReading& reading = application.reading;
+  char16_t error[kTextCapacity + 1] = {};
+  char16_t token[kTokenCapacity + 1] = {};
+  const std::uint64_t failuresBefore = MemoryStatistics().failures;
+  const bool accepted =
+      ReadDefinition(application, instrument, instrument.end, {kTextCapacity, error, kTokenCapacity, token});
+  if (MemoryStatistics().failures != failuresBefore) {
+    application.Complain(TDiagnostic::kError, instrument.header,
+                         "out of memory while reading the instrument '" + instrument.name + "'");
+  } else if (!accepted) {
+    // A service knows its place; what an instrument says itself is about the
+    // last identifier or value, or, when it has read all, about the whole.
+    const bool fromService = !reading.complaint.empty() && reading.complaint == error;
+    const std::uint32_t place = fromService     ? reading.complaintOffset
+                                : reading.ended ? instrument.header
+                                                : reading.last;
+    application.Complain(TDiagnostic::kError, place, error[0] == 0 ? "the definition was refused" : Utf8(error));
+  } else {
+    instrument.timed = instrument.object->NeedsTiming() != 0;
+    if (instrument.timed) application.timed.push_back(TimedOf(*instrument.object));
+  }
+}
 
 }  // namespace
 

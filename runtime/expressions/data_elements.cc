@@ -7,6 +7,8 @@
 #include <limits>
 #include <utility>
 
+#include "runtime/expressions/vocabulary.h"
+
 namespace runtime {
 namespace {
 
@@ -28,44 +30,6 @@ bool ParseWhole(std::string_view text, TNumber* number) {
   const std::from_chars_result result = std::from_chars(text.data(), text.data() + text.size(), *number);
   return result.ec == std::errc() && result.ptr == text.data() + text.size();
 }
-
-constexpr std::string_view kReservedNames[] = {
-    "abs",
-    "acos",
-    "and",
-    "asin",
-    "atan",
-    "atan2",
-    "ceil",
-    "cos",
-    "delay",
-    "end_data",
-    "end_application",
-    "end_instrument",
-    "end_process",
-    "end_script",
-    "exp",
-    "false",
-    "floor",
-    "if",
-    "limit",
-    "ln",
-    "log10",
-    "max",
-    "min",
-    "noise",
-    "not",
-    "or",
-    "pi",
-    "round",
-    "sign",
-    "sin",
-    "sqrt",
-    "substeps",
-    "tan",
-    "time",
-    "true",
-};
 
 std::uint32_t HashOf(std::string_view name) { return static_cast<std::uint32_t>(std::hash<std::string_view>()(name)); }
 
@@ -132,10 +96,6 @@ void ReadEntry(CLexer& lexer, CDataElements& elements) {
 
 const char* TypeName(EType type) { return kTypes[static_cast<std::size_t>(type)].name; }
 std::size_t TypeSize(EType type) { return kTypes[static_cast<std::size_t>(type)].size; }
-
-bool IsReservedName(std::string_view name) {
-  return std::find(std::begin(kReservedNames), std::end(kReservedNames), name) != std::end(kReservedNames);
-}
 
 const char* ReadValue(EType type, std::string_view text, double* value) {
   const char* const truth = "expected true or false";

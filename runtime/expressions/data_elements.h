@@ -119,9 +119,6 @@ class CDataElements {
 // all its elements or a list [V, V, …] of exactly COUNT.
 void ReadDataBlock(CLexer& lexer, CDataElements& elements);
 
-// Words that expressions and blocks use and no element may be named by.
-bool IsReservedName(std::string_view name);
-
 }  // namespace runtime
 
 #endif
