@@ -202,10 +202,10 @@ namespace hx_main {
 void RunTimeError(std::uint32_t nameCapacity, const char16_t* name, std::uint32_t length, const char16_t* message,
                   TContext* ctx, std::uint32_t) {
   if (ctx == nullptr) return;
-  char16_t instrument[64];
-  char16_t text[256];
-  runlib::WStrAssign(std::min<std::uint32_t>(nameCapacity, 63), instrument, nameCapacity, name);
-  runlib::WStrAssign(255, text, length, message);
+  char16_t instrument[runtime::kNameCapacity + 1];
+  char16_t text[runtime::kTextCapacity + 1];
+  runlib::WStrAssign(std::min(nameCapacity, runtime::kNameCapacity), instrument, nameCapacity, name);
+  runlib::WStrAssign(runtime::kTextCapacity, text, length, message);
   runtime::ApplicationOf(ctx).Report(runtime::Utf8(instrument), runtime::Utf8(text));
 }
 

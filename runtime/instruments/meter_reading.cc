@@ -1,16 +1,16 @@
 // The definition of a meter that stands alone: the entries of a section, its
 // place, colours and an expression.
 #include <algorithm>
+#include <iterator>
 
 #include "host/gaugekit.h"
-#include "runtime/instruments/capacities.h"
+#include "runtime/platform/capacities.h"
 #include "runtime/text/wide_text.h"
 
 namespace gaugekit {
 
 namespace {
 
-constexpr std::uint32_t kMaskCapacity = 63;
 constexpr vcom::CRect kDefaultRect = {10, 10, 110, 90};
 
 struct TDefinition {
@@ -68,7 +68,9 @@ bool Name(TDefinition& d) {
 }
 
 bool Mask(TDefinition& d) {
-  return d.Equ() && d.meter.ReadString(d.capacity, d.message, kMaskCapacity, d.meter.mask, &d.meter.maskMark) &&
+  return d.Equ() &&
+         d.meter.ReadString(d.capacity, d.message, static_cast<std::uint32_t>(std::size(d.meter.mask)) - 1,
+                            d.meter.mask, &d.meter.maskMark) &&
          d.Semicolon();
 }
 
@@ -90,12 +92,13 @@ bool Colors(TDefinition& d) {
     vtape::TToken token;
     if (!d.Identifier(&token)) return false;
     if (Is(token, gaugekit_::kwEND_COLORS)) return d.Semicolon();
-    char16_t keyword[64];
-    char16_t description[64];
+    char16_t keyword[runtime::kTextCapacity + 1];
+    char16_t description[runtime::kTextCapacity + 1];
     std::uint32_t* word = nullptr;
     std::uint32_t defaultColor = 0;
     std::uint32_t index = 0;
-    while (d.meter.GetColorDescription(index, 0, &word, 63, keyword, 63, description, &defaultColor) &&
+    while (d.meter.GetColorDescription(index, 0, &word, runtime::kTextCapacity, keyword, runtime::kTextCapacity,
+                                       description, &defaultColor) &&
            !Is(token, keyword)) {
       ++index;
       word = nullptr;

@@ -2,6 +2,7 @@
 #include "runtime/platform/buffer_painter.h"
 
 #include "host/gaugekit.h"
+#include "runtime/platform/capacities.h"
 
 using runtime::painterChanges;
 
@@ -10,10 +11,6 @@ std::uint32_t painterChanges = 1;
 }  // namespace runtime
 
 namespace gaugekit {
-
-namespace {
-constexpr std::uint32_t kLabelCapacity = 255;
-}
 
 void CBufferPainter::DeallocateStructure() {
   curveCount = 0;
@@ -40,13 +37,15 @@ void CBufferPainter::CreateStructure() {
 char16_t* CLimitLabel::Room() {
   if (text == nullptr) {
     void* block = nullptr;
-    runlib::MemAllocate(&block, (kLabelCapacity + 1) * sizeof(char16_t));
+    runlib::MemAllocate(&block, (runtime::kTextCapacity + 1) * sizeof(char16_t));
     text = static_cast<char16_t*>(block);
   }
   return text;
 }
 
-void CLimitLabel::Update() { width = text == nullptr ? 0 : vgr::GetTextW(&vgr::SystemN9, kLabelCapacity, text); }
+void CLimitLabel::Update() {
+  width = text == nullptr ? 0 : vgr::GetTextW(&vgr::SystemN9, runtime::kTextCapacity, text);
+}
 
 void CLimitLabel::Done() {
   void* block = text;
