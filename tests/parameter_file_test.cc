@@ -1,17 +1,14 @@
 // What a pid_regulator keeps in its parameter file over the end of a run.
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <chrono>
+#include <algorithm>
+#include <cerrno>
 #include <cmath>
+#include <cstring>
 #include <filesystem>
-#include <random>
 
+#include "runtime/instruments/application_state.h"
+#include "runtime/platform/disk.h"
 #include "runtime/platform/files.h"
 #include "tests/support.h"
 
@@ -173,133 +170,146 @@ TEST(KeptParameters, LetsARegulatorGoOnWithWhatItLearnt) {
   }
 }
 
-// --- Crashes and full disks ---------------------------------------------------------
+// --- Faults of the disk -------------------------------------------------------------
 
-// Runs the body in a child process; yields its id.
-template <typename TBody>
-pid_t Fork(TBody body) {
-  const pid_t child = fork();
-  if (child != 0) return child;
-  body();
-  _exit(0);
+enum ECall { kAnyCall, kOpen, kRead, kWrite, kFlush, kClose, kRename, kRemove };
+constexpr int kAll = 1'000'000;
+
+struct TFault {
+  ECall call;
+  int first;  // of the calls that fail, from 0
+  int count;
+  int error;
+  std::size_t most = 100;  // bytes that one call moves
+};
+
+class CFaultyDisk : public runtime::CDisk {
+ public:
+  explicit CFaultyDisk(const TFault& theFault) : fault(theFault) {}
+
+  bool HasFailed() const { return calls > fault.first; }
+
+  int Open(const std::string& path, int flags) override { return Fails(kOpen) ? -1 : CDisk::Open(path, flags); }
+  ssize_t Read(int descriptor, void* bytes, std::size_t count) override {
+    return Fails(kRead) ? -1 : CDisk::Read(descriptor, bytes, std::min(count, fault.most));
+  }
+  ssize_t Write(int descriptor, const void* bytes, std::size_t count) override {
+    return Fails(kWrite) ? -1 : CDisk::Write(descriptor, bytes, std::min(count, fault.most));
+  }
+  int Flush(int descriptor) override { return Fails(kFlush) ? -1 : CDisk::Flush(descriptor); }
+  int Close(int descriptor) override { return CDisk::Close(descriptor), Fails(kClose) ? -1 : 0; }
+  int Rename(const std::string& from, const std::string& to) override {
+    return Fails(kRename) ? -1 : CDisk::Rename(from, to);
+  }
+  int Remove(const std::string& path) override { return Fails(kRemove) ? -1 : CDisk::Remove(path); }
+
+ private:
+  bool Fails(ECall call) {
+    if (fault.call != kAnyCall && fault.call != call) return false;
+    const int number = calls++;
+    if (number < fault.first || number - fault.first >= fault.count) return false;
+    errno = fault.error;
+    return true;
+  }
+
+  TFault fault;
+  int calls = 0;
+};
+
+std::ptrdiff_t FilesIn(const CFolder& folder) {
+  return std::distance(fs::directory_iterator(folder.Path(".")), fs::directory_iterator());
 }
 
-void SetForgetting(const CRun& run, double forgetting) { run.Call("reg", "SetForgetCoefficient__R", {forgetting}); }
+TEST(KeptParameters, AreWholeAndTheFaultIsTold) {
+  enum EAct { kReading, kSaving };
+  const struct {
+    EAct act;
+    TFault fault;
+    bool succeeds;
+    const char* said;
+  } rows[] = {
+      {kReading, {kOpen, 0, kAll, EACCES}, false, ""},
+      {kReading, {kRead, 0, kAll, EIO}, false, "Soubor parametrů odmítnut"},
+      {kReading, {kRead, 1, kAll, EIO, 59}, false, "Soubor parametrů odmítnut"},
+      {kReading, {kRead, 0, 2, EINTR}, true, ""},
+      {kReading, {kRead, 0, 0, 0, 7}, true, ""},
+      {kReading, {kClose, 0, 1, EIO}, true, ""},
+      {kSaving, {kOpen, 0, kAll, EACCES}, false, "Permission denied"},
+      {kSaving, {kOpen, 0, kAll, EMFILE}, false, "Too many open files"},
+      {kSaving, {kOpen, 0, kAll, EEXIST}, false, "File exists"},
+      {kSaving, {kOpen, 0, 99, EEXIST}, true, ""},
+      {kSaving, {kOpen, 1, 1, EACCES}, true, ""},  // the folder, to flush it
+      {kSaving, {kWrite, 0, kAll, ENOSPC}, false, "No space left on device"},
+      {kSaving, {kWrite, 1, kAll, EFBIG, 59}, false, "File too large"},
+      {kSaving, {kWrite, 0, 0, 0, 0}, false, "a write fell short"},
+      {kSaving, {kWrite, 0, 2, EINTR}, true, ""},
+      {kSaving, {kWrite, 0, 0, 0, 7}, true, ""},
+      {kSaving, {kFlush, 0, 1, EIO}, false, "Input/output error"},
+      {kSaving, {kFlush, 1, 1, EIO}, true, ""},  // of the folder
+      {kSaving, {kRename, 0, 1, EACCES}, false, "Permission denied"},
+      {kSaving, {kClose, 0, 1, EIO}, true, ""},
+  };
+  for (const auto& [act, fault, succeeds, said] : rows) {
+    SCOPED_TRACE(testing::Message() << (act == kSaving ? "saving, call " : "reading, call ") << fault.call << " from "
+                                    << fault.first << " on: " << std::strerror(fault.error));
+    const CFolder folder;
+    CRun run(folder, "test.lbx", kNamed);
+    folder.Write("reg.par", ParameterFile(2, kOther));
+    CFaultyDisk disk(fault);
+    run.State().files.disk = &disk;
+    std::string expected = said;
+    if (act == kReading) {
+      EXPECT_TRUE(run.ReadAgain(0, run.State().instruments[0].end));
+      ExpectModel(run, succeeds ? kOther : kFresh);
+    } else {
+      runtime::KeepLearnt(run.State(), vcore::kKeepOnRequest);
+      if (!expected.empty()) expected = "'reg.par' can't be written: " + expected;
+    }
+    EXPECT_EQ(run.messages.empty() ? "" : run.messages[0].text, expected);
+    EXPECT_EQ(ReadFile(folder.Path("reg.par")), ParameterFile(2, act == kSaving && succeeds ? kFresh : kOther));
+    EXPECT_EQ(FilesIn(folder), 2);
+  }
+}
 
-TEST(KeptParameters, IsWholeAfterAKillAtAnyMoment) {
+// As when the process is killed: nothing is done from one call on.
+TEST(KeptParameters, AreWholeWhereverTheirWritingEnds) {
+  int seen[2] = {};
+  bool ends = true;
+  for (int calls = 0; ends; ++calls) {
+    SCOPED_TRACE(calls);
+    const CFolder folder;
+    CRun run(folder, "test.lbx", kNamed);
+    folder.Write("reg.par", ParameterFile(2, kOther));
+    CFaultyDisk disk({kAnyCall, calls, kAll, EIO});
+    run.State().files.disk = &disk;
+    Keep(run);
+    const std::string file = ReadFile(folder.Path("reg.par"));
+    const bool isNew = file == ParameterFile(2, kFresh);
+    EXPECT_TRUE(isNew || file == ParameterFile(2, kOther)) << file.size();
+    ++seen[isNew];
+    ends = disk.HasFailed();
+    // What was left beside the file goes with the next save.
+    run.State().files.disk = &runtime::SystemDisk();
+    Keep(run);
+    EXPECT_EQ(ReadFile(folder.Path("reg.par")), ParameterFile(2, kFresh));
+    EXPECT_EQ(FilesIn(folder), 2);
+  }
+  EXPECT_GT(seen[0], 3);
+  EXPECT_GT(seen[1], 3);
+}
+
+TEST(KeptParameters, LeaveAloneWhatIsBeingWritten) {
   const CFolder folder;
   CRun run(folder, "test.lbx", kNamed);
-  TLearnt states[2] = {kFresh, kFresh};
-  states[1][5] = 0.25;
-  const auto start = std::chrono::steady_clock::now();
-  Keep(run);
-  const std::chrono::duration<double, std::micro> onePass = std::chrono::steady_clock::now() - start;
-  std::mt19937 random(7);
-  std::uniform_real_distribution<double> delay(0.0, 4.0 * onePass.count());
-  int seen[2] = {};
-  int ready[2];
-  ASSERT_EQ(pipe(ready), 0);
-  for (int i = 0; i < 200; ++i) {
-    const pid_t child = Fork([&] {
-      for (int k = i;; ++k) {
-        SetForgetting(run, states[k % 2][5]);
-        if (write(ready[1], "", 1) != 1) _exit(1);
-        Keep(run, 0x4000, 800);
-      }
-    });
-    ASSERT_GT(child, 0);
-    char byte;
-    ASSERT_EQ(read(ready[0], &byte, 1), 1);
-    usleep(static_cast<useconds_t>(delay(random)));
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
-    char rest[256];
-    fcntl(ready[0], F_SETFL, O_NONBLOCK);
-    while (read(ready[0], rest, sizeof rest) > 0) {
-    }
-    fcntl(ready[0], F_SETFL, 0);
-    const std::string file = ReadFile(folder.Path("reg.par"));
-    ASSERT_TRUE(file == ParameterFile(2, states[0]) || file == ParameterFile(2, states[1])) << i << ": " << file.size();
-    ++seen[file == ParameterFile(2, states[1])];
-  }
-  close(ready[0]);
-  close(ready[1]);
-  EXPECT_GT(seen[0], 20);
-  EXPECT_GT(seen[1], 20);
-  // What a kill left beside the file is not taken for it.
-  states[0][5] = 0.875;
-  SetForgetting(run, 0.875);
-  run->End();
-  CRun again(folder, "test.lbx", kNamed);
-  ExpectModel(again, states[0]);
-  // And goes with the next save, but for what a live process is writing.
-  const auto files = [&] { return std::distance(fs::directory_iterator(folder.Path(".")), fs::directory_iterator()); };
-  EXPECT_EQ(files(), 2);
   runlib::TFileContext context = runtime::MakeFileContext(folder.Path("."));
   const std::uint32_t handle = runlib::FileCreate(&context, 7, u"reg.par", 0);
   ASSERT_NE(handle, runlib::kNoHandle);
-  const pid_t other = Fork([&] { Keep(again); });
-  waitpid(other, nullptr, 0);
-  EXPECT_EQ(files(), 3);
+  Keep(run);
+  EXPECT_EQ(FilesIn(folder), 3);
   EXPECT_EQ(runlib::FileWrite(handle, 3, "new", 3), 3u);
   runlib::FileClose(handle);
   EXPECT_EQ(ReadFile(folder.Path("reg.par")), "new");
-  EXPECT_EQ(files(), 2);
-}
-
-TEST(KeptParameters, StaysWhereNothingCanBeWrittenAndSaysSo) {
-  const CFolder folder;
-  folder.Write("reg.par", ParameterFile(2, kOther));
-  CRun run(folder, "test.lbx", kNamed);
-  SetForgetting(run, 0.125);
-  const struct {
-    const char* why;
-    void (*prepare)(const std::string& folder);
-  } obstacles[] = {
-      {"File too large",  // midway, as on a full disk
-       [](const std::string&) {
-         signal(SIGXFSZ, SIG_IGN);
-         const rlimit limit = {59, 59};
-         setrlimit(RLIMIT_FSIZE, &limit);
-       }},
-      {"File too large",  // at once
-       [](const std::string&) {
-         signal(SIGXFSZ, SIG_IGN);
-         const rlimit limit = {0, 0};
-         setrlimit(RLIMIT_FSIZE, &limit);
-       }},
-      {"Too many open files",
-       [](const std::string&) {
-         const rlimit limit = {0, 0};
-         setrlimit(RLIMIT_NOFILE, &limit);
-       }},
-      {"Permission denied",
-       [](const std::string& place) {
-         chmod(place.c_str(), 0555);
-         if (geteuid() == 0 && seteuid(65534) != 0) _exit(1);
-       }},
-  };
-  for (const auto& obstacle : obstacles) {
-    SCOPED_TRACE(obstacle.why);
-    const pid_t child = Fork([&] {
-      std::string said;
-      run->SetMessageSink(
-          [&](const runtime::TRunTimeMessage& message) { said += message.instrument + ": " + message.text + "\n"; });
-      obstacle.prepare(folder.Path("."));
-      run->End();
-      if (said != std::string("reg: 'reg.par' can't be written: ") + obstacle.why + "\n") _exit(2);
-    });
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
-    chmod(folder.Path(".").c_str(), 0700);
-    EXPECT_EQ(ReadFile(folder.Path("reg.par")), ParameterFile(2, kOther));
-    EXPECT_EQ(std::distance(fs::directory_iterator(folder.Path(".")), fs::directory_iterator()), 2);
-  }
-  Keep(run);
-  TLearnt changed = kOther;
-  changed[5] = 0.125;
-  EXPECT_EQ(ReadFile(folder.Path("reg.par")), ParameterFile(2, changed));
+  EXPECT_EQ(FilesIn(folder), 2);
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <utility>
@@ -29,6 +28,14 @@ TResult Shielded(TResult fallback, TBody body) noexcept {
   } catch (...) {
     return fallback;
   }
+}
+
+template <typename TBody>
+void Shielded(TBody body) noexcept {
+  Shielded(0, [&] {
+    body();
+    return 0;
+  });
 }
 
 // --- Names ------------------------------------------------------------------
@@ -64,6 +71,7 @@ TFilePlace Place(const runlib::TFileContext& context, std::u16string_view name) 
 // --- Handles ----------------------------------------------------------------
 
 struct TFile {
+  runtime::CDisk* disk = nullptr;
   int descriptor = -1;  // -1: a free place of the table
   bool failed = false;
   int error = 0;       // of the operation that failed; 0 also where one only fell short
@@ -99,10 +107,7 @@ std::string& WriteFailure() {
 }
 
 void NoteWriteFailure(const std::string& name, const char* why) noexcept {
-  Shielded(false, [&] {
-    WriteFailure() = "'" + name + "' can't be written: " + why;
-    return true;
-  });
+  Shielded([&] { WriteFailure() = "'" + name + "' can't be written: " + why; });
 }
 
 // Moves bytes until all have moved, the file ends, or an error is met.
@@ -110,7 +115,7 @@ template <typename TMove>
 std::uint32_t MoveAll(TFile& file, std::uint32_t count, TMove move) {
   std::uint32_t done = 0;
   while (done < count) {
-    const ssize_t moved = move(file.descriptor, done, count - done);
+    const ssize_t moved = move(done, count - done);
     if (moved < 0 && errno == EINTR) continue;
     if (moved < 0) {
       file.failed = true;
@@ -126,7 +131,6 @@ std::uint32_t MoveAll(TFile& file, std::uint32_t count, TMove move) {
 
 constexpr std::size_t kNamePart = 200;  // bytes of the name that a temporary's name repeats; 255 are allowed in all
 constexpr int kAttempts = 100;
-constexpr mode_t kFileMode = 0666;  // less the process's mask
 
 // What the names of a file's temporaries begin with; a process and a number follow.
 std::string TemporaryPrefix(const fs::path& target) {
@@ -135,32 +139,32 @@ std::string TemporaryPrefix(const fs::path& target) {
 
 // A temporary is locked from its making to its renaming, so that one without a
 // lock is what a killed process left behind.
-void RemoveLeftovers(const fs::path& target) {
+void RemoveLeftovers(runtime::CDisk& disk, const fs::path& target) {
   const std::string prefix = TemporaryPrefix(target);
   std::error_code error;
   for (fs::directory_iterator entry(target.parent_path(), error), end; !error && entry != end; entry.increment(error)) {
     if (!entry->path().filename().native().starts_with(prefix)) continue;
-    const int descriptor = open(entry->path().c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
+    const int descriptor = disk.Open(entry->path().native(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW);
     if (descriptor < 0) continue;
-    if (flock(descriptor, LOCK_EX | LOCK_NB) == 0) unlink(entry->path().c_str());
-    close(descriptor);
+    if (flock(descriptor, LOCK_EX | LOCK_NB) == 0) disk.Remove(entry->path().native());
+    disk.Close(descriptor);
   }
 }
 
 // A new temporary, locked; -1 with errno when there can be none. One that was
 // removed before it could be locked counts as a name that exists.
-int OpenTemporary(const fs::path& path) {
-  const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kFileMode);
+int OpenTemporary(runtime::CDisk& disk, const fs::path& path) {
+  const int descriptor = disk.Open(path.native(), O_WRONLY | O_CREAT | O_EXCL);
   if (descriptor < 0) return -1;
   struct stat status;
   flock(descriptor, LOCK_EX);  // where files can't be locked, none is ever found without a lock
   if (fstat(descriptor, &status) == 0 && status.st_nlink > 0) return descriptor;
-  close(descriptor);
+  disk.Close(descriptor);
   errno = EEXIST;
   return -1;
 }
 
-std::uint32_t Create(const std::string& name, const fs::path& target) {
+std::uint32_t Create(runtime::CDisk& disk, const std::string& name, const fs::path& target) {
   struct stat status;
   const bool exists = stat(target.c_str(), &status) == 0;
   if (exists && !S_ISREG(status.st_mode)) {
@@ -168,16 +172,17 @@ std::uint32_t Create(const std::string& name, const fs::path& target) {
     return runlib::kNoHandle;
   }
 
-  RemoveLeftovers(target);
+  RemoveLeftovers(disk, target);
   static unsigned number = 0;
   const std::uint32_t handle = FreeHandle();
   TFile file;
+  file.disk = &disk;
   file.name = name;
   file.target = target;
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     file.temporary =
         target.parent_path() / (TemporaryPrefix(target) + std::to_string(getpid()) + "-" + std::to_string(number++));
-    file.descriptor = OpenTemporary(file.temporary);
+    file.descriptor = OpenTemporary(disk, file.temporary);
     if (file.descriptor >= 0) {
       Files()[handle] = std::move(file);
       return handle;
@@ -189,38 +194,40 @@ std::uint32_t Create(const std::string& name, const fs::path& target) {
 }
 
 // Makes a rename last; where a folder can't be flushed there is no more to do.
-bool FlushFolder(const fs::path& folder) {
-  const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (descriptor < 0) return false;
-  const bool flushed = fsync(descriptor) == 0;
-  close(descriptor);
-  return flushed;
+void FlushFolder(runtime::CDisk& disk, const fs::path& folder) {
+  const int descriptor = disk.Open(folder.native(), O_RDONLY | O_DIRECTORY);
+  if (descriptor < 0) return;
+  disk.Flush(descriptor);
+  disk.Close(descriptor);
 }
 
 void Finish(TFile& file) {
-  if (!file.failed && (fsync(file.descriptor) != 0 || std::rename(file.temporary.c_str(), file.target.c_str()) != 0)) {
+  runtime::CDisk& disk = *file.disk;
+  if (!file.failed &&
+      (disk.Flush(file.descriptor) != 0 || disk.Rename(file.temporary.native(), file.target.native()) != 0)) {
     file.failed = true;
     file.error = errno;
   }
-  if (file.failed) unlink(file.temporary.c_str());
-  close(file.descriptor);
+  if (file.failed) disk.Remove(file.temporary.native());
+  disk.Close(file.descriptor);
   if (file.failed) {
     NoteWriteFailure(file.name, file.error != 0 ? std::strerror(file.error) : "a write fell short");
   } else {
-    Shielded(false, [&] { return FlushFolder(file.target.parent_path()); });
+    Shielded([&] { FlushFolder(disk, file.target.parent_path()); });
   }
 }
 
-std::uint32_t Open(const fs::path& path) {
+std::uint32_t Open(runtime::CDisk& disk, const fs::path& path) {
   const std::uint32_t handle = FreeHandle();
   // Not blocking, so that a pipe is refused rather than waited for.
-  const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  const int descriptor = disk.Open(path.native(), O_RDONLY | O_NONBLOCK);
   if (descriptor < 0) return runlib::kNoHandle;
   struct stat status;
   if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
-    close(descriptor);
+    disk.Close(descriptor);
     return runlib::kNoHandle;
   }
+  Files()[handle].disk = &disk;
   Files()[handle].descriptor = descriptor;
   return handle;
 }
@@ -232,7 +239,7 @@ namespace runtime {
 runlib::TFileContext MakeFileContext(std::string_view folder) {
   fs::path path = fs::absolute(folder.empty() ? fs::path(".") : fs::path(folder)).lexically_normal();
   if (!path.has_filename() && path.has_relative_path()) path = path.parent_path();
-  return {path.native()};
+  return {path.native(), &SystemDisk()};
 }
 
 bool LeavesFolder(const runlib::TFileContext& context, std::u16string_view name) {
@@ -250,10 +257,9 @@ void ExpandFileName(TFileContext* context, std::uint32_t nameCapacity, const cha
                     char16_t* path) {
   WStrAssign(pathCapacity, path, 0, nullptr);
   if (context == nullptr) return;
-  Shielded(false, [&] {
+  Shielded([&] {
     const std::u16string full = runtime::Utf16(Place(*context, runtime::WideView(nameCapacity, name)).path.native());
     if (full.size() <= pathCapacity) runtime::AssignWide(pathCapacity, path, full);
-    return true;
   });
 }
 
@@ -277,9 +283,9 @@ std::uint8_t PathExists(std::uint32_t capacity, const char16_t* path) {
 }
 
 void CreateDirectoryPath(std::uint32_t capacity, const char16_t* path) {
-  Shielded(false, [&] {
+  Shielded([&] {
     std::error_code error;
-    return fs::create_directories(fs::path(runtime::Utf8(runtime::WideView(capacity, path))), error);
+    fs::create_directories(fs::path(runtime::Utf8(runtime::WideView(capacity, path))), error);
   });
 }
 
@@ -289,7 +295,7 @@ std::uint32_t FileCreate(TFileContext* context, std::uint32_t nameCapacity, cons
     const std::u16string_view wide = runtime::WideView(nameCapacity, name);
     const std::string given = runtime::Utf8(wide);
     const TFilePlace place = Place(*context, wide);
-    if (!place.real.empty()) return Create(given, place.real);
+    if (!place.real.empty()) return Create(*context->disk, given, place.real);
     NoteWriteFailure(given, "its name leads to no file of the application's folder");
     return kNoHandle;
   });
@@ -300,7 +306,7 @@ std::uint32_t FileOpen(void* host, std::uint32_t nameCapacity, const char16_t* n
   if (context == nullptr || context->files == nullptr) return kNoHandle;
   return Shielded(kNoHandle, [&] {
     const TFilePlace place = Place(*context->files, runtime::WideView(nameCapacity, name));
-    return place.real.empty() ? kNoHandle : Open(place.real);
+    return place.real.empty() ? kNoHandle : Open(*context->files->disk, place.real);
   });
 }
 
@@ -313,8 +319,8 @@ std::uint32_t FileRead(std::uint32_t handle, std::uint32_t size, void* buffer, s
   TFile* file = Find(handle);
   if (file == nullptr || buffer == nullptr || file->Writing()) return 0;
   auto* bytes = static_cast<char*>(buffer);
-  return MoveAll(*file, std::min(size, count), [bytes](int descriptor, std::uint32_t done, std::uint32_t rest) {
-    return read(descriptor, bytes + done, rest);
+  return MoveAll(*file, std::min(size, count), [=](std::uint32_t done, std::uint32_t rest) {
+    return file->disk->Read(file->descriptor, bytes + done, rest);
   });
 }
 
@@ -324,8 +330,8 @@ std::uint32_t FileWrite(std::uint32_t handle, std::uint32_t size, const void* bu
   std::uint32_t written = 0;
   if (buffer != nullptr && file->Writing()) {
     const auto* bytes = static_cast<const char*>(buffer);
-    written = MoveAll(*file, std::min(size, count), [bytes](int descriptor, std::uint32_t done, std::uint32_t rest) {
-      return write(descriptor, bytes + done, rest);
+    written = MoveAll(*file, std::min(size, count), [=](std::uint32_t done, std::uint32_t rest) {
+      return file->disk->Write(file->descriptor, bytes + done, rest);
     });
   }
   if (written != count) file->failed = true;
@@ -338,7 +344,7 @@ void FileClose(std::uint32_t handle) {
   if (file->Writing()) {
     Finish(*file);
   } else {
-    close(file->descriptor);
+    file->disk->Close(file->descriptor);
   }
   *file = TFile();
 }

@@ -6,11 +6,13 @@
 #include <string_view>
 
 #include "host/runlib.h"
+#include "runtime/platform/disk.h"
 
 namespace runlib {
 
 struct TFileContext {
   std::string folder;  // absolute and normalised, UTF-8; names start here
+  runtime::CDisk* disk = &runtime::SystemDisk();
 };
 
 }  // namespace runlib
