@@ -24,23 +24,6 @@ volatile std::sig_atomic_t interruptionAsked = 0;
 
 extern "C" void OnInterruption(int) { interruptionAsked = 1; }
 
-std::int64_t Now() {
-  timespec now{};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return now.tv_sec * kSecond + now.tv_nsec;
-}
-
-// By how much it overslept, in nanoseconds.
-std::int64_t SleepUntil(std::int64_t deadline) {
-  std::int64_t now = Now();
-  for (; now < deadline && !InterruptionAsked(); now = Now()) {
-    const std::int64_t wake = std::min(deadline, now + kLongestSleep);
-    const timespec until{static_cast<time_t>(wake / kSecond), static_cast<long>(wake % kSecond)};
-    clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr);
-  }
-  return now - deadline;
-}
-
 // Pages are locked as far as the limit goes. Those that are yet to come are
 // only where there is no limit: else a later allocation would fail by it.
 bool LockMemory() {
@@ -98,12 +81,37 @@ void TLateness::Note(std::int64_t nanoseconds, std::uint64_t period) {
   worstPeriod = period;
 }
 
-CPacer::CPacer(double periodSeconds) : period(periodSeconds), start(Now()) {}
+std::int64_t CWallClock::Now() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return now.tv_sec * kSecond + now.tv_nsec;
+}
+
+void CWallClock::SleepUntil(std::int64_t moment) {
+  const timespec until{static_cast<time_t>(moment / kSecond), static_cast<long>(moment % kSecond)};
+  clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr);
+}
+
+CWallClock& SystemClock() {
+  static CWallClock clock;
+  return clock;
+}
+
+CPacer::CPacer(double periodSeconds, CWallClock& wallClock)
+    : clock(wallClock), period(periodSeconds), start(clock.Now()) {}
+
+std::int64_t CPacer::SleepUntil(std::int64_t deadline) {
+  std::int64_t now = clock.Now();
+  for (; now < deadline && !InterruptionAsked(); now = clock.Now()) {
+    clock.SleepUntil(std::min(deadline, now + kLongestSleep));
+  }
+  return now - deadline;
+}
 
 void CPacer::WaitFor(std::uint64_t count) {
   const double due = std::min(static_cast<double>(count) * period, kFarthest);
   const std::int64_t deadline = start + static_cast<std::int64_t>(due * 1e9);
-  const std::int64_t left = deadline - Now();
+  const std::int64_t left = deadline - clock.Now();
   if (left > 0) {
     const std::int64_t oversleep = SleepUntil(deadline - left / 2);
     if (InterruptionAsked()) return;

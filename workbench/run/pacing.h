@@ -31,7 +31,17 @@ struct TLateness {
   void Note(std::int64_t nanoseconds, std::uint64_t period);
 };
 
-// Waits on the monotonic clock for whole periods since it was made. Each moment
+// The wall clock of a run, which a test replaces: nanoseconds of the monotonic
+// clock.
+class CWallClock {
+ public:
+  virtual ~CWallClock() = default;
+  virtual std::int64_t Now();
+  virtual void SleepUntil(std::int64_t moment);  // or until a signal comes
+};
+CWallClock& SystemClock();
+
+// Waits on the wall clock for whole periods since it was made. Each moment
 // is reckoned from the start, so that no error adds up. A period that took too
 // long delays none but the next ones that were due meanwhile: they follow each
 // other without a wait until the schedule is met again, and none is left out.
@@ -41,7 +51,7 @@ struct TLateness {
 // of a period.
 class CPacer {
  public:
-  explicit CPacer(double periodSeconds);
+  explicit CPacer(double periodSeconds, CWallClock& wallClock = SystemClock());
   // Until `count` periods have passed, or an interruption is asked for.
   void WaitFor(std::uint64_t count);
   // How late periods began, beside the bare timer: lines for a summary.
@@ -53,6 +63,10 @@ class CPacer {
   std::uint64_t Overrun() const { return overrun; }  // the one before was still at work when they were due
 
  private:
+  // By how much it overslept, in nanoseconds.
+  std::int64_t SleepUntil(std::int64_t deadline);
+
+  CWallClock& clock;
   double period;       // seconds
   std::int64_t start;  // nanoseconds
   TLateness periods;
