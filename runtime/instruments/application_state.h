@@ -14,85 +14,14 @@
 #include "runtime/expressions/data_elements.h"
 #include "runtime/expressions/expression.h"
 #include "runtime/instruments/event_host.h"
-#include "runtime/platform/capacities.h"
+#include "runtime/instruments/host_part.h"
+#include "runtime/instruments/instrument_state.h"
+#include "runtime/instruments/reading.h"
 #include "runtime/platform/files.h"
 #include "runtime/runtime.h"
 #include "runtime/simulation/process.h"
-#include "runtime/text/lexer.h"
-
-namespace hx_vinst {
-
-// What the host keeps beside an instrument of the application. The meters
-// inside a regulator have none.
-struct THostPart {
-  struct TEvent {
-    std::u16string name;    // identifier name, `OnOutput__R`
-    std::uint32_t handler;  // the script's number of the function
-  };
-
-  std::size_t index = 0;  // in the application
-  // What it got from the memory service for itself while it was made, itself
-  // first; without what is small.
-  std::vector<const void*> blocks;
-  std::u16string name;
-  // What the services gave and is still held: released by Done.
-  std::vector<hx_expr::TExprTreeRecord*> expressions;
-  std::vector<vcom::CList*> receiverLists;
-  std::vector<TEvent> events;
-  std::uint32_t blinkRate = 0;  // milliseconds, 0: none
-  std::uint8_t blinkPhase = 0;
-  bool blinks = false;  // has a place among the application's blinking ones
-  // In which a pane cut what was measured.
-  std::uint64_t wishLimited = 0;
-  std::uint64_t valueLimited = 0;
-};
-
-}  // namespace hx_vinst
 
 namespace runtime {
-
-struct TInstrumentState {
-  std::string name;
-  std::string className;
-  std::string title;
-  std::string quantityUnit;
-  std::string outputUnit;
-  std::uint32_t header = 0;  // offset of the keyword that opens the block
-  std::uint32_t begin = 0;   // offsets of the definition's text
-  std::uint32_t end = 0;     // of the keyword that closes it
-  hx_vinst::CInstrument* object = nullptr;
-  std::vector<std::size_t> receivers;
-  std::vector<std::string> files;  // that its definition names
-  std::uint64_t activatedIn = 0;   // the period in which it was activated last
-  bool timed = false;
-};
-
-// An instrument that acts in every period, and the cache lines that it will
-// touch then, as far as the host can know: they are asked for ahead.
-struct TTimed {
-  static constexpr std::size_t kLines = 14;
-
-  void AskForMemory() const {
-    static_assert(kLines == 14);
-#pragma GCC unroll 14
-    for (const void* line : lines) __builtin_prefetch(line);
-  }
-
-  hx_vinst::CInstrument* object;
-  const void* lines[kLines];
-};
-
-// The definition being read: where the reading services are in the text.
-struct TReading {
-  TInstrumentState* instrument = nullptr;
-  std::unique_ptr<CLexer> lexer;
-  std::uint32_t end = 0;  // offset at which the definition ends
-  char16_t token[kTokenCapacity + 1] = {};
-  std::uint32_t last = 0;    // offset of the last identifier or value read
-  bool ended = false;        // the end of the definition was reached
-  std::u16string complaint;  // the last message of a service
-  std::uint32_t complaintOffset = 0;
-};
 
 // The real that an instrument evaluated last and has not shown yet. A regulator
 // shows what it measured; where its pane's range cut that, the meter is given

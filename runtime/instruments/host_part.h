@@ -1,0 +1,40 @@
+// What the host keeps beside an instrument of the application. The meters
+// inside a regulator have none.
+#ifndef LOOPBOX_RUNTIME_INSTRUMENTS_HOST_PART_H
+#define LOOPBOX_RUNTIME_INSTRUMENTS_HOST_PART_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "host/hx_main.h"
+
+namespace hx_vinst {
+
+struct THostPart {
+  struct TEvent {
+    std::u16string name;    // identifier name, `OnOutput__R`
+    std::uint32_t handler;  // the script's number of the function
+  };
+
+  std::size_t index = 0;  // in the application
+  // What it got from the memory service for itself while it was made, itself
+  // first; without what is small.
+  std::vector<const void*> blocks;
+  std::u16string name;
+  // What the services gave and is still held: released by Done.
+  std::vector<hx_expr::TExprTreeRecord*> expressions;
+  std::vector<vcom::CList*> receiverLists;
+  std::vector<TEvent> events;
+  std::uint32_t blinkRate = 0;  // milliseconds, 0: none
+  std::uint8_t blinkPhase = 0;
+  bool blinks = false;  // has a place among the application's blinking ones
+  // Periods in which a pane cut what was measured.
+  std::uint64_t wishLimited = 0;
+  std::uint64_t valueLimited = 0;
+};
+
+}  // namespace hx_vinst
+
+#endif
