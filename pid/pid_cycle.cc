@@ -6,12 +6,6 @@
 
 namespace loopbox {
 
-namespace {
-
-constexpr std::uint32_t kDayMS = 86400000;  // the clock restarts here
-
-}  // namespace
-
 void CPidRegulator::Action(std::uint32_t reason) {
   if (IsIdleCall(reason)) return;
   if (settings.blinkRate != 0) RegisterBlinking(settings.blinkRate);
@@ -30,7 +24,7 @@ void CPidRegulator::Blink(std::uint8_t phase) {
 // When no time has passed since the last regulated period: false.
 bool CPidRegulator::MeasureTime() {
   const std::uint32_t now = vcore::GetTimeMS();
-  const std::uint32_t passed = now >= lastTime ? now - lastTime : now - lastTime + kDayMS;
+  const std::uint32_t passed = now >= lastTime ? now - lastTime : now - lastTime + vcore::kMillisecondsPerDay;
   state->dt = static_cast<double>(passed) * 0.001;
   if (state->dt == 0.0) return false;
   lastTime = now;
