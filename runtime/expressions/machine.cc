@@ -63,8 +63,8 @@ const TData* Address(std::uint64_t bits) {
 double Call(EFunction1 function, double x) { return kFunctions1[static_cast<std::size_t>(function)](x); }
 double Call(EFunction2 function, double x, double y) { return kFunctions2[static_cast<std::size_t>(function)](x, y); }
 
-std::string_view EvalMessage(EvalStatus status) { return kMessages[static_cast<std::size_t>(status)].text; }
-std::u16string_view EvalMessage16(EvalStatus status) { return kMessages[static_cast<std::size_t>(status)].wide; }
+std::string_view EvalMessage(EEvalStatus status) { return kMessages[static_cast<std::size_t>(status)].text; }
+std::u16string_view EvalMessage16(EEvalStatus status) { return kMessages[static_cast<std::size_t>(status)].wide; }
 
 bool ToIndex(double value, std::uint32_t count, std::uint32_t* index) {
   // Truncation makes 0 of all above -1.
@@ -76,6 +76,7 @@ bool ToIndex(double value, std::uint32_t count, std::uint32_t* index) {
 // Each operation goes on with the next by a jump of its own, which processors
 // foresee far better than one that all share (labels as values are an extension
 // of both compilers); and it calls nothing, so that nothing has to be saved.
+// NOLINTNEXTLINE(readability-function-size): every operation is in it, so that each can go on with the next.
 TRun Execute(const std::uint64_t* code, double* next, hx_expr::TExprTreeRecord* record, TStop* stop, double top) {
 #define BINARY_LABELS(form)                                                                                       \
   &&add##form, &&subtract##form, &&multiply##form, &&divide##form, &&equal##form, &&notEqual##form, &&less##form, \
@@ -218,8 +219,8 @@ TEvaluation Finish(TRun run) {
   TStop& stop = *run.stop;
   hx_expr::TExprTreeRecord* const record = stop.record;
   std::uint32_t mark = record->mark;
-  auto status = EvalStatus::kOk;
-  while (status == EvalStatus::kOk) {
+  auto status = EEvalStatus::kOk;
+  while (status == EEvalStatus::kOk) {
     if (run.stop == nullptr) return {run.top};
     const std::uint64_t operand = *stop.code >> 8;
     const auto opcode = static_cast<EOpcode>(*stop.code & 0xFF);
@@ -229,13 +230,13 @@ TEvaluation Finish(TRun run) {
         record->failedMark = hx_expr::TExprTreeRecord::kNotFailing;
         return {run.top};
       }
-      status = EvalStatus::kNotFinite;
+      status = EEvalStatus::kNotFinite;
     } else if (opcode == EOpcode::kCall1 || opcode == EOpcode::kCall2) {
       const double result =
           opcode == EOpcode::kCall1 ? kFunctions1[operand](run.top) : kFunctions2[operand](*--stop.next, run.top);
       run = Execute(stop.code + 1, stop.next, record, &stop, result);
     } else {
-      status = EvalStatus::kIndexOutOfRange;
+      status = EEvalStatus::kIndexOutOfRange;
       mark = record->indexMarks[static_cast<std::uint32_t>(operand >> 24)];
     }
   }

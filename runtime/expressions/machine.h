@@ -82,15 +82,15 @@ enum class EFunction2 : std::uint8_t { kPower, kRemainder, kAtan2 };
 double Call(EFunction1 function, double x);
 double Call(EFunction2 function, double x, double y);
 
-enum class EvalStatus : std::uint8_t { kOk, kIndexOutOfRange, kNotFinite };
+enum class EEvalStatus : std::uint8_t { kOk, kIndexOutOfRange, kNotFinite };
 
 // The host's message; empty for kOk.
-std::string_view EvalMessage(EvalStatus status);
-std::u16string_view EvalMessage16(EvalStatus status);
+std::string_view EvalMessage(EEvalStatus status);
+std::u16string_view EvalMessage16(EEvalStatus status);
 
 struct TEvaluation {
   double value;  // on failure the last good one
-  EvalStatus status = EvalStatus::kOk;
+  EEvalStatus status = EEvalStatus::kOk;
   bool newError = false;   // the failure is to be reported: it began with this evaluation
   std::uint32_t mark = 0;  // on failure its place: that of the index, or the start of the expression
 };

@@ -16,7 +16,7 @@ runtime::TApplicationState* Application(const CInstrument& instrument) {
   return instrument.ctx == nullptr ? nullptr : &runtime::ApplicationOf(instrument.ctx);
 }
 
-[[gnu::noinline]] void ReportEvaluation(const CInstrument& instrument, runtime::EvalStatus status) {
+[[gnu::noinline]] void ReportEvaluation(const CInstrument& instrument, runtime::EEvalStatus status) {
   if (runtime::TApplicationState* application = Application(instrument)) {
     application->Report(runtime::Utf8(instrument.name), std::string(runtime::EvalMessage(status)));
   }
@@ -30,13 +30,13 @@ runtime::TApplicationState* Application(const CInstrument& instrument) {
   const bool wasOutside = expression->failedMark == kNoMark;
   const runtime::TEvaluation evaluation = runtime::Evaluate(expression);
   if (evaluation.newError) ReportEvaluation(instrument, evaluation.status);
-  if (evaluation.status != runtime::EvalStatus::kOk) return;
+  if (evaluation.status != runtime::EEvalStatus::kOk) return;
   std::uint32_t index;
   if (runtime::ToIndex(evaluation.value, data.CountOf(element), &index)) {
     data.SetFromDouble(element, index, number);
     return;
   }
-  if (!wasOutside) ReportEvaluation(instrument, runtime::EvalStatus::kIndexOutOfRange);
+  if (!wasOutside) ReportEvaluation(instrument, runtime::EEvalStatus::kIndexOutOfRange);
   expression->failedMark = kNoMark;
 }
 

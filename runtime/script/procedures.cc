@@ -209,6 +209,8 @@ bool HasProcedure(TScriptState& script, std::size_t instrument, const std::strin
   return false;
 }
 
+namespace {
+
 void TellAction(const TScriptState& script, const TProxy& proxy, const std::string& base, const hx_expr::TValue* values,
                 int count) {
   const TApplicationState& application = script.application;
@@ -225,6 +227,8 @@ void TellAction(const TScriptState& script, const TProxy& proxy, const std::stri
   }
   application.options.action(application.instruments[proxy.index].name, text + ")");
 }
+
+}  // namespace
 
 int CallProcedure(TScriptState& script, lua_State* lua) {
   const TProxy* proxy = ProxyAt(lua, 1, EProxy::kInstrument);

@@ -96,7 +96,7 @@ void CProcess::Substep(double from, double to) {
     const double next = line.start + h / 6 * line.sum;
     *line.target = std::isfinite(next) ? next : line.start;
     if (!std::isfinite(next)) {
-      Report(line.formula, line.formula.expression->mark, EvalMessage(EvalStatus::kNotFinite));
+      Report(line.formula, line.formula.expression->mark, EvalMessage(EEvalStatus::kNotFinite));
     }
   }
 }
@@ -132,7 +132,7 @@ void CProcess::DrawNoise() {
 
 double CProcess::Value(TFormula& formula) {
   const TEvaluation evaluation = Evaluate(formula.expression.get());
-  if (evaluation.status != EvalStatus::kOk) Report(formula, evaluation.mark, EvalMessage(evaluation.status));
+  if (evaluation.status != EEvalStatus::kOk) Report(formula, evaluation.mark, EvalMessage(evaluation.status));
   return evaluation.value;
 }
 
