@@ -115,8 +115,8 @@ void CApplicationReader::Read() {
   }
   if (script != nullptr) script->Close();
   if (application.HasErrors()) return;
-  for (const auto& [reader, block] : later.ofOthers) {
-    WithComplaints([&] { ReadBlockOfOthers(*reader, block); });
+  for (const auto& others : later.ofOthers) {
+    WithComplaints([&] { ReadBlockOfOthers(*others.first, others.second); });
   }
 }
 
