@@ -60,7 +60,7 @@ void operator delete(void* block, std::size_t) noexcept { operator delete(block)
 namespace {
 
 constexpr std::uint64_t kPeriodTenths = 8645;  // of a millisecond, a period
-constexpr std::uint64_t kWarmUp = 1000;  // periods in which memory may grow
+constexpr std::uint64_t kWarmUp = 1000;        // periods in which memory may grow
 constexpr std::uint64_t kCheckpoints = 1000;
 
 // What one of the two runs tells the other process that compares them.
@@ -82,7 +82,9 @@ void Mix(double value, std::uint64_t* hash) {
 }
 
 // From the whole time in tenths of a millisecond, without any rounding but the last.
-std::uint64_t ExactClock(std::uint64_t period) { return (period * kPeriodTenths + 5) / 10 % vcore::kMillisecondsPerDay; }
+std::uint64_t ExactClock(std::uint64_t period) {
+  return (period * kPeriodTenths + 5) / 10 % vcore::kMillisecondsPerDay;
+}
 
 std::uint64_t ResidentKilobytes() {
   std::uint64_t kilobytes = 0;
@@ -203,7 +205,8 @@ const char* Fault(const TCheckpoint& first, const TCheckpoint& one, const TCheck
   if (one.periods != other.periods || one.values != other.values) return "the two runs differ";
   if (one.messages != 0) return "run-time errors were reported";
   if (one.wrongClocks != 0) return "the clock of a period is not exact";
-  if (one.restarts != (one.periods * kPeriodTenths + 5) / 10 / vcore::kMillisecondsPerDay) return "a restart was missed";
+  if (one.restarts != (one.periods * kPeriodTenths + 5) / 10 / vcore::kMillisecondsPerDay)
+    return "a restart was missed";
   for (const TCheckpoint& point : {one, other}) {
     if (point.pluginBlocks != first.pluginBlocks || point.pluginBytes != first.pluginBytes) {
       return "the plug-in's memory changed";
