@@ -350,7 +350,10 @@ TExpression CExpressions::Compile(CLexer& lexer, const CDataElements& elements, 
   if (released.empty()) released.push_back(&records.emplace_back());
   TExpression record(released.back(), TReleaser{this});
   released.pop_back();
-  record->mark = whole.offset & 0x7FFFFFFF;
+  static_assert(kMaximumSourceSize < std::size_t{1} << 30);
+  record->mark = whole.offset & 0x3FFFFFFF;
+  record->isBooleanElement =
+      program.Code().size() == 2 && program.Code()[0] % 256 == static_cast<std::uint64_t>(EOpcode::kLoadBoolean);
   record->isConstant = program.IsConstant();
   const std::vector<std::uint32_t>& marks = program.IndexMarks();
   if (!marks.empty()) {

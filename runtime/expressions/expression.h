@@ -17,7 +17,8 @@ struct hx_expr::TExprTreeRecord {
   const std::uint64_t* code = nullptr;          // the program, which identical expressions share
   double lastGood = 0;                          // what is yielded when there is no value; booleans are 0 and 1
   std::uint32_t failedMark = kNotFailing;       // the place reported last, as long as evaluating fails
-  std::uint32_t mark : 31 = 0;                  // where the expression starts
+  std::uint32_t mark : 30 = 0;                  // where the expression starts
+  std::uint32_t isBooleanElement : 1 = 0;       // a boolean element's name alone, as most conditions are
   std::uint32_t isConstant : 1 = 0;             // reads nothing that may change
   std::unique_ptr<std::uint32_t[]> indexMarks;  // the places of its indices, null when it has none
 

@@ -5,6 +5,7 @@
 #ifndef LOOPBOX_RUNTIME_EXPRESSIONS_MACHINE_H
 #define LOOPBOX_RUNTIME_EXPRESSIONS_MACHINE_H
 
+#include <bit>
 #include <cstdint>
 #include <string_view>
 
@@ -131,6 +132,11 @@ template <typename TResult = TEvaluation, typename TRest>
 }
 [[gnu::always_inline]] inline TEvaluation Evaluate(hx_expr::TExprTreeRecord* record) {
   return Evaluate(record, Finish);
+}
+
+// Where the value of an expression that is a boolean element's name alone stands.
+inline const std::uint8_t* BooleanElementOf(const hx_expr::TExprTreeRecord* record) {
+  return std::bit_cast<const std::uint8_t*>(static_cast<std::uintptr_t>(*record->code >> 8));
 }
 
 // The index that a number means, truncated toward zero. False when it is

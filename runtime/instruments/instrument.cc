@@ -133,6 +133,11 @@ void CInstrument::FinishRead(vcom::CRect) {}
 // --- Run-time services ---
 
 void CInstrument::EvaluateExpression(hx_expr::TExprTreeRecord* expression, std::uint32_t type, hx_expr::TValue* value) {
+  // Most conditions need no program to be run, and can't fail.
+  if (type == hx_expr::kBoolean && expression != nullptr && expression->isBooleanElement) {
+    hx_tool::SetValueBoolean(value, *runtime::BooleanElementOf(expression));
+    return;
+  }
   const auto rest = [this](runtime::TRun run) {
     const runtime::TEvaluation evaluation = runtime::Finish(run);
     if (evaluation.newError) ReportEvaluation(*this, evaluation.status);
