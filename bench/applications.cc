@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "bench/baseline.h"
+#include "processes/temporary_folder.h"
 
 namespace bench {
 
@@ -17,27 +18,13 @@ namespace {
   std::exit(1);
 }
 
-class CBenchFolder {
- public:
-  CBenchFolder() {
-    const std::filesystem::path memory = "/dev/shm";
-    const std::filesystem::path place =
-        std::filesystem::is_directory(memory) ? memory : std::filesystem::temp_directory_path();
-    path = place / "loopbox-bench-XXXXXX";
-    if (mkdtemp(path.data()) == nullptr) Fail(path + ": can't be made");
-  }
-  ~CBenchFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path, ignored);
-  }
-  std::string path;
-};
-
 }  // namespace
 
 std::string FilePath(const std::string& name) {
-  static const CBenchFolder folder;
-  return folder.path + "/" + name;
+  static const std::filesystem::path memory = "/dev/shm";
+  static const processes::CTemporaryFolder folder(
+      "bench", std::filesystem::is_directory(memory) ? memory : std::filesystem::temp_directory_path());
+  return folder.Path(name);
 }
 
 void WriteFile(const std::string& path, const std::string& text) {
@@ -72,17 +59,17 @@ std::unique_ptr<runtime::CApplication> ReadText(const std::string& text) {
 }
 
 const std::vector<std::pair<std::string, TShape>>& Shapes() {
-  static const std::vector<std::pair<std::string, TShape>> shapes = {
-      {"pid_regulator", {}},
-      {"boolean_regulator", {.className = "boolean_regulator"}},
-      {"step_regulator", {.className = "step_regulator"}},
-      {"sine", {.sine = true}},
-      {"script event", {.event = true}},
-      {"one history pane", {.historyPanes = 1}},
-      {"two history panes", {.historyPanes = 2}},
-      {"adaptive", {.adaptive = true}},
-      {"variable law", {.law = "variable", .adaptive = true}},
-  };
+  static const std::vector<std::pair<std::string, TShape>> shapes = [] {
+    std::vector<std::pair<std::string, TShape>> all;
+    for (const runtime::TClass& item : Plugin().Classes()) all.push_back({item.name, {.className = item.name}});
+    all.insert(all.end(), {{"sine", {.sine = true}},
+                           {"script event", {.event = true}},
+                           {"one history pane", {.historyPanes = 1}},
+                           {"two history panes", {.historyPanes = 2}},
+                           {"adaptive", {.adaptive = true}},
+                           {"variable law", {.law = "variable", .adaptive = true}}});
+    return all;
+  }();
   return shapes;
 }
 
@@ -99,8 +86,13 @@ std::string Text(const TShape& shape) {
   std::string data;
   std::string instruments;
   std::string script;
-  const bool continuous = shape.className == "pid_regulator";
-  const bool incremental = shape.className == "step_regulator";
+  runtime::TClassDescription description;
+  std::string error;
+  if (!Plugin().Describe(shape.className, &description, &error)) Fail(error);
+  const std::string& event = description.events.at(0).name;  // its letters say what the output is
+  const bool continuous = event.ends_with("__R");
+  const bool incremental = event.ends_with("__ll");
+  const bool hasLaw = shape.className == "pid_regulator";
   for (std::size_t i = 0; i < shape.count; ++i) {
     const std::string n = std::to_string(i);
     const std::string phase = std::to_string(static_cast<double>(i % 64) + 0.123457);
@@ -116,7 +108,7 @@ std::string Text(const TShape& shape) {
     instruments += std::string("  value_section range_from = 0; range_to = 100;") + mode(0) + " end_value_section;\n";
     if (shape.historyPanes > 1)
       instruments += std::string("  wish_value_section") + mode(1) + " end_wish_value_section;\n";
-    if (continuous) {
+    if (hasLaw) {
       instruments += "  parameters\n    regulator_type = " + shape.law + ";\n";
       instruments += shape.adaptive ? "    adaptive = true;\n" : "    param_1 = 2; param_2 = 30; param_3 = 1.5;\n";
       instruments += "  end_parameters;\n";

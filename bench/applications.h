@@ -38,7 +38,7 @@ const std::vector<std::pair<std::string, TShape>>& Shapes();
 bool FindShape(const std::string& name, TShape* shape);
 
 // Each instrument: wish value `sp * 0.5`, quantity `pv + ramp`, condition `run`,
-// one element written (a step_regulator: its plus output), three meters. The
+// one element written (of two outputs the plus one), three meters. The
 // element `ramp`, common to all, is to be varied from period to period.
 std::string Text(const TShape& shape);
 

@@ -1,5 +1,4 @@
 // Reading applications, and what they take in memory.
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -11,6 +10,7 @@
 
 #include "bench/applications.h"
 #include "bench/rows.h"
+#include "processes/child.h"
 
 namespace bench {
 
@@ -42,18 +42,12 @@ double ResidentBytes() {
 
 // What a figure is in a process that has not taken any memory for it yet.
 double InChild(const std::function<double()>& figure) {
-  int ends[2];
-  if (pipe(ends) != 0) std::abort();
-  const pid_t child = fork();
-  if (child == 0) {
+  processes::CChild child([&figure](int answer) {
     const double found = figure();
-    _exit(write(ends[1], &found, sizeof(found)) == sizeof(found) ? 0 : 1);
-  }
+    return write(answer, &found, sizeof(found)) == sizeof(found) ? 0 : 1;
+  });
   double found = 0.0;
-  if (child < 0 || read(ends[0], &found, sizeof(found)) != sizeof(found)) std::abort();
-  waitpid(child, nullptr, 0);
-  close(ends[0]);
-  close(ends[1]);
+  if (read(child.Answer(), &found, sizeof(found)) != sizeof(found)) std::abort();
   return found;
 }
 
@@ -75,13 +69,11 @@ double BytesPerInstrument(TShape shape) {
 }  // namespace
 
 void AddLoadingRows() {
-  for (const char* className : {"pid_regulator", "boolean_regulator", "step_regulator"}) {
+  for (const runtime::TClass& item : Plugin().Classes()) {
     TShape shape;
-    shape.className = className;
-    const bool isPid = shape.className == "pid_regulator";
-    AddRow({std::string("memory/") + className, EMeasure::kAmount, isPid ? 10240.0 : 0.0, {}, {}, [shape] {
-              return BytesPerInstrument(shape);
-            }});
+    shape.className = item.name;
+    const double target = item.name == "pid_regulator" ? 10240.0 : 0.0;
+    AddRow({"memory/" + item.name, EMeasure::kAmount, target, {}, {}, [shape] { return BytesPerInstrument(shape); }});
   }
   for (const std::size_t count : {1000, 10000, 100000}) {
     const int batches = count == 100000 ? 5 : 25;

@@ -5,7 +5,6 @@
 #include <sys/wait.h>
 
 #include <bit>
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <utility>
@@ -32,19 +31,6 @@ runtime::CPlugin& Plugin() {
   return *plugin;
 }
 
-CFolder::CFolder() {
-  std::string pattern = std::filesystem::temp_directory_path() / "loopbox-test-XXXXXX";
-  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
-  folder = pattern;
-}
-
-CFolder::~CFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(folder, ignored);
-}
-
-std::string CFolder::Path(const std::string& name) const { return folder + "/" + name; }
-
 std::string CFolder::Write(const std::string& name, const std::string& text) const {
   std::ofstream(Path(name), std::ios::binary) << text;
   return Path(name);
@@ -57,17 +43,30 @@ std::string ReadFile(const std::string& path) {
   return bytes.str();
 }
 
+std::vector<std::string> ClassNames() {
+  std::vector<std::string> names;
+  for (const runtime::TClass& item : Plugin().Classes()) names.push_back(item.name);
+  return names;
+}
+
+std::string EventLetters(const std::string& className) {
+  runtime::TClassDescription description;
+  std::string error;
+  if (!Plugin().Describe(className, &description, &error)) throw std::runtime_error(error);
+  const std::string& event = description.events.at(0).name;
+  return event.substr(event.rfind('_') + 1);
+}
+
 std::string OneRegulator(const std::string& className, const std::string& entries, const std::string& period) {
-  const std::string output = className == "pid_regulator"       ? "output = u;"
-                             : className == "boolean_regulator" ? "output = on;"
-                                                                : "output_plus = plus; output_minus = minus;";
+  const std::map<std::string, std::string> outputs = {
+      {"R", "output = u;"}, {"l", "output = on;"}, {"ll", "output_plus = plus; output_minus = minus;"}};
   return "application test period = " + period +
          "; duration = 1e8; end_application;\n"
          "data x : real = 50; wish : real = 50; hand : real; u : real; run : boolean = true;\n"
          "on : boolean; plus : boolean; minus : boolean; end_data;\n"
          "instrument " +
-         className + " reg expression = x; wish_value = wish; condition = run;\n" + output + "\n" + entries +
-         "\nend_instrument;\n";
+         className + " reg expression = x; wish_value = wish; condition = run;\n" +
+         outputs.at(EventLetters(className)) + "\n" + entries + "\nend_instrument;\n";
 }
 
 std::string ParameterFile(std::uint32_t law, const TLearnt& learnt) {

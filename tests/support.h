@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "host/gaugekit.h"
+#include "processes/temporary_folder.h"
 #include "runtime/instruments/driver.h"
 #include "runtime/runtime.h"
 
@@ -19,19 +20,19 @@ std::string BuildPath(const std::string& name);   // in the build folder
 std::string SourcePath(const std::string& name);  // in the tree
 runtime::CPlugin& Plugin();                       // loopbox.so, loaded once
 
-// A folder that goes with the object.
-class CFolder {
+class CFolder : public processes::CTemporaryFolder {
  public:
-  CFolder();
-  ~CFolder();
-  std::string Path(const std::string& name) const;
+  CFolder() : CTemporaryFolder("test") {}
   std::string Write(const std::string& name, const std::string& text) const;  // yields its path
-
- private:
-  std::string folder;
 };
 
 std::string ReadFile(const std::string& path);
+
+// The plug-in's classes, in their order.
+std::vector<std::string> ClassNames();
+// What its events hand over: "R" a continuous output, "l" a two-state one, "ll" the
+// steps of an incremental one.
+std::string EventLetters(const std::string& className);
 
 // An application of one regulator `reg` with these entries: `x` against `wish`
 // while `run`, its output in `u` (continuous), `on` (two-state) or `plus` and

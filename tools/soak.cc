@@ -3,8 +3,6 @@
 // Demands that both runs show the same values, that the clock of every period
 // is exact, and that from the 1,000th period on the memory in use stays the
 // same to the byte. Exit status 0 when all holds, else 1.
-#include <fcntl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -23,6 +21,7 @@
 #include <vector>
 
 #include "host/panes.h"
+#include "processes/child.h"
 #include "runtime/platform/memory.h"
 #include "runtime/runtime.h"
 
@@ -159,11 +158,6 @@ class CSoak {
 };
 
 // One of the two runs, in a process of its own.
-struct TRunner {
-  pid_t process;
-  int pipe;  // of checkpoints
-};
-
 int RunToEnd(const char* const* arguments, std::uint64_t periods, int pipe) {
   CSoak soak;
   if (!soak.Load(arguments[1], arguments[2], periods)) return 1;
@@ -175,18 +169,6 @@ int RunToEnd(const char* const* arguments, std::uint64_t periods, int pipe) {
     if (write(pipe, &point, sizeof point) != sizeof point) return 1;
   }
   return 0;
-}
-
-TRunner Start(const char* const* arguments, std::uint64_t periods) {
-  int ends[2];
-  if (pipe2(ends, O_CLOEXEC) != 0) return {-1, -1};
-  const pid_t process = fork();
-  if (process == 0) {
-    close(ends[0]);
-    _exit(RunToEnd(arguments, periods, ends[1]));
-  }
-  close(ends[1]);
-  return {process, ends[0]};
 }
 
 void Print(const TCheckpoint& point, double seconds) {
@@ -218,14 +200,15 @@ const char* Fault(const TCheckpoint& first, const TCheckpoint& one, const TCheck
 
 int Soak(const char* const* arguments, std::uint64_t periods) {
   const auto start = std::chrono::steady_clock::now();
-  const TRunner runners[] = {Start(arguments, periods), Start(arguments, periods)};
+  const auto run = [&](int pipe) { return RunToEnd(arguments, periods, pipe); };
+  processes::CChild runners[] = {processes::CChild(run), processes::CChild(run)};
   TCheckpoint first;
   TCheckpoint points[2];
   const char* fault = nullptr;
   double nextLine = 0.0;
   while (fault == nullptr && points[0].periods < periods) {
     for (std::size_t i = 0; i < 2; ++i) {
-      if (read(runners[i].pipe, &points[i], sizeof points[i]) != sizeof points[i]) fault = "a run ended early";
+      if (read(runners[i].Answer(), &points[i], sizeof points[i]) != sizeof points[i]) fault = "a run ended early";
     }
     if (fault != nullptr) break;
     if (first.periods == 0) first = points[0];
@@ -236,12 +219,8 @@ int Soak(const char* const* arguments, std::uint64_t periods) {
     if (fault != nullptr) Print(points[1], seconds);
     nextLine = seconds + 10.0;
   }
-  for (const TRunner& runner : runners) {
-    close(runner.pipe);  // who still writes ends by that
-    int status = 0;
-    if (runner.process < 0 || waitpid(runner.process, &status, 0) < 0 || status != 0) {
-      if (fault == nullptr) fault = "a run did not end well";
-    }
+  for (processes::CChild& runner : runners) {
+    if (fault == nullptr && runner.Wait() != 0) fault = "a run did not end well";
   }
   if (fault != nullptr) {
     std::printf("failed after %llu periods: %s\n", static_cast<unsigned long long>(points[0].periods), fault);

@@ -1,9 +1,7 @@
 #include "validation/child.h"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <stdlib.h>
 #include <string.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
@@ -17,10 +15,12 @@
 #include <cmath>
 #include <cstdio>
 #include <exception>
-#include <filesystem>
 #include <new>
+#include <optional>
 #include <stdexcept>
 
+#include "processes/child.h"
+#include "processes/temporary_folder.h"
 #include "runtime/text/wide_text.h"
 
 namespace validation {
@@ -56,24 +56,6 @@ class CNote {
   char* text;
 };
 
-class CFolder {
- public:
-  CFolder() {
-    std::string pattern = std::filesystem::temp_directory_path() / "loopbox-validate-XXXXXX";
-    if (mkdtemp(pattern.data()) == nullptr)
-      throw std::runtime_error("no temporary folder: " + std::string(strerror(errno)));
-    path = pattern;
-  }
-  CFolder(const CFolder&) = delete;
-  CFolder& operator=(const CFolder&) = delete;
-  ~CFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path, ignored);
-  }
-
-  std::string path;
-};
-
 void Limit(int resource, rlim_t most) {
   rlimit limit = {};
   if (getrlimit(resource, &limit) != 0) return;
@@ -89,7 +71,7 @@ void SetLimits() {
   Limit(RLIMIT_AS, kMemoryLimit);
 }
 
-// An outcome's letter, then its text.
+// By the digit with which an answer begins.
 constexpr EOutcome kOutcomes[] = {EOutcome::kPassed, EOutcome::kWarning, EOutcome::kSkipped, EOutcome::kFailed};
 
 void WriteAll(int descriptor, const std::string& text) {
@@ -100,7 +82,8 @@ void WriteAll(int descriptor, const std::string& text) {
   }
 }
 
-[[noreturn]] void Work(int descriptor, const std::string& folder, char* note, const TWork& work) {
+// What the child does. Its answer is the outcome's digit, then the text.
+int Work(int descriptor, const std::string& folder, char* note, const TWork& work) {
   SetLimits();
   // What the plug-in prints keeps out of the report.
   dup2(STDERR_FILENO, STDOUT_FILENO);
@@ -119,7 +102,7 @@ void WriteAll(int descriptor, const std::string& text) {
     said(EOutcome::kFailed, std::string("an exception came out: ") + error.what());
   }
   WriteAll(descriptor, answer);
-  _exit(0);
+  return 0;
 }
 
 // What the child writes until it closes the pipe; false when it takes too long.
@@ -135,21 +118,6 @@ bool ReadAnswer(int descriptor, TClock::time_point deadline, std::string* answer
     if (count <= 0) return true;
     answer->append(buffer, static_cast<std::size_t>(count));
   }
-}
-
-// Ends a child that has closed its pipe but does not end.
-int Reap(pid_t child, TClock::time_point deadline, bool* ended) {
-  int status = 0;
-  while (waitpid(child, &status, WNOHANG) == 0) {
-    if (TClock::now() >= deadline) {
-      *ended = false;
-      kill(child, SIGKILL);
-      waitpid(child, &status, 0);
-      return status;
-    }
-    usleep(200);
-  }
-  return status;
 }
 
 std::string SignalName(int number) {
@@ -178,32 +146,23 @@ std::string Printable(const std::string& text) {
 
 TEnd RunApart(double patience, const TWork& work) {
   CNote note;
-  const CFolder folder;
-  int ends[2];
-  if (pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe: " + std::string(strerror(errno)));
-  std::fflush(nullptr);
+  const processes::CTemporaryFolder folder("validate");
   const TClock::time_point start = TClock::now();
   const auto deadline = start + std::chrono::duration_cast<TClock::duration>(std::chrono::duration<double>(patience));
-  const pid_t child = fork();
-  if (child < 0) throw std::runtime_error("no process: " + std::string(strerror(errno)));
-  if (child == 0) {
-    close(ends[0]);
-    Work(ends[1], folder.path, note.Text(), work);
-  }
-  close(ends[1]);
+  processes::CChild child([&](int descriptor) { return Work(descriptor, folder.Path(), note.Text(), work); });
   TEnd end;
   std::string answer;
-  bool ended = ReadAnswer(ends[0], deadline, &answer);
-  close(ends[0]);
-  const int status = Reap(child, ended ? deadline : TClock::time_point(), &ended);
+  const bool answered = ReadAnswer(child.Answer(), deadline, &answer);
+  const std::optional<int> status = answered ? child.WaitUntil(deadline) : std::nullopt;
+  if (!status) child.Kill();
   end.seconds = std::chrono::duration<double>(TClock::now() - start).count();
-  if (!ended) {
+  if (!status) {
     end.outcome = EOutcome::kFailed;
     end.message = "took longer than " + Patience(patience) + note.While();
-  } else if (WIFSIGNALED(status)) {
-    end.message = SignalName(WTERMSIG(status)) + note.While();
-  } else if (WEXITSTATUS(status) != 0 || answer.empty()) {
-    end.message = "ended the process with exit status " + std::to_string(WEXITSTATUS(status)) + note.While();
+  } else if (WIFSIGNALED(*status)) {
+    end.message = SignalName(WTERMSIG(*status)) + note.While();
+  } else if (WEXITSTATUS(*status) != 0 || answer.empty()) {
+    end.message = "ended the process with exit status " + std::to_string(WEXITSTATUS(*status)) + note.While();
   } else {
     end.outcome = kOutcomes[answer[0] - '0'];
     (end.outcome == EOutcome::kPassed ? end.answer : end.message) = answer.substr(1);
