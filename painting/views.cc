@@ -5,6 +5,7 @@
 
 #include "host/gaugekit.h"
 #include "painting/meter_painter.h"
+#include "runtime/instruments/meters.h"
 #include "runtime/text/wide_text.h"
 
 namespace painting {
@@ -32,11 +33,11 @@ void PaintText(CCanvas& canvas, const vcont::CStaticText& text) {
 double DescribedHeight(const view::CView& meter) {
   std::int64_t reached = 0;
   if (meter.parent == nullptr) return 0;
-  for (const view::CView* child = meter.parent->firstChild; child != nullptr; child = child->next) {
-    if (child->kind != view::kStaticText || !IsShown(*child) || child->rect.width <= 0) continue;
-    const std::int64_t left = std::int64_t{child->rect.x} - meter.rect.x;
-    const bool isOver = left + child->rect.width > 0 && left < meter.rect.width;
-    if (isOver) reached = std::max(reached, std::int64_t{child->rect.y} + child->rect.height - meter.rect.y);
+  for (const vcont::CStaticText& text : runtime::TextsOf(*meter.parent)) {
+    if (!IsShown(text) || text.rect.width <= 0) continue;
+    const std::int64_t left = std::int64_t{text.rect.x} - meter.rect.x;
+    const bool isOver = left + text.rect.width > 0 && left < meter.rect.width;
+    if (isOver) reached = std::max(reached, std::int64_t{text.rect.y} + text.rect.height - meter.rect.y);
   }
   return static_cast<double>(reached);
 }

@@ -3,6 +3,7 @@
 
 #include <utility>
 
+#include "runtime/instruments/meters.h"
 #include "runtime/platform/text_metrics.h"
 #include "runtime/text/wide_text.h"
 #include "tests/support.h"
@@ -96,9 +97,7 @@ TEST(Panes, AreLaidOutByRatioAndPosition) {
 }
 
 const vcont::CStaticText& Description(const CRun& run, const std::u16string& text) {
-  for (view::CView* child = run.Object("reg").firstChild; child != nullptr; child = child->next) {
-    if (child->kind != view::kStaticText) continue;
-    const auto& found = *static_cast<vcont::CStaticText*>(child);
+  for (const vcont::CStaticText& found : runtime::TextsOf(run.Object("reg"))) {
     if (text == found.text) return found;
   }
   throw std::runtime_error("no such description");
@@ -170,7 +169,7 @@ const TColorCase kColors[] = {
 };
 
 TEST(Colors, AreDescribedAsTheOutputMetersOwn) {
-  for (const char* className : {"pid_regulator", "boolean_regulator", "step_regulator"}) {
+  for (const std::string& className : tests::ClassNames()) {
     CRun run(OneRegulator(className, ""));
     hx_vinst::CInstrument& object = run.Object("reg");
     for (std::uint32_t i = 0; i < 12; ++i) {
@@ -365,7 +364,7 @@ bool ReadAgain(CRun& run, const std::string& instrument, const std::string& defi
 }
 
 TEST(Reading, AgainLeavesNothingOfTheDefinitionBefore) {
-  for (const std::string className : {"pid_regulator", "boolean_regulator", "step_regulator"}) {
+  for (const std::string& className : tests::ClassNames()) {
     SCOPED_TRACE(className);
     const std::string entries =
         "inverse; always_activate; show_description; receivers = plain;" +

@@ -164,8 +164,7 @@ bool CMeter::IsDrawn() {
   };
   if (draws(painter)) return true;
   if (parent == nullptr) return false;
-  const runtime::CMeters together = runtime::MetersOf(*parent);
-  for (const CMeter& meter : together) {
+  for (const CMeter& meter : runtime::MetersOf(*parent)) {
     if (draws(meter.painter)) return true;
   }
   return false;

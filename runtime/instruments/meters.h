@@ -1,4 +1,5 @@
-// The meters among the views of an instrument, in the order of registration:
+// The meters among the views of an instrument, or the descriptions, in the order of
+// registration:
 //
 //   for (const gaugekit::CMeter& meter : MetersOf(instrument)) …
 #ifndef LOOPBOX_RUNTIME_INSTRUMENTS_METERS_H
@@ -10,14 +11,16 @@
 
 namespace runtime {
 
-class CMeters {
+// The views of one kind, whose class is TView.
+template <typename TView, view::TViewKind kKind>
+class CViewsOfKind {
  public:
   struct TEnd {};
 
   class CIterator {
    public:
     explicit CIterator(view::CView* first) : child(first) { Settle(); }
-    gaugekit::CMeter& operator*() const { return *static_cast<gaugekit::CMeter*>(child); }
+    TView& operator*() const { return *static_cast<TView*>(child); }
     CIterator& operator++() {
       child = child->next;
       Settle();
@@ -27,13 +30,13 @@ class CMeters {
 
    private:
     void Settle() {
-      while (child != nullptr && child->kind != view::kMeter) child = child->next;
+      while (child != nullptr && child->kind != kKind) child = child->next;
     }
 
     view::CView* child;
   };
 
-  explicit CMeters(const view::CNodeView& node) : first(node.firstChild) {}
+  explicit CViewsOfKind(const view::CNodeView& node) : first(node.firstChild) {}
   CIterator begin() const { return CIterator(first); }
   TEnd end() const { return {}; }
 
@@ -41,9 +44,10 @@ class CMeters {
   view::CView* first;
 };
 
-inline CMeters MetersOf(const view::CNodeView& node) { return CMeters(node); }
+inline auto MetersOf(const view::CNodeView& node) { return CViewsOfKind<gaugekit::CMeter, view::kMeter>(node); }
+inline auto TextsOf(const view::CNodeView& node) { return CViewsOfKind<vcont::CStaticText, view::kStaticText>(node); }
 
-// The number-th of them, from 0; null when there are fewer.
+// The number-th of the meters, from 0; null when there are fewer.
 inline gaugekit::CMeter* MeterOf(const view::CNodeView& node, std::size_t number) {
   for (gaugekit::CMeter& meter : MetersOf(node)) {
     if (number-- == 0) return &meter;
