@@ -5,9 +5,6 @@
 
 namespace {
 
-constexpr const char* kClasses[] = {"pid_regulator", "boolean_regulator", "step_regulator", "meter"};
-constexpr std::size_t kMeter = 3;
-
 constexpr char kBefore[] =
     "application test period = 1; end_application;\n"
     "data x : real = 50; wish : real = 40; hand : real; u : real; run : boolean = true; on : boolean;\n"
@@ -31,18 +28,20 @@ void CheckReadAgain(const tests::CRun& run, std::size_t index, fuzz::CBytes& byt
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const fuzz::CMemoryBalance balance;
   fuzz::CBytes bytes(data, size);
-  const std::size_t number = bytes.Below(std::size(kClasses));
+  static const std::vector<std::string> classes = tests::ClassNames();
+  const std::size_t number = bytes.Below(classes.size() + 1);
+  const bool isMeter = number == classes.size();
   const std::string definition = bytes.Rest();
-  tests::CRun run(
-      kBefore + std::string("instrument ") + kClasses[number] + " reg " + definition + "\nend_instrument;\n",
-      fuzz::Limited());
+  tests::CRun run(kBefore + std::string("instrument ") + (isMeter ? "meter" : classes[number]) + " reg " + definition +
+                      "\nend_instrument;\n",
+                  fuzz::Limited());
   fuzz::CheckDiagnostics(run);
   if (!run.IsRead()) return 0;
   // The definition's own bytes serve as values too.
   fuzz::CBytes values(data, size);
   fuzz::RunSome(run, 4, &values);
   const std::size_t index = run.State().instrumentByName.at("reg");
-  if (number != kMeter) {
+  if (!isMeter) {
     const fuzz::TOutput output = fuzz::OutputOf(run, "reg");
     // Zero stands there before the first output.
     if (output.last != 0.0) fuzz::CheckOutput(output);

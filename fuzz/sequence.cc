@@ -1,8 +1,12 @@
 // A host, an application and an operator at their worst: an instrument is driven by
 // calls, values, clock steps and events in any order. The first bytes choose the
 // class and its definition.
+#include <algorithm>
 #include <bit>
 #include <cmath>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include "fuzz/harness.h"
 #include "runtime/platform/clock.h"
@@ -13,32 +17,60 @@ namespace {
 using fuzz::CBytes;
 using fuzz::Check;
 
-struct TKind {
-  const char* className;
+// What a regulator whose events hand over these letters can be given.
+struct TOffer {
+  std::string_view letters;
   const char* options[8];  // one for each bit of a byte
   const char* event;       // the script's
 };
 
-constexpr TKind kKinds[] = {
-    {"pid_regulator",
+constexpr TOffer kOffers[] = {
+    {"R",
      {"inverse;", "manual = hand; blink_rate = 500;", "parameters adaptive = true; end_parameters;",
       "parameters refil = true; end_parameters;",
       "output_section range_from = -20; range_to = 120; end_output_section;",
       "value_section range_from = -1e9; range_to = 1e300; mode = history; end_value_section;",
       "parameters adaptive = true; regulator_type = variable; end_parameters;", "receivers = shown; always_activate;"},
-     "return data.hand"},
-    {"boolean_regulator",
+     "(u) return data.hand end"},
+    {"l",
      {"inverse;", "divergence_plus = 1;", "divergence_minus = 2;", "receivers = shown; always_activate;",
       "output_section range_from = 5; range_to = 6; end_output_section;",
       "value_section range_from = -1e9; range_to = 1e300; mode = history; end_value_section;", "show_description;",
       "position = 1, 2, 300, 4;"},
-     "return data.hand > 0"},
-    {"step_regulator",
+     "(u) return data.hand > 0 end"},
+    {"ll",
      {"inverse;", "divergence_plus = 1;", "divergence_minus = 2;", "receivers = shown; always_activate;",
       "inactive_hit = 0;", "value_section range_from = -1e9; range_to = 1e300; mode = history; end_value_section;",
       "inactive_hit = -1;", "show_description;"},
-     "return data.hand > 0, data.hand < 10"},
+     "(minus, plus) return data.hand > 0, data.hand < 10 end"},
 };
+
+std::string Text(const std::string& className, const std::string& entries) {
+  return tests::OneRegulator(className, entries) + "instrument meter shown expression = x; end_instrument;\n";
+}
+
+// A class, and of what its like can be given what it accepts.
+struct TSubject {
+  std::string className;
+  bool isContinuous;
+  std::vector<std::string> options;
+  std::string event;
+};
+
+std::vector<TSubject> FindSubjects() {
+  std::vector<TSubject> subjects;
+  for (const std::string& className : tests::ClassNames()) {
+    const std::string letters = tests::EventLetters(className);
+    const TOffer& offer = *std::find_if(std::begin(kOffers), std::end(kOffers),
+                                        [&letters](const TOffer& candidate) { return candidate.letters == letters; });
+    TSubject subject = {className, letters == "R", {}, offer.event};
+    for (const std::string option : offer.options) {
+      if (tests::CRun(Text(className, option)).IsRead()) subject.options.push_back(option);
+    }
+    subjects.push_back(std::move(subject));
+  }
+  return subjects;
+}
 
 constexpr const char* kUnlisted[] = {"SetForgetCoefficient__R", "GetForgetCoefficient__R", "Debug__RRRR",
                                      "SetParameters__RR",       "NoSuchProcedure__R",      ""};
@@ -46,20 +78,16 @@ constexpr const char* kUnlisted[] = {"SetForgetCoefficient__R", "GetForgetCoeffi
 constexpr double kUnwritten = -1.25e-300;  // stands in `u` until the regulator writes there
 constexpr int kSteps = 200;
 
-std::string Text(CBytes& bytes, const TKind& kind) {
-  const std::uint8_t options = bytes.Byte();
+std::string Text(CBytes& bytes, const TSubject& subject) {
+  const std::uint8_t chosen = bytes.Byte();
   std::string entries;
-  for (int bit = 0; bit < 8; ++bit) {
-    if ((options >> bit & 1) != 0) entries += kind.options[bit] + std::string("\n");
+  for (std::size_t bit = 0; bit < subject.options.size(); ++bit) {
+    if ((chosen >> bit & 1) != 0) entries += subject.options[bit] + "\n";
   }
-  std::string text =
-      tests::OneRegulator(kind.className, entries) + "instrument meter shown expression = x; end_instrument;\n";
+  std::string text = Text(subject.className, entries);
   const std::size_t event = bytes.Below(4);
-  const char* arguments = std::string(kind.className) == "step_regulator" ? "(minus, plus) " : "(u) ";
-  if (event == 1 || event == 3)
-    text += std::string("script\nfunction reg.OnOutput") + arguments + kind.event + " end\nend_script;\n";
-  if (event >= 2)
-    text += std::string("script\nfunction reg.OnOutputChange") + arguments + kind.event + " end\nend_script;\n";
+  if (event == 1 || event == 3) text += "script\nfunction reg.OnOutput" + subject.event + "\nend_script;\n";
+  if (event >= 2) text += "script\nfunction reg.OnOutputChange" + subject.event + "\nend_script;\n";
   return text;
 }
 
@@ -82,8 +110,8 @@ hx_expr::TValue Value(CBytes& bytes) {
 
 class CSequence {
  public:
-  CSequence(tests::CRun& theRun, const TKind& theKind, CBytes& theBytes)
-      : run(theRun), kind(theKind), bytes(theBytes), object(theRun.Object("reg")) {}
+  CSequence(tests::CRun& theRun, bool continuous, CBytes& theBytes)
+      : run(theRun), isContinuous(continuous), bytes(theBytes), object(theRun.Object("reg")) {}
 
   void Step();
 
@@ -93,7 +121,7 @@ class CSequence {
   void Describe();
 
   tests::CRun& run;
-  const TKind& kind;
+  bool isContinuous;
   CBytes& bytes;
   hx_vinst::CInstrument& object;
   std::uint32_t now = 0;  // milliseconds
@@ -105,14 +133,13 @@ void CSequence::Act(std::uint32_t reason) {
   object.Action(reason);
   run.State().activated.clear();
   const fuzz::TOutput output = fuzz::OutputOf(run, "reg");
-  const bool isPid = &kind == &kKinds[0];
   const double u = run.Value("u");
-  if (isPid ? u != kUnwritten : reason != 0x10 && reason != 0) fuzz::CheckOutput(output);
+  if (isContinuous ? u != kUnwritten : reason != 0x10 && reason != 0) fuzz::CheckOutput(output);
   Check(std::isfinite(output.last), "the output is finite");
   const double plus = run.Value("plus");
   const double minus = run.Value("minus");
   Check(plus == 0.0 || minus == 0.0, "both step outputs are never on together");
-  const double written = isPid ? (u == kUnwritten ? output.last : u) : run.Value("on") + plus - minus;
+  const double written = isContinuous ? (u == kUnwritten ? output.last : u) : run.Value("on") + plus - minus;
   Check(written == output.last, "lastOutput equals what was written");
   for (std::size_t pane = 0; pane < 3; ++pane) {
     Check(std::isfinite(run.Instrument("reg").Pane(pane).value), "what a pane shows is finite");
@@ -159,7 +186,7 @@ void CSequence::Describe() {
 
 void CSequence::Step() {
   constexpr std::uint32_t kClockSteps[] = {
-      0, 1, 100, 500, 1000, 60'000, vcore::kMillisecondsPerDay - 1000, runtime::kMillisecondsPerDay - 1};
+      0, 1, 100, 500, 1000, 60'000, vcore::kMillisecondsPerDay - 1000, vcore::kMillisecondsPerDay - 1};
   constexpr const char* kElements[] = {"x", "wish", "hand"};
   switch (bytes.Below(10)) {
     case 0:
@@ -196,13 +223,14 @@ void CSequence::Step() {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const std::vector<TSubject> subjects = FindSubjects();
   const fuzz::CMemoryBalance balance;
   CBytes bytes(data, size);
-  const TKind& kind = kKinds[bytes.Below(std::size(kKinds))];
-  tests::CRun run(Text(bytes, kind), fuzz::Limited());
+  const TSubject& subject = subjects[bytes.Below(subjects.size())];
+  tests::CRun run(Text(bytes, subject), fuzz::Limited());
   Check(run.IsRead(), "the definition is right, not: " + run.Diagnostics());
   runtime::SetClock(0);
-  CSequence sequence(run, kind, bytes);
+  CSequence sequence(run, subject.isContinuous, bytes);
   for (int i = 0; i < kSteps && !bytes.IsAtEnd(); ++i) sequence.Step();
   run->End();
   return 0;

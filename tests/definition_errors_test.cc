@@ -16,10 +16,16 @@ const std::string kData =
     kElements + "computed : real; cb : boolean; end_data; process computed = 1; cb = true; end_process;\n";
 
 // Where a text stands: `w` is the whole, `x` a process, `e` an expression of
-// it, and p, b, s, m the definition of an instrument of each class. A row for
-// `a` stands in each section of each class and in a meter.
-std::string Prefix(char where) {
+// it, `r` the definition of a regulator of each class, p, b and s of the class
+// with that letter, and `m` of a meter. A row for `a` stands in each section of
+// each class and in a meter.
+std::vector<std::string> Prefixes(char where) {
   const std::string instrument = kData + "instrument ";
+  if (where == 'r') {
+    std::vector<std::string> all;
+    for (const std::string& name : tests::ClassNames()) all.push_back(instrument + name + " t\n");
+    return all;
+  }
   const std::map<char, std::string> prefixes = {{'x', kElements + "end_data; process\n"},
                                                 {'e', kElements + "end_data; process\nr = "},
                                                 {'p', instrument + "pid_regulator t\n"},
@@ -27,7 +33,7 @@ std::string Prefix(char where) {
                                                 {'s', instrument + "step_regulator t\n"},
                                                 {'m', instrument + "meter t\n"},
                                                 {'w', ""}};
-  return prefixes.at(where);
+  return {prefixes.at(where)};
 }
 
 std::string Suffix(char where) {
@@ -60,7 +66,7 @@ std::string Expected(const std::string& text, const std::vector<std::string>& me
 }
 
 // A row is `where | text | message | message …`; `¶` in a text is a new line,
-// and NAMEn a name of n characters.
+// NAMEn a name of n characters, and CLASSES in a message the names of all.
 struct TRow {
   std::string where;
   std::string text;
@@ -75,6 +81,8 @@ std::string Replaced(std::string text, const std::string& what, const std::strin
 }
 
 std::vector<TRow> Rows(const std::string& table) {
+  std::string classes;
+  for (const std::string& name : tests::ClassNames()) classes += (classes.empty() ? "" : ", ") + name;
   std::vector<TRow> rows;
   std::istringstream lines(table);
   for (std::string line; std::getline(lines, line);) {
@@ -88,31 +96,36 @@ std::vector<TRow> Rows(const std::string& table) {
       cells.at(1) = Replaced(cells[1], "NAME" + std::to_string(length), std::string(length, 'n'));
     }
     cells[1] = Replaced(cells[1], "¶", "\n");
-    const std::vector<std::string> messages(cells.begin() + 2, cells.end());
+    std::vector<std::string> messages(cells.begin() + 2, cells.end());
+    for (std::string& message : messages) message = Replaced(message, "CLASSES", classes);
     if (cells[0] != "a") {
       rows.push_back({cells[0], cells[1], messages});
       continue;
     }
     rows.push_back({"m", cells[1], messages});
     for (const std::string section : {"wish_value_section", "value_section", "output_section"}) {
-      rows.push_back({"pbs", section + " " + cells[1] + " end_" + section + ";", messages});
+      rows.push_back({"r", section + " " + cells[1] + " end_" + section + ";", messages});
     }
   }
   return rows;
 }
 
+void CheckText(const std::string& text, const std::vector<std::string>& messages, bool isRead) {
+  SCOPED_TRACE(text);
+  const runtime::TMemoryStatistics before = runtime::MemoryStatistics();
+  {
+    const CRun run(WithoutMarks(text));
+    EXPECT_EQ(run.Diagnostics(), Expected(text, messages));
+    EXPECT_EQ(run.IsRead(), isRead);
+  }
+  EXPECT_EQ(runtime::MemoryStatistics().blocks, before.blocks);
+}
+
 void CheckRows(const std::vector<TRow>& rows, bool isRead) {
   for (const TRow& row : rows) {
     for (const char where : row.where) {
-      const std::string text = Prefix(where) + row.text + Suffix(where);
-      SCOPED_TRACE(text);
-      const runtime::TMemoryStatistics before = runtime::MemoryStatistics();
-      {
-        const CRun run(WithoutMarks(text));
-        EXPECT_EQ(run.Diagnostics(), Expected(text, row.messages));
-        EXPECT_EQ(run.IsRead(), isRead);
-      }
-      EXPECT_EQ(runtime::MemoryStatistics().blocks, before.blocks);
+      for (const std::string& prefix : Prefixes(where))
+        CheckText(prefix + row.text + Suffix(where), row.messages, isRead);
     }
   }
 }
@@ -162,7 +175,7 @@ w | @instrument meter x¶ title = ""; | this block is not closed: expected end_i
 w | @script at(0, f) end_script; | this block is not closed: expected a line with end_script
 w | instrument @= x | expected the class of the instrument, found '='
 w | instrument meter @5 | expected the instrument's name, found '5'
-w | instrument @pid_regulater x end_instrument; | unknown class 'pid_regulater'; there are pid_regulator, boolean_regulator, step_regulator, meter
+w | instrument @pid_regulater x end_instrument; | unknown class 'pid_regulater'; there are CLASSES, meter
 w | instrument meter x end_instrument;¶instrument meter @x end_instrument; | a second instrument 'x'
 w | instrument meter @x end_instrument; data x : real; end_data; | 'x' names a data element and an instrument
 w | instrument meter @q end_instrument; process q = 1; end_process; | 'q' names a data element and an instrument
@@ -231,9 +244,9 @@ e | @1 and b | expected a boolean, found a number
 )";
 
 constexpr char kInInstruments[] = R"(
-pbsm | @42 = 1; | Očekáván identifikátor
-pbsm | @"title"; | Očekáván identifikátor
-pbsm | title = "T";¶@nonsense = 1; | Neznámý identifikátor
+rm | @42 = 1; | Očekáván identifikátor
+rm | @"title"; | Očekáván identifikátor
+rm | title = "T";¶@nonsense = 1; | Neznámý identifikátor
 bsm | @blink_rate = 5; | Neznámý identifikátor
 bsm | @manual = 1; | Neznámý identifikátor
 bsm | @parameters end_parameters; | Neznámý identifikátor
@@ -243,23 +256,23 @@ pbm | @inactive_hit = 2; | Neznámý identifikátor
 pm | @divergence_plus = 1; | Neznámý identifikátor
 m | @wish_value = 1; | Neznámý identifikátor
 m | @ratio = 1; | Neznámý identifikátor
-pbs | @mode = bar; | Neznámý identifikátor
-pbsm | expression = 1;¶ @expression = 1; | Výraz redefinován
-pbs | wish_value = 1; @wish_value = 1; | Výraz redefinován
-pbs | condition = b; @condition = b; | Výraz redefinován
+r | @mode = bar; | Neznámý identifikátor
+rm | expression = 1;¶ @expression = 1; | Výraz redefinován
+r | wish_value = 1; @wish_value = 1; | Výraz redefinován
+r | condition = b; @condition = b; | Výraz redefinován
 p | manual = 1; @manual = 1; | Výraz redefinován
-pbs | value_section @5; end_value_section; | Očekáván identifikátor
-pbs | value_section @wish_value = 1; end_value_section; | Neznámý identifikátor
-pbs | value_section @expression = 1; end_value_section; | Neznámý identifikátor
-pbs | output_section mode = @history; end_output_section; | Neznámé klíčové slovo
-pbs | colors @paper_ink = #000000; end_colors; | Neznámé klíčové slovo
+r | value_section @5; end_value_section; | Očekáván identifikátor
+r | value_section @wish_value = 1; end_value_section; | Neznámý identifikátor
+r | value_section @expression = 1; end_value_section; | Neznámý identifikátor
+r | output_section mode = @history; end_output_section; | Neznámé klíčové slovo
+r | colors @paper_ink = #000000; end_colors; | Neznámé klíčové slovo
 m | mode = @tachometer; | Neznámé klíčové slovo
 m | content = @5; | Očekáván identifikátor
-pbsm | colors @5 = #000000; end_colors; | Očekáván identifikátor
-pbsm | colors @green = #000000; end_colors; | Neznámé klíčové slovo
-pbsm | colors ink = @red; end_colors; | expected a colour, #RRGGBB, found 'red'
-pbsm | colors ink = @#12345; end_colors; | malformed color, expected #RRGGBB
-pbsm | colors end_colors @inverse; | expected ';', found 'inverse'
+rm | colors @5 = #000000; end_colors; | Očekáván identifikátor
+rm | colors @green = #000000; end_colors; | Neznámé klíčové slovo
+rm | colors ink = @red; end_colors; | expected a colour, #RRGGBB, found 'red'
+rm | colors ink = @#12345; end_colors; | malformed color, expected #RRGGBB
+rm | colors end_colors @inverse; | expected ';', found 'inverse'
 p | parameters @5; end_parameters; | Očekáván identifikátor
 p | parameters @param_4 = 1; end_parameters; | Neznámý identifikátor
 p | parameters @expression = 1; end_parameters; | Neznámý identifikátor
@@ -271,20 +284,20 @@ p | parameters file_name = @x; end_parameters; | expected a string, found 'x'
 p | parameters file_name = @""; end_parameters; | expected the name of a file
 p | parameters file_name = @"a/../../x"; end_parameters; | the file name leaves the application's folder
 p | parameters file_name = @"/tmp/x"; end_parameters; | the file name leaves the application's folder
-pbs | inverse @= 1; | expected ';', found '='
-pbs | show_description @true; | expected ';', found 'true'
+r | inverse @= 1; | expected ';', found '='
+r | show_description @true; | expected ';', found 'true'
 s | inactive_hit = @1.5; | expected an integer, found '1.5'
 bs | divergence_plus = @r; | expected a number, found 'r'
 p | blink_rate = @-1; | integer out of range, expected 0 to 4294967295
-pbsm | position = 1, 2, 3@; | expected ',', found ';'
-pbsm | position = 1, 2, 3, @2147483648; | integer out of range, expected -2147483648 to 2147483647
-pbsm | expression = @b; | expected a number, found a boolean
-pbsm | expression = @noise(1); | 'noise' belongs into a process
-pbsm | expression = @delay(r, 1); | 'delay' must be the whole right side of an algebraic line of a process
-pbsm | expression = 1 @wish_value = 2; | expected ';', found 'wish_value'
-pbs | condition = @1; | expected a boolean, found a number
-pbs | receivers = t, @nobody; | there is no instrument 'nobody'
-pbs | receivers = @5; | expected the name of an instrument, found '5'
+rm | position = 1, 2, 3@; | expected ',', found ';'
+rm | position = 1, 2, 3, @2147483648; | integer out of range, expected -2147483648 to 2147483647
+rm | expression = @b; | expected a number, found a boolean
+rm | expression = @noise(1); | 'noise' belongs into a process
+rm | expression = @delay(r, 1); | 'delay' must be the whole right side of an algebraic line of a process
+rm | expression = 1 @wish_value = 2; | expected ';', found 'wish_value'
+r | condition = @1; | expected a boolean, found a number
+r | receivers = t, @nobody; | there is no instrument 'nobody'
+r | receivers = @5; | expected the name of an instrument, found '5'
 pb | output = @nothing; | there is no data element 'nothing'
 pb | output = @5; | expected the name of a data element, found '5'
 p | output = @b; | the output must be real; 'b' is boolean
@@ -298,11 +311,11 @@ p | output = @ra; | 'ra' is an array and needs an index
 p | output = @r[0]; | 'r' is not an array
 p | output = ra[@b]; | expected a number, found a boolean
 b | output = ba[0@; | expected ']', found ';'
-pbsm | window = @-1, 2; | integer out of range, expected 0 to 1048576
-pbsm | title = @5; | expected a string, found '5'
-pbsm | always_activate @= 1; | expected ';', found '='
-pbs | value_section ratio = @2147483648; end_value_section; | integer out of range, expected -2147483648 to 2147483647
-pbs | value_section view_position = @-2147483649; end_value_section; | integer out of range, expected -2147483648 to 2147483647
+rm | window = @-1, 2; | integer out of range, expected 0 to 1048576
+rm | title = @5; | expected a string, found '5'
+rm | always_activate @= 1; | expected ';', found '='
+r | value_section ratio = @2147483648; end_value_section; | integer out of range, expected -2147483648 to 2147483647
+r | value_section view_position = @-2147483649; end_value_section; | integer out of range, expected -2147483648 to 2147483647
 a | mode = @5; | Očekáván identifikátor
 a | mode = @Bar; | Neznámé klíčové slovo
 a | content = @fuller; | Neznámé klíčové slovo
@@ -322,8 +335,8 @@ a | font = "Sans", 9, @heavy; | expected bold or italic, found 'heavy'
 a | font = @"NAME64",¶ 9; | text of more than 31 characters
 a | mask = @5; | expected a string, found '5'
 a | mask = @"NAME64"¶; | text of more than 63 characters
-pbs | value_section ratio = @2147483648; end_value_section; | integer out of range, expected -2147483648 to 2147483647
-pbs | value_section view_position = @-2147483649; end_value_section; | integer out of range, expected -2147483648 to 2147483647
+r | value_section ratio = @2147483648; end_value_section; | integer out of range, expected -2147483648 to 2147483647
+r | value_section view_position = @-2147483649; end_value_section; | integer out of range, expected -2147483648 to 2147483647
 )";
 
 constexpr char kRight[] = R"(
@@ -332,13 +345,13 @@ w | // nothing
 w | application a end_application; data end_data; process end_process; data x : real[1]; end_data;
 w | data i : integer = -2147483648; h : integer = 0x7FFFFFFF; a : boolean[2] = [true, false]; end_data;
 w | instrument meter m expression = later; end_instrument; process later = 1; end_process;
-pbsm | 
-pbs | inverse; inverse; show_description; show_description; always_activate; always_activate;
-pbs | receivers = t; receivers = t, t;
-pbs | wish_value_section ratio = 0; end_output_section;
-pbs | value_section end_wish_value_section; output_section end_value_section; value_section end_value_section;
-pbs | wish_value_section mode = history; end_wish_value_section; value_section mode = history; end_value_section;
-pbs | output_section mode = dial; mode = bar; range_from = -1e308; range_to = 1e308; end_output_section;
+rm | 
+r | inverse; inverse; show_description; show_description; always_activate; always_activate;
+r | receivers = t; receivers = t, t;
+r | wish_value_section ratio = 0; end_output_section;
+r | value_section end_wish_value_section; output_section end_value_section; value_section end_value_section;
+r | wish_value_section mode = history; end_wish_value_section; value_section mode = history; end_value_section;
+r | output_section mode = dial; mode = bar; range_from = -1e308; range_to = 1e308; end_output_section;
 p | parameters end_parameters; parameters param_1 = -1; param_1 = 2; end_parameters;
 p | parameters regulator_type = variable; end_parameters; parameters adaptive = true; end_parameters;
 p | parameters regulator_type = variable; regulator_type = classical; end_parameters;
@@ -346,12 +359,12 @@ p | output = r; output = ra[i + 1]; blink_rate = 4294967295;
 b | output = b; output = ba[1]; divergence_plus = -1; divergence_plus = 2;
 s | output_plus = b; output_minus = b; inactive_hit = -2147483648; inactive_hit = 0;
 m | mode = history; mode = number; title = "a"; title = "b";
-pbsm | position = -2147483648, 2147483647, 2147483647, -2147483648; window = 0, 0;
-pbsm | position = 2147483647, 2147483647, 2147483647, 2147483647; colors end_colors; colors end_colors;
+rm | position = -2147483648, 2147483647, 2147483647, -2147483648; window = 0, 0;
+rm | position = 2147483647, 2147483647, 2147483647, 2147483647; colors end_colors; colors end_colors;
 m | history = @4294967295;¶ dec_places = @4294967295; | warning: history is 1 to 65536; 65536 is taken | warning: dec_places is at most 15; 15 is taken
 m | history = @0; | warning: history is 1 to 65536; 1 is taken
-pbs | value_section¶ dec_places = 16; dec_places = @4294967295; history = 65536; end_value_section; | warning: dec_places is at most 15; 15 is taken
-pbs | wish_value_section mode = history; history = @4294967295; end_value_section; | warning: history is 1 to 65536; 65536 is taken
+r | value_section¶ dec_places = 16; dec_places = @4294967295; history = 65536; end_value_section; | warning: dec_places is at most 15; 15 is taken
+r | wish_value_section mode = history; history = @4294967295; end_value_section; | warning: history is 1 to 65536; 65536 is taken
 w | instrument meter NAME63 end_instrument;
 a | mask = "NAME63"; font = "Sans", 500, italic, bold, bold; mode = led_bar; content = full;
 )";
@@ -371,7 +384,7 @@ TEST(DefinitionErrors, WhatIsOddButRight) {
     for (const char* section : {"wish_value_section", "value_section", "output_section"}) {
       text += std::string("\n") + section + " ratio = " + end + "; view_position = " + end + "; end_" + section + ";";
     }
-    rows.push_back({"pbs", text, {}});
+    rows.push_back({"r", text, {}});
   }
   CheckRows(rows, true);
 }

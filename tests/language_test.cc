@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <set>
 
-#include "host/panes.h"
+#include "runtime/instruments/meters.h"
 #include "runtime/platform/messages.h"
 #include "runtime/text/wide_text.h"
 #include "tests/support.h"
@@ -71,10 +71,7 @@ TEST(Language, TranslatesEachTextAndNoOther) {
   const runtime::TMessageTable english = English();
   std::set<std::string> defaults;  // of messages that are asked for by their keys
   CRun run(tests::OneRegulator("pid_regulator", ""));
-  for (const view::CView* child = run.Object("reg").firstChild; child != nullptr; child = child->next) {
-    if (child->kind == view::kStaticText)
-      defaults.insert(runtime::Utf8(static_cast<const vcont::CStaticText*>(child)->text));
-  }
+  for (const vcont::CStaticText& text : runtime::TextsOf(run.Object("reg"))) defaults.insert(runtime::Utf8(text.text));
   EXPECT_EQ(defaults.size(), 3u);
   for (const std::string& text : texts) EXPECT_TRUE(english.contains(text) || defaults.contains(text)) << text;
   for (const auto& [key, text] : english) {
@@ -98,9 +95,8 @@ TEST(Language, ShowsThePluginInEnglish) {
       EXPECT_TRUE(plugin->Describe(item.name, &description, &error)) << error;
       for (const auto& color : description.colors) texts.push_back(color.description);
       CRun run(tests::OneRegulator(item.name, ""));
-      for (const view::CView* child = run.Object("reg").firstChild; child != nullptr; child = child->next) {
-        if (child->kind == view::kStaticText)
-          texts.push_back(runtime::Utf8(static_cast<const vcont::CStaticText*>(child)->text));
+      for (const vcont::CStaticText& text : runtime::TextsOf(run.Object("reg"))) {
+        texts.push_back(runtime::Utf8(text.text));
       }
     }
     return texts;
@@ -108,7 +104,7 @@ TEST(Language, ShowsThePluginInEnglish) {
   const std::vector<std::string> czech = collect();
   const CLanguage chosen(english);
   const std::vector<std::string> translated = collect();
-  ASSERT_EQ(czech.size(), 1u + 3u * (1 + 11 + 3));
+  ASSERT_EQ(czech.size(), 1u + tests::ClassNames().size() * (1 + 11 + 3));
   ASSERT_EQ(translated.size(), czech.size());
   for (std::size_t i = 0; i < czech.size(); ++i) EXPECT_NE(translated[i], czech[i]);
 }

