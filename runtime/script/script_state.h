@@ -12,12 +12,12 @@
 #include <cstdint>
 #include <exception>
 #include <limits>
+#include <lua.hpp>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
-#include "lua.hpp"
 #include "runtime/instruments/application_state.h"
 #include "runtime/script/schedule.h"
 
