@@ -1,10 +1,9 @@
 // A host, an application and an operator at their worst: an instrument is driven by
 // calls, values, clock steps and events in any order. The first bytes choose the
 // class and its definition.
-#include <algorithm>
 #include <bit>
 #include <cmath>
-#include <string_view>
+#include <map>
 #include <utility>
 #include <vector>
 
@@ -17,32 +16,32 @@ namespace {
 using fuzz::CBytes;
 using fuzz::Check;
 
-// What a regulator whose events hand over these letters can be given.
-struct TOffer {
-  std::string_view letters;
+// What a regulator can be given.
+struct TChoices {
   const char* options[8];  // one for each bit of a byte
   const char* event;       // the script's
 };
 
-constexpr TOffer kOffers[] = {
+const std::map<std::string, TChoices> kChoices = {
+    // by the letters of its events
     {"R",
-     {"inverse;", "manual = hand; blink_rate = 500;", "parameters adaptive = true; end_parameters;",
-      "parameters refil = true; end_parameters;",
-      "output_section range_from = -20; range_to = 120; end_output_section;",
-      "value_section range_from = -1e9; range_to = 1e300; mode = history; end_value_section;",
-      "parameters adaptive = true; regulator_type = variable; end_parameters;", "receivers = shown; always_activate;"},
-     "(u) return data.hand end"},
+     {{"inverse;", "manual = hand; blink_rate = 500;", "parameters adaptive = true; end_parameters;",
+       "parameters refil = true; end_parameters;",
+       "output_section range_from = -20; range_to = 120; end_output_section;",
+       "value_section range_from = -1e9; range_to = 1e300; mode = history; end_value_section;",
+       "parameters adaptive = true; regulator_type = variable; end_parameters;", "receivers = shown; always_activate;"},
+      "(u) return data.hand end"}},
     {"l",
-     {"inverse;", "divergence_plus = 1;", "divergence_minus = 2;", "receivers = shown; always_activate;",
-      "output_section range_from = 5; range_to = 6; end_output_section;",
-      "value_section range_from = -1e9; range_to = 1e300; mode = history; end_value_section;", "show_description;",
-      "position = 1, 2, 300, 4;"},
-     "(u) return data.hand > 0 end"},
+     {{"inverse;", "divergence_plus = 1;", "divergence_minus = 2;", "receivers = shown; always_activate;",
+       "output_section range_from = 5; range_to = 6; end_output_section;",
+       "value_section range_from = -1e9; range_to = 1e300; mode = history; end_value_section;", "show_description;",
+       "position = 1, 2, 300, 4;"},
+      "(u) return data.hand > 0 end"}},
     {"ll",
-     {"inverse;", "divergence_plus = 1;", "divergence_minus = 2;", "receivers = shown; always_activate;",
-      "inactive_hit = 0;", "value_section range_from = -1e9; range_to = 1e300; mode = history; end_value_section;",
-      "inactive_hit = -1;", "show_description;"},
-     "(minus, plus) return data.hand > 0, data.hand < 10 end"},
+     {{"inverse;", "divergence_plus = 1;", "divergence_minus = 2;", "receivers = shown; always_activate;",
+       "inactive_hit = 0;", "value_section range_from = -1e9; range_to = 1e300; mode = history; end_value_section;",
+       "inactive_hit = -1;", "show_description;"},
+      "(minus, plus) return data.hand > 0, data.hand < 10 end"}},
 };
 
 std::string Text(const std::string& className, const std::string& entries) {
@@ -61,10 +60,9 @@ std::vector<TSubject> FindSubjects() {
   std::vector<TSubject> subjects;
   for (const std::string& className : tests::ClassNames()) {
     const std::string letters = tests::EventLetters(className);
-    const TOffer& offer = *std::find_if(std::begin(kOffers), std::end(kOffers),
-                                        [&letters](const TOffer& candidate) { return candidate.letters == letters; });
-    TSubject subject = {className, letters == "R", {}, offer.event};
-    for (const std::string option : offer.options) {
+    const TChoices& choices = kChoices.at(letters);
+    TSubject subject = {className, letters == "R", {}, choices.event};
+    for (const std::string option : choices.options) {
       if (tests::CRun(Text(className, option)).IsRead()) subject.options.push_back(option);
     }
     subjects.push_back(std::move(subject));

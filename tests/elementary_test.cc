@@ -57,14 +57,14 @@ constexpr double kHard[] = {
 // clang-format on
 
 // The correctly rounded value.
-class CReference {
+class CExact {
  public:
-  CReference() {
+  CExact() {
     mpfr_inits2(53, x, y, result, nullptr);
     mpfr_set_emin(-1073);
     mpfr_set_emax(1024);
   }
-  ~CReference() { mpfr_clears(x, y, result, nullptr); }
+  ~CExact() { mpfr_clears(x, y, result, nullptr); }
 
   double operator()(const TFunction& function, double xValue, double yValue) {
     mpfr_set_d(x, xValue, MPFR_RNDN);
@@ -87,7 +87,7 @@ class Elementary : public testing::TestWithParam<TFunction> {
     EXPECT_EQ(Bits(ours), std::isnan(theirs) ? Bits(kNan) : Bits(theirs))
         << std::hexfloat << '(' << x << ", " << y << "): " << ours << ", not " << theirs;
   }
-  CReference reference;
+  CExact reference;
 };
 INSTANTIATE_TEST_SUITE_P(All, Elementary, testing::ValuesIn(Functions()),
                          [](const auto& row) { return row.param.name; });

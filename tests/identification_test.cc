@@ -90,7 +90,7 @@ TPlant ComplexPoles() {  // 1/(s² + 0.8s + 1)
                   1.0 - decay * (std::cos(wd * kT0) + 0.4 / wd * std::sin(wd * kT0)));
 }
 
-struct TOutcome {
+struct TIdentified {
   TPidState s;
   double error = 0.0;   // the largest of the four coefficients
   double missed = 0.0;  // root mean square of the one-step prediction error in the second half
@@ -98,9 +98,9 @@ struct TOutcome {
 
 // The plant driven by ±10 at random; noise is the deviation of what is added to
 // the model's equation.
-TOutcome Experiment(int type, const TPlant& plant, double noise, int steps) {
-  TOutcome outcome;
-  TPidState& s = outcome.s;
+TIdentified Experiment(int type, const TPlant& plant, double noise, int steps) {
+  TIdentified identified;
+  TPidState& s = identified.s;
   TIdentState ident;
   CRandom random;
   double sum = 0.0;
@@ -113,10 +113,10 @@ TOutcome Experiment(int type, const TPlant& plant, double noise, int steps) {
     s.output[0] = random.Bit() ? 10.0 : -10.0;
     Shift(s);
   }
-  outcome.error = std::max(
+  identified.error = std::max(
       {std::fabs(s.a1 - plant.a1), std::fabs(s.a2 - plant.a2), std::fabs(s.b1 - plant.b1), std::fabs(s.b2 - plant.b2)});
-  outcome.missed = std::sqrt(sum * 2.0 / steps);
-  return outcome;
+  identified.missed = std::sqrt(sum * 2.0 / steps);
+  return identified;
 }
 
 TPidState FirstData() {
@@ -344,16 +344,16 @@ TEST(Identification, KnownPlants) {
   std::printf("  error   missed\n");
   for (const auto& c : cases) {
     SCOPED_TRACE(std::string(c.plant.name) + ", type " + std::to_string(c.type));
-    const TOutcome outcome = Experiment(c.type, c.plant, c.noise, c.steps);
-    const TPidState& s = outcome.s;
+    const TIdentified identified = Experiment(c.type, c.plant, c.noise, c.steps);
+    const TPidState& s = identified.s;
     std::printf("%4d %-13s %5.1f %6d", c.type, c.plant.name, c.noise, c.steps);
     const double pairs[][2] = {{c.plant.a1, s.a1}, {c.plant.a2, s.a2}, {c.plant.b1, s.b1}, {c.plant.b2, s.b2}};
     for (const auto& [known, found] : pairs) std::printf("  %7.4f %7.4f", known, found);
-    std::printf("  %.1e %.1e\n", outcome.error, outcome.missed);
-    EXPECT_GE(outcome.error, c.error.from);
-    EXPECT_LE(outcome.error, c.error.to);
-    EXPECT_GE(outcome.missed, c.missed.from);
-    EXPECT_LE(outcome.missed, c.missed.to);
+    std::printf("  %.1e %.1e\n", identified.error, identified.missed);
+    EXPECT_GE(identified.error, c.error.from);
+    EXPECT_LE(identified.error, c.error.to);
+    EXPECT_GE(identified.missed, c.missed.from);
+    EXPECT_LE(identified.missed, c.missed.to);
     if (c.plant.b2 == 0.0 && c.noise == 0.0) {
       const double common = s.a1 - c.plant.a1;
       EXPECT_NEAR(s.b1, c.plant.b1, 1e-5);

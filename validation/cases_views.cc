@@ -11,12 +11,12 @@ namespace {
 
 constexpr std::uint32_t kColors = 1000;  // a list without an end is cut off
 
-struct TColor {
+struct TToldColor {
   std::uint32_t* word = nullptr;
   std::uint32_t standard = 0;
 };
 
-bool ColorAt(hx_vinst::CInstrument& object, std::uint32_t index, TColor* color, std::string* keyword) {
+bool ColorAt(hx_vinst::CInstrument& object, std::uint32_t index, TToldColor* color, std::string* keyword) {
   char16_t name[kCapacity + 1] = {};
   char16_t description[kCapacity + 1] = {};
   if (!object.GetColorDescription(index, 0, &color->word, kCapacity, name, kCapacity, description, &color->standard)) {
@@ -32,7 +32,7 @@ void Colors(CProbe& probe) {
   hx_vinst::CInstrument& object = testbed->Subject();
   std::set<std::string> keywords;
   std::set<std::uint32_t*> words;
-  TColor color;
+  TToldColor color;
   std::string keyword;
   std::uint32_t count = 0;
   for (; count < kColors && ColorAt(object, count, &color, &keyword); ++count) {
@@ -45,7 +45,7 @@ void Colors(CProbe& probe) {
     const std::uint32_t other = color.standard ^ 0x123456;
     *color.word = other;
     object.SettingsChanged();
-    TColor again;
+    TToldColor again;
     probe.Expect(ColorAt(object, count, &again, &keyword) && again.word == color.word && *again.word == other,
                  what + " is not what it was set to");
     probe.Expect(again.standard == color.standard, "the default of " + what + " changes with its value");
