@@ -349,17 +349,12 @@ TEST(Histories, OfWishAndValueAreOfOneLengthAndRange) {
 // --- Reading again ----------------------------------------------------------------
 
 // Lets one instrument read the definition of another.
-bool ReadAgain(CRun& run, const std::string& instrument, const std::string& definition, std::string* error) {
-  runtime::TApplicationState& application = run.State();
-  runtime::TInstrumentState& reader = application.instruments[application.instrumentByName.at(instrument)];
-  const runtime::TInstrumentState& read = application.instruments[application.instrumentByName.at(definition)];
-  char16_t message[runtime::kTextCapacity + 1] = {};
-  char16_t token[runtime::kTokenCapacity + 1] = {};
+bool ReadAgain(const CRun& run, const std::string& instrument, const std::string& definition) {
+  runtime::TInstrumentState& reader = runtime::InstrumentOf(run.State(), instrument);
+  const runtime::TInstrumentState& read = runtime::InstrumentOf(run.State(), definition);
   const std::uint32_t own = std::exchange(reader.begin, read.begin);
-  const bool accepted = runtime::ReadDefinition(application, reader, read.end,
-                                                {runtime::kTextCapacity, message, runtime::kTokenCapacity, token});
+  const bool accepted = runtime::ReadDefinition(run.State(), reader, read.end);
   reader.begin = own;
-  *error = runtime::Utf8(message);
   return accepted;
 }
 
@@ -372,12 +367,11 @@ TEST(Reading, AgainLeavesNothingOfTheDefinitionBefore) {
         "colors paper = #123456; end_colors;";
     CRun run(OneRegulator(className, entries) + "instrument " + className + " plain end_instrument;");
     ASSERT_TRUE(run.IsRead()) << run.Diagnostics();
-    std::string error;
     for (int i = 0; i < 3; ++i) {
-      ASSERT_TRUE(ReadAgain(run, "reg", "reg", &error)) << error;
+      ASSERT_TRUE(ReadAgain(run, "reg", "reg"));
       EXPECT_EQ(run.Object("reg").NeedsTiming(), 1);
       EXPECT_EQ(run.Meter("reg", kValuePane).history, 7u);
-      ASSERT_TRUE(ReadAgain(run, "reg", "plain", &error)) << error;
+      ASSERT_TRUE(ReadAgain(run, "reg", "plain"));
     }
     EXPECT_EQ(run.Object("reg").NeedsTiming(), 0);
     EXPECT_EQ(run.Object("reg").stateWord & hx_vinst::kStateActivateAlways, 0u);
