@@ -95,12 +95,12 @@ void Charge(lua_State* lua, double work);
 // Raises the same error when the processor time is used up.
 void CheckTime(lua_State* lua);
 
-template <int (*TFunction)(TScriptState&, lua_State*)>
+template <int (*function)(TScriptState&, lua_State*)>
 int LuaFunction(lua_State* lua) {
   TScriptState& script = ScriptOf(lua);
   int results = kFailed;
   try {
-    results = TFunction(script, lua);
+    results = function(script, lua);
   } catch (const std::exception&) {
     Fail(script, "not enough memory");
   }
