@@ -19,6 +19,7 @@
 #include "workbench/plugin_folder.h"
 #include "workbench/report/report.h"
 #include "workbench/run/input_file.h"
+#include "workbench/run/observation.h"
 #include "workbench/run/pacing.h"
 #include "workbench/run/regulator_watch.h"
 #include "workbench/run/trace_file.h"
@@ -143,7 +144,12 @@ class CRunCommand {
   }
 
   int Open() {
-    if (!options.plot.empty() && !plot.emplace().Begin(*application, &error)) return Wrong(error);
+    const bool watched = !options.quiet || !options.report.empty();
+    if (watched || !options.plot.empty()) {
+      observation.emplace(*application, references,
+                          CObservation::TWanted{.band = watched, .state = !options.report.empty()});
+    }
+    if (!options.plot.empty() && !plot.emplace(*observation).Begin(&error)) return Wrong(error);
     if (!options.input.empty()) {
       if (!application->AddLink(input.emplace(options.input), &error)) return Wrong(error);
       if (!options.quiet) {
@@ -159,14 +165,15 @@ class CRunCommand {
       }
       if (!trace.Open(options.trace, *application, state, &error)) return Wrong(error);
     }
-    if (!options.quiet || !options.report.empty()) {
-      watch.emplace(*application, references, [this](const std::string& instrument, const std::string& text) {
-        if (!options.quiet) console.Note(application->Time(), instrument, text);
-        if (report) report->Mark(application->Time(), instrument, text);
-      });
+    if (watched) {
+      watch.emplace(*observation, application->Period(),
+                    [this](const std::string& instrument, const std::string& text) {
+                      if (!options.quiet) console.Note(application->Time(), instrument, text);
+                      if (report) report->Mark(application->Time(), instrument, text);
+                    });
     }
     if (!options.report.empty()) {
-      report.emplace(*application, references);
+      report.emplace(*application, *observation);
       if (!options.compare.empty() && !report->Compare(options.compare, &error)) return Wrong(error);
     }
     application->SetMessageSink([this](const runtime::TRunTimeMessage& message) {
@@ -190,8 +197,9 @@ class CRunCommand {
       if (pacer) pacer->WaitFor(application->PeriodsDone() + 1);
       if (InterruptionAsked()) return false;
       if (!application->Step()) return application->LinkError().empty();
+      if (observation) observation->Observe();
       if (watch) watch->Observe();
-      if (plot) plot->Observe(*application);
+      if (plot) plot->Observe();
       if (report) report->Observe();
       if (trace.IsOpen() && application->PeriodsDone() % options.every == 0) {
         trace.WriteRow();
@@ -244,6 +252,7 @@ class CRunCommand {
   std::optional<CInputFile> input;
   CTraceFile trace;
   std::optional<CPacer> pacer;  // in real time
+  std::optional<CObservation> observation;
   std::optional<CRunPlot> plot;
   std::optional<CRegulatorWatch> watch;
   std::optional<CReport> report;

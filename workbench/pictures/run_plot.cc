@@ -4,11 +4,9 @@
 
 namespace workbench {
 
-bool CRunPlot::Begin(const runtime::CApplication& application, std::string* error) {
-  for (std::size_t index = 0; index < application.InstrumentCount(); ++index) {
-    const runtime::CInstrumentHandle instrument = application.Instrument(index);
-    if (instrument.PaneCount() == 0) continue;
-    regulators.push_back(instrument);
+bool CRunPlot::Begin(std::string* error) {
+  for (const TRegulator& regulator : observation.Regulators()) {
+    const runtime::CInstrumentHandle& instrument = regulator.instrument;
     const std::string title = instrument.Title().empty() ? "" : instrument.Title() + " – ";
     const std::size_t upper =
         plot.AddPanel(title + instrument.Name() + " (" + instrument.ClassName() + ")", instrument.QuantityUnit(), 2.4);
@@ -17,7 +15,7 @@ bool CRunPlot::Begin(const runtime::CApplication& application, std::string* erro
     const std::size_t lower = plot.AddPanel("", instrument.OutputUnit(), 1);
     plot.AddCurve(lower, "output", painting::kPlotGreen, true);
   }
-  if (regulators.empty()) {
+  if (plot.Empty()) {
     *error = "--plot: the application has no regulator to plot";
     return false;
   }
@@ -28,14 +26,10 @@ bool CRunPlot::Begin(const runtime::CApplication& application, std::string* erro
   return false;
 }
 
-void CRunPlot::Observe(const runtime::CApplication& application) {
+void CRunPlot::Observe() {
   values.clear();
-  for (const runtime::CInstrumentHandle& regulator : regulators) {
-    for (const runtime::EPane pane : {runtime::kWishPane, runtime::kValuePane, runtime::kOutputPane}) {
-      values.push_back(regulator.Pane(pane).value);
-    }
-  }
-  plot.Feed(application.Time(), values);
+  for (const TObserved& row : observation.Rows()) values.insert(values.end(), {row.Wish(), row.Value(), row.Output()});
+  plot.Feed(observation.Time(), values);
 }
 
 bool CRunPlot::Write(const std::string& fileName, std::string* error) const {

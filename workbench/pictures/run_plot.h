@@ -6,22 +6,25 @@
 #include <vector>
 
 #include "painting/plot.h"
-#include "runtime/runtime.h"
+#include "workbench/run/observation.h"
 
 namespace workbench {
 
 class CRunPlot {
  public:
+  // The observation outlives the plot.
+  explicit CRunPlot(const CObservation& theObservation) : observation(theObservation) {}
+
   // False with a message when the application has no regulator, or too many.
-  bool Begin(const runtime::CApplication& application, std::string* error);
-  // After each period.
-  void Observe(const runtime::CApplication& application);
+  bool Begin(std::string* error);
+  // After each period, once it is observed.
+  void Observe();
   // False with a message that names the file.
   bool Write(const std::string& fileName, std::string* error) const;
 
  private:
+  const CObservation& observation;
   painting::CPlot plot;
-  std::vector<runtime::CInstrumentHandle> regulators;
   std::vector<double> values;  // of a period
 };
 

@@ -37,29 +37,22 @@ bool Differs(double one, double other) { return one != other && !(std::isnan(one
 
 }  // namespace
 
-CReport::CReport(const runtime::CApplication& theApplication, const TReferences& references)
-    : application(theApplication) {
-  for (std::size_t index = 0; index < application.InstrumentCount(); ++index) {
-    const runtime::CInstrumentHandle instrument = application.Instrument(index);
-    if (instrument.PaneCount() == 0 || !KindOf(instrument.Events())) continue;
-    const auto found = references.find(instrument.ClassName());
-    AddRegulator(instrument, found == references.end() ? nullptr : &found->second);
-  }
+CReport::CReport(const runtime::CApplication& theApplication, const CObservation& theObservation)
+    : application(theApplication), observation(theObservation) {
+  for (const TRegulator& regulator : observation.Regulators()) AddRegulator(regulator);
 }
 
-void CReport::AddRegulator(const runtime::CInstrumentHandle& instrument, const CReference* reference) {
-  TReportRegulator regulator{instrument, {}, 0, {}};
-  regulator.firstPanel = plot.AddPanel("", instrument.QuantityUnit(), 2.4);
+void CReport::AddRegulator(const TRegulator& observed) {
+  TReportRegulator regulator{plot.AddPanel("", observed.instrument.QuantityUnit(), 2.4), {}};
   plot.AddCurve(regulator.firstPanel, "wish", painting::kPlotOrange, true);
   plot.AddCurve(regulator.firstPanel, "value", painting::kPlotBlue, false);
-  if (reference != nullptr && !reference->Band().plus.empty() && !reference->Band().minus.empty()) {
-    regulator.band = reference->Band();
+  if (observed.HasBand()) {
     plot.AddCurve(regulator.firstPanel, "band from", kPurple, true);
     plot.AddCurve(regulator.firstPanel, "band to", kPurple, true);
   }
-  plot.AddCurve(plot.AddPanel("", instrument.OutputUnit(), 1), "output", painting::kPlotGreen, true);
-  if (reference != nullptr) {
-    for (const runtime::TStateColumn& column : reference->State()) {
+  plot.AddCurve(plot.AddPanel("", observed.instrument.OutputUnit(), 1), "output", painting::kPlotGreen, true);
+  if (observed.reference != nullptr) {
+    for (const runtime::TStateColumn& column : observed.reference->State()) {
       if (regulator.state.empty() || regulator.state.back().columns[0].procedure != column.procedure) {
         regulator.state.push_back({{}, plot.AddPanel("", "", 1), {}});
       }
@@ -82,7 +75,7 @@ bool CReport::Compare(const std::string& fileName, std::string* error) {
   comparison.name = std::filesystem::path(fileName).filename().string();
   std::vector<std::size_t> columns;
   std::vector<std::ptrdiff_t> bySummary;  // wish, value and output of each regulator
-  for (const TReportRegulator& regulator : regulators) {
+  for (const TRegulator& regulator : observation.Regulators()) {
     const std::size_t panel = comparison.plot.AddPanel("", "", 1);
     for (const auto& compared : kCompared) {
       const std::string name = regulator.instrument.Name() + "." + compared.column;
@@ -133,54 +126,43 @@ void CReport::Mark(double time, const std::string& instrument, const std::string
 
 void CReport::Observe() {
   values.clear();
-  for (TReportRegulator& regulator : regulators) {
-    const double wish = regulator.instrument.Pane(runtime::kWishPane).value;
-    values.push_back(wish);
-    values.push_back(regulator.instrument.Pane(runtime::kValuePane).value);
-    if (!regulator.band.plus.empty()) ObserveBand(regulator, wish);
-    values.push_back(regulator.instrument.Pane(runtime::kOutputPane).value);
-    ObserveState(regulator);
-    ObserveAlarms(regulator);
-  }
-  plot.Feed(application.Time(), values);
-}
-
-double CReport::Answer(const runtime::CInstrumentHandle& instrument, const std::string& procedure) {
-  arguments.assign(1, 0.0);
-  return instrument.Call(procedure, &arguments) ? arguments[0] : kNone;
-}
-
-void CReport::ObserveBand(const TReportRegulator& regulator, double wish) {
-  values.push_back(wish - Answer(regulator.instrument, regulator.band.minus));
-  values.push_back(wish + Answer(regulator.instrument, regulator.band.plus));
-}
-
-void CReport::ObserveState(TReportRegulator& regulator) {
-  for (TReportState& state : regulator.state) {
-    arguments.assign(state.columns[0].argumentCount, 0.0);
-    const bool resolves = regulator.instrument.Call(state.columns[0].procedure, &arguments);
-    const bool first = state.first.empty();
-    for (std::size_t i = 0; i < state.columns.size(); ++i) {
-      const runtime::TStateColumn& column = state.columns[i];
-      const double answer = resolves ? arguments[column.argument] : kNone;
-      values.push_back(column.negate ? -answer : answer);
-      if (first) state.first.push_back(values.back());
-      state.varies = state.varies || Differs(values.back(), state.first[i]);
+  for (std::size_t i = 0; i < regulators.size(); ++i) {
+    const TObserved& row = observation.Rows()[i];
+    values.push_back(row.Wish());
+    values.push_back(row.Value());
+    if (observation.Regulators()[i].HasBand()) {
+      values.push_back(row.Wish() - (row.band ? row.band->minus : kNone));
+      values.push_back(row.Wish() + (row.band ? row.band->plus : kNone));
     }
+    values.push_back(row.Output());
+    ObserveState(row, &regulators[i]);
+    ObserveAlarms(Instrument(i).Name(), row, &regulators[i]);
   }
+  plot.Feed(observation.Time(), values);
 }
 
-void CReport::ObserveAlarms(TReportRegulator& regulator) {
+void CReport::ObserveState(const TObserved& row, TReportRegulator* regulator) {
+  const double* value = row.state.data();
+  for (TReportState& state : regulator->state) {
+    const std::size_t count = state.columns.size();
+    if (state.first.empty()) state.first.assign(value, value + count);
+    for (std::size_t i = 0; i < count; ++i) state.varies = state.varies || Differs(value[i], state.first[i]);
+    value += count;
+  }
+  values.insert(values.end(), row.state.begin(), row.state.end());
+}
+
+void CReport::ObserveAlarms(const std::string& instrument, const TObserved& row, TReportRegulator* regulator) {
   for (std::size_t i = 0; i < std::size(kPanes); ++i) {
-    const runtime::TPane pane = regulator.instrument.Pane(kPanes[i].pane);
+    const runtime::TPane& pane = row.panes[kPanes[i].pane];
     const bool now[2] = {pane.belowLimit, pane.aboveLimit};
     for (int side = 0; side < 2; ++side) {
-      if (now[side] && !regulator.alarms[i][side]) {
-        Mark(application.Time(), regulator.instrument.Name(),
+      if (now[side] && !regulator->alarms[i][side]) {
+        Mark(observation.Time(), instrument,
              std::string("alarm: ") + kPanes[i].name +
                  (side == 0 ? " below its low limit, " : " above its high limit, ") + Significant(pane.value));
       }
-      regulator.alarms[i][side] = now[side];
+      regulator->alarms[i][side] = now[side];
     }
   }
 }

@@ -11,7 +11,7 @@
 #include "painting/plot.h"
 #include "runtime/runtime.h"
 #include "runtime/trace.h"
-#include "workbench/plugin_folder.h"
+#include "workbench/run/observation.h"
 #include "workbench/run/regulator_watch.h"
 
 namespace workbench {
@@ -33,8 +33,6 @@ struct TReportState {
 };
 
 struct TReportRegulator {
-  runtime::CInstrumentHandle instrument;
-  TBandProcedures band;    // both names, or none
   std::size_t firstPanel;  // of the plot's: wish and value; then the output
   std::vector<TReportState> state;
   bool alarms[3][2] = {};  // by pane: below and above its limit
@@ -56,14 +54,14 @@ class CReport {
  public:
   static constexpr std::size_t kMostMarks = 500;
 
-  // Both outlive the report.
-  CReport(const runtime::CApplication& application, const TReferences& references);
+  // Both outlive the report. The observation reads bands and state.
+  CReport(const runtime::CApplication& application, const CObservation& observation);
   // Reads an earlier trace. False with a message, also when it has no column
   // of this application's regulators.
   bool Compare(const std::string& fileName, std::string* error);
 
   void Mark(double time, const std::string& instrument, const std::string& text);
-  // After each period.
+  // After each period, once it is observed.
   void Observe();
   // False with a message that names the file. `complete`: the run came to its
   // end.
@@ -71,29 +69,31 @@ class CReport {
 
   const runtime::CApplication& Application() const { return application; }
   const painting::CPlot& Plot() const { return plot; }
+  // In the observation's order.
   const std::vector<TReportRegulator>& Regulators() const { return regulators; }
+  const runtime::CInstrumentHandle& Instrument(std::size_t regulator) const {
+    return observation.Regulators()[regulator].instrument;
+  }
   const std::vector<TReportMark>& Marks() const { return marks; }
   std::uint64_t FurtherMarks() const { return furtherMarks; }
   const TReportComparison& Comparison() const { return comparison; }
 
  private:
-  void AddRegulator(const runtime::CInstrumentHandle& instrument, const CReference* reference);
-  void ObserveBand(const TReportRegulator& regulator, double wish);
-  double Answer(const runtime::CInstrumentHandle& instrument, const std::string& procedure);
-  void ObserveState(TReportRegulator& regulator);
-  void ObserveAlarms(TReportRegulator& regulator);
+  void AddRegulator(const TRegulator& regulator);
+  void ObserveState(const TObserved& row, TReportRegulator* regulator);
+  void ObserveAlarms(const std::string& instrument, const TObserved& row, TReportRegulator* regulator);
 
   const runtime::CApplication& application;
+  const CObservation& observation;
   painting::CPlot plot;
   std::vector<TReportRegulator> regulators;
   std::vector<TReportMark> marks;
   std::uint64_t furtherMarks = 0;
   TReportComparison comparison;
-  std::vector<double> values;     // of a period
-  std::vector<double> arguments;  // of a call
+  std::vector<double> values;  // of a period
 };
 
-// The page; `summaries` are the regulators' in the same order.
+// The page; the watch has the report's regulators in the same order.
 std::string ReportPage(const CReport& report, const CRegulatorWatch& watch, bool complete);
 
 }  // namespace workbench

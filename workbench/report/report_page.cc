@@ -163,7 +163,7 @@ class CPage {
 
   void Regulator(std::size_t index) {
     const TReportRegulator& regulator = report.Regulators()[index];
-    const runtime::CInstrumentHandle& instrument = regulator.instrument;
+    const runtime::CInstrumentHandle& instrument = report.Instrument(index);
     page += "<section>\n<h2>" + Escaped(instrument.Title().empty() ? instrument.Name() : instrument.Title()) +
             "</h2>\n<p><a href=\"#line-" + std::to_string(Line(instrument.Offset())) + "\">" +
             Escaped(instrument.Name()) + "</a> <span class=\"dim\">" + Escaped(instrument.ClassName()) +
@@ -180,7 +180,7 @@ class CPage {
   void Panel(std::size_t panel, std::size_t regulator, bool low) {
     page += "<div class=\"legend\"></div><div class=\"plot" + std::string(low ? " low" : "") + "\" data-panel=\"" +
             std::to_string(panels.size()) + "\"></div>\n";
-    const std::string& name = report.Regulators()[regulator].instrument.Name();
+    const std::string& name = report.Instrument(regulator).Name();
     const painting::CPlot& plot = report.Plot();
     std::string json = "{\"unit\":" + Json(plot.Panels()[panel].unit) + ",\"regulator\":" + Json(name) +
                        ",\"marked\":" + (low ? "false" : "true") + ",\"zero\":" + (low ? "true" : "false") +

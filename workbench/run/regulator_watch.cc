@@ -6,59 +6,37 @@
 
 namespace workbench {
 
-CRegulatorWatch::CRegulatorWatch(const runtime::CApplication& watchedApplication, const TReferences& references,
-                                 TNoteSink noteSink)
-    : application(watchedApplication), note(std::move(noteSink)) {
-  for (std::size_t index = 0; index < application.InstrumentCount(); ++index) {
-    const runtime::CInstrumentHandle instrument = application.Instrument(index);
-    if (instrument.PaneCount() == 0) continue;
-    const auto kind = KindOf(instrument.Events());
-    if (!kind) continue;
-    const auto reference = references.find(instrument.ClassName());
-    regulators.push_back({instrument, *kind,
-                          reference == references.end() ? TBandProcedures{} : reference->second.Band(),
-                          CRegulatorSummary(application.Period())});
-  }
-}
+CRegulatorWatch::CRegulatorWatch(const CObservation& theObservation, double periodSeconds, TNoteSink noteSink)
+    : observation(theObservation),
+      note(std::move(noteSink)),
+      watched(observation.Regulators().size(), {CRegulatorSummary(periodSeconds)}) {}
 
 void CRegulatorWatch::Observe() {
-  for (TWatched& watched : regulators) {
-    const runtime::TPane wish = watched.instrument.Pane(runtime::kWishPane);
-    const runtime::TPane value = watched.instrument.Pane(runtime::kValuePane);
-    const runtime::TPane output = watched.instrument.Pane(runtime::kOutputPane);
-    watched.summary.Feed({application.Time(), wish.value, value.value, output.value, BandOf(watched)});
-    NoteLimit(watched, wish, "wish", &watched.wishLimited);
-    NoteLimit(watched, value, "value", &watched.valueLimited);
+  for (std::size_t i = 0; i < watched.size(); ++i) {
+    const TRegulator& regulator = observation.Regulators()[i];
+    const TObserved& row = observation.Rows()[i];
+    watched[i].summary.Feed({observation.Time(), row.Wish(), row.Value(), row.Output(), row.band});
+    NoteLimit(regulator, row.panes[runtime::kWishPane], "wish", &watched[i].wishLimited);
+    NoteLimit(regulator, row.panes[runtime::kValuePane], "value", &watched[i].valueLimited);
   }
 }
 
-std::optional<TBand> CRegulatorWatch::BandOf(const TWatched& watched) {
-  const auto answer = [&](const std::string& procedure) -> std::optional<double> {
-    arguments.assign(1, 0.0);
-    if (procedure.empty() || !watched.instrument.Call(procedure, &arguments)) return std::nullopt;
-    return arguments[0];
-  };
-  const auto plus = answer(watched.band.plus);
-  const auto minus = answer(watched.band.minus);
-  if (!plus || !minus) return std::nullopt;
-  return TBand{*plus, *minus};
-}
-
-void CRegulatorWatch::NoteLimit(const TWatched& watched, const runtime::TPane& pane, const char* what, bool* said) {
+void CRegulatorWatch::NoteLimit(const TRegulator& regulator, const runtime::TPane& pane, const char* what, bool* said) {
   if (*said || pane.limitedPeriods == 0) return;
   *said = true;
-  note(watched.instrument.Name(), std::string("the ") + what + " is limited by its pane to " +
-                                      Significant(pane.rangeFrom) + " … " + Significant(pane.rangeTo));
+  note(regulator.instrument.Name(), std::string("the ") + what + " is limited by its pane to " +
+                                        Significant(pane.rangeFrom) + " … " + Significant(pane.rangeTo));
 }
 
 std::vector<CRegulatorWatch::TSummary> CRegulatorWatch::Summaries() const {
   std::vector<TSummary> summaries;
-  for (const TWatched& watched : regulators) {
-    const runtime::CInstrumentHandle& instrument = watched.instrument;
-    const TRegulatorReport report = {watched.kind, instrument.QuantityUnit(), instrument.OutputUnit(),
-                                     instrument.Pane(runtime::kWishPane).limitedPeriods,
-                                     instrument.Pane(runtime::kValuePane).limitedPeriods};
-    summaries.push_back({instrument, report, ReportRows(watched.summary, report)});
+  for (std::size_t i = 0; i < watched.size(); ++i) {
+    const auto& [instrument, kind, reference] = observation.Regulators()[i];
+    const auto& panes = observation.Rows()[i].panes;
+    const TRegulatorReport report = {kind, instrument.QuantityUnit(), instrument.OutputUnit(),
+                                     panes[runtime::kWishPane].limitedPeriods,
+                                     panes[runtime::kValuePane].limitedPeriods};
+    summaries.push_back({instrument, report, ReportRows(watched[i].summary, report)});
   }
   return summaries;
 }

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "runtime/runtime.h"
-#include "workbench/plugin_folder.h"
+#include "workbench/run/observation.h"
 #include "workbench/run/summary.h"
 
 namespace workbench {
@@ -19,9 +19,10 @@ class CRegulatorWatch {
   // something: instrument, text.
   using TNoteSink = std::function<void(const std::string&, const std::string&)>;
 
-  CRegulatorWatch(const runtime::CApplication& application, const TReferences& references, TNoteSink noteSink);
+  // The observation outlives the watch.
+  CRegulatorWatch(const CObservation& observation, double periodSeconds, TNoteSink noteSink);
 
-  // After each period.
+  // After each period, once it is observed.
   void Observe();
   // The rows of each regulator's table, in the order of definition.
   struct TSummary {
@@ -35,21 +36,16 @@ class CRegulatorWatch {
 
  private:
   struct TWatched {
-    runtime::CInstrumentHandle instrument;
-    ERegulatorKind kind;
-    TBandProcedures band;
     CRegulatorSummary summary;
     bool wishLimited = false;  // and said so
     bool valueLimited = false;
   };
 
-  std::optional<TBand> BandOf(const TWatched& watched);
-  void NoteLimit(const TWatched& watched, const runtime::TPane& pane, const char* what, bool* said);
+  void NoteLimit(const TRegulator& regulator, const runtime::TPane& pane, const char* what, bool* said);
 
-  const runtime::CApplication& application;
+  const CObservation& observation;
   TNoteSink note;
-  std::vector<TWatched> regulators;
-  std::vector<double> arguments;  // of a call
+  std::vector<TWatched> watched;  // by regulator
 };
 
 }  // namespace workbench

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <string_view>
-#include <utility>
 
 #include "workbench/text.h"
 
@@ -33,17 +31,6 @@ std::string OutsideText(const CRegulatorSummary& summary) {
 }
 
 }  // namespace
-
-std::optional<ERegulatorKind> KindOf(const std::vector<runtime::TNamed>& events) {
-  static constexpr std::pair<std::string_view, ERegulatorKind> kShapes[] = {
-      {"__R", ERegulatorKind::kContinuous}, {"__l", ERegulatorKind::kTwoState}, {"__ll", ERegulatorKind::kIncremental}};
-  for (const auto& event : events) {
-    for (const auto& [letters, kind] : kShapes) {
-      if (event.name.ends_with(letters)) return kind;
-    }
-  }
-  return std::nullopt;
-}
 
 void CRegulatorSummary::Feed(const TSample& sample) {
   const double error = sample.wish - sample.value;

@@ -36,15 +36,9 @@
 #include <string>
 #include <vector>
 
-#include "runtime/runtime.h"
-
 namespace workbench {
 
 enum class ERegulatorKind { kContinuous, kTwoState, kIncremental };
-
-// By the shape of its events' letters: one real, one boolean, two booleans.
-// None when no event has such letters.
-std::optional<ERegulatorKind> KindOf(const std::vector<runtime::TNamed>& events);
 
 struct TBand {
   double plus;   // above the wish

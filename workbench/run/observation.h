@@ -1,0 +1,73 @@
+// What the regulators of a run show, read once after each period for all who
+// look on.
+#ifndef LOOPBOX_WORKBENCH_RUN_OBSERVATION_H
+#define LOOPBOX_WORKBENCH_RUN_OBSERVATION_H
+
+#include <array>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "runtime/runtime.h"
+#include "workbench/plugin_folder.h"
+#include "workbench/run/summary.h"
+
+namespace workbench {
+
+struct TRegulator {
+  runtime::CInstrumentHandle instrument;
+  ERegulatorKind kind;
+  const CReference* reference;  // of its class; null: it has none
+
+  bool HasBand() const;
+};
+
+// One regulator at the end of a period.
+struct TObserved {
+  std::array<runtime::TPane, 3> panes;  // by EPane
+  std::optional<TBand> band;            // none: not asked for, or not known
+  // In the order of the reference's columns, NaN where a procedure's name does
+  // not resolve now; empty: not asked for.
+  std::vector<double> state;
+
+  double Wish() const { return panes[runtime::kWishPane].value; }
+  double Value() const { return panes[runtime::kValuePane].value; }
+  double Output() const { return panes[runtime::kOutputPane].value; }
+};
+
+class CObservation {
+ public:
+  // What costs calls of procedures is read for those who want it only.
+  struct TWanted {
+    bool band = false;
+    bool state = false;
+  };
+
+  // Both outlive the observation.
+  CObservation(const runtime::CApplication& application, const TReferences& references, TWanted wanted);
+
+  // After each period.
+  void Observe();
+
+  double Time() const { return time; }  // seconds, of the period read last
+  // In the order of definition, and what each showed then.
+  const std::vector<TRegulator>& Regulators() const { return regulators; }
+  std::span<const TObserved> Rows() const { return rows; }
+
+ private:
+  void ObserveBand(const TRegulator& regulator, TObserved* row);
+  void ObserveState(const TRegulator& regulator, TObserved* row);
+  std::optional<double> Answer(const TRegulator& regulator, const std::string& procedure);
+
+  const runtime::CApplication& application;
+  TWanted wanted;
+  double time = 0.0;
+  std::vector<TRegulator> regulators;
+  std::vector<TObserved> rows;
+  std::vector<double> arguments;  // of a call
+};
+
+}  // namespace workbench
+
+#endif
