@@ -1,4 +1,5 @@
-#include <cstdio>
+#include <cmath>
+#include <nlohmann/json.hpp>
 
 #include "validation/validation.h"
 
@@ -6,47 +7,33 @@ namespace validation {
 
 namespace {
 
-std::string Quoted(const std::string& text) {
-  std::string quoted = "\"";
-  for (const char c : text) {
-    if (c == '"' || c == '\\') {
-      quoted += '\\';
-      quoted += c;
-    } else if (static_cast<unsigned char>(c) < 0x20) {
-      char escaped[8];
-      std::snprintf(escaped, sizeof escaped, "\\u%04x", static_cast<unsigned>(c));
-      quoted += escaped;
-    } else {
-      quoted += c;
-    }
-  }
-  return quoted + '"';
-}
+using TJson = nlohmann::ordered_json;
 
-std::string Field(const char* name, const std::string& value) { return Quoted(name) + ": " + value; }
-
-std::string Case(const TResult& result) {
-  char seconds[32];
-  std::snprintf(seconds, sizeof seconds, "%.3f", result.seconds);
-  return "    {" + Field("name", Quoted(result.name)) + ", " +
-         Field("class", result.className.empty() ? "null" : Quoted(result.className)) + ", " +
-         Field("outcome", Quoted(Word(result.outcome))) + ", " + Field("message", Quoted(result.message)) + ", " +
-         Field("claim", Quoted(result.claim)) + ", " + Field("seconds", seconds) + "}";
+TJson Case(const TResult& result) {
+  return {{"name", result.name},
+          {"class", result.className.empty() ? TJson() : TJson(result.className)},
+          {"outcome", Word(result.outcome)},
+          {"message", result.message},
+          {"claim", result.claim},
+          {"seconds", std::round(result.seconds * 1000) / 1000}};
 }
 
 }  // namespace
 
 std::string Json(const TReport& report) {
-  std::string text = "{\n  \"schema\": 1,\n  " + Field("plugin", Quoted(report.plugin)) + ",\n  \"classes\": [";
-  for (std::size_t i = 0; i < report.classes.size(); ++i) text += (i == 0 ? "" : ", ") + Quoted(report.classes[i]);
-  text += "],\n  \"cases\": [";
-  for (std::size_t i = 0; i < report.results.size(); ++i) text += (i == 0 ? "\n" : ",\n") + Case(report.results[i]);
-  text += "\n  ],\n  \"summary\": {";
+  TJson document = {{"schema", 1},
+                    {"plugin", report.plugin},
+                    {"classes", report.classes},
+                    {"cases", TJson::array()},
+                    {"summary", TJson::object()},
+                    {"conforms", report.Conforms()}};
+  for (const TResult& result : report.results) document["cases"].push_back(Case(result));
   for (const EOutcome outcome :
        {EOutcome::kPassed, EOutcome::kWarning, EOutcome::kSkipped, EOutcome::kFailed, EOutcome::kCrashed}) {
-    text += (outcome == EOutcome::kPassed ? "" : ", ") + Field(Word(outcome), std::to_string(report.CountOf(outcome)));
+    document["summary"][Word(outcome)] = report.CountOf(outcome);
   }
-  return text + "},\n  " + Field("conforms", report.Conforms() ? "true" : "false") + "\n}\n";
+  // What a plug-in says may be no UTF-8; those bytes are replaced.
+  return document.dump(2, ' ', false, TJson::error_handler_t::replace) + "\n";
 }
 
 }  // namespace validation

@@ -93,6 +93,15 @@ class CReport {
   std::vector<double> values;  // of a period
 };
 
+// A panel of the plot as the page shows it.
+struct TShownPanel {
+  std::size_t panel;  // of the plot's
+  std::size_t regulator;
+  bool low;  // and without marks, from zero
+};
+
+// What the page's script draws, in the form that stands in the page.
+std::string ReportData(const CReport& report, const std::vector<TShownPanel>& panels);
 // The page; the watch has the report's regulators in the same order.
 std::string ReportPage(const CReport& report, const CRegulatorWatch& watch, bool complete);
 

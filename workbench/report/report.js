@@ -58,30 +58,6 @@
       .filter((annotation) => annotation !== null);
   }
 
-  // Dygraphs begins a step curve anew at each point, which leaves a dash no
-  // room: draws it in one stroke.
-  function dashedSteps({ points, drawingContext: context, color, strokeWidth }, dash) {
-    let last = null;
-    context.save();
-    context.strokeStyle = color;
-    context.lineWidth = strokeWidth;
-    context.setLineDash(dash);
-    context.beginPath();
-    for (const point of points) {
-      if (point.yval === null) continue;
-      if (Number.isNaN(point.canvasy)) {
-        last = null;
-        continue;
-      }
-      if (last) context.lineTo(point.canvasx, last.canvasy);
-      else context.moveTo(point.canvasx, point.canvasy);
-      context.lineTo(point.canvasx, point.canvasy);
-      last = point;
-    }
-    context.stroke();
-    context.restore();
-  }
-
   function draw(element) {
     const panel = data.panels[Number(element.dataset.panel)];
     const curves = panel.curves;
@@ -91,23 +67,17 @@
     const series = {};
     for (const curve of curves) {
       series[curve.name] = { color: curve.color, stepPlot: curve.holds, strokePattern: curve.dash, strokeWidth: curve.dash ? 1.3 : 1.8 };
-      if (curve.dash && curve.holds) series[curve.name].plotter = (event) => dashedSteps(event, curve.dash);
+      if (curve.dash && curve.holds) series[curve.name].plotter = (event) => loopboxPlots.dashedSteps(event, curve.dash);
     }
     const plot = new Dygraph(element, rows, {
-      labels, series, connectSeparatedPoints: true, legend: "always", labelsDiv: element.previousElementSibling,
-      labelsSeparateLines: false, xlabel: "time, s", ylabel: panel.unit, includeZero: panel.zero,
+      labels, series, connectSeparatedPoints: true, plugins: [loopboxPlots.legend(element.previousElementSibling, curves)],
+      xlabel: "time, s", ylabel: loopboxPlots.label(panel.unit), includeZero: panel.zero,
       gridLineColor: "rgba(128,128,128,0.35)", axisLineColor: "rgba(128,128,128,0.8)", animatedZooms: false,
-      digitsAfterDecimal: 4, xRangePad: 4, yRangePad: 8, axisLabelFontSize: 12, highlightCircleSize: 3,
+      xRangePad: 4, yRangePad: 8, axisLabelFontSize: 12, highlightCircleSize: 3,
       dateWindow: [data.from, data.to],
       zoomCallback: (from, to) => show(from, to, plot),
       drawCallback: (drawn, initial) => {
         if (!initial && !moving) show(...drawn.xAxisRange(), drawn);
-      },
-      legendFormatter: (legend) => {
-        const time = legend.x === undefined ? "" : "t = " + legend.xHTML + " s  ";
-        return time + legend.series.filter((one) => one.isVisible).map((one) =>
-          '<span style="color:' + one.color + '">' + one.dashHTML + " " + one.labelHTML +
-          (one.y === undefined || one.yHTML === undefined ? "" : " = " + one.yHTML) + "</span>").join("  ");
       },
     });
     plot.setAnnotations(annotationsOf(panel, rows, labels[1]));

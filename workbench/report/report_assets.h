@@ -8,10 +8,6 @@ namespace workbench {
 
 std::string_view ReportScript();
 std::string_view ReportStyle();
-// dygraphs, the plotting library, and what its licence asks to be kept.
-std::string_view PlottingScript();
-std::string_view PlottingStyle();
-std::string_view PlottingLicence();
 
 }  // namespace workbench
 

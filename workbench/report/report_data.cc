@@ -1,0 +1,129 @@
+// What the report's script draws, as JSON.
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "page/page.h"
+#include "workbench/report/report.h"
+
+namespace workbench {
+namespace {
+
+using TJson = nlohmann::ordered_json;
+
+// Eight significant digits, and no decimal point without need: a page has many
+// numbers. Null: not finite.
+TJson Number(double value) {
+  constexpr int kDigits = 8;
+  constexpr double kWhole = 1e15;  // below it whole numbers are written in full
+  if (!std::isfinite(value)) return nullptr;
+  char digits[32];
+  const char* const end =
+      std::to_chars(digits, digits + sizeof digits, value, std::chars_format::scientific, kDigits - 1).ptr;
+  double rounded = 0.0;
+  std::from_chars(digits, end, rounded);
+  if (std::fabs(rounded) < kWhole && rounded == std::trunc(rounded)) return static_cast<std::int64_t>(rounded);
+  return rounded;
+}
+
+TJson List(const std::vector<double>& numbers) {
+  TJson list = TJson::array();
+  for (const double number : numbers) list.push_back(Number(number));
+  return list;
+}
+
+// The times at which a plot's curves have points: where a bucket is more than
+// one sample, two, the second in its middle; at the end the last sample.
+std::vector<double> PointTimes(const painting::CPlot& plot) {
+  std::vector<double> points;
+  const std::vector<double>& times = plot.Times();
+  for (std::size_t i = 0; i < times.size(); ++i) {
+    points.push_back(times[i]);
+    if (plot.PerBucket() == 1) continue;
+    points.push_back(times[i] + (((i + 1 < times.size()) ? times[i + 1] : plot.LastTime()) - times[i]) / 2);
+  }
+  if (!times.empty() && plot.LastTime() > points.back()) points.push_back(plot.LastTime());
+  return points;
+}
+
+// The lowest and the highest in the order that is nearer to the first sample.
+std::vector<double> Points(const painting::CPlot& plot, std::size_t curve) {
+  std::vector<double> points;
+  const std::vector<painting::TPlotBucket>& buckets = plot.Buckets(curve);
+  for (const painting::TPlotBucket& bucket : buckets) {
+    if (plot.PerBucket() == 1) {
+      points.push_back(bucket.last);
+      continue;
+    }
+    const bool rises = !(bucket.first - bucket.lowest > bucket.highest - bucket.first);
+    points.push_back(rises ? bucket.lowest : bucket.highest);
+    points.push_back(rises ? bucket.highest : bucket.lowest);
+  }
+  if (!buckets.empty()) points.push_back(buckets.back().last);
+  return points;
+}
+
+TJson Curve(const painting::TPlotCurve& drawn, const std::vector<double>& points) {
+  return {{"name", drawn.name},   {"color", page::Color(drawn.color)},
+          {"holds", drawn.holds}, {"dash", drawn.name.starts_with("band") ? TJson({2, 3}) : TJson()},
+          {"other", false},       {"values", List(points)}};
+}
+
+// The same curve of the earlier run.
+TJson CurveBefore(TJson curve, const std::vector<double>& points) {
+  curve["name"] = curve["name"].get<std::string>() + " before";
+  curve["dash"] = {6, 4};
+  curve["other"] = true;
+  curve["values"] = List(points);
+  return curve;
+}
+
+// The column of a trace in which a curve stands; empty: in none.
+std::string ColumnOf(const std::string& regulator, const std::string& curve) {
+  if (curve == "wish") return regulator + ".wish_value";
+  if (curve == "value" || curve == "output") return regulator + "." + curve;
+  return std::string();
+}
+
+TJson Panel(const CReport& report, const TShownPanel& shown) {
+  const painting::CPlot& plot = report.Plot();
+  const TReportComparison& comparison = report.Comparison();
+  const std::string& regulator = report.Instrument(shown.regulator).Name();
+  TJson curves = TJson::array();
+  for (const std::size_t curve : plot.Panels()[shown.panel].curves) {
+    const painting::TPlotCurve& drawn = plot.Curves()[curve];
+    curves.push_back(Curve(drawn, Points(plot, curve)));
+    const auto found = std::find(comparison.columns.begin(), comparison.columns.end(), ColumnOf(regulator, drawn.name));
+    if (found == comparison.columns.end()) continue;
+    const auto column = static_cast<std::size_t>(found - comparison.columns.begin());
+    curves.push_back(CurveBefore(curves.back(), Points(comparison.plot, column)));
+  }
+  return {{"unit", plot.Panels()[shown.panel].unit},
+          {"regulator", regulator},
+          {"marked", !shown.low},
+          {"zero", shown.low},
+          {"curves", std::move(curves)}};
+}
+
+}  // namespace
+
+std::string ReportData(const CReport& report, const std::vector<TShownPanel>& panels) {
+  const runtime::CApplication& application = report.Application();
+  const painting::CPlot& other = report.Comparison().plot;
+  TJson data = {{"from", 0},
+                {"to", Number(std::max({application.Time(), other.LastTime(), application.Period()}))},
+                {"times", List(PointTimes(report.Plot()))},
+                {"otherTimes", List(PointTimes(other))},
+                {"marks", TJson::array()},
+                {"panels", TJson::array()}};
+  for (const TReportMark& mark : report.Marks()) {
+    data["marks"].push_back({{"time", Number(mark.time)}, {"instrument", mark.instrument}, {"text", mark.text}});
+  }
+  for (const TShownPanel& panel : panels) data["panels"].push_back(Panel(report, panel));
+  return page::ScriptText(data);
+}
+
+}  // namespace workbench
