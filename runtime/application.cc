@@ -194,11 +194,12 @@ std::vector<std::string> CInstrumentHandle::Files() const {
   return files;
 }
 
-bool CInstrumentHandle::Call(const std::string& procedure, std::vector<double>* arguments) const {
+CProcedureName::CProcedureName(const std::string& theName) : name(Utf16(theName)), letters(LettersOf(theName)) {}
+
+bool CInstrumentHandle::Call(const CProcedureName& procedure, std::vector<double>* arguments) const {
   hx_vinst::CInstrument& object = *State().object;
-  const std::u16string name = Utf16(procedure);
+  const auto& [name, letters] = procedure;
   const std::uint32_t identifier = object.GetIdOfName(static_cast<std::uint32_t>(name.size()), name.c_str(), 0);
-  const std::string letters = LettersOf(procedure);
   if (identifier == hx_vinst::kNoIdentifier || letters.size() != arguments->size()) return false;
   std::vector<hx_expr::TValue> values(arguments->size());
   for (std::size_t i = 0; i < values.size(); ++i) {

@@ -149,6 +149,17 @@ struct TDefinitionEntry {
 struct TInstrumentState;
 struct TApplicationState;
 
+// A procedure's name, `Name__letters`, made ready for many calls.
+class CProcedureName {
+ public:
+  explicit CProcedureName(const std::string& name);
+
+ private:
+  friend class CInstrumentHandle;
+  std::u16string name;
+  std::string letters;
+};
+
 class CInstrumentHandle {
  public:
   CInstrumentHandle(TApplicationState* application, std::size_t index);
@@ -169,7 +180,10 @@ class CInstrumentHandle {
   std::vector<TNamed> Procedures() const;
   // Calls the procedure `Name__letters` if that name resolves now. Arguments
   // are numbers (booleans 0 and 1); what it returns replaces them.
-  bool Call(const std::string& procedure, std::vector<double>* arguments) const;
+  bool Call(const CProcedureName& procedure, std::vector<double>* arguments) const;
+  bool Call(const std::string& procedure, std::vector<double>* arguments) const {
+    return Call(CProcedureName(procedure), arguments);
+  }
   std::vector<TDefinitionEntry> Definition() const;
   std::uint32_t Offset() const;  // of the definition's header
   const view::CNodeView* View() const;

@@ -28,56 +28,67 @@ bool TRegulator::HasBand() const {
   return reference != nullptr && !reference->Band().plus.empty() && !reference->Band().minus.empty();
 }
 
-CObservation::CObservation(const runtime::CApplication& theApplication, const TReferences& references,
-                           TWanted whatIsWanted)
-    : application(theApplication), wanted(whatIsWanted) {
+CObservation::CObservation(const runtime::CApplication& theApplication, const TReferences& references, TWanted wanted)
+    : application(theApplication) {
   for (std::size_t index = 0; index < application.InstrumentCount(); ++index) {
     const runtime::CInstrumentHandle instrument = application.Instrument(index);
     if (instrument.PaneCount() == 0) continue;
     const auto found = references.find(instrument.ClassName());
     regulators.push_back(
         {instrument, KindOf(instrument.Events()), found == references.end() ? nullptr : &found->second});
+    calls.push_back(CallsOf(regulators.back(), wanted));
   }
   rows.resize(regulators.size());
+}
+
+CObservation::TCalls CObservation::CallsOf(const TRegulator& regulator, TWanted wanted) {
+  TCalls calls;
+  if (wanted.band && regulator.HasBand()) {
+    const TBandProcedures& band = regulator.reference->Band();
+    calls.band = {runtime::CProcedureName(band.plus), runtime::CProcedureName(band.minus)};
+  }
+  if (!wanted.state || regulator.reference == nullptr) return calls;
+  for (const runtime::TStateColumn& column : regulator.reference->State()) {
+    const runtime::TStateColumn* const last = calls.state.empty() ? nullptr : &calls.state.back().columns[0];
+    if (last == nullptr || last->procedure != column.procedure || last->argumentCount != column.argumentCount) {
+      calls.state.push_back({runtime::CProcedureName(column.procedure), {}});
+    }
+    calls.state.back().columns.push_back(column);
+  }
+  return calls;
 }
 
 void CObservation::Observe() {
   time = application.Time();
   for (std::size_t i = 0; i < regulators.size(); ++i) {
-    const TRegulator& regulator = regulators[i];
-    for (std::size_t pane = 0; pane < rows[i].panes.size(); ++pane)
-      rows[i].panes[pane] = regulator.instrument.Pane(pane);
-    if (wanted.band && regulator.HasBand()) ObserveBand(regulator, &rows[i]);
-    if (wanted.state && regulator.reference != nullptr) ObserveState(regulator, &rows[i]);
+    const runtime::CInstrumentHandle& instrument = regulators[i].instrument;
+    for (std::size_t pane = 0; pane < rows[i].panes.size(); ++pane) rows[i].panes[pane] = instrument.Pane(pane);
+    ObserveBand(instrument, calls[i], &rows[i]);
+    ObserveState(instrument, calls[i], &rows[i]);
   }
 }
 
-std::optional<double> CObservation::Answer(const TRegulator& regulator, const std::string& procedure) {
-  arguments.assign(1, 0.0);
-  if (!regulator.instrument.Call(procedure, &arguments)) return std::nullopt;
-  return arguments[0];
-}
-
-void CObservation::ObserveBand(const TRegulator& regulator, TObserved* row) {
-  const auto plus = Answer(regulator, regulator.reference->Band().plus);
-  const auto minus = Answer(regulator, regulator.reference->Band().minus);
+void CObservation::ObserveBand(const runtime::CInstrumentHandle& instrument, const TCalls& called, TObserved* row) {
+  double sides[2] = {};
+  bool known = !called.band.empty();
+  for (std::size_t side = 0; known && side < called.band.size(); ++side) {
+    arguments.assign(1, 0.0);
+    known = instrument.Call(called.band[side], &arguments);
+    sides[side] = arguments[0];
+  }
   row->band.reset();
-  if (plus && minus) row->band = TBand{*plus, *minus};
+  if (known) row->band = TBand{sides[0], sides[1]};
 }
 
-// Columns of one procedure stand together, so that it is called once for them.
-void CObservation::ObserveState(const TRegulator& regulator, TObserved* row) {
+void CObservation::ObserveState(const runtime::CInstrumentHandle& instrument, const TCalls& called, TObserved* row) {
   row->state.clear();
-  const std::string* called = nullptr;
-  bool resolves = false;
-  for (const runtime::TStateColumn& column : regulator.reference->State()) {
-    if (called == nullptr || *called != column.procedure || arguments.size() != column.argumentCount) {
-      called = &column.procedure;
-      arguments.assign(column.argumentCount, 0.0);
-      resolves = regulator.instrument.Call(column.procedure, &arguments);
+  for (const TStateCall& call : called.state) {
+    arguments.assign(call.columns[0].argumentCount, 0.0);
+    const bool resolves = instrument.Call(call.procedure, &arguments);
+    for (const runtime::TStateColumn& column : call.columns) {
+      const double answer = resolves ? arguments[column.argument] : kNone;
+      row->state.push_back(column.negate ? -answer : answer);
     }
-    const double answer = resolves ? arguments[column.argument] : kNone;
-    row->state.push_back(column.negate ? -answer : answer);
   }
 }
 

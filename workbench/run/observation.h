@@ -56,15 +56,25 @@ class CObservation {
   std::span<const TObserved> Rows() const { return rows; }
 
  private:
-  void ObserveBand(const TRegulator& regulator, TObserved* row);
-  void ObserveState(const TRegulator& regulator, TObserved* row);
-  std::optional<double> Answer(const TRegulator& regulator, const std::string& procedure);
+  // Columns of one procedure that stand together: it is called once for them.
+  struct TStateCall {
+    runtime::CProcedureName procedure;
+    std::vector<runtime::TStateColumn> columns;
+  };
+  struct TCalls {
+    std::vector<runtime::CProcedureName> band;  // plus and minus, or none
+    std::vector<TStateCall> state;
+  };
+
+  static TCalls CallsOf(const TRegulator& regulator, TWanted wanted);
+  void ObserveBand(const runtime::CInstrumentHandle& instrument, const TCalls& called, TObserved* row);
+  void ObserveState(const runtime::CInstrumentHandle& instrument, const TCalls& called, TObserved* row);
 
   const runtime::CApplication& application;
-  TWanted wanted;
   double time = 0.0;
   std::vector<TRegulator> regulators;
-  std::vector<TObserved> rows;
+  std::vector<TCalls> calls;      // by regulator
+  std::vector<TObserved> rows;    // by regulator
   std::vector<double> arguments;  // of a call
 };
 
