@@ -127,9 +127,9 @@ std::string Text(const TShape& shape) {
 
 CBenchRun::CBenchRun(const std::string& text) : application(ReadText(text)) {
   runtime::TItem ramp;
-  if (!application->FindItem("ramp", &ramp).empty()) return;
-  ramps.push_back(ramp);
   std::string error;
+  if (!application->FindItem("ramp", &ramp, &error)) return;
+  ramps.push_back(ramp);
   if (!application->AddLink(*this, &error)) Fail(error);
 }
 

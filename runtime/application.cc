@@ -84,13 +84,12 @@ double CApplication::ElementValue(std::size_t index, std::size_t item) const {
   return state->data.AsDouble(static_cast<std::int32_t>(index), static_cast<std::uint32_t>(item));
 }
 
-std::string CApplication::FindItem(const std::string& name, TItem* item) const {
+bool CApplication::FindItem(const std::string& name, TItem* item, std::string* error) const {
   std::int32_t element = 0;
   std::uint32_t index = 0;
-  const char* const problem = state->data.FindItem(name, state->declaredCount, &element, &index);
-  if (problem != nullptr) return problem;
+  if (!state->data.FindItem(name, state->declaredCount, &element, &index, error)) return false;
   *item = {static_cast<std::size_t>(element), index};
-  return std::string();
+  return true;
 }
 
 const char* CApplication::WriterOf(TItem item) const {
@@ -104,9 +103,8 @@ const char* CApplication::WriterOf(TItem item) const {
   return nullptr;
 }
 
-std::string CApplication::ReadValue(std::size_t index, const std::string& text, double* value) const {
-  const char* const problem = runtime::ReadValue(state->data[static_cast<std::int32_t>(index)].type, text, value);
-  return problem == nullptr ? std::string() : problem;
+bool CApplication::ReadValue(std::size_t index, const std::string& text, double* value, std::string* error) const {
+  return runtime::ReadValue(state->data[static_cast<std::int32_t>(index)].type, text, value, error);
 }
 
 void CApplication::SetElementValue(TItem item, double value) {

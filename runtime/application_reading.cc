@@ -59,7 +59,7 @@ class CApplicationReader {
   void ReadInstrumentHeader(std::uint32_t header);
   void CheckNames();
   void SetInitialValues();
-  std::string SetInitialValue(std::string_view target, const std::string& value);
+  bool SetInitialValue(std::string_view target, const std::string& value, std::string* error);
   void SettleTimes();
   bool MakeInstruments();
   void RunScripts();
@@ -251,28 +251,27 @@ void CApplicationReader::CheckNames() {
 // NAME or NAME[INDEX], and a number, true or false, from the command line.
 void CApplicationReader::SetInitialValues() {
   for (const auto& [target, value] : application.options.initialValues) {
-    const std::string message = SetInitialValue(target, value);
-    if (message.empty()) continue;
+    std::string error;
+    if (SetInitialValue(target, value, &error)) continue;
     TDiagnostic diagnostic;
-    diagnostic.message.append(target).append("=").append(value).append(": ").append(message);
+    diagnostic.message.append(target).append("=").append(value).append(": ").append(error);
     application.diagnostics->push_back(std::move(diagnostic));
   }
 }
 
-std::string CApplicationReader::SetInitialValue(std::string_view target, const std::string& value) {
+bool CApplicationReader::SetInitialValue(std::string_view target, const std::string& value, std::string* error) {
   std::int32_t element = 0;
   std::uint32_t index = 0;
-  const char* problem = application.data.FindItem(target, application.declaredCount, &element, &index);
-  if (problem != nullptr) return problem;
+  if (!application.data.FindItem(target, application.declaredCount, &element, &index, error)) return false;
   double number = 0.0;
-  problem = ReadValue(application.data[element].type, value, &number);
-  if (problem != nullptr) return problem;
+  if (!ReadValue(application.data[element].type, value, &number, error)) return false;
   const TDataElement& found = application.data[element];
   if (application.process.Computes(static_cast<const std::byte*>(found.values) + index * TypeSize(found.type))) {
-    return "the process computes it from the start";
+    *error = "the process computes it from the start";
+    return false;
   }
   application.data.SetFromDouble(element, index, number);
-  return std::string();
+  return true;
 }
 
 void CApplicationReader::SettleTimes() {

@@ -48,8 +48,9 @@ TItem CBlockText::ExpectItem() {
   std::int32_t element = 0;
   std::uint32_t index = 0;
   const TApplicationState& application = state.application;
-  if (const char* problem = application.data.FindItem(name, application.declaredCount, &element, &index)) {
-    Fail(place, name + ": " + problem);
+  std::string error;
+  if (!application.data.FindItem(name, application.declaredCount, &element, &index, &error)) {
+    Fail(place, name + ": " + error);
   }
   return {static_cast<std::size_t>(element), index};
 }

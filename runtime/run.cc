@@ -66,12 +66,12 @@ void RunPeriod(TApplicationState& application) {
 }
 
 void KeepLearnt(TApplicationState& application, std::uint32_t reason) {
-  TakeWriteFailure();
+  std::string error;
+  CheckWrites(&error);  // what failed before is none of this event's
   for (TInstrumentState& instrument : application.instruments) {
     vcore::TEvent event = {{vcore::kEventKeep, reason, 0, 0}};
     instrument.object->ReceiveEvent(&event);
-    const std::string failure = TakeWriteFailure();
-    if (!failure.empty()) application.Report(Utf8(instrument.object->name), failure);
+    if (!CheckWrites(&error)) application.Report(Utf8(instrument.object->name), error);
   }
 }
 

@@ -127,6 +127,15 @@ struct TRunTimeMessage {
 // The panes of a regulator, in the order in which it registers its meters.
 enum EPane : std::size_t { kOutputPane = 0, kWishPane = 1, kValuePane = 2 };
 
+// What a pane is called, in the order of a trace's columns.
+struct TPaneName {
+  EPane pane;
+  const char* column;  // of a trace, behind the instrument's name
+  const char* word;    // in a text for people
+};
+inline constexpr TPaneName kPaneNames[] = {
+    {kWishPane, "wish_value", "wish"}, {kValuePane, "value", "value"}, {kOutputPane, "output", "output"}};
+
 struct TPane {
   double value = 0.0;
   double rangeFrom = 0.0;
@@ -237,14 +246,14 @@ class CApplication {
   std::size_t ElementCount() const;
   TElement Element(std::size_t index) const;
   double ElementValue(std::size_t index, std::size_t item) const;  // booleans 0 and 1
-  // An item by what heads its column in a trace, NAME or NAME[INDEX]. What is
-  // wrong with the name; empty when it is found.
-  std::string FindItem(const std::string& name, TItem* item) const;
+  // An item by what heads its column in a trace, NAME or NAME[INDEX]. False when
+  // there is none, with what is wrong with the name.
+  bool FindItem(const std::string& name, TItem* item, std::string* error) const;
   // Who writes the item in each period: null for nobody.
   const char* WriterOf(TItem item) const;
-  // Reads a text as a value of the element's type. What was expected; empty when
-  // that is what it is.
-  std::string ReadValue(std::size_t index, const std::string& text, double* value) const;
+  // Reads a text as a value of the element's type. False when it is none, with
+  // what was expected.
+  bool ReadValue(std::size_t index, const std::string& text, double* value, std::string* error) const;
   void SetElementValue(TItem item, double value);
   // Opens a link and takes it among the others; before the first period. It
   // outlives the run. False with a message when it can't be opened, or would

@@ -14,12 +14,6 @@ namespace runtime {
 
 namespace {
 
-// Panes in the order of their columns, which is not that of registration.
-constexpr struct {
-  const char* name;
-  EPane pane;
-} kPaneColumns[] = {{"wish_value", kWishPane}, {"value", kValuePane}, {"output", kOutputPane}};
-
 constexpr std::string_view kLineEnd = "\r\n";
 
 static_assert(static_cast<int>(EType::kReal) == 0 && static_cast<int>(EType::kBoolean) == 1 &&
@@ -49,7 +43,7 @@ CTrace::CTrace(CApplication& theApplication, const std::vector<TStateColumn>& st
     const view::CNodeView& object = *instrument.View();
     if (instrument.IsMeter()) add("value", static_cast<const gaugekit::CMeter&>(object));
     if (instrument.PaneCount() > 0) {
-      for (const auto& column : kPaneColumns) add(column.name, *MeterOf(object, column.pane));
+      for (const TPaneName& name : kPaneNames) add(name.column, *MeterOf(object, name.pane));
     }
     for (const TStateColumn& column : stateColumns) {
       if (column.className != instrument.ClassName()) continue;

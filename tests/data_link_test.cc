@@ -21,8 +21,7 @@ class CNotingLink final : public runtime::CDataLink {
   bool Open(runtime::CApplication& opened, std::string* error) override {
     application = &opened;
     for (const std::string& name : names) {
-      *error = application->FindItem(name, &items.emplace_back());
-      if (!error->empty()) return false;
+      if (!application->FindItem(name, &items.emplace_back(), error)) return false;
     }
     return true;
   }

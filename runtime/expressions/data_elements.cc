@@ -97,19 +97,20 @@ void ReadEntry(CLexer& lexer, CDataElements& elements) {
 const char* TypeName(EType type) { return kTypes[static_cast<std::size_t>(type)].name; }
 std::size_t TypeSize(EType type) { return kTypes[static_cast<std::size_t>(type)].size; }
 
-const char* ReadValue(EType type, std::string_view text, double* value) {
-  const char* const truth = "expected true or false";
-  if (text == "true" || text == "false") {
-    if (type != EType::kBoolean) return "expected a number";
-    *value = text == "true" ? 1.0 : 0.0;
-  } else if (!ParseWhole(text, value) || !std::isfinite(*value)) {
-    return type == EType::kBoolean ? truth : "expected a number";
-  } else if (type == EType::kBoolean && *value != 0.0 && *value != 1.0) {
-    return truth;
-  } else if (type == EType::kInteger && *value != TruncateToInteger(*value)) {
-    return "expected a whole number of 32 bits";
+bool ReadValue(EType type, std::string_view text, double* value, std::string* error) {
+  const bool isWord = text == "true" || text == "false";
+  if (isWord) *value = text == "true" ? 1.0 : 0.0;
+  const bool isNumber = !isWord && ParseWhole(text, value) && std::isfinite(*value);
+  if (type == EType::kBoolean) {
+    if (isWord || (isNumber && (*value == 0.0 || *value == 1.0))) return true;
+    *error = "expected true or false";
+  } else if (!isNumber) {
+    *error = "expected a number";
+  } else {
+    if (type != EType::kInteger || *value == TruncateToInteger(*value)) return true;
+    *error = "expected a whole number of 32 bits";
   }
-  return nullptr;
+  return false;
 }
 
 std::int32_t TruncateToInteger(double value) {
@@ -142,20 +143,24 @@ std::int32_t CDataElements::Declare(std::string_view name, EType type, std::uint
   return index;
 }
 
-const char* CDataElements::FindItem(std::string_view target, std::int32_t count, std::int32_t* element,
-                                    std::uint32_t* index) const {
+bool CDataElements::FindItem(std::string_view target, std::int32_t count, std::int32_t* element, std::uint32_t* index,
+                             std::string* error) const {
   *index = 0;
+  const auto refuse = [error](const char* problem) {
+    *error = problem;
+    return false;
+  };
   const std::size_t bracket = target.find('[');
   const bool indexed = bracket != std::string_view::npos;
   if (indexed &&
       (target.back() != ']' || !ParseWhole(target.substr(bracket + 1, target.size() - bracket - 2), index))) {
-    return "expected NAME or NAME[INDEX]";
+    return refuse("expected NAME or NAME[INDEX]");
   }
   *element = Find(target.substr(0, bracket));
-  if (*element < 0 || *element >= count) return "there is no such data element";
+  if (*element < 0 || *element >= count) return refuse("there is no such data element");
   const TDataElement& found = (*this)[*element];
-  if (indexed != found.isArray) return found.isArray ? "an array needs an index" : "it is no array";
-  return *index < found.count ? nullptr : "the index is out of range";
+  if (indexed != found.isArray) return refuse(found.isArray ? "an array needs an index" : "it is no array");
+  return *index < found.count || refuse("the index is out of range");
 }
 
 std::int32_t CDataElements::Find(std::string_view name) const {

@@ -30,8 +30,8 @@ constexpr std::size_t kMaximumDataSize = std::size_t{256} << 20;  // bytes, all 
 std::int32_t TruncateToInteger(double value);
 
 // Reads a value of a type: a finite number, of integers a whole one of 32 bits,
-// of booleans `true`, `false`, 1 or 0. What was expected; null when it is one.
-const char* ReadValue(EType type, std::string_view text, double* value);
+// of booleans `true`, `false`, 1 or 0. False when it is none, with what was expected.
+bool ReadValue(EType type, std::string_view text, double* value, std::string* error);
 
 struct TDataElement {
   std::string name;
@@ -63,8 +63,9 @@ class CDataElements {
                        std::uint32_t mark);
   std::int32_t Find(std::string_view name) const;  // -1: none
   // NAME of a single element or NAME[INDEX] of an array's, among the first
-  // `count`. What is wrong; null when it is found.
-  const char* FindItem(std::string_view target, std::int32_t count, std::int32_t* element, std::uint32_t* index) const;
+  // `count`. False when there is none, with what is wrong.
+  bool FindItem(std::string_view target, std::int32_t count, std::int32_t* element, std::uint32_t* index,
+                std::string* error) const;
   std::int32_t Count() const { return static_cast<std::int32_t>(places.size()); }
   bool Has(std::uint32_t element) const { return element < places.size(); }
   // In order of declaration.

@@ -247,7 +247,10 @@ bool LeavesFolder(const runlib::TFileContext& context, std::u16string_view name)
   return Shielded(false, [&] { return Place(context, name).leaves; });
 }
 
-std::string TakeWriteFailure() { return std::exchange(WriteFailure(), std::string()); }
+bool CheckWrites(std::string* error) {
+  *error = std::exchange(WriteFailure(), std::string());
+  return error->empty();
+}
 
 }  // namespace runtime
 

@@ -26,9 +26,9 @@ runlib::TFileContext MakeFileContext(std::string_view folder);
 // a symbolic link.
 bool LeavesFolder(const runlib::TFileContext& context, std::u16string_view name);
 
-// Which file could last not be written, and why, whichever context it was of;
-// empty when none since the last call.
-std::string TakeWriteFailure();
+// Whether all files, of whichever context, could be written since the last call;
+// else false, with the last one that could not, and why.
+bool CheckWrites(std::string* error);
 
 }  // namespace runtime
 

@@ -34,8 +34,8 @@ bool CInputFile::MatchColumns(std::string* error) {
     if (column == timeColumn) continue;
     const std::string& name = reader->Header()[column];
     TDriven found{column, {}, 0.0};
-    const std::string problem = application->FindItem(name, &found.item);
-    if (!problem.empty()) {
+    std::string problem;
+    if (!application->FindItem(name, &found.item, &problem)) {
       Leave(name, problem);
     } else if (const char* writer = application->WriterOf(found.item)) {
       Leave(name, std::string("written by ") + writer);
@@ -59,10 +59,9 @@ CCsvReader::EOutcome CInputFile::ReadAhead(std::string* error) {
   if (outcome != CCsvReader::kRow) return outcome;
   if (!reader->Later(timeColumn, &nextTime, error)) return CCsvReader::kBad;
   for (TDriven& element : driven) {
-    const std::string problem =
-        application->ReadValue(element.item.element, reader->Field(element.column), &element.value);
-    if (problem.empty()) continue;
-    *error = reader->Complaint(element.column, problem + ", found \"" + reader->Field(element.column) + "\"");
+    const std::string& text = reader->Field(element.column);
+    if (application->ReadValue(element.item.element, text, &element.value, error)) continue;
+    *error = reader->Complaint(element.column, *error + ", found \"" + text + "\"");
     return CCsvReader::kBad;
   }
   return CCsvReader::kRow;
