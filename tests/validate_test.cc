@@ -20,7 +20,7 @@ TReport Validate(const std::string& plugin, const std::string& include = "*", do
   options.patience = patience;
   TReport report;
   std::string error;
-  EXPECT_EQ(validation::Validate(options, &report, &error), validation::EProblem::kNone) << error;
+  EXPECT_TRUE(validation::Validate(options, &report, &error)) << error;
   return report;
 }
 

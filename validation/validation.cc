@@ -64,14 +64,14 @@ std::size_t TReport::CountOf(EOutcome outcome) const {
       std::count_if(results.begin(), results.end(), [&](const TResult& result) { return result.outcome == outcome; }));
 }
 
-EProblem Validate(const TOptions& options, TReport* report, std::string* error) {
+bool Validate(const TOptions& options, TReport* report, std::string* error) {
   report->plugin = options.plugin;
   const TEnd survey = Survey(options);
   const bool loads = survey.outcome == EOutcome::kPassed;
   report->classes = Lines(survey.answer);
   std::map<std::string, TEntries> entries;
   for (const std::string& name : report->classes) {
-    if (options.reference != nullptr && !options.reference(name, &entries[name], error)) return EProblem::kReference;
+    if (options.reference != nullptr && !options.reference(name, &entries[name], error)) return false;
   }
 
   std::vector<std::pair<const TCase*, TResult>> planned;
@@ -97,7 +97,7 @@ EProblem Validate(const TOptions& options, TReport* report, std::string* error) 
         continue;
       }
       *error = "no case matches \"" + pattern + "\"";
-      return EProblem::kPattern;
+      return false;
     }
   }
 
@@ -118,9 +118,9 @@ EProblem Validate(const TOptions& options, TReport* report, std::string* error) 
     }
     report->results.push_back(std::move(result));
   }
-  if (!report->results.empty()) return EProblem::kNone;
+  if (!report->results.empty()) return true;
   *error = "the patterns leave no case";
-  return EProblem::kPattern;
+  return false;
 }
 
 const char* Word(EOutcome outcome) {

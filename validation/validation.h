@@ -53,11 +53,9 @@ struct TReport {
   bool Conforms() const { return CountOf(EOutcome::kFailed) + CountOf(EOutcome::kCrashed) == 0; }
 };
 
-// Why there is no report: a pattern that matches nothing, no case left, or a
-// reference that is wrong. The error says which.
-enum class EProblem { kNone, kPattern, kReference };
-
-EProblem Validate(const TOptions& options, TReport* report, std::string* error);
+// False with a message, and no report, when a pattern matches nothing, the
+// patterns leave no case, or a reference is wrong.
+bool Validate(const TOptions& options, TReport* report, std::string* error);
 
 const char* Word(EOutcome outcome);
 // The cases: name, what each is about (the plug-in or each class), its claim.

@@ -23,6 +23,11 @@ void Put(const std::string& text) {
 
 void PrintError(const std::string& message) { Put("loopbox: " + message + "\n"); }
 
+EExitStatus Fail(const std::string& message, EExitStatus status) {
+  PrintError(message);
+  return status;
+}
+
 void PrintDiagnostics(const std::vector<runtime::TDiagnostic>& diagnostics) {
   for (const auto& diagnostic : diagnostics) Put(runtime::Format(diagnostic));
 }

@@ -10,10 +10,13 @@
 #include <vector>
 
 #include "runtime/runtime.h"
+#include "workbench/exit_status.h"
 
 namespace workbench {
 
 void PrintError(const std::string& message);
+// The same where the program ends by it: yields the exit status.
+EExitStatus Fail(const std::string& message, EExitStatus status = kApplicationWrong);
 void PrintDiagnostics(const std::vector<runtime::TDiagnostic>& diagnostics);
 std::uint64_t CountOf(const std::vector<runtime::TDiagnostic>& diagnostics, runtime::TDiagnostic::EKind kind);
 

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <utility>
 
-#include "workbench/commands/commands.h"
+#include "workbench/exit_status.h"
 
 namespace workbench {
 namespace {

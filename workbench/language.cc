@@ -4,11 +4,7 @@
 #include <filesystem>
 #include <string_view>
 #include <system_error>
-#include <vector>
 
-#include "runtime/runtime.h"
-#include "workbench/commands/commands.h"
-#include "workbench/console.h"
 #include "workbench/plugin_folder.h"
 
 namespace workbench {
@@ -26,7 +22,7 @@ struct TFile {
 };
 
 // Those beside the program's own plug-in, which have the host's texts, then
-// those beside this one.
+// those beside this one, whose texts go first.
 std::vector<TFile> Files(const std::string& pluginPath) {
   std::vector<std::string> plugins = {PluginPath("")};
   if (!pluginPath.empty()) plugins.push_back(pluginPath);
@@ -60,24 +56,18 @@ std::set<std::string> Languages(const std::string& pluginPath) {
   return names;
 }
 
-int ChooseLanguage(const std::string& name, const std::string& pluginPath) {
+bool FindLanguage(const std::string& name, const std::string& pluginPath, std::vector<std::string>* files,
+                  std::string* error) {
+  files->clear();
   const std::string chosen = name.empty() ? OfEnvironment() : name;
-  if (chosen == kCzech || (name.empty() && chosen != kEnglish)) return kDone;
-  std::vector<std::string> paths;
+  if (chosen == kCzech || (name.empty() && chosen != kEnglish)) return true;
   for (const TFile& file : Files(pluginPath)) {
-    if (file.language == chosen) paths.push_back(file.path);
+    if (file.language == chosen) files->push_back(file.path);
   }
-  if (paths.empty()) {
-    if (name.empty()) return kDone;
-    std::string message = "--language: there is no language \"" + name + "\"; there are";
-    for (const std::string& language : Languages(pluginPath)) message += " " + language;
-    PrintError(message);
-    return kCommandLineWrong;
-  }
-  std::string error;
-  if (runtime::SetLanguage(paths, &error)) return kDone;
-  PrintError(error);
-  return kApplicationWrong;
+  if (!files->empty() || name.empty()) return true;
+  *error = "--language: there is no language \"" + name + "\"; there are";
+  for (const std::string& language : Languages(pluginPath)) *error += " " + language;
+  return false;
 }
 
 }  // namespace workbench

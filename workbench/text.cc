@@ -62,6 +62,12 @@ std::string Quantity(double value, std::string_view unit) {
 
 std::string Seconds(double seconds) { return Printed("%.*g", 10, seconds); }
 
+std::string ColorText(std::uint32_t color) {
+  char text[8];
+  std::snprintf(text, sizeof text, "#%02X%02X%02X", color & 0xFF, color >> 8 & 0xFF, color >> 16 & 0xFF);
+  return text;
+}
+
 std::string Count(std::uint64_t count, std::string_view noun) {
   std::string text = std::to_string(count).append(" ").append(noun);
   if (count != 1) text += 's';

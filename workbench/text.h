@@ -24,6 +24,8 @@ std::string Significant(double value);
 std::string Quantity(double value, std::string_view unit);
 // Enough digits for a time that is a multiple of a period: "12.5".
 std::string Seconds(double seconds);
+// A colour word 0x00BBGGRR as applications write it: "#RRGGBB".
+std::string ColorText(std::uint32_t color);
 // "1 period", "2 periods".
 std::string Count(std::uint64_t count, std::string_view noun);
 

@@ -1,6 +1,7 @@
 // `loopbox classes`: what a plug-in offers.
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -8,6 +9,7 @@
 #include "workbench/commands/class_images.h"
 #include "workbench/commands/commands.h"
 #include "workbench/console.h"
+#include "workbench/exit_status.h"
 #include "workbench/plugin_folder.h"
 #include "workbench/text.h"
 
@@ -39,11 +41,11 @@ std::string VersionText(std::uint32_t version) {
 
 void Print(const std::string& text) { std::fputs(text.c_str(), stdout); }
 
-}  // namespace
-
+// `images` is a folder for the plug-in's images; empty: they aren't written.
 int ListClasses(const std::string& pluginPath, const std::string& images) {
-  const auto plugin = LoadPlugin(pluginPath);
-  if (!plugin) return kApplicationWrong;
+  std::string error;
+  const auto plugin = LoadPlugin(pluginPath, &error);
+  if (!plugin) return Fail(error);
   CTable head;
   head.Add({"plug-in", plugin->Name()});
   head.Add({"file", plugin->Path()});
@@ -61,12 +63,22 @@ int ListClasses(const std::string& pluginPath, const std::string& images) {
   }
   if (images.empty()) return kDone;
   std::vector<std::string> written;
-  std::string error;
   const bool done = WriteImages(*plugin, images, &written, &error);
   Print("\n");
   for (const std::string& name : written) Print("written: " + name + "\n");
-  if (!done) PrintError(error);
-  return done ? kDone : kApplicationWrong;
+  return done ? kDone : Fail(error);
+}
+
+}  // namespace
+
+TCommand ClassesCommand(TCommonOptions& common) {
+  const auto images = std::make_shared<std::string>();
+  return {"classes",
+          "Say what the plug-in offers",
+          {{"--images", "DIR", images.get(), "Write the plug-in's images there, as PNG"},
+           PluginOption(common),
+           LanguageOption(common)},
+          [images, &common] { return ListClasses(common.plugin, *images); }};
 }
 
 }  // namespace workbench

@@ -2,6 +2,7 @@
 // and from the class's reference file.
 #include <algorithm>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -9,17 +10,14 @@
 #include "workbench/commands/commands.h"
 #include "workbench/console.h"
 #include "workbench/document.h"
+#include "workbench/exit_status.h"
 #include "workbench/faults.h"
 #include "workbench/plugin_folder.h"
+#include "workbench/references.h"
+#include "workbench/text.h"
 
 namespace workbench {
 namespace {
-
-std::string ColorText(std::uint32_t color) {
-  char text[16];
-  std::snprintf(text, sizeof text, "#%02X%02X%02X", color & 0xFF, color >> 8 & 0xFF, color >> 16 & 0xFF);
-  return text;
-}
 
 // What the reference tells of a name, and no longer has to tell.
 std::string Taken(std::vector<TMeaning>* meanings, const std::string& name) {
@@ -74,47 +72,69 @@ void AddReference(const CReference& reference, CDocument* document) {
   document->Table(std::move(columns));
 }
 
-}  // namespace
-
-int DescribeClass(const std::string& className, const std::string& pluginPath, bool asMarkdown) {
-  const auto plugin = LoadPlugin(pluginPath);
-  if (!plugin) return kApplicationWrong;
-  const auto& classes = plugin->Classes();
-  const auto found =
-      std::find_if(classes.begin(), classes.end(), [&](const auto& item) { return item.name == className; });
-  if (found == classes.end()) {
-    std::string message = "the plug-in has no class \"" + className + "\"; its classes are";
-    for (const auto& item : classes) message += " " + item.name;
-    PrintError(message);
-    return kApplicationWrong;
+CDocument Described(const runtime::TClass& described, const runtime::TClassDescription& description,
+                    const CReference* reference) {
+  CDocument document(described.name, described.description);
+  if (reference != nullptr) {
+    for (const std::string& remark : reference->Remarks()) document.Paragraph(remark);
   }
-  runtime::TClassDescription description;
-  TReferences references;
-  std::string error;
-  const CCrashNotice notice(plugin->Path() + ": the plug-in crashed while it described " + className);
-  if (!plugin->Describe(className, &description, &error) || !LoadReferences(*plugin, &references, &error)) {
-    PrintError(error);
-    return kApplicationWrong;
-  }
-  const auto reference = references.find(className);
-  const bool isReferred = reference != references.end();
-
-  CDocument document(className, found->description);
-  if (isReferred) {
-    for (const std::string& remark : reference->second.Remarks()) document.Paragraph(remark);
-  }
-  AddNamed("Events", description.events, isReferred ? reference->second.Events() : std::vector<TMeaning>(), &document);
-  AddNamed("Procedures", description.procedures, isReferred ? reference->second.Procedures() : std::vector<TMeaning>(),
-           &document);
+  const std::vector<TMeaning> none;
+  AddNamed("Events", description.events, reference != nullptr ? reference->Events() : none, &document);
+  AddNamed("Procedures", description.procedures, reference != nullptr ? reference->Procedures() : none, &document);
   document.Heading("Colours and their defaults");
   TDocumentTable colors = {{{"keyword", true}, {"default", true}, {"description", false}}, 3, {}};
   for (const auto& color : description.colors)
     colors.rows.push_back({color.keyword, ColorText(color.defaultColor), color.description});
   document.Table(std::move(colors));
-  if (isReferred) AddReference(reference->second, &document);
+  if (reference != nullptr) AddReference(*reference, &document);
+  return document;
+}
+
+constexpr char kMarkdown[] = "markdown";
+
+struct TDescribeOptions {
+  std::string className;
+  std::string format = "text";
+};
+
+int DescribeClass(const std::string& className, const std::string& pluginPath, bool asMarkdown) {
+  std::string error;
+  const auto plugin = LoadPlugin(pluginPath, &error);
+  if (!plugin) return Fail(error);
+  const auto& classes = plugin->Classes();
+  const auto found =
+      std::find_if(classes.begin(), classes.end(), [&](const auto& item) { return item.name == className; });
+  if (found == classes.end()) {
+    error = "the plug-in has no class \"" + className + "\"; its classes are";
+    for (const auto& item : classes) error += " " + item.name;
+    return Fail(error);
+  }
+  runtime::TClassDescription description;
+  TReferences references;
+  const CCrashNotice notice(plugin->Path() + ": the plug-in crashed while it described " + className);
+  if (!plugin->Describe(className, &description, &error) || !LoadReferences(*plugin, &references, &error)) {
+    return Fail(error);
+  }
+  const CReference* const reference = ReferenceOf(references, className);
+  const CDocument document = Described(*found, description, reference);
   std::fputs((asMarkdown ? document.Markdown() : document.Text()).c_str(), stdout);
-  if (!isReferred) PrintError("no reference of the keywords of " + className + " stands beside the plug-in");
+  if (reference == nullptr) PrintError("no reference of the keywords of " + className + " stands beside the plug-in");
   return kDone;
+}
+
+}  // namespace
+
+TCommand DescribeCommand(TCommonOptions& common) {
+  const auto options = std::make_shared<TDescribeOptions>();
+  return {
+      "describe",
+      "Say what a class offers, and its keywords",
+      {{.name = "CLASS", .value = "", .target = &options->className, .help = "The class", .isRequired = true},
+       {"--format", "text|markdown", &options->format, "As what it is printed (default: text)",
+        OneOf({"text", kMarkdown})},
+       PluginOption(common),
+       LanguageOption(common)},
+      [options, &common] { return DescribeClass(options->className, common.plugin, options->format == kMarkdown); }};
 }
 
 }  // namespace workbench

@@ -13,10 +13,12 @@
 #include "runtime/trace.h"
 #include "workbench/commands/commands.h"
 #include "workbench/console.h"
+#include "workbench/exit_status.h"
 #include "workbench/pictures/pane_pictures.h"
 #include "workbench/pictures/picture_file.h"
 #include "workbench/pictures/run_plot.h"
 #include "workbench/plugin_folder.h"
+#include "workbench/references.h"
 #include "workbench/report/report.h"
 #include "workbench/run/input_file.h"
 #include "workbench/run/observation.h"
@@ -27,6 +29,27 @@
 
 namespace workbench {
 namespace {
+
+// Names of files are empty where there is none.
+struct TRunOptions {
+  std::string file;
+  std::optional<double> period;    // seconds
+  std::optional<double> duration;  // seconds
+  std::vector<std::string> assignments;
+  std::uint64_t seed = 1;
+  std::string input;  // recorded data that drive elements
+  bool realtime = false;
+  std::optional<int> realtimePriority;  // 1 to 99; none: as it comes
+  std::string trace;
+  bool traceState = false;
+  std::uint64_t every = 1;      // periods a row
+  std::string panes;            // a picture of the window at the end
+  std::vector<double> panesAt;  // seconds: further pictures
+  std::string plot;             // a plot of the run
+  std::string report;           // a page of the run
+  std::string compare;          // an earlier trace, beside this run in the report
+  bool quiet = false;
+};
 
 std::vector<runtime::TStateColumn> StateColumns(const TReferences& references) {
   std::vector<runtime::TStateColumn> columns;
@@ -48,201 +71,29 @@ bool IsSameFile(const std::string& name, const std::string& other) {
   return !real.empty() && real == std::filesystem::weakly_canonical(other, missing);
 }
 
-// One run. Each step prints what is wrong and yields the exit status; kDone goes
-// on with the next.
+// One run, in steps. A step that fails says why.
 class CRunCommand {
  public:
-  explicit CRunCommand(const TRunOptions& theOptions)
-      : options(theOptions),
-        output(options.trace == kStandardOutput ? stderr : stdout),
-        pictures(options.panes, options.panesAt),
-        console(!options.quiet) {}
-
-  int Run() {
-    for (const auto step : {&CRunCommand::Prepare, &CRunCommand::Read, &CRunCommand::Open}) {
-      const int status = (this->*step)();
-      if (status != kDone) return status;
-    }
-    const bool complete = RunPeriods();
-    application->End();
-    console.FinishMessages();
-    return Finish(complete);
-  }
+  CRunCommand(const TRunOptions& options, const std::string& pluginPath);
+  int Run();
 
  private:
-  static int Wrong(const std::string& message) {
-    PrintError(message);
-    return kApplicationWrong;
-  }
-
-  int Prepare() {
-    plugin = LoadPlugin(options.plugin);
-    if (!plugin) return kApplicationWrong;
-    if (!LoadReferences(*plugin, &references, &error)) return Wrong(error);
-    const bool prepared =
-        pictures.Prepare(&error) && PreparePicture(options.plot, &error) && PreparePicture(options.report, &error);
-    return prepared ? kDone : Wrong(error);
-  }
-
-  int Read() {
-    runtime::TReadOptions reading;
-    reading.path = options.file;
-    reading.period = options.period;
-    reading.duration = options.duration;
-    reading.initialValues = options.initialValues;
-    reading.seed = options.seed;
-    reading.print = [this](const std::string& line) {
-      console.Print(line, output);
-      if (report) report->Mark(application ? application->Time() : 0.0, "", line);
-    };
-    if (!options.report.empty()) {
-      reading.action = [this](const std::string& instrument, const std::string& text) {
-        if (report) report->Mark(application->Time(), instrument, text);
-      };
-    }
-    std::vector<runtime::TDiagnostic> diagnostics;
-    application = ReadApplication(reading, *plugin, &diagnostics);
-    console.EraseProgress();
-    if (!application || !options.quiet) PrintDiagnostics(diagnostics);
-    if (!application) return kApplicationWrong;
-    if (!pictures.CheckTimes(application->Duration(), &error)) {
-      PrintError(error);
-      return kCommandLineWrong;
-    }
-    return CheckFiles() ? kDone : Wrong(error);
-  }
-
+  bool Prepare(std::string* error);
+  bool Read();
   // Nothing that the run writes may replace what it reads or writes itself.
-  bool CheckFiles() {
-    std::vector<std::string> used = {options.file, plugin->Path(), options.input, options.compare};
-    std::vector<std::pair<std::string, std::string>> kept;  // by whom, its file
-    for (std::size_t i = 0; i < application->InstrumentCount(); ++i) {
-      const runtime::CInstrumentHandle instrument = application->Instrument(i);
-      for (std::string& name : instrument.Files())
-        kept.emplace_back("the file of " + instrument.Name(), std::move(name));
-    }
-    std::vector<std::pair<std::string, std::string>> written;
-    if (options.trace != kStandardOutput) written.emplace_back("the trace", options.trace);
-    for (std::string& name : pictures.Names()) written.emplace_back("the picture", std::move(name));
-    written.emplace_back("the picture", options.plot);
-    written.emplace_back("the report", options.report);
-    const auto spares = [&](const std::string& what, const std::string& name) {
-      const bool taken =
-          std::any_of(used.begin(), used.end(), [&](const auto& other) { return IsSameFile(name, other); });
-      if (taken) error = name + ": " + what + " would overwrite a file that the run uses; name another one";
-      return !taken;
-    };
-    for (const auto& [what, name] : kept) {
-      if (!spares(what, name)) return false;
-    }
-    for (const auto& [what, name] : kept) used.push_back(name);
-    for (const auto& [what, name] : written) {
-      if (!spares(what, name)) return false;
-      used.push_back(name);
-    }
-    return true;
-  }
-
-  int Open() {
-    const bool watched = !options.quiet || !options.report.empty();
-    if (watched || !options.plot.empty()) {
-      observation.emplace(*application, references,
-                          CObservation::TWanted{.band = watched, .state = !options.report.empty()});
-    }
-    if (!options.plot.empty() && !plot.emplace(*observation).Begin(&error)) return Wrong(error);
-    if (!options.input.empty()) {
-      if (!application->AddLink(input.emplace(options.input), &error)) return Wrong(error);
-      if (!options.quiet) {
-        for (const std::string& note : input->Notes()) console.Note(0.0, "", note);
-      }
-    }
-    CatchInterruption();
-    if (!options.trace.empty()) {
-      std::vector<runtime::TStateColumn> state;
-      if (options.traceState) {
-        state = StateColumns(references);
-        if (state.empty()) return Wrong("--trace-state: no reference file beside the plug-in names state columns");
-      }
-      if (!trace.Open(options.trace, *application, state, &error)) return Wrong(error);
-    }
-    if (watched) {
-      watch.emplace(*observation, application->Period(),
-                    [this](const std::string& instrument, const std::string& text) {
-                      if (!options.quiet) console.Note(application->Time(), instrument, text);
-                      if (report) report->Mark(application->Time(), instrument, text);
-                    });
-    }
-    if (!options.report.empty()) {
-      report.emplace(*application, *observation);
-      if (!options.compare.empty() && !report->Compare(options.compare, &error)) return Wrong(error);
-    }
-    application->SetMessageSink([this](const runtime::TRunTimeMessage& message) {
-      console.RunTimeMessage(message);
-      if (report) report->Mark(message.time, message.instrument, message.text);
-    });
-    return kDone;
-  }
-
+  bool CheckFiles(std::string* error) const;
+  bool Open(std::string* error);
+  bool OpenTrace(std::string* error);
   // True when the run came to its end, false when it was interrupted, a link
   // failed, or its trace or a picture can't be written any more.
-  bool RunPeriods() {
-    if (options.realtimePriority) {
-      const std::string refused = TakeRealtimePriority(*options.realtimePriority);
-      if (!refused.empty()) console.Note(0.0, "", "--realtime-priority: " + refused);
-    }
-    if (options.realtime) pacer.emplace(application->Period());
-    std::string lost;
-    if (!pictures.WriteDue(*application, &pictureError)) return false;
-    while (application->PeriodsDone() < application->PeriodCount()) {
-      if (pacer) pacer->WaitFor(application->PeriodsDone() + 1);
-      if (InterruptionAsked()) return false;
-      if (!application->Step()) return application->LinkError().empty();
-      if (observation) observation->Observe();
-      if (watch) watch->Observe();
-      if (plot) plot->Observe();
-      if (report) report->Observe();
-      if (trace.IsOpen() && application->PeriodsDone() % options.every == 0) {
-        trace.WriteRow();
-        if (trace.Failed()) return false;
-        // Who follows a run in real time sees each row when it is made.
-        if (options.realtime && !trace.Flush(&lost)) return false;
-      }
-      if (!pictures.WriteDue(*application, &pictureError)) return false;
-      console.Progress(application->Time(), application->Duration());
-    }
-    return true;
-  }
-
-  int Finish(bool complete) {
-    bool done = application->LinkError().empty();
-    if (!done) PrintError(application->LinkError());
-    const auto check = [&](bool succeeded, const std::string& message) {
-      if (!succeeded) PrintError(message);
-      done = done && succeeded;
-    };
-    check(!trace.IsOpen() || trace.Close(&error), error);
-    if (pictureError.empty()) pictures.WriteLast(*application, &pictureError);
-    check(pictureError.empty(), pictureError);
-    check(!plot || plot->Write(options.plot, &error), error);
-    check(!report || report->Write(options.report, *watch, complete, &error), error);
-    if (!options.quiet) PrintSummary(complete);
-    if (!done) return kApplicationWrong;
-    if (!complete) return kInterrupted;
-    return console.MessagesReported() ? kRunTimeErrors : kDone;
-  }
-
-  void PrintSummary(bool complete) {
-    std::string text = (application->Name().empty() ? "" : application->Name() + ": ") +
-                       Count(application->PeriodsDone(), "period") + " of " + Quantity(application->Period(), "s");
-    if (!complete) text += ", stopped at t=" + Seconds(application->Time()) + " s";
-    text += "\n" + watch->SummaryText();
-    if (pacer) text += pacer->SummaryText();
-    std::fputs(text.c_str(), output);
-  }
+  bool RunPeriods();
+  int Finish(bool complete);
+  void PrintSummary(bool complete);
+  void Mark(const std::string& instrument, const std::string& text);
 
   const TRunOptions& options;
-  std::FILE* const output;  // what a person reads stays out of a trace on standard output
-  std::string error;
+  const std::string& pluginPath;
+  std::FILE* const output;   // what a person reads stays out of a trace on standard output
   std::string pictureError;  // during the run
   std::unique_ptr<runtime::CPlugin> plugin;
   TReferences references;
@@ -258,8 +109,229 @@ class CRunCommand {
   std::optional<CReport> report;
 };
 
+CRunCommand::CRunCommand(const TRunOptions& theOptions, const std::string& thePluginPath)
+    : options(theOptions),
+      pluginPath(thePluginPath),
+      output(options.trace == kStandardOutput ? stderr : stdout),
+      pictures(options.panes, options.panesAt),
+      console(!options.quiet) {}
+
+int CRunCommand::Run() {
+  std::string error;
+  if (!Prepare(&error)) return Fail(error);
+  if (!Read()) return kApplicationWrong;
+  if (!pictures.CheckTimes(application->Duration(), &error)) return Fail(error, kCommandLineWrong);
+  if (!CheckFiles(&error) || !Open(&error)) return Fail(error);
+  const bool complete = RunPeriods();
+  application->End();
+  console.FinishMessages();
+  return Finish(complete);
+}
+
+bool CRunCommand::Prepare(std::string* error) {
+  plugin = LoadPlugin(pluginPath, error);
+  return plugin != nullptr && LoadReferences(*plugin, &references, error) && pictures.Prepare(error) &&
+         PreparePicture(options.plot, error) && PreparePicture(options.report, error);
+}
+
+// What is wrong with the application is printed with its places.
+bool CRunCommand::Read() {
+  runtime::TReadOptions reading;
+  reading.path = options.file;
+  reading.period = options.period;
+  reading.duration = options.duration;
+  for (const std::string& assignment : options.assignments) {
+    const std::size_t equal = assignment.find('=');
+    reading.initialValues.emplace_back(assignment.substr(0, equal), assignment.substr(equal + 1));
+  }
+  reading.seed = options.seed;
+  reading.print = [this](const std::string& line) {
+    console.Print(line, output);
+    Mark("", line);
+  };
+  if (!options.report.empty()) {
+    reading.action = [this](const std::string& instrument, const std::string& text) { Mark(instrument, text); };
+  }
+  std::vector<runtime::TDiagnostic> diagnostics;
+  application = ReadApplication(reading, *plugin, &diagnostics);
+  console.EraseProgress();
+  if (!application || !options.quiet) PrintDiagnostics(diagnostics);
+  return application != nullptr;
+}
+
+bool CRunCommand::CheckFiles(std::string* error) const {
+  std::vector<std::string> used = {options.file, plugin->Path(), options.input, options.compare};
+  std::vector<std::pair<std::string, std::string>> kept;  // by whom, its file
+  for (std::size_t i = 0; i < application->InstrumentCount(); ++i) {
+    const runtime::CInstrumentHandle instrument = application->Instrument(i);
+    for (std::string& name : instrument.Files()) kept.emplace_back("the file of " + instrument.Name(), std::move(name));
+  }
+  std::vector<std::pair<std::string, std::string>> written;
+  if (options.trace != kStandardOutput) written.emplace_back("the trace", options.trace);
+  for (std::string& name : pictures.Names()) written.emplace_back("the picture", std::move(name));
+  written.emplace_back("the picture", options.plot);
+  written.emplace_back("the report", options.report);
+  const auto spares = [&](const std::string& what, const std::string& name) {
+    const bool taken =
+        std::any_of(used.begin(), used.end(), [&](const auto& other) { return IsSameFile(name, other); });
+    if (taken) *error = name + ": " + what + " would overwrite a file that the run uses; name another one";
+    return !taken;
+  };
+  for (const auto& [what, name] : kept) {
+    if (!spares(what, name)) return false;
+  }
+  for (const auto& [what, name] : kept) used.push_back(name);
+  for (const auto& [what, name] : written) {
+    if (!spares(what, name)) return false;
+    used.push_back(name);
+  }
+  return true;
+}
+
+bool CRunCommand::Open(std::string* error) {
+  const bool watched = !options.quiet || !options.report.empty();
+  if (watched || !options.plot.empty()) {
+    observation.emplace(*application, references,
+                        CObservation::TWanted{.band = watched, .state = !options.report.empty()});
+  }
+  if (!options.plot.empty() && !plot.emplace(*observation).Begin(error)) return false;
+  if (!options.input.empty()) {
+    if (!application->AddLink(input.emplace(options.input), error)) return false;
+    if (!options.quiet) {
+      for (const std::string& note : input->Notes()) console.Note(0.0, "", note);
+    }
+  }
+  CatchInterruption();
+  if (!options.trace.empty() && !OpenTrace(error)) return false;
+  if (watched) {
+    watch.emplace(*observation, application->Period(), [this](const std::string& instrument, const std::string& text) {
+      if (!options.quiet) console.Note(application->Time(), instrument, text);
+      Mark(instrument, text);
+    });
+  }
+  if (!options.report.empty()) {
+    report.emplace(*application, *observation);
+    if (!options.compare.empty() && !report->Compare(options.compare, error)) return false;
+  }
+  application->SetMessageSink([this](const runtime::TRunTimeMessage& message) {
+    console.RunTimeMessage(message);
+    if (report) report->Mark(message.time, message.instrument, message.text);
+  });
+  return true;
+}
+
+bool CRunCommand::OpenTrace(std::string* error) {
+  std::vector<runtime::TStateColumn> state;
+  if (options.traceState) {
+    state = StateColumns(references);
+    if (state.empty()) {
+      *error = "--trace-state: no reference file beside the plug-in names state columns";
+      return false;
+    }
+  }
+  return trace.Open(options.trace, *application, state, error);
+}
+
+bool CRunCommand::RunPeriods() {
+  std::string error;
+  if (options.realtimePriority && !TakeRealtimePriority(*options.realtimePriority, &error)) {
+    console.Note(0.0, "", "--realtime-priority: " + error);
+  }
+  if (options.realtime) pacer.emplace(application->Period());
+  if (!pictures.WriteDue(*application, &pictureError)) return false;
+  while (application->PeriodsDone() < application->PeriodCount()) {
+    if (pacer) pacer->WaitFor(application->PeriodsDone() + 1);
+    if (InterruptionAsked()) return false;
+    if (!application->Step()) return application->LinkError().empty();
+    if (observation) observation->Observe();
+    if (watch) watch->Observe();
+    if (plot) plot->Observe();
+    if (report) report->Observe();
+    if (trace.IsOpen() && application->PeriodsDone() % options.every == 0) {
+      trace.WriteRow();
+      if (trace.Failed()) return false;
+      // Who follows a run in real time sees each row when it is made.
+      if (options.realtime && !trace.Flush(&error)) return false;
+    }
+    if (!pictures.WriteDue(*application, &pictureError)) return false;
+    console.Progress(application->Time(), application->Duration());
+  }
+  return true;
+}
+
+int CRunCommand::Finish(bool complete) {
+  std::string error;
+  bool done = application->LinkError().empty();
+  if (!done) PrintError(application->LinkError());
+  const auto check = [&](bool succeeded, const std::string& message) {
+    if (!succeeded) PrintError(message);
+    done = done && succeeded;
+  };
+  check(!trace.IsOpen() || trace.Close(&error), error);
+  if (pictureError.empty()) pictures.WriteLast(*application, &pictureError);
+  check(pictureError.empty(), pictureError);
+  check(!plot || plot->Write(options.plot, &error), error);
+  check(!report || report->Write(options.report, *watch, complete, &error), error);
+  if (!options.quiet) PrintSummary(complete);
+  if (!done) return kApplicationWrong;
+  if (!complete) return kInterrupted;
+  return console.MessagesReported() ? kRunTimeErrors : kDone;
+}
+
+void CRunCommand::PrintSummary(bool complete) {
+  std::string text = (application->Name().empty() ? "" : application->Name() + ": ") +
+                     Count(application->PeriodsDone(), "period") + " of " + Quantity(application->Period(), "s");
+  if (!complete) text += ", stopped at t=" + Seconds(application->Time()) + " s";
+  text += "\n" + watch->SummaryText();
+  if (pacer) text += pacer->SummaryText();
+  std::fputs(text.c_str(), output);
+}
+
+// In the report, if there is one.
+void CRunCommand::Mark(const std::string& instrument, const std::string& text) {
+  if (report) report->Mark(application->Time(), instrument, text);
+}
+
+// What the command line says, row by row.
+std::vector<TOption> Options(TRunOptions& options, TCommonOptions& common) {
+  constexpr char kSeconds[] = "a number of seconds";
+  return {
+      FileArgument(options.file),
+      {"--period", "S", &options.period, "Seconds between periods, instead of the application's",
+       AtLeast(0.001, "a number of seconds of at least 0.001")},
+      {"--duration", "S", &options.duration, "Simulated seconds, instead of the application's", AtLeast(0.0, kSeconds)},
+      {"--set", "NAME=VALUE", &options.assignments, "The initial value of a data element; may be repeated",
+       Assignment()},
+      {"--seed", "N", &options.seed, "What random numbers start from (default: 1)", Whole(0)},
+      {"--input", "FILE.csv", &options.input, "Recorded data, as a trace, that drive the data elements they name",
+       FileName()},
+      {"--realtime", "", &options.realtime, "Wait for the wall clock in each period"},
+      {"--realtime-priority", "N", &options.realtimePriority, "Ask for a real-time priority, 1 to 99", Between(1, 99),
+       "--realtime"},
+      {"--trace", "FILE", &options.trace, "Write a trace as CSV; - is standard output", FileName()},
+      {"--trace-state", "", &options.traceState, "Trace what regulators have learnt as well", nullptr, "--trace"},
+      {"--every", "N", &options.every, "A row of the trace each N periods (default: 1)", Whole(1), "--trace"},
+      {"--panes", "FILE.png|.svg", &options.panes, "Write a picture of the window at the end of the run",
+       PictureName()},
+      {"--plot", "FILE.png|.svg", &options.plot, "Write a plot of wish, value and output of each regulator",
+       PictureName()},
+      {"--report", "FILE.html", &options.report, "Write a page of plots, metrics, events and panes", FileName()},
+      {"--compare", "FILE.csv", &options.compare, "An earlier trace, beside this run in the report", FileName(),
+       "--report"},
+      {"--panes-at", "S", &options.panesAt, "Write FILE-S.png at S seconds as well; may be repeated",
+       AtLeast(0.0, kSeconds), "--panes"},
+      PluginOption(common),
+      {"--quiet", "", &options.quiet, "Only errors; no summary, notes or progress"},
+      LanguageOption(common),
+  };
+}
+
 }  // namespace
 
-int Run(const TRunOptions& options) { return CRunCommand(options).Run(); }
+TCommand RunCommand(TCommonOptions& common) {
+  const auto options = std::make_shared<TRunOptions>();
+  return {"run", "Run an application", Options(*options, common),
+          [options, &common] { return CRunCommand(*options, common.plugin).Run(); }};
+}
 
 }  // namespace workbench

@@ -1,11 +1,15 @@
 // `loopbox validate`: the conformance check of a plug-in, for people and as JSON.
 #include <cstdio>
+#include <memory>
+#include <optional>
 #include <string>
 
 #include "validation/validation.h"
 #include "workbench/commands/commands.h"
 #include "workbench/console.h"
+#include "workbench/exit_status.h"
 #include "workbench/plugin_folder.h"
+#include "workbench/references.h"
 #include "workbench/text.h"
 
 namespace workbench {
@@ -39,8 +43,8 @@ void PrintReport(const validation::TReport& report) {
         (report.Conforms() ? "The plug-in conforms.\n" : "The plug-in does not conform.\n"));
 }
 
-bool Reference(const std::string& plugin, const std::string& className, validation::TEntries* entries,
-               std::string* error) {
+bool ReadEntries(const std::string& plugin, const std::string& className, validation::TEntries* entries,
+                 std::string* error) {
   std::optional<CReference> reference;
   if (!LoadReference(plugin, className, &reference, error)) return false;
   if (!reference) return true;
@@ -50,24 +54,25 @@ bool Reference(const std::string& plugin, const std::string& className, validati
   return true;
 }
 
-}  // namespace
+struct TValidateOptions {
+  validation::TOptions validation;
+  bool json = false;
+  bool list = false;
+};
 
 int Validate(const TValidateOptions& options) {
   if (options.list) return ListCases();
-  validation::TOptions asked;
-  asked.plugin = PluginPath(options.plugin);
-  asked.include = options.include;
-  asked.exclude = options.exclude;
-  asked.patience = options.patience;
-  asked.reference = [&asked](const std::string& className, validation::TEntries* entries, std::string* error) {
-    return Reference(asked.plugin, className, entries, error);
+  validation::TOptions asked = options.validation;
+  asked.plugin = PluginPath(asked.plugin);
+  bool referencesRead = true;
+  asked.reference = [&](const std::string& className, validation::TEntries* entries, std::string* error) {
+    referencesRead = ReadEntries(asked.plugin, className, entries, error);
+    return referencesRead;
   };
   validation::TReport report;
   std::string error;
-  const validation::EProblem problem = validation::Validate(asked, &report, &error);
-  if (problem != validation::EProblem::kNone) {
-    PrintError(error);
-    return problem == validation::EProblem::kPattern ? kCommandLineWrong : kApplicationWrong;
+  if (!validation::Validate(asked, &report, &error)) {
+    return Fail(error, referencesRead ? kCommandLineWrong : kApplicationWrong);
   }
   if (options.json) {
     Print(Json(report));
@@ -75,6 +80,25 @@ int Validate(const TValidateOptions& options) {
     PrintReport(report);
   }
   return report.Conforms() ? kDone : kApplicationWrong;
+}
+
+}  // namespace
+
+TCommand ValidateCommand(TCommonOptions&) {
+  const auto options = std::make_shared<TValidateOptions>();
+  validation::TOptions& asked = options->validation;
+  return {"validate",
+          "Check that a plug-in conforms",
+          {{"PLUGIN", "", &asked.plugin, "The plug-in (default: loopbox.so beside the program)", FileName()},
+           {"--list", "", &options->list, "Name all cases and what each proves; run none"},
+           {"--include", "PATTERN", &asked.include, "Only the cases that match; may be repeated", nullptr, nullptr,
+            "--list"},
+           {"--exclude", "PATTERN", &asked.exclude, "Not the cases that match; may be repeated", nullptr, nullptr,
+            "--list"},
+           {"--patience", "S", &asked.patience, "Seconds that a case may take (default: 10)",
+            AtLeast(0.1, "a number of seconds of at least 0.1")},
+           {"--json", "", &options->json, "The report as one JSON document", nullptr, nullptr, "--list"}},
+          [options] { return Validate(*options); }};
 }
 
 }  // namespace workbench

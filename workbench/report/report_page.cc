@@ -8,10 +8,10 @@
 
 #include "page/page.h"
 #include "painting/painting.h"
-#include "workbench/commands/commands.h"
 #include "workbench/report/report.h"
 #include "workbench/report/report_assets.h"
 #include "workbench/text.h"
+#include "workbench/version.h"
 
 namespace workbench {
 namespace {

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "runtime/runtime.h"
-#include "workbench/plugin_folder.h"
+#include "workbench/references.h"
 #include "workbench/run/summary.h"
 
 namespace workbench {

@@ -55,20 +55,20 @@ void CatchInterruption() {
 
 bool InterruptionAsked() { return interruptionAsked != 0; }
 
-std::string TakeRealtimePriority(int priority) {
-  std::string refused;
+bool TakeRealtimePriority(int priority, std::string* error) {
+  error->clear();
   sched_param parameters{};
   parameters.sched_priority = priority;
   if (sched_setscheduler(0, SCHED_FIFO, &parameters) != 0) {
-    refused = "priority " + std::to_string(priority) + " isn't allowed (" + std::strerror(errno) +
-              "): it takes CAP_SYS_NICE or ulimit -r; the run goes on at its ordinary priority";
+    *error = "priority " + std::to_string(priority) + " isn't allowed (" + std::strerror(errno) +
+             "): it takes CAP_SYS_NICE or ulimit -r; the run goes on at its ordinary priority";
   }
   if (!LockMemory()) {
-    if (!refused.empty()) refused += "; ";
-    refused += std::string("memory can't be locked (") + std::strerror(errno) +
-               "): it takes CAP_IPC_LOCK or ulimit -l; the run goes on without";
+    if (!error->empty()) *error += "; ";
+    *error += std::string("memory can't be locked (") + std::strerror(errno) +
+              "): it takes CAP_IPC_LOCK or ulimit -l; the run goes on without";
   }
-  return refused;
+  return error->empty();
 }
 
 void TLateness::Note(std::int64_t nanoseconds, std::uint64_t period) {

@@ -16,9 +16,9 @@ void CatchInterruption();
 bool InterruptionAsked();
 
 // Asks for first-in-first-out scheduling at a priority (1 to 99) and for memory
-// that stays in place. Yields what was not allowed, and what would allow it;
-// empty when all was.
-std::string TakeRealtimePriority(int priority);
+// that stays in place. False when either was not allowed, with what would allow
+// it.
+bool TakeRealtimePriority(int priority, std::string* error);
 
 // By how much moments on the wall clock were missed.
 struct TLateness {

@@ -4,8 +4,6 @@
 #include <cstring>
 #include <utility>
 
-#include "workbench/commands/commands.h"
-
 namespace workbench {
 namespace {
 

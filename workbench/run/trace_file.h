@@ -13,6 +13,8 @@
 
 namespace workbench {
 
+constexpr char kStandardOutput[] = "-";  // as a file's name
+
 class CTraceFile {
  public:
   CTraceFile() = default;
@@ -20,7 +22,8 @@ class CTraceFile {
   CTraceFile(const CTraceFile&) = delete;
   CTraceFile& operator=(const CTraceFile&) = delete;
 
-  // Writes the header. `name` may be kStandardOutput. False with a message.
+  // Makes the file, or takes standard output for kStandardOutput, and writes the
+  // header. False with a message that names the file.
   bool Open(const std::string& name, runtime::CApplication& application,
             const std::vector<runtime::TStateColumn>& state, std::string* error);
   bool IsOpen() const { return trace.has_value(); }

@@ -1,0 +1,100 @@
+#include "workbench/commands/command.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <system_error>
+#include <utility>
+
+#include "painting/painting.h"
+#include "workbench/language.h"
+
+namespace workbench {
+namespace {
+
+std::string Found(const std::string& text) { return ", found \"" + text + "\""; }
+
+}  // namespace
+
+TCheck AtLeast(double minimum, std::string what) {
+  return [minimum, what = std::move(what)](const std::string& text, std::string* error) {
+    char* end = nullptr;
+    const double value = std::strtod(text.c_str(), &end);
+    if (end != text.c_str() && *end == 0 && std::isfinite(value) && value >= minimum) return true;
+    *error = "expected " + what + Found(text);
+    return false;
+  };
+}
+
+TCheck Whole(std::uint64_t minimum) {
+  return [minimum](const std::string& text, std::string* error) {
+    std::uint64_t value = 0;
+    const auto [end, status] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (status == std::errc() && end == text.data() + text.size() && value >= minimum) return true;
+    *error = "expected a whole number of at least " + std::to_string(minimum) + Found(text);
+    return false;
+  };
+}
+
+TCheck Between(int lowest, int highest) {
+  return [lowest, highest](const std::string& text, std::string* error) {
+    char* end = nullptr;
+    const long value = std::strtol(text.c_str(), &end, 0);
+    if (end != text.c_str() && *end == 0 && value >= lowest && value <= highest) return true;
+    *error = "Value " + text + " not in range " + std::to_string(lowest) + " to " + std::to_string(highest);
+    return false;
+  };
+}
+
+TCheck OneOf(std::vector<std::string> words) {
+  return [words = std::move(words)](const std::string& text, std::string* error) {
+    if (std::find(words.begin(), words.end(), text) != words.end()) return true;
+    std::string all;
+    for (const std::string& word : words) all += (all.empty() ? "" : ",") + word;
+    *error = text + " not in {" + all + "}";
+    return false;
+  };
+}
+
+TCheck FileName() {
+  return [](const std::string& text, std::string* error) {
+    if (!text.empty()) return true;
+    *error = "expected a file's name";
+    return false;
+  };
+}
+
+TCheck PictureName() {
+  return [](const std::string& text, std::string* error) {
+    if (painting::FormatOf(text)) return true;
+    *error = std::string("expected a name that ends in ") + painting::kFormatEndings + Found(text);
+    return false;
+  };
+}
+
+TCheck Assignment() {
+  return [](const std::string& text, std::string* error) {
+    const std::size_t equal = text.find('=');
+    if (equal != std::string::npos && equal != 0) return true;
+    *error = "expected NAME=VALUE" + Found(text);
+    return false;
+  };
+}
+
+TOption FileArgument(std::string& file) {
+  return {.name = "FILE", .value = "", .target = &file, .help = "The application", .isRequired = true};
+}
+
+TOption PluginOption(TCommonOptions& common) {
+  return {"--plugin", "PATH", &common.plugin, "The plug-in (default: the program's own, loopbox.so)", FileName()};
+}
+
+TOption LanguageOption(TCommonOptions& common) {
+  std::string names;
+  for (const std::string& name : Languages("")) names.append(names.empty() ? "" : "|").append(name);
+  return {"--language", names, &common.language,
+          "Of the plug-in's texts and a run's messages (default: the environment's when cs or en, else cs)"};
+}
+
+}  // namespace workbench

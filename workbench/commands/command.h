@@ -1,0 +1,66 @@
+// A command of the program: what the command line says of it, and what does it.
+// Each file NAME_command.cc makes one; its options are rows, each with the place
+// that the value goes to.
+#ifndef LOOPBOX_WORKBENCH_COMMANDS_COMMAND_H
+#define LOOPBOX_WORKBENCH_COMMANDS_COMMAND_H
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace workbench {
+
+// False with what was expected and what was found instead.
+using TCheck = std::function<bool(const std::string& text, std::string* error)>;
+
+// A finite number of at least `minimum`; `what` is expected.
+TCheck AtLeast(double minimum, std::string what);
+// A whole number of at least `minimum`.
+TCheck Whole(std::uint64_t minimum);
+TCheck Between(int lowest, int highest);
+TCheck OneOf(std::vector<std::string> words);
+TCheck FileName();
+// A file's name that says which format of picture is meant.
+TCheck PictureName();
+// A name, "=", and a value of any kind.
+TCheck Assignment();
+
+// Where a value goes. What stands there is the default. An option that goes to a
+// vector may be repeated.
+using TOptionTarget = std::variant<bool*, std::string*, std::uint64_t*, double*, std::optional<double>*,
+                                   std::optional<int>*, std::vector<std::string>*, std::vector<double>*>;
+
+struct TOption {
+  std::string name;   // "--period"; without dashes, an argument that stands by itself
+  std::string value;  // what the help calls it: "S"; empty for an argument and a flag
+  TOptionTarget target;
+  std::string help;
+  TCheck check = nullptr;
+  const char* needs = nullptr;  // another option, of a row above
+  const char* excludes = nullptr;
+  bool isRequired = false;
+};
+
+struct TCommand {
+  std::string name;
+  std::string help;
+  std::vector<TOption> options;
+  std::function<int()> work;  // yields the exit status
+};
+
+// What several commands are told.
+struct TCommonOptions {
+  std::string plugin;    // a path; empty: the program's own
+  std::string language;  // empty: that of the environment
+};
+// The application, as an argument.
+TOption FileArgument(std::string& file);
+TOption PluginOption(TCommonOptions& common);
+TOption LanguageOption(TCommonOptions& common);
+
+}  // namespace workbench
+
+#endif

@@ -1,0 +1,64 @@
+// The one file that knows the parser, which takes its time to compile.
+#include "workbench/commands/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <string>
+#include <type_traits>
+
+#include "workbench/exit_status.h"
+#include "workbench/version.h"
+
+namespace workbench {
+namespace {
+
+void Declare(const TOption& option, CLI::App* command) {
+  const auto declare = [&](auto* target) {
+    using TTarget = std::remove_pointer_t<decltype(target)>;
+    if constexpr (std::is_same_v<TTarget, bool>) {
+      return command->add_flag(option.name, *target, option.help);
+    } else {
+      CLI::Option* const declared = command->add_option(option.name, *target, option.help)->type_name(option.value);
+      // Each value has the option's name before it.
+      if (declared->get_expected_max() > 1) declared->allow_extra_args(false);
+      return declared;
+    }
+  };
+  CLI::Option* const declared = std::visit(declare, option.target);
+  declared->required(option.isRequired);
+  if (option.needs != nullptr) declared->needs(command->get_option(option.needs));
+  if (option.excludes != nullptr) declared->excludes(command->get_option(option.excludes));
+  if (option.check == nullptr) return;
+  const auto check = [accepts = option.check](std::string& text) {
+    std::string error;
+    return accepts(text, &error) ? std::string() : error;
+  };
+  declared->check(CLI::Validator(check, ""));
+}
+
+}  // namespace
+
+const TCommand* ReadCommandLine(const std::vector<TCommand>& commands, int argumentCount, char** arguments,
+                                int* status) {
+  CLI::App program("Loopbox: industrial regulators and the process that they regulate, period by period.", "loopbox");
+  program.set_version_flag("--version", std::string("loopbox ") + kProgramVersion);
+  program.require_subcommand(0, 1);
+  for (const TCommand& command : commands) {
+    CLI::App* const declared = program.add_subcommand(command.name, command.help);
+    for (const TOption& option : command.options) Declare(option, declared);
+  }
+  try {
+    program.parse(argumentCount, arguments);
+  } catch (const CLI::ParseError& error) {
+    *status = program.exit(error) == 0 ? kDone : kCommandLineWrong;
+    return nullptr;
+  }
+  for (const TCommand& command : commands) {
+    if (program.got_subcommand(command.name)) return &command;
+  }
+  std::fputs(program.help().c_str(), stderr);
+  *status = kCommandLineWrong;
+  return nullptr;
+}
+
+}  // namespace workbench

@@ -1,0 +1,7 @@
+#include "workbench/version.h"
+
+namespace workbench {
+
+const char kProgramVersion[] = LOOPBOX_VERSION;
+
+}  // namespace workbench
