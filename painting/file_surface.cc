@@ -7,20 +7,16 @@
 
 namespace painting {
 
-namespace {
-
-cairo_status_t Append(void* bytes, const unsigned char* data, unsigned int length) {
+cairo_status_t AppendBytes(void* bytes, const unsigned char* data, unsigned int length) {
   static_cast<std::string*>(bytes)->append(reinterpret_cast<const char*>(data), length);
   return CAIRO_STATUS_SUCCESS;
 }
-
-}  // namespace
 
 bool DrawFile(EFormat format, double width, double height, const std::function<void(cairo_t*)>& draw,
               std::string* bytes, std::string* error) {
   bytes->clear();
   const std::unique_ptr<cairo_surface_t, decltype(&cairo_surface_destroy)> surface(
-      format == EFormat::kSvg ? cairo_svg_surface_create_for_stream(Append, bytes, width, height)
+      format == EFormat::kSvg ? cairo_svg_surface_create_for_stream(AppendBytes, bytes, width, height)
                               : cairo_image_surface_create(CAIRO_FORMAT_RGB24, static_cast<int>(std::lround(width)),
                                                            static_cast<int>(std::lround(height))),
       cairo_surface_destroy);
@@ -30,7 +26,7 @@ bool DrawFile(EFormat format, double width, double height, const std::function<v
   cairo_status_t status = cairo_status(context);
   cairo_destroy(context);
   if (status == CAIRO_STATUS_SUCCESS && format == EFormat::kPng) {
-    status = cairo_surface_write_to_png_stream(surface.get(), Append, bytes);
+    status = cairo_surface_write_to_png_stream(surface.get(), AppendBytes, bytes);
   }
   cairo_surface_finish(surface.get());
   if (status == CAIRO_STATUS_SUCCESS) status = cairo_surface_status(surface.get());

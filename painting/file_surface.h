@@ -16,6 +16,9 @@ namespace painting {
 constexpr std::int64_t kLargestSide = 16384;
 constexpr std::int64_t kLargestArea = std::int64_t{64} << 20;
 
+// Appends to the std::string at `bytes` what Cairo writes of a file.
+cairo_status_t AppendBytes(void* bytes, const unsigned char* data, unsigned int length);
+
 // Draws on an opaque surface of that size in pixels. *bytes receives the whole
 // file. False with a message.
 bool DrawFile(EFormat format, double width, double height, const std::function<void(cairo_t*)>& draw,

@@ -31,11 +31,6 @@ struct TInstrument {
   const view::CNodeView* view;
 };
 
-cairo_status_t Append(void* bytes, const unsigned char* data, unsigned int length) {
-  static_cast<std::string*>(bytes)->append(reinterpret_cast<const char*>(data), length);
-  return CAIRO_STATUS_SUCCESS;
-}
-
 std::vector<TInstrument> InstrumentsOf(const runtime::CApplication& application) {
   std::vector<TInstrument> instruments;
   for (std::size_t i = 0; i < application.InstrumentCount(); ++i) {
@@ -135,7 +130,7 @@ bool IconPicture(const std::uint8_t* icon, std::string* bytes, std::string* erro
                 reinterpret_cast<std::uint32_t*>(rows + std::ptrdiff_t{1} * y * stride));
   }
   cairo_surface_mark_dirty(surface.get());
-  const cairo_status_t status = cairo_surface_write_to_png_stream(surface.get(), Append, bytes);
+  const cairo_status_t status = cairo_surface_write_to_png_stream(surface.get(), AppendBytes, bytes);
   if (status != CAIRO_STATUS_SUCCESS) *error = std::string("the picture failed: ") + cairo_status_to_string(status);
   return status == CAIRO_STATUS_SUCCESS;
 }

@@ -15,8 +15,9 @@ struct TDocumentTable {
   };
 
   std::vector<TColumn> columns;
-  std::size_t
-      aligned;  // columns that stand under each other in a terminal; the others follow, each on lines of its own
+  // In a terminal so many columns stand under each other; the others follow, each
+  // on lines of its own.
+  std::size_t aligned;
   std::vector<std::vector<std::string>> rows;
 };
 

@@ -35,7 +35,6 @@ std::string Indented(std::string_view text, std::size_t indent, std::size_t widt
 class CTable {
  public:
   void Add(std::vector<std::string> row);
-  bool Empty() const { return rows.empty(); }
   // Columns are `gap` blanks apart, and the whole `indent` from the left. Each
   // line has its end.
   std::vector<std::string> Lines(std::size_t indent = 2, std::size_t gap = 2) const;
