@@ -49,9 +49,9 @@ struct TControlLoop {
   hx_expr::TExprTreeRecord* conditionExpr = nullptr;  // boolean; null: always regulate
   std::uint32_t onOutputId = hx_vinst::kNoIdentifier;
   std::uint32_t onOutputChangeId = hx_vinst::kNoIdentifier;
-  double lastOutput = 0.0;  // of the previous period
   std::uint8_t inverse = 0;
   std::uint8_t complete = 0;  // what IsComplete says since the last Reset
+  double lastOutput = 0.0;    // of the previous period; the only one written, beside what a class writes
 };
 
 // The host drives a regulator through the virtual operations of CInstrument:
