@@ -9,6 +9,10 @@
 
 #pragma GCC visibility push(default)
 
+namespace runtime {
+struct TEvaluated;
+}
+
 namespace gaugekit {
 
 enum TMode : std::uint32_t {
@@ -134,6 +138,7 @@ class CMeter final : public hx_vinst::CInstrument {
   // painters: only then is it shifted.
   std::uint32_t drawnAsOf;
   std::uint8_t drawn;
+  runtime::TEvaluated* evaluated;  // the host's: what its instrument evaluated last; null without a context
 
   std::uint32_t mode;
   std::uint32_t content;

@@ -41,7 +41,7 @@ bool TApplicationState::HasErrors() const {
 }
 
 void CountLimited(const gaugekit::CMeter& meter) {
-  const hx_vinst::CInstrument& instrument = *EvaluatedOf(meter.ctx).instrument;
+  const hx_vinst::CInstrument& instrument = *meter.evaluated->instrument;
   if (meter.parent != &instrument || instrument.host == nullptr) return;
   if (&meter == MeterOf(instrument, kWishPane)) ++instrument.host->wishLimited;
   if (&meter == MeterOf(instrument, kValuePane)) ++instrument.host->valueLimited;

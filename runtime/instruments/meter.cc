@@ -72,6 +72,7 @@ CMeter::CMeter()
       rangeTo(100.0),
       drawnAsOf(0),
       drawn(0),
+      evaluated(nullptr),
       mode(kBar),
       content(kPlain),
       lowLimit(0.0),
@@ -95,6 +96,7 @@ CMeter::CMeter()
 
 void CMeter::InitInstrument() {
   CInstrument::InitInstrument();
+  if (ctx != nullptr) evaluated = &runtime::EvaluatedOf(ctx);
   InitData();
 }
 
@@ -172,12 +174,10 @@ bool CMeter::IsDrawn() {
 
 void CMeter::SetMeterValue(double newValue) {
   meterValue = newValue;
-  if (ctx != nullptr) {
-    runtime::TEvaluated& evaluated = runtime::EvaluatedOf(ctx);
-    if (evaluated.instrument != nullptr) {
-      if (newValue != evaluated.value) return ShowLimited();
-      evaluated.instrument = nullptr;
-    }
+  // By a pointer of its own: the context's stands in another cache line.
+  if (evaluated != nullptr && evaluated->instrument != nullptr) {
+    if (newValue != evaluated->value) return ShowLimited();
+    evaluated->instrument = nullptr;
   }
   if (drawnAsOf != runtime::painterChanges || drawn) KeepHistory(newValue);
 }
@@ -186,7 +186,7 @@ void CMeter::SetMeterValue(double newValue) {
 // no room on the stack.
 [[gnu::noinline]] void CMeter::ShowLimited() {
   runtime::CountLimited(*this);
-  runtime::EvaluatedOf(ctx).instrument = nullptr;
+  evaluated->instrument = nullptr;
   if (drawnAsOf != runtime::painterChanges || drawn) KeepHistory(meterValue);
 }
 
@@ -250,9 +250,9 @@ std::uint8_t CMeter::NeedsTiming() { return expression != nullptr; }
 void CMeter::Action(std::uint32_t reason) {
   CInstrument::Action(reason);
   if (expression == nullptr) return;
-  hx_expr::TValue evaluated = {};
-  EvaluateExpression(expression, hx_expr::kReal, &evaluated);
-  SetMeterValue(evaluated.real);
+  hx_expr::TValue result = {};
+  EvaluateExpression(expression, hx_expr::kReal, &result);
+  SetMeterValue(result.real);
 }
 
 std::uint32_t CMeter::GetIdOfName(std::uint32_t length, const char16_t* procedureName, std::uint8_t flag) {
