@@ -30,11 +30,11 @@ struct TInstrumentState {
 // An instrument that acts in every period, and the cache lines that it will
 // touch then, as far as the host can know: they are asked for ahead.
 struct TTimed {
-  static constexpr std::size_t kLines = 14;
+  static constexpr std::size_t kLines = 16;
 
   void AskForMemory() const {
-    static_assert(kLines == 14);
-#pragma GCC unroll 14
+    static_assert(kLines == 16);
+#pragma GCC unroll 16
     for (const void* line : lines) __builtin_prefetch(line);
   }
 

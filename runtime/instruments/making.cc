@@ -83,7 +83,7 @@ hx_vinst::CInstrument* MakeObject(TApplicationState& application, const std::str
 
 TTimed TimedOf(hx_vinst::CInstrument& object) {
   constexpr std::size_t kLine = 64;     // bytes
-  constexpr std::size_t kOwnLines = 6;  // of the object itself
+  constexpr std::size_t kOwnLines = 8;  // of the object itself
   constexpr std::size_t kLines = 4;     // of another block
   TTimed timed = {&object, {}};
   std::size_t count = 0;
