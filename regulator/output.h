@@ -32,10 +32,10 @@ struct TOutputElement {
     Write(owner, value);
   }
 
-  char16_t name[kNameCapacity + 1] = {};  // as written
   // A period touches these two alone.
   std::uint64_t id = hx_vinst::kNoDataElement;
   hx_expr::TExprTreeRecord* indexExpr = nullptr;  // null: the element is not of an array
+  char16_t name[kNameCapacity + 1] = {};          // as written
 };
 
 }  // namespace loopbox

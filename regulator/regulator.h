@@ -136,7 +136,7 @@ class CRegulator : public hx_vinst::CInstrument {
   vcont::CStaticText* outputText = nullptr;
   TPaneSettings panes;
 
-  // What a period touches stands together, from the end of the first output on.
+  // What a period touches stands together, but for the start of the first output.
   TOutputElement outputElement;  // a class with further outputs adds theirs
   const TRegulatorTables& tables;
   gaugekit::CMeter* wishValueMeter = nullptr;
