@@ -6,6 +6,7 @@
 #include "runtime/instruments/driver.h"
 #include "runtime/instruments/making.h"
 #include "runtime/platform/messages.h"
+#include "runtime/platform/regular_file.h"
 #include "runtime/text/wide_text.h"
 
 namespace runtime {
@@ -77,6 +78,11 @@ std::unique_ptr<CPlugin> CPlugin::Load(const std::string& path, std::string* err
   state.path = std::filesystem::absolute(path, failure).string();
   if (!std::filesystem::exists(state.path, failure)) {
     *error = path + ": there is no such plug-in";
+    return nullptr;
+  }
+  std::string problem;
+  if (!IsRegularFile(state.path, &problem)) {
+    *error = path + ": the plug-in can't be loaded: it " + problem;
     return nullptr;
   }
   state.library = dlopen(state.path.c_str(), RTLD_NOW | RTLD_LOCAL);

@@ -67,11 +67,11 @@ void RunPeriod(TApplicationState& application) {
 
 void KeepLearnt(TApplicationState& application, std::uint32_t reason) {
   std::string error;
-  CheckWrites(&error);  // what failed before is none of this event's
+  CheckFiles(&error);  // what failed before is none of this event's
   for (TInstrumentState& instrument : application.instruments) {
     vcore::TEvent event = {{vcore::kEventKeep, reason, 0, 0}};
     instrument.object->ReceiveEvent(&event);
-    if (!CheckWrites(&error)) application.Report(Utf8(instrument.object->name), error);
+    if (!CheckFiles(&error)) application.Report(Utf8(instrument.object->name), error);
   }
 }
 

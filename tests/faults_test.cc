@@ -113,6 +113,42 @@ TEST_F(Faults, ACrashingPluginIsNamed) {
   }
 }
 
+TEST_F(Faults, APluginThatEndsTheProgramIsNamed) {
+  const std::string ends = tests::BuildPath("tests/plugin_ends.so");
+  const std::string crashed = "loopbox: " + ends + ": the plug-in crashed while it was loaded ";
+  for (const char* how : {"exit", "_exit", "quick_exit"}) {
+    for (const char* command : {"run learning.lbx", "check learning.lbx", "classes", "describe pid_regulator"}) {
+      SCOPED_TRACE(std::string(how) + " " + command);
+      ExpectAll(In(std::string("ENDS=") + how + " $P " + command + " --plugin " + ends), 1,
+                {crashed + "(ended the program)\n"});
+    }
+  }
+  ExpectAll(In("ENDS=signal $P classes --plugin " + ends), 1, {crashed + "(User defined signal 1)\n"});
+  for (const auto& [how, message] : std::initializer_list<std::pair<const char*, const char*>>{
+           {"exit", "ended the process with exit status 0"},
+           {"forges", "ended the process with exit status 0"},
+           {"floods", "answered without an end while loading the plug-in"}}) {
+    SCOPED_TRACE(how);
+    ExpectAll(In(std::string("ENDS=") + how + " $P validate --include load/opens " + ends), 1,
+              {message, "The plug-in does not conform."});
+  }
+}
+
+// Neither by cases that leave processes, nor by a signal, is anything left.
+TEST_F(Faults, AValidationLeavesNothingBehind) {
+  const std::string validate = "export TMPDIR=$PWD LEFT=left-of-$$; $P validate --include load/opens " +
+                               tests::BuildPath("tests/plugin_ends.so");
+  const std::string left = "; echo status $?; sleep 0.01; ls -d loopbox-* 2>/dev/null; pgrep -f $LEFT; true";
+  EXPECT_EQ(In("export ENDS=leaves; " + validate + " >/dev/null" + left).output, "status 0\n");
+  for (const char* signal : {"INT", "TERM", "HUP"}) {
+    EXPECT_EQ(In("export ENDS=hangs; " + validate + " & until pgrep -f ^$LEFT >/dev/null; do sleep 0.01; done; kill -" +
+                 signal + " $!; wait $!" + left)
+                  .output,
+              "loopbox: interrupted\nstatus 130\n")
+        << signal;
+  }
+}
+
 // A sample of the allocations that the program makes for itself fail, alone and
 // with all that follow. The first are made before main, where none can be told.
 TEST_F(Faults, MemoryThatEndsIsTold) {

@@ -1,9 +1,12 @@
 // Plug-ins with one fault each, chosen at compile time; without one, a plug-in
 // of one class that does nothing.
+#include <unistd.h>
+
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <new>
+#include <string_view>
 
 #include "host/hx_main.h"
 
@@ -11,7 +14,37 @@
 #pragma GCC diagnostic ignored "-Wmissing-declarations"
 #define EXPORT extern "C" __attribute__((visibility("default")))
 
+#ifdef ENDS
+// What the environment asks for.
+void Misbehave() {
+  const char* asked = std::getenv("ENDS");
+  const std::string_view how = asked == nullptr ? "" : asked;
+  const bool floods = how == "floods";
+  // Whatever is open, the answer's pipe among it.
+  for (bool more = floods || how == "forges"; more; more = floods) {
+    for (int descriptor = 3; descriptor < 10; ++descriptor) {
+      if (write(descriptor, "9 well", 6) < 0) continue;
+    }
+  }
+  if (how == "exit") std::exit(0);
+  if (how == "_exit" || how == "forges") _exit(0);
+  if (how == "quick_exit") std::quick_exit(0);
+  if (how == "signal") raise(SIGUSR1);
+  const bool leaves = how == "leaves";
+  if (!leaves && how != "hangs") return;
+  if (fork() != 0) {
+    while (!leaves) pause();
+    return;
+  }
+  setsid();
+  execlp("sleep", std::getenv("LEFT"), "1000", nullptr);
+}
+#endif
+
 EXPORT std::uint32_t Version() {
+#ifdef ENDS
+  Misbehave();
+#endif
 #ifdef CRASHES
   raise(SIGSEGV);
 #endif

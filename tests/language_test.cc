@@ -1,5 +1,6 @@
 // The system's own texts in other languages than their own.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <set>
@@ -156,6 +157,8 @@ TEST(Language, IsChosenByOptionElseByEnvironment) {
   folder.Write("twice.lang", "\"a\" = \"b\";\n  \"a\" = \"c\";\n");
   folder.Write("empty.lang", "\"a\" = \"\";\n");
   folder.Write("binary.lang", "\"a\" = \"\xFF\";\n");
+  ASSERT_EQ(mkfifo(folder.Path("pipe.lang").c_str(), 0600), 0);
+  ASSERT_EQ(mkfifo(folder.Path("pipe.so").c_str(), 0600), 0);
   const std::string elsewhere = " --plugin " + folder.Path("loopbox.so");
   const struct {
     std::string environment;
@@ -176,12 +179,15 @@ TEST(Language, IsChosenByOptionElseByEnvironment) {
       {"", "--language en" + elsewhere, 0, "discrete two-state output"},  // from beside the program
       {"", "--language de" + elsewhere, 0, "Regler"},
       {"", "--language de", 2, "there is no language \"de\"; there are cs en"},
-      {"", "--language fr" + elsewhere, 2, "there are bad binary cs de empty en twice"},
+      {"", "--language fr" + elsewhere, 2, "there are bad binary cs de empty en pipe twice"},
       {"", "--language ../en", 2, "there is no language \"../en\""},
       {"", "--language bad" + elsewhere, 1, "bad.lang:2:9: expected '=', found a string\n\"Barva\" \"Farbe\";\n"},
       {"", "--language twice" + elsewhere, 1, "twice.lang:2:3: a second entry of this text"},
       {"", "--language empty" + elsewhere, 1, "empty.lang:1:7: expected a text"},
       {"", "--language binary" + elsewhere, 1, "binary.lang:1:"},
+      {"", "--language pipe" + elsewhere, 1, "pipe.lang: is no regular file"},
+      {"", "--plugin " + folder.Path("pipe.so"), 1, "pipe.so: the plug-in can't be loaded: it is no regular file"},
+      {"", "--plugin /dev/zero", 1, "/dev/zero: the plug-in can't be loaded: it is no regular file"},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.environment + " " + row.options);

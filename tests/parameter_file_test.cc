@@ -1,10 +1,13 @@
 // What a pid_regulator keeps in its parameter file over the end of a run.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <filesystem>
+#include <tuple>
 
 #include "runtime/instruments/application_state.h"
 #include "runtime/platform/disk.h"
@@ -171,7 +174,7 @@ TEST(KeptParameters, LetsARegulatorGoOnWithWhatItLearnt) {
 
 // --- Faults of the disk -------------------------------------------------------------
 
-enum ECall { kAnyCall, kOpen, kRead, kWrite, kFlush, kClose, kRename, kRemove };
+enum ECall { kAnyCall, kOpen, kBeneath, kRead, kWrite, kOwner, kMode, kFlush, kClose, kRename, kRemove };
 constexpr int kAll = 1'000'000;
 
 struct TFault {
@@ -186,19 +189,28 @@ class CFaultyDisk : public runtime::CDisk {
  public:
   explicit CFaultyDisk(const TFault& theFault) : fault(theFault) {}
 
-  int Open(const std::string& path, int flags) override { return Fails(kOpen) ? -1 : CDisk::Open(path, flags); }
+  int Open(int folder, const std::string& name, int flags, mode_t mode) override {
+    return Fails(kOpen) ? -1 : CDisk::Open(folder, name, flags, mode);
+  }
+  int OpenBeneath(int folder, const std::string& path) override {
+    return Fails(kBeneath) ? -1 : CDisk::OpenBeneath(folder, path);
+  }
   ssize_t Read(int descriptor, void* bytes, std::size_t count) override {
     return Fails(kRead) ? -1 : CDisk::Read(descriptor, bytes, std::min(count, fault.most));
   }
   ssize_t Write(int descriptor, const void* bytes, std::size_t count) override {
     return Fails(kWrite) ? -1 : CDisk::Write(descriptor, bytes, std::min(count, fault.most));
   }
+  int SetOwner(int descriptor, uid_t user, gid_t group) override {
+    return Fails(kOwner) ? -1 : CDisk::SetOwner(descriptor, user, group);
+  }
+  int SetMode(int descriptor, mode_t mode) override { return Fails(kMode) ? -1 : CDisk::SetMode(descriptor, mode); }
   int Flush(int descriptor) override { return Fails(kFlush) ? -1 : CDisk::Flush(descriptor); }
   int Close(int descriptor) override { return CDisk::Close(descriptor), Fails(kClose) ? -1 : 0; }
-  int Rename(const std::string& from, const std::string& to) override {
-    return Fails(kRename) ? -1 : CDisk::Rename(from, to);
+  int Rename(int folder, const std::string& from, const std::string& to) override {
+    return Fails(kRename) ? -1 : CDisk::Rename(folder, from, to);
   }
-  int Remove(const std::string& path) override { return Fails(kRemove) ? -1 : CDisk::Remove(path); }
+  int Remove(int folder, const std::string& name) override { return Fails(kRemove) ? -1 : CDisk::Remove(folder, name); }
 
  private:
   bool Fails(ECall call) {
@@ -225,13 +237,18 @@ TEST(KeptParameters, AreWholeAndTheFaultIsTold) {
     bool succeeds;
     const char* said;
   } rows[] = {
-      {kReading, {kOpen, 0, kAll, EACCES}, false, ""},
+      {kReading, {kOpen, 0, kAll, EACCES}, false, "'reg.par' can't be read: Permission denied"},
+      {kReading, {kBeneath, 0, kAll, EIO}, false, "'reg.par' can't be read: Input/output error"},
+      {kReading, {kBeneath, 0, kAll, ENOSYS}, true, ""},
       {kReading, {kRead, 1, kAll, EIO, 59}, false, "Soubor parametrů odmítnut"},
       {kReading, {kRead, 0, 2, EINTR}, true, ""},
       {kReading, {kRead, 0, 0, 0, 7}, true, ""},
       {kSaving, {kOpen, 0, kAll, EACCES}, false, "Permission denied"},
-      {kSaving, {kOpen, 0, 99, EEXIST}, true, ""},
-      {kSaving, {kOpen, 1, 1, EACCES}, true, ""},  // the folder, to flush it
+      {kSaving, {kOpen, 2, 1, EACCES}, false, "Permission denied"},  // the old file, to write it
+      {kSaving, {kOpen, 3, 99, EEXIST}, true, ""},
+      {kSaving, {kOpen, 4, 1, EACCES}, true, ""},  // the folder, to flush it
+      {kSaving, {kBeneath, 0, kAll, ENOSYS}, true, ""},
+      {kSaving, {kMode, 0, 1, EPERM}, false, "its mode can't be kept: Operation not permitted"},
       {kSaving, {kWrite, 1, kAll, ENOSPC, 59}, false, "No space left on device"},
       {kSaving, {kWrite, 0, 0, 0, 0}, false, "a write fell short"},
       {kSaving, {kWrite, 0, 2, EINTR}, true, ""},
@@ -257,15 +274,20 @@ TEST(KeptParameters, AreWholeAndTheFaultIsTold) {
       if (!expected.empty()) expected = "'reg.par' can't be written: " + expected;
     }
     EXPECT_EQ(run.messages.empty() ? "" : run.messages[0].text, expected);
+    if (act == kReading) {  // what could not be read isn't replaced
+      run.State().files.disk = &runtime::SystemDisk();
+      Keep(run);
+    }
     EXPECT_EQ(ReadFile(folder.Path("reg.par")), ParameterFile(2, act == kSaving && succeeds ? kFresh : kOther));
     EXPECT_EQ(FilesIn(folder), 2);
   }
 }
 
 // As when the process is killed: nothing is done from one call on. The first
-// four open, write, flush and rename; the last three flush the folder.
+// ten look for the file, open, write, flush and rename; the last four take the mark
+// away, close it and flush the folder.
 TEST(KeptParameters, AreWholeWhereverTheirWritingEnds) {
-  for (int calls = 0; calls <= 8; ++calls) {
+  for (int calls = 0; calls <= 14; ++calls) {
     SCOPED_TRACE(calls);
     const CFolder folder;
     CRun run(folder, "test.lbx", kNamed);
@@ -273,12 +295,82 @@ TEST(KeptParameters, AreWholeWhereverTheirWritingEnds) {
     CFaultyDisk disk({kAnyCall, calls, kAll, EIO});
     run.State().files.disk = &disk;
     Keep(run);
-    EXPECT_EQ(ReadFile(folder.Path("reg.par")), ParameterFile(2, calls < 4 ? kOther : kFresh));
+    EXPECT_EQ(ReadFile(folder.Path("reg.par")), ParameterFile(2, calls < 10 ? kOther : kFresh));
     // What was left beside the file goes with the next save.
     run.State().files.disk = &runtime::SystemDisk();
     Keep(run);
     EXPECT_EQ(ReadFile(folder.Path("reg.par")), ParameterFile(2, kFresh));
     EXPECT_EQ(FilesIn(folder), 2);
+  }
+}
+
+struct stat StatusOf(const std::string& path) {
+  struct stat status = {};
+  EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
+  return status;
+}
+
+TEST(KeptParameters, KeepTheRightsOfTheirFileAndWhatIsAnothers) {
+  const CFolder folder;
+  const std::string file = folder.Write("reg.par", ParameterFile(2, kOther));
+  const bool superuser = geteuid() == 0;
+  ASSERT_EQ(chmod(file.c_str(), 0640), 0);
+  if (superuser) {
+    ASSERT_EQ(chown(file.c_str(), 1, 2), 0);
+  }
+  folder.Write(".reg.par.tmp-1-1", "another's");
+  fs::create_directory(folder.Path(".reg.par.tmp-1-2"));
+  fs::create_symlink("test.lbx", folder.Path(".reg.par.tmp-1-3"));
+  for (const char* name : {".reg.par.tmp-1-x", ".reg.par.tmp-1-4"}) {  // of these, the last is one of ours
+    ASSERT_EQ(chmod(folder.Write(name, "").c_str(), 01640), 0);
+  }
+  CRun run(folder, "test.lbx", kNamed);
+  const struct stat before = StatusOf(file);
+  Keep(run);
+  const struct stat after = StatusOf(file);
+  EXPECT_NE(after.st_ino, before.st_ino);
+  EXPECT_EQ(std::tie(after.st_mode, after.st_uid, after.st_gid),
+            std::tie(before.st_mode, before.st_uid, before.st_gid));
+  EXPECT_EQ(FilesIn(folder), 6);
+  EXPECT_FALSE(fs::exists(folder.Path(".reg.par.tmp-1-4")));
+
+  ASSERT_EQ(chmod(file.c_str(), 0440), 0);
+  runtime::KeepLearnt(run.State(), vcore::kKeepOnRequest);
+  ASSERT_EQ(run.messages.size(), 1u);
+  EXPECT_EQ(run.messages[0].text, "'reg.par' can't be written: it is read-only");
+  ASSERT_EQ(chmod(file.c_str(), 0640), 0);
+  if (!superuser) return;
+  CFaultyDisk disk({kOwner, 0, 1, EPERM});
+  run.State().files.disk = &disk;
+  runtime::KeepLearnt(run.State(), vcore::kKeepOnRequest);
+  EXPECT_EQ(run.messages.back().text, "'reg.par' can't be written: its owner can't be kept: Operation not permitted");
+  EXPECT_EQ(StatusOf(file).st_ino, after.st_ino);
+}
+
+// By the system's own call, and by a walk.
+TEST(KeptParameters, StayBelowTheFolder) {
+  for (const bool walked : {false, true}) {
+    const CFolder folder, other;
+    CFaultyDisk disk({walked ? kBeneath : kClose, 0, kAll, ENOSYS});
+    CRun run(folder, "test.lbx", Adaptive("file_name = \"kept/deep/reg.par\";"));
+    run.State().files.disk = &disk;
+    fs::create_directory_symlink(other.Path("."), folder.Path("kept"));
+    runtime::KeepLearnt(run.State(), vcore::kKeepOnRequest);
+    ASSERT_EQ(run.messages.size(), 1u);
+    EXPECT_EQ(run.messages[0].text,
+              "'kept/deep/reg.par' can't be written: its name leads out of the application's folder");
+    EXPECT_EQ(FilesIn(other), 0);
+    // A link that stays below is followed.
+    fs::remove(folder.Path("kept"));
+    fs::create_directory(folder.Path("real"));
+    fs::create_directory_symlink("./real/../real", folder.Path("kept"));
+    Keep(run);
+    EXPECT_EQ(ReadFile(folder.Path("real/deep/reg.par")), ParameterFile(2, kFresh));
+  }
+  for (const std::string& name :
+       {std::string(256, 'x'), std::string(120, 'x') + "/" + std::string(120, 'y') + "/zzzz"}) {
+    EXPECT_NE(CRun(Adaptive("file_name = \"" + name + "\";")).Diagnostics().find("the file name is too long"),
+              std::string::npos);
   }
 }
 

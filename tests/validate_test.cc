@@ -115,6 +115,7 @@ TEST(Validate, SpeaksToPeopleAndPrograms) {
       {"--exclude 'files/*:no_regulator'", 2, {"no case matches"}},
       {"--exclude '*'", 2, {"the patterns leave no case"}},
       {"--patience 0", 2, {"--patience"}},
+      {"--patience 1e300", 2, {"expected 0.1 to 3600 seconds"}},
       {"--include load/opens --include 'views/*:step*' --exclude views/sizes",
        0,
        {"  passed  load/opens", "views/panes    step_regulator", "3 cases: 3 passed, 0 warning",

@@ -1,5 +1,6 @@
 #include "validation/child.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
 #include <string.h>
@@ -15,9 +16,13 @@
 #include <cmath>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
+#include <fstream>
 #include <new>
 #include <optional>
+#include <set>
 #include <stdexcept>
+#include <system_error>
 
 #include "processes/child.h"
 #include "processes/temporary_folder.h"
@@ -50,7 +55,8 @@ class CNote {
   ~CNote() { munmap(text, kNoteSize); }
 
   char* Text() { return text; }
-  std::string While() const { return text[0] == 0 ? "" : std::string(" while ") + text; }
+  // The case may have written anything, also over the end.
+  std::string While() const { return text[0] == 0 ? "" : " while " + std::string(text, strnlen(text, kNoteSize)); }
 
  private:
   char* text;
@@ -63,6 +69,58 @@ void Limit(int resource, rlim_t most) {
   setrlimit(resource, &limit);
 }
 
+// While one lives, whatever a case's processes leave behind becomes a child of
+// this process, and ends with it.
+class COrphanage {
+ public:
+  COrphanage() : before(Children()) { prctl(PR_SET_CHILD_SUBREAPER, 1); }
+  COrphanage(const COrphanage&) = delete;
+  COrphanage& operator=(const COrphanage&) = delete;
+  ~COrphanage() {
+    while (EndSome()) {
+    }
+    prctl(PR_SET_CHILD_SUBREAPER, 0);
+  }
+
+ private:
+  static std::set<pid_t> Children() {
+    std::set<pid_t> children;
+    std::error_code error;
+    for (std::filesystem::directory_iterator task("/proc/self/task", error), end; !error && task != end;
+         task.increment(error)) {
+      std::ifstream file(task->path() / "children");
+      for (pid_t child = 0; file >> child;) children.insert(child);
+    }
+    return children;
+  }
+
+  // What these leave comes next. False when there was none.
+  bool EndSome() const {
+    bool found = false;
+    for (const pid_t child : Children()) {
+      if (before.contains(child)) continue;
+      kill(child, SIGKILL);
+      while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
+      }
+      found = true;
+    }
+    return found;
+  }
+
+  std::set<pid_t> before;
+};
+
+// A group of its own; nothing of what the waiting process made of its signals.
+void SetApart() {
+  setpgid(0, 0);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) signal(number, SIG_DFL);
+  const int nothing = open("/dev/null", O_RDONLY | O_CLOEXEC);
+  dup2(nothing, STDIN_FILENO);
+  close(nothing);
+  // What the plug-in prints keeps out of the report.
+  dup2(STDERR_FILENO, STDOUT_FILENO);
+}
+
 void SetLimits() {
   // The waiting process may end first, by a signal.
   prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -71,7 +129,11 @@ void SetLimits() {
   Limit(RLIMIT_AS, kMemoryLimit);
 }
 
-// By the digit with which an answer begins.
+// An answer is the digit of its outcome, a text, and the end.
+constexpr char kAnswerEnd = '\0';
+constexpr std::size_t kLongestAnswer = 1 << 20;
+constexpr std::size_t kLongestMessage = 4096;
+
 constexpr EOutcome kOutcomes[] = {EOutcome::kPassed, EOutcome::kWarning, EOutcome::kSkipped, EOutcome::kFailed};
 
 void WriteAll(int descriptor, const std::string& text) {
@@ -82,11 +144,10 @@ void WriteAll(int descriptor, const std::string& text) {
   }
 }
 
-// What the child does. Its answer is the outcome's digit, then the text.
+// What the child does.
 int Work(int descriptor, const std::string& folder, char* note, const TWork& work) {
   SetLimits();
-  // What the plug-in prints keeps out of the report.
-  dup2(STDERR_FILENO, STDOUT_FILENO);
+  SetApart();
   std::string answer;
   const auto said = [&answer](EOutcome outcome, const std::string& message) {
     const auto place = std::find(std::begin(kOutcomes), std::end(kOutcomes), outcome);
@@ -101,22 +162,43 @@ int Work(int descriptor, const std::string& folder, char* note, const TWork& wor
   } catch (const std::exception& error) {
     said(EOutcome::kFailed, std::string("an exception came out: ") + error.what());
   }
-  WriteAll(descriptor, answer);
+  WriteAll(descriptor, answer + kAnswerEnd);
   return 0;
 }
 
-// What the child writes until it closes the pipe; false when it takes too long.
-bool ReadAnswer(int descriptor, TClock::time_point deadline, std::string* answer) {
+constexpr int kSlice = 50;  // milliseconds until an end of the child or of the wait is seen
+
+enum class EReading { kEnded, kLate, kEndless };
+
+// What the child writes until it closes the pipe or ends; processes of its own may
+// hold the pipe for longer.
+EReading Receive(processes::CChild& child, TClock::time_point deadline, const TInterrupted& interrupted,
+                 std::string* answer) {
+  for (bool ended = false;;) {
+    if (interrupted != nullptr && interrupted()) throw TInterruption();
+    pollfd waited = {child.Answer(), POLLIN, 0};
+    const int ready = poll(&waited, 1, ended ? 0 : kSlice);
+    if (ready > 0) {
+      char buffer[4096];
+      const ssize_t count = read(child.Answer(), buffer, sizeof buffer);
+      if (count == 0) return EReading::kEnded;
+      if (count > 0) answer->append(buffer, static_cast<std::size_t>(count));
+      if (answer->size() > kLongestAnswer) return EReading::kEndless;
+    } else if (ended) {
+      return EReading::kEnded;
+    } else {
+      ended = child.WaitUntil(TClock::now()).has_value();
+    }
+    if (TClock::now() >= deadline) return EReading::kLate;
+  }
+}
+
+std::optional<int> WaitFor(processes::CChild& child, TClock::time_point deadline, const TInterrupted& interrupted) {
   for (;;) {
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - TClock::now()).count();
-    if (left <= 0) return false;
-    pollfd waited = {descriptor, POLLIN, 0};
-    if (poll(&waited, 1, static_cast<int>(std::min<long long>(left, 1'000'000))) <= 0) continue;
-    char buffer[4096];
-    const ssize_t count = read(descriptor, buffer, sizeof buffer);
-    if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) return true;
-    answer->append(buffer, static_cast<std::size_t>(count));
+    const auto next = TClock::now() + std::chrono::milliseconds(kSlice);
+    if (next >= deadline) return child.WaitUntil(deadline);
+    if (const std::optional<int> status = child.WaitUntil(next)) return status;
+    if (interrupted != nullptr && interrupted()) throw TInterruption();
   }
 }
 
@@ -133,39 +215,51 @@ std::string Patience(double seconds) {
   return text;
 }
 
-// A message may quote any bytes: UTF-8 in one line without control characters.
-std::string Printable(const std::string& text) {
-  std::string printable = runtime::Utf8(runtime::Utf16(text));
+}  // namespace
+
+std::string Printable(const std::string& bytes) {
+  std::string printable = runtime::Utf8(runtime::Utf16(bytes.substr(0, kLongestMessage)));
   for (char& c : printable) {
     if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = ' ';
   }
   return printable;
 }
 
-}  // namespace
+bool ReadAnswer(const std::string& bytes, TEnd* end) {
+  if (bytes.size() < 2 || bytes.find(kAnswerEnd) != bytes.size() - 1) return false;
+  const auto number = static_cast<std::size_t>(bytes[0] - '0');
+  if (number >= std::size(kOutcomes)) return false;
+  end->outcome = kOutcomes[number];
+  (end->outcome == EOutcome::kPassed ? end->answer : end->message) = bytes.substr(1, bytes.size() - 2);
+  return true;
+}
 
-TEnd RunApart(double patience, const TWork& work) {
+TEnd RunApart(double patience, const TWork& work, const TInterrupted& interrupted) {
   CNote note;
   const processes::CTemporaryFolder folder("validate");
+  const COrphanage orphanage;
   const TClock::time_point start = TClock::now();
   const auto deadline = start + std::chrono::duration_cast<TClock::duration>(std::chrono::duration<double>(patience));
   processes::CChild child([&](int descriptor) { return Work(descriptor, folder.Path(), note.Text(), work); });
+  setpgid(child.Id(), child.Id());
   TEnd end;
   std::string answer;
-  const bool answered = ReadAnswer(child.Answer(), deadline, &answer);
-  const std::optional<int> status = answered ? child.WaitUntil(deadline) : std::nullopt;
-  if (!status) child.Kill();
+  const EReading reading = Receive(child, deadline, interrupted, &answer);
+  const std::optional<int> status = reading == EReading::kEnded ? WaitFor(child, deadline, interrupted) : std::nullopt;
+  if (!status) {
+    kill(-child.Id(), SIGKILL);
+    child.Kill();
+  }
   end.seconds = std::chrono::duration<double>(TClock::now() - start).count();
   if (!status) {
     end.outcome = EOutcome::kFailed;
-    end.message = "took longer than " + Patience(patience) + note.While();
+    end.message =
+        (reading == EReading::kEndless ? "answered without an end" : "took longer than " + Patience(patience)) +
+        note.While();
   } else if (WIFSIGNALED(*status)) {
     end.message = SignalName(WTERMSIG(*status)) + note.While();
-  } else if (WEXITSTATUS(*status) != 0 || answer.empty()) {
+  } else if (WEXITSTATUS(*status) != 0 || !ReadAnswer(answer, &end)) {
     end.message = "ended the process with exit status " + std::to_string(WEXITSTATUS(*status)) + note.While();
-  } else {
-    end.outcome = kOutcomes[answer[0] - '0'];
-    (end.outcome == EOutcome::kPassed ? end.answer : end.message) = answer.substr(1);
   }
   end.message = Printable(end.message);
   return end;

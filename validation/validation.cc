@@ -30,28 +30,30 @@ bool MatchesAny(const std::vector<std::string>& patterns, const TResult& result)
 // do anything while it is loaded.
 TEnd Survey(const TOptions& options) {
   static const TEntries kNone;
-  return RunApart(options.patience, [&options](const std::string& folder, char* note) {
+  const auto learn = [&options](const std::string& folder, char* note) {
     CProbe probe(options.plugin, "", kNone, folder, note);
     std::string names;
     for (const runtime::TClass& item : probe.Plugin().Classes()) names += item.name + "\n";
     return names;
-  });
+  };
+  return RunApart(options.patience, learn, options.interrupted);
 }
 
 std::vector<std::string> Lines(const std::string& text) {
   std::vector<std::string> lines;
   std::istringstream stream(text);
-  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  for (std::string line; std::getline(stream, line);) lines.push_back(Printable(line));
   return lines;
 }
 
 void RunCase(const TOptions& options, const TCase& item, const TEntries& entries, TResult* result) {
-  const TEnd end = RunApart(options.patience, [&](const std::string& folder, char* note) {
+  const auto run = [&](const std::string& folder, char* note) {
     CProbe probe(options.plugin, result->className, entries, folder, note);
     item.run(probe);
     if (!probe.Warnings().empty()) throw TVerdict{EOutcome::kWarning, probe.Warnings()};
     return std::string();
-  });
+  };
+  const TEnd end = RunApart(options.patience, run, options.interrupted);
   result->outcome = end.outcome;
   result->message = end.message;
   result->seconds = end.seconds;
@@ -64,7 +66,7 @@ std::size_t TReport::CountOf(EOutcome outcome) const {
       std::count_if(results.begin(), results.end(), [&](const TResult& result) { return result.outcome == outcome; }));
 }
 
-bool Validate(const TOptions& options, TReport* report, std::string* error) {
+bool Validate(const TOptions& options, TReport* report, std::string* error) try {
   report->plugin = options.plugin;
   const TEnd survey = Survey(options);
   const bool loads = survey.outcome == EOutcome::kPassed;
@@ -120,6 +122,9 @@ bool Validate(const TOptions& options, TReport* report, std::string* error) {
   }
   if (!report->results.empty()) return true;
   *error = "the patterns leave no case";
+  return false;
+} catch (const TInterruption&) {
+  *error = "interrupted";
   return false;
 }
 

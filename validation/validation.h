@@ -33,15 +33,18 @@ struct TResult {
   double seconds = 0.0;
 };
 
+constexpr double kMostPatience = 3600.0;  // seconds
+
 struct TOptions {
   std::string plugin;
   // Globs over GROUP/CASE and GROUP/CASE:CLASS. No include stands for all.
   std::vector<std::string> include;
   std::vector<std::string> exclude;
-  double patience = 10.0;  // seconds that a case may take
+  double patience = 10.0;  // seconds that a case may take, at most kMostPatience
   // The reference of a class; empty when there is none, false with a message
   // when it is wrong.
   std::function<bool(const std::string& className, TEntries* entries, std::string* error)> reference;
+  std::function<bool()> interrupted;  // asked now and then whether the check is to end
 };
 
 struct TReport {
@@ -54,7 +57,8 @@ struct TReport {
 };
 
 // False with a message, and no report, when a pattern matches nothing, the
-// patterns leave no case, or a reference is wrong.
+// patterns leave no case, a reference is wrong, or it was interrupted. No process
+// and no file of a case is left, whichever way it ends.
 bool Validate(const TOptions& options, TReport* report, std::string* error);
 
 const char* Word(EOutcome outcome);

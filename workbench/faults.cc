@@ -1,9 +1,11 @@
 #include "workbench/faults.h"
 
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <array>
 #include <cstddef>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <new>
@@ -27,7 +29,12 @@ void Write(std::string_view text) {
   }
 }
 
-extern "C" void OnCrash(int signal) {
+// Ends the program, whoever stands in for the C library's own ends.
+[[noreturn]] void End(int status) {
+  for (;;) syscall(SYS_exit_group, status);
+}
+
+extern "C" void OnCrash(int signal, siginfo_t*, void*) {
   Write(crashMessage);
   switch (signal) {
     case SIGABRT:
@@ -42,7 +49,31 @@ extern "C" void OnCrash(int signal) {
     default:
       Write(" (invalid access to memory)\n");
   }
-  _exit(kApplicationWrong);
+  End(kApplicationWrong);
+}
+
+extern "C" void OnEnding(int number, siginfo_t* about, void*) {
+  const bool isOfTerminal = about->si_code == SI_KERNEL && (number == SIGHUP || number == SIGINT || number == SIGQUIT);
+  if (isOfTerminal || (about->si_code == SI_USER && about->si_pid != getpid())) {
+    signal(number, SIG_DFL);
+    raise(number);  // comes when this returns
+    return;
+  }
+  Write(crashMessage);
+  Write(" (");
+  Write(sigdescr_np(number));
+  Write(")\n");
+  End(kApplicationWrong);
+}
+
+pid_t program = 0;  // what it forks ends as it likes
+
+// An exit while a notice lives isn't the program's own.
+void OnExit() {
+  if (crashMessage == nullptr || getpid() != program) return;
+  Write(crashMessage);
+  Write(" (ended the program)\n");
+  End(kApplicationWrong);
 }
 
 // An exception that met a function of C on its way is unknown to OnTerminate.
@@ -66,7 +97,7 @@ void OnNoMemory() {
   } catch (...) {
     Write("loopbox: an exception of an unknown kind\n");
   }
-  _exit(kApplicationWrong);
+  End(kApplicationWrong);
 }
 
 // A handler needs a stack of its own where the program's has overflowed.
@@ -84,21 +115,44 @@ void InstallFaultHandlers() {
   struct sigaction ignore {};
   ignore.sa_handler = SIG_IGN;
   sigaction(SIGXFSZ, &ignore, nullptr);
+  program = getpid();
+  std::atexit(OnExit);
+  std::at_quick_exit(OnExit);
   std::set_new_handler(OnNoMemory);
   std::set_terminate(OnTerminate);
 }
 
-CCrashNotice::CCrashNotice(std::string text) : message("loopbox: " + std::move(text)) {
+CCrashNotice::CCrashNotice(std::string text) : message("loopbox: " + std::move(text)), outer(crashMessage) {
   UseSignalStack();
   crashMessage = message.c_str();
   struct sigaction action {};
-  action.sa_handler = OnCrash;
-  action.sa_flags = SA_ONSTACK;
-  for (std::size_t i = 0; i < kSignals.size(); ++i) sigaction(kSignals[i], &action, &before[i]);
+  action.sa_flags = SA_ONSTACK | SA_SIGINFO;
+  action.sa_sigaction = OnCrash;
+  std::size_t i = 0;
+  for (const int number : kCrashes) sigaction(number, &action, &before[i++]);
+  action.sa_sigaction = OnEnding;
+  for (const int number : kEnding) {
+    sigaction(number, nullptr, &before[i]);
+    if (before[i++].sa_handler == SIG_DFL) sigaction(number, &action, nullptr);
+  }
 }
 
 CCrashNotice::~CCrashNotice() {
-  for (std::size_t i = 0; i < kSignals.size(); ++i) sigaction(kSignals[i], &before[i], nullptr);
+  std::size_t i = 0;
+  for (const int number : kCrashes) sigaction(number, &before[i++], nullptr);
+  for (const int number : kEnding) {
+    if (before[i].sa_handler == SIG_DFL) sigaction(number, &before[i], nullptr);
+    ++i;
+  }
+  crashMessage = outer;
 }
 
 }  // namespace workbench
+
+// A plug-in's calls come here, and not to the C library, whose own exit ends by
+// other ways.
+extern "C" [[noreturn, gnu::visibility("default")]] void _exit(int status) {
+  workbench::OnExit();
+  workbench::End(status);
+}
+extern "C" [[noreturn, gnu::visibility("default")]] void _Exit(int status) noexcept { _exit(status); }

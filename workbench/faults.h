@@ -5,6 +5,7 @@
 
 #include <array>
 #include <csignal>
+#include <cstddef>
 #include <string>
 
 namespace workbench {
@@ -16,8 +17,9 @@ constexpr char kOutOfMemory[] = "loopbox: out of memory\n";
 // a plug-in, ends the program with a message and the status kApplicationWrong.
 void InstallFaultHandlers();
 
-// While one lives, a crash ends the program with the status kApplicationWrong
-// and a line on standard error: `message`, and what happened. One at a time.
+// While one lives, a crash, a signal that the process sends to itself, and an exit
+// that isn't the program's own end it with the status kApplicationWrong and a line
+// on standard error: `message`, and what happened. Of several the latest counts.
 class CCrashNotice {
  public:
   explicit CCrashNotice(std::string message);
@@ -26,10 +28,15 @@ class CCrashNotice {
   CCrashNotice& operator=(const CCrashNotice&) = delete;
 
  private:
-  static constexpr std::array kSignals = {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT};
+  static constexpr std::array kCrashes = {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT};
+  // Others may send these from outside: then they end the program as ever.
+  static constexpr std::array kEnding = {SIGHUP,  SIGINT,  SIGQUIT,   SIGTERM, SIGTRAP, SIGSYS, SIGUSR1,
+                                         SIGUSR2, SIGALRM, SIGVTALRM, SIGPROF, SIGXCPU, SIGPOLL};
+  static constexpr std::size_t kCount = kCrashes.size() + kEnding.size();
 
   std::string message;
-  std::array<struct sigaction, kSignals.size()> before{};
+  const char* outer;  // of the notice before; null: none
+  std::array<struct sigaction, kCount> before{};
 };
 
 }  // namespace workbench

@@ -1,11 +1,16 @@
 #include "workbench/reference.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <memory>
 #include <utility>
 
 #include "workbench/text.h"
@@ -16,6 +21,32 @@ namespace {
 bool Unsigned(const std::string& text, std::size_t* value) {
   const auto [end, status] = std::from_chars(text.data(), text.data() + text.size(), *value);
   return status == std::errc() && end == text.data() + text.size();
+}
+
+// The whole of a regular file of at most so many bytes; a pipe isn't waited for.
+bool ReadWhole(const std::string& path, std::size_t most, std::string* text, std::string* problem) {
+  const auto fail = [problem](const std::string& why) {
+    *problem = why;
+    return false;
+  };
+  const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(descriptor < 0 ? nullptr : fdopen(descriptor, "rb"),
+                                                             std::fclose);
+  if (!file) return fail(std::strerror(errno));
+  struct stat status;
+  if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) return fail("it is no regular file");
+  char buffer[4096];
+  while (const std::size_t count = std::fread(buffer, 1, sizeof buffer, file.get())) {
+    text->append(buffer, count);
+    if (text->size() > most) return fail("it is longer than 1 MiB, with what it includes");
+  }
+  return std::ferror(file.get()) == 0 || fail(std::strerror(errno));
+}
+
+// By the letters behind its name; a procedure without letters has none.
+std::size_t ArgumentCount(const std::string& procedure) {
+  const std::size_t underscores = procedure.find("__");
+  return underscores == std::string::npos ? 0 : procedure.size() - underscores - 2;
 }
 
 // Numbers are compared as such, so that 1 and 1.0 are the same.
@@ -62,27 +93,23 @@ const runtime::TDefinitionEntry* Find(const std::vector<runtime::TDefinitionEntr
 }  // namespace
 
 bool CReference::Load(const std::string& path, CReference* reference, std::string* error) {
+  constexpr std::size_t kLongest = 1 << 20;
   CReference read;
-  if (!read.AddFile(path, false, error)) return false;
+  std::size_t room = kLongest;
+  if (!read.AddFile(path, false, &room, error)) return false;
   *reference = std::move(read);
   return true;
 }
 
-bool CReference::AddFile(const std::string& path, bool isIncluded, std::string* error) {
+bool CReference::AddFile(const std::string& path, bool isIncluded, std::size_t* room, std::string* error) {
   constexpr std::string_view kInclude = "include ";
-  std::ifstream file(path, std::ios::binary);
   std::string text;
-  bool readable = static_cast<bool>(file);
-  try {
-    // Unlike operator <<, this lets the end of memory through as what it is.
-    if (readable) text.assign(std::istreambuf_iterator<char>(file), {});
-  } catch (const std::ios_base::failure&) {
-    readable = false;
-  }
-  if (!readable) {
-    *error = path + ": the reference of the class can't be read";
+  std::string problem;
+  if (!ReadWhole(path, *room, &text, &problem)) {
+    *error = path + ": the reference of the class can't be read: " + problem;
     return false;
   }
+  *room -= text.size();
   std::string section;
   std::size_t number = 0;
   for (const std::string& line : Split(text, '\n')) {
@@ -95,12 +122,16 @@ bool CReference::AddFile(const std::string& path, bool isIncluded, std::string* 
       section = Trim(std::string_view(line).substr(1, line.size() - 2));
       if (!section.starts_with(kInclude)) continue;
       if (!isIncluded) {
-        const std::filesystem::path included =
-            std::filesystem::path(path).parent_path() / section.substr(kInclude.size());
-        if (!AddFile(included.string(), true, error)) return false;
-        continue;
+        const std::string name = section.substr(kInclude.size());
+        const std::filesystem::path included = std::filesystem::path(path).parent_path() / name;
+        if (name.find('/') == std::string::npos) {
+          if (!AddFile(included.string(), true, room, error)) return false;
+          continue;
+        }
+        message = "a file that is included stands in the same folder";
+      } else {
+        message = "a file that is included includes no other";
       }
-      message = "a file that is included includes no other";
     }
     error->assign(path).append(":").append(std::to_string(number)).append(": ").append(message);
     return false;
@@ -172,6 +203,10 @@ bool CReference::AddState(std::string_view line, std::string* error) {
     *error = "expected column | procedure | argument index | argument count | + or -";
     return false;
   }
+  if (column.argumentCount != ArgumentCount(field[1])) {
+    *error = field[1] + " has " + Count(ArgumentCount(field[1]), "argument") + ", found " + field[3];
+    return false;
+  }
   column.name = field[0];
   column.procedure = field[1];
   column.negate = field[4] == "-";
@@ -183,6 +218,10 @@ bool CReference::AddBand(std::string_view line, std::string* error) {
   const std::vector<std::string> field = Split(line, '|');
   if (field.size() != 2 || (field[0] != "plus" && field[0] != "minus") || field[1].empty()) {
     *error = "expected plus or minus | procedure";
+    return false;
+  }
+  if (ArgumentCount(field[1]) != 1) {
+    *error = "expected a procedure of one argument, found " + field[1];
     return false;
   }
   (field[0] == "plus" ? band.plus : band.minus) = field[1];

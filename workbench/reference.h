@@ -12,15 +12,17 @@
 //            one block alone.
 //   [state]  column | procedure | argument index | argument count | sign
 //            further columns of a trace; sign `+` or `-`.
+//            The procedure's name ends in a letter for each argument.
 //   [band]   plus | procedure   and   minus | procedure
-//            what answers how far the value may stray from the wish.
+//            what answers how far the value may stray from the wish, in its one
+//            argument.
 //   [events], [procedures]  name with its letters | meaning
 //            what is told of an event or procedure beside its declaration;
 //            units of its arguments.
 //   others   keyword | type | default | range | example entry | meaning
 //
 // `[include FILE]` reads another file of the same folder at this place, which
-// includes none itself.
+// includes none itself. All together are at most 1 MiB.
 #ifndef LOOPBOX_WORKBENCH_REFERENCE_H
 #define LOOPBOX_WORKBENCH_REFERENCE_H
 
@@ -95,7 +97,8 @@ class CReference {
   std::vector<TFinding> Findings(const std::vector<runtime::TDefinitionEntry>& definition) const;
 
  private:
-  bool AddFile(const std::string& path, bool isIncluded, std::string* error);
+  // `room` is what may still be read, in bytes.
+  bool AddFile(const std::string& path, bool isIncluded, std::size_t* room, std::string* error);
   bool AddLine(const std::string& section, std::string_view line, std::string* error);
   bool AddKeyword(const std::string& section, std::string_view line, std::string* error);
   bool AddNote(std::string_view line, std::string* error);

@@ -34,8 +34,11 @@ bool ReadDefinition(TApplicationState& application, TInstrumentState& instrument
   reading.complaint.clear();
   instrument.receivers.clear();
   instrument.files.clear();
+  std::string unread;
+  CheckFiles(&unread);  // what failed before is none of this reading's
   const bool accepted =
       instrument.object->ReadSelf(texts.errorCapacity, texts.error, texts.tokenCapacity, texts.token) != 0;
+  if (!CheckFiles(&unread)) application.Report(instrument.name, unread);
   reading.instrument = nullptr;
   reading.lexer.reset();
   return accepted;

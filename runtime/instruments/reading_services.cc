@@ -236,9 +236,8 @@ std::uint8_t CInstrument::ReadEquFile(std::uint32_t capacity, char16_t* message,
     reading.lexer->Expect("=");
     const std::string read = ReadText(reading);
     if (read.empty()) throw runtime::TTextError{reading.last, "expected the name of a file"};
-    if (runtime::LeavesFolder(ApplicationOf(ctx).files, runtime::Utf16(read))) {
-      throw runtime::TTextError{reading.last, "the file name leaves the application's folder"};
-    }
+    const char* const problem = runtime::ProblemOfName(ApplicationOf(ctx).files, runtime::Utf16(read));
+    if (problem != nullptr) throw runtime::TTextError{reading.last, problem};
     AssignText(reading, read, nameCapacity, fileName);
     reading.lexer->Expect(";");
     reading.instrument->files.push_back(read);

@@ -1,18 +1,19 @@
 #include "runtime/platform/files.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
+#include <climits>
 #include <filesystem>
+#include <optional>
 #include <utility>
 #include <vector>
 
 #include "host/hx_main.h"
+#include "runtime/platform/replacement.h"
 #include "runtime/text/wide_text.h"
 
 namespace fs = std::filesystem;
@@ -40,46 +41,71 @@ void Shielded(TBody body) noexcept {
 
 // --- Names ------------------------------------------------------------------
 
-struct TFilePlace {
-  bool leaves = false;
-  fs::path path;  // as the name says; empty when it names no file of the folder
-  fs::path real;  // with symbolic links followed
-};
-
 bool IsBelow(const fs::path& path, const fs::path& folder) {
   const fs::path relative = path.lexically_relative(folder);
-  return !relative.empty() && *relative.begin() != "..";
+  return !relative.empty() && relative != "." && *relative.begin() != "..";
 }
 
-TFilePlace Place(const runlib::TFileContext& context, std::u16string_view name) {
+constexpr char kLeaves[] = "the file name leaves the application's folder";
+constexpr char kTooLong[] = "the file name is too long: with the application's folder it may have 259 characters";
+static_assert(runlib::kPathCapacity == 259);
+
+struct TFileName {
+  const char* problem = nullptr;
+  fs::path path;         // absolute; empty when the name is of no file of the folder
+  std::string relative;  // from the folder
+};
+
+// What can be told of a name without looking at the disk.
+TFileName NameOf(const runlib::TFileContext& context, std::u16string_view name) {
   if (name.empty()) return {};
   const fs::path written(runtime::Utf8(name));
   const fs::path folder(context.folder);
   const fs::path path = (folder / written).lexically_normal();
-  if (written.is_absolute() || !IsBelow(path, folder)) return {true, {}, {}};
-  if (!path.has_filename() || path == folder) return {};
-  if (runtime::Utf16(path.native()).size() > runlib::kPathCapacity) return {};
-  std::error_code error;
-  const fs::path realFolder = fs::weakly_canonical(folder, error);
-  if (error) return {};
-  const fs::path real = fs::weakly_canonical(path, error);
-  if (error) return {};
-  if (!IsBelow(real, realFolder)) return {true, {}, {}};
-  return {false, path, real};
+  if (path == folder) return {};
+  if (written.is_absolute() || !IsBelow(path, folder)) return {kLeaves, {}, {}};
+  if (!path.has_filename()) return {};
+  const fs::path relative = path.lexically_relative(folder);
+  const bool isTooLong = runtime::Utf16(path.native()).size() > runlib::kPathCapacity ||
+                         std::any_of(relative.begin(), relative.end(),
+                                     [](const fs::path& part) { return part.native().size() > NAME_MAX; });
+  if (isTooLong) return {kTooLong, {}, {}};
+  return {nullptr, path, relative.native()};
+}
+
+// False with errno.
+bool FindFile(const runlib::TFileContext& context, const TFileName& name, runtime::TPlaceBeneath* place) {
+  const runtime::CDescriptor root(context.disk->Open(AT_FDCWD, context.folder, O_PATH | O_DIRECTORY));
+  return root.IsOpen() && FindBeneath(*context.disk, root.Number(), name.relative, place);
+}
+
+TFileName Examined(const runlib::TFileContext& context, std::u16string_view given) {
+  TFileName name = NameOf(context, given);
+  runtime::TPlaceBeneath place;
+  if (name.path.empty() || FindFile(context, name, &place) || errno != EXDEV) return name;
+  return {kLeaves, {}, {}};
+}
+
+// Whether an error says that there is no file, and not only that it can't be had.
+bool IsMissing(int error) { return error == ENOENT || error == ENOTDIR; }
+
+// That of the name which was expanded last: what is made on the way to a path stays
+// below it.
+std::string& ExpandedFolder() {
+  static std::string folder;
+  return folder;
 }
 
 // --- Handles ----------------------------------------------------------------
 
 struct TFile {
-  runtime::CDisk* disk = nullptr;
+  runlib::TFileContext* context = nullptr;
   int descriptor = -1;  // -1: a free place of the table
   bool failed = false;
-  int error = 0;       // of the operation that failed; 0 also where one only fell short
-  std::string name;    // of a file being written, as it was given
-  fs::path target;     // what that leads to
-  fs::path temporary;  // empty when reading
-
-  bool Writing() const { return !temporary.empty(); }
+  int error = 0;         // of the operation that failed; 0 also where one only fell short
+  std::string given;     // its name
+  std::string relative;  // the same from the folder
+  std::optional<runtime::CReplacement> replacement = {};  // none when reading
 };
 
 std::vector<TFile>& Files() {
@@ -101,13 +127,21 @@ std::uint32_t FreeHandle() {
   return handle;
 }
 
-std::string& WriteFailure() {
+std::string& Failure() {
   static std::string failure;
   return failure;
 }
 
-void NoteWriteFailure(const std::string& name, const char* why) noexcept {
-  Shielded([&] { WriteFailure() = "'" + name + "' can't be written: " + why; });
+void NoteUnwritten(const std::string& name, const std::string& why) noexcept {
+  Shielded([&] { Failure() = "'" + name + "' can't be written: " + why; });
+}
+
+// It stays as it is until it can be read.
+void NoteUnread(const TFile& file, const std::string& why) noexcept {
+  Shielded([&] {
+    file.context->unread.insert(file.relative);
+    Failure() = "'" + file.given + "' can't be read: " + why;
+  });
 }
 
 // Moves bytes until all have moved, the file ends, or an error is met.
@@ -127,108 +161,54 @@ std::uint32_t MoveAll(TFile& file, std::uint32_t count, TMove move) {
   return done;
 }
 
-// --- Replacing a file whole -----------------------------------------------------
-
-constexpr std::size_t kNamePart = 200;  // bytes of the name that a temporary's name repeats; 255 are allowed in all
-constexpr int kAttempts = 100;
-
-// What the names of a file's temporaries begin with; a process and a number follow.
-std::string TemporaryPrefix(const fs::path& target) {
-  return "." + target.filename().native().substr(0, kNamePart) + ".tmp-";
-}
-
-// A temporary is locked from its making to its renaming, so that one without a
-// lock is what a killed process left behind.
-void RemoveLeftovers(runtime::CDisk& disk, const fs::path& target) {
-  const std::string prefix = TemporaryPrefix(target);
-  std::error_code error;
-  for (fs::directory_iterator entry(target.parent_path(), error), end; !error && entry != end; entry.increment(error)) {
-    if (!entry->path().filename().native().starts_with(prefix)) continue;
-    const int descriptor = disk.Open(entry->path().native(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW);
-    if (descriptor < 0) continue;
-    if (flock(descriptor, LOCK_EX | LOCK_NB) == 0) disk.Remove(entry->path().native());
-    disk.Close(descriptor);
-  }
-}
-
-// A new temporary, locked; -1 with errno when there can be none. When another
-// process removed it before it was locked, its name counts as one that exists.
-int OpenTemporary(runtime::CDisk& disk, const fs::path& path) {
-  const int descriptor = disk.Open(path.native(), O_WRONLY | O_CREAT | O_EXCL);
-  if (descriptor < 0) return -1;
-  struct stat status;
-  flock(descriptor, LOCK_EX);  // where files can't be locked, leftovers stay
-  if (fstat(descriptor, &status) == 0 && status.st_nlink > 0) return descriptor;
-  disk.Close(descriptor);
-  errno = EEXIST;
-  return -1;
-}
-
-std::uint32_t Create(runtime::CDisk& disk, const std::string& name, const fs::path& target) {
-  struct stat status;
-  const bool exists = stat(target.c_str(), &status) == 0;
-  if (exists && !S_ISREG(status.st_mode)) {
-    NoteWriteFailure(name, std::strerror(S_ISDIR(status.st_mode) ? EISDIR : EINVAL));
-    return runlib::kNoHandle;
-  }
-
-  RemoveLeftovers(disk, target);
-  static unsigned number = 0;
+std::uint32_t Create(TFile file, const TFileName& name) {
   const std::uint32_t handle = FreeHandle();
-  TFile file;
-  file.disk = &disk;
-  file.name = name;
-  file.target = target;
-  for (int attempt = 0; attempt < kAttempts; ++attempt) {
-    file.temporary =
-        target.parent_path() / (TemporaryPrefix(target) + std::to_string(getpid()) + "-" + std::to_string(number++));
-    file.descriptor = OpenTemporary(disk, file.temporary);
-    if (file.descriptor >= 0) {
-      Files()[handle] = std::move(file);
-      return handle;
-    }
-    if (errno != EEXIST) break;
+  runtime::TPlaceBeneath place;
+  std::string why;
+  if (name.path.empty()) {
+    why = "its name leads to no file of the application's folder";
+  } else if (file.context->unread.contains(file.relative)) {
+    why = "it could not be read";
+  } else if (!FindFile(*file.context, name, &place)) {
+    why = runtime::Reason(errno);
+  } else if (file.replacement.emplace().Begin(*file.context->disk, std::move(place), &why)) {
+    file.descriptor = file.replacement->Descriptor();
+    Files()[handle] = std::move(file);
+    return handle;
   }
-  NoteWriteFailure(name, std::strerror(errno));
+  NoteUnwritten(file.given, why);
   return runlib::kNoHandle;
 }
 
-// Makes a rename last; where a folder can't be flushed there is no more to do.
-void FlushFolder(runtime::CDisk& disk, const fs::path& folder) {
-  const int descriptor = disk.Open(folder.native(), O_RDONLY | O_DIRECTORY);
-  if (descriptor < 0) return;
-  disk.Flush(descriptor);
-  disk.Close(descriptor);
-}
-
 void Finish(TFile& file) {
-  runtime::CDisk& disk = *file.disk;
-  if (!file.failed &&
-      (disk.Flush(file.descriptor) != 0 || disk.Rename(file.temporary.native(), file.target.native()) != 0)) {
-    file.failed = true;
-    file.error = errno;
-  }
-  if (file.failed) disk.Remove(file.temporary.native());
-  disk.Close(file.descriptor);
+  std::string why = file.error != 0 ? runtime::Reason(file.error) : "a write fell short";
   if (file.failed) {
-    NoteWriteFailure(file.name, file.error != 0 ? std::strerror(file.error) : "a write fell short");
-  } else {
-    Shielded([&] { FlushFolder(disk, file.target.parent_path()); });
+    file.replacement->Abandon();
+  } else if (file.replacement->Finish(&why)) {
+    return;
   }
+  NoteUnwritten(file.given, why);
 }
 
-std::uint32_t Open(runtime::CDisk& disk, const fs::path& path) {
+std::uint32_t Open(TFile file, const TFileName& name) {
   const std::uint32_t handle = FreeHandle();
-  // Not blocking, so that a pipe is refused rather than waited for.
-  const int descriptor = disk.Open(path.native(), O_RDONLY | O_NONBLOCK);
-  if (descriptor < 0) return runlib::kNoHandle;
-  struct stat status;
-  if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
-    disk.Close(descriptor);
+  runtime::TPlaceBeneath place;
+  if (FindFile(*file.context, name, &place)) {
+    // Not blocking, so that a pipe is refused rather than waited for.
+    file.descriptor = file.context->disk->Open(place.folder.Number(), place.name, O_RDONLY | O_NONBLOCK | O_NOFOLLOW);
+  }
+  if (file.descriptor < 0) {
+    if (!IsMissing(errno)) NoteUnread(file, runtime::Reason(errno));
     return runlib::kNoHandle;
   }
-  Files()[handle].disk = &disk;
-  Files()[handle].descriptor = descriptor;
+  struct stat status = {};
+  if (fstat(file.descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
+    NoteUnread(file, S_ISDIR(status.st_mode) ? runtime::Reason(EISDIR) : "it is no regular file");
+    file.context->disk->Close(file.descriptor);
+    return runlib::kNoHandle;
+  }
+  file.context->unread.erase(file.relative);
+  Files()[handle] = std::move(file);
   return handle;
 }
 
@@ -239,16 +219,16 @@ namespace runtime {
 runlib::TFileContext MakeFileContext(std::string_view folder) {
   fs::path path = fs::absolute(folder.empty() ? fs::path(".") : fs::path(folder)).lexically_normal();
   if (!path.has_filename() && path.has_relative_path()) path = path.parent_path();
-  return {path.native(), &SystemDisk()};
+  return {path.native()};
 }
 
-bool LeavesFolder(const runlib::TFileContext& context, std::u16string_view name) {
+const char* ProblemOfName(const runlib::TFileContext& context, std::u16string_view name) {
   // Where it can't be told, opening the file will not succeed either.
-  return Shielded(false, [&] { return Place(context, name).leaves; });
+  return Shielded<const char*>(nullptr, [&] { return Examined(context, name).problem; });
 }
 
-bool CheckWrites(std::string* error) {
-  *error = std::exchange(WriteFailure(), std::string());
+bool CheckFiles(std::string* error) {
+  *error = std::exchange(Failure(), std::string());
   return error->empty();
 }
 
@@ -261,7 +241,8 @@ void ExpandFileName(TFileContext* context, std::uint32_t nameCapacity, const cha
   WStrAssign(pathCapacity, path, 0, nullptr);
   if (context == nullptr) return;
   Shielded([&] {
-    const std::u16string full = runtime::Utf16(Place(*context, runtime::WideView(nameCapacity, name)).path.native());
+    const std::u16string full = runtime::Utf16(Examined(*context, runtime::WideView(nameCapacity, name)).path.native());
+    ExpandedFolder() = context->folder;
     if (full.size() <= pathCapacity) runtime::AssignWide(pathCapacity, path, full);
   });
 }
@@ -278,29 +259,35 @@ void SplitFileName(TFileContext*, std::uint32_t pathCapacity, const char16_t* pa
                       bare ? whole.substr(0, 0) : whole.substr(0, slash == 0 ? 1 : slash));
 }
 
+// What can't be looked at may be there.
 std::uint8_t PathExists(std::uint32_t capacity, const char16_t* path) {
   return Shielded<std::uint8_t>(0, [&]() -> std::uint8_t {
-    std::error_code error;
-    return fs::exists(fs::path(runtime::Utf8(runtime::WideView(capacity, path))), error) ? 1 : 0;
+    struct stat status;
+    return stat(runtime::Utf8(runtime::WideView(capacity, path)).c_str(), &status) == 0 || !IsMissing(errno) ? 1 : 0;
   });
 }
 
 void CreateDirectoryPath(std::uint32_t capacity, const char16_t* path) {
   Shielded([&] {
-    std::error_code error;
-    fs::create_directories(fs::path(runtime::Utf8(runtime::WideView(capacity, path))), error);
+    const fs::path made(runtime::Utf8(runtime::WideView(capacity, path)));
+    const fs::path folder(ExpandedFolder());
+    if (!IsBelow(made, folder)) {
+      std::error_code error;
+      fs::create_directories(made, error);
+      return;
+    }
+    runtime::CDisk& disk = runtime::SystemDisk();
+    const runtime::CDescriptor root(disk.Open(AT_FDCWD, folder.native(), O_PATH | O_DIRECTORY));
+    if (root.IsOpen()) MakeFoldersBeneath(disk, root.Number(), made.lexically_relative(folder).native());
   });
 }
 
 std::uint32_t FileCreate(TFileContext* context, std::uint32_t nameCapacity, const char16_t* name, std::uint32_t) {
   if (context == nullptr) return kNoHandle;
   return Shielded(kNoHandle, [&] {
-    const std::u16string_view wide = runtime::WideView(nameCapacity, name);
-    const std::string given = runtime::Utf8(wide);
-    const TFilePlace place = Place(*context, wide);
-    if (!place.real.empty()) return Create(*context->disk, given, place.real);
-    NoteWriteFailure(given, "its name leads to no file of the application's folder");
-    return kNoHandle;
+    const std::u16string_view given = runtime::WideView(nameCapacity, name);
+    const TFileName found = NameOf(*context, given);
+    return Create({.context = context, .given = runtime::Utf8(given), .relative = found.relative}, found);
   });
 }
 
@@ -308,8 +295,10 @@ std::uint32_t FileOpen(void* host, std::uint32_t nameCapacity, const char16_t* n
   const auto* context = static_cast<const hx_main::TContext*>(host);
   if (context == nullptr || context->files == nullptr) return kNoHandle;
   return Shielded(kNoHandle, [&] {
-    const TFilePlace place = Place(*context->files, runtime::WideView(nameCapacity, name));
-    return place.real.empty() ? kNoHandle : Open(*context->files->disk, place.real);
+    const std::u16string_view given = runtime::WideView(nameCapacity, name);
+    const TFileName found = NameOf(*context->files, given);
+    if (found.path.empty()) return kNoHandle;
+    return Open({.context = context->files, .given = runtime::Utf8(given), .relative = found.relative}, found);
   });
 }
 
@@ -320,21 +309,23 @@ std::uint32_t FileError(std::uint32_t handle) {
 
 std::uint32_t FileRead(std::uint32_t handle, std::uint32_t size, void* buffer, std::uint32_t count) {
   TFile* file = Find(handle);
-  if (file == nullptr || buffer == nullptr || file->Writing()) return 0;
+  if (file == nullptr || buffer == nullptr || file->replacement) return 0;
   auto* bytes = static_cast<char*>(buffer);
-  return MoveAll(*file, std::min(size, count), [=](std::uint32_t done, std::uint32_t rest) {
-    return file->disk->Read(file->descriptor, bytes + done, rest);
+  const std::uint32_t done = MoveAll(*file, std::min(size, count), [=](std::uint32_t before, std::uint32_t rest) {
+    return file->context->disk->Read(file->descriptor, bytes + before, rest);
   });
+  if (file->error != 0) NoteUnread(*file, runtime::Reason(file->error));
+  return done;
 }
 
 std::uint32_t FileWrite(std::uint32_t handle, std::uint32_t size, const void* buffer, std::uint32_t count) {
   TFile* file = Find(handle);
   if (file == nullptr) return 0;
   std::uint32_t written = 0;
-  if (buffer != nullptr && file->Writing()) {
+  if (buffer != nullptr && file->replacement) {
     const auto* bytes = static_cast<const char*>(buffer);
     written = MoveAll(*file, std::min(size, count), [=](std::uint32_t done, std::uint32_t rest) {
-      return file->disk->Write(file->descriptor, bytes + done, rest);
+      return file->context->disk->Write(file->descriptor, bytes + done, rest);
     });
   }
   if (written != count) file->failed = true;
@@ -344,10 +335,10 @@ std::uint32_t FileWrite(std::uint32_t handle, std::uint32_t size, const void* bu
 void FileClose(std::uint32_t handle) {
   TFile* file = Find(handle);
   if (file == nullptr) return;
-  if (file->Writing()) {
+  if (file->replacement) {
     Finish(*file);
   } else {
-    file->disk->Close(file->descriptor);
+    file->context->disk->Close(file->descriptor);
   }
   *file = TFile();
 }

@@ -5,6 +5,7 @@
 #include "host/hx_main.h"
 #include "host/toolkit.h"
 #include "runtime/platform/exact_text.h"
+#include "runtime/platform/regular_file.h"
 #include "runtime/runtime.h"
 #include "runtime/text/lexer.h"
 #include "runtime/text/source.h"
@@ -40,6 +41,11 @@ namespace runtime {
 
 bool ReadMessageTable(const std::string& path, TMessageTable* table, std::string* error) {
   CSource source;
+  std::string problem;
+  if (!IsRegularFile(path, &problem)) {
+    *error = path + ": " + problem;
+    return false;
+  }
   if (!CSource::Load(path, &source, error)) return false;
   CLexer lexer(source);
   TMessageTable read;

@@ -12,6 +12,7 @@
 #include "workbench/commands/commands.h"
 #include "workbench/console.h"
 #include "workbench/exit_status.h"
+#include "workbench/faults.h"
 #include "workbench/plugin_folder.h"
 #include "workbench/references.h"
 #include "workbench/text.h"
@@ -150,6 +151,7 @@ void CChecker::CheckNotes(const runtime::CInstrumentHandle& instrument) {
 }
 
 int Check(const std::string& file, const std::string& pluginPath) {
+  const CCrashNotice notice(file + ": crashed while it was checked with the plug-in " + PluginPath(pluginPath));
   std::string error;
   const auto plugin = LoadPlugin(pluginPath, &error);
   if (!plugin) return Fail(error);

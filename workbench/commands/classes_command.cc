@@ -10,6 +10,7 @@
 #include "workbench/commands/commands.h"
 #include "workbench/console.h"
 #include "workbench/exit_status.h"
+#include "workbench/faults.h"
 #include "workbench/plugin_folder.h"
 #include "workbench/text.h"
 
@@ -43,6 +44,7 @@ void Print(const std::string& text) { std::fputs(text.c_str(), stdout); }
 
 // `images` is a folder for the plug-in's images; empty: they aren't written.
 int ListClasses(const std::string& pluginPath, const std::string& images) {
+  const CCrashNotice notice(PluginPath(pluginPath) + ": the plug-in crashed while its classes were told");
   std::string error;
   const auto plugin = LoadPlugin(pluginPath, &error);
   if (!plugin) return Fail(error);

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
+#include <limits>
 #include <system_error>
 #include <utility>
 
@@ -18,10 +19,14 @@ std::string Found(const std::string& text) { return ", found \"" + text + "\""; 
 }  // namespace
 
 TCheck AtLeast(double minimum, std::string what) {
-  return [minimum, what = std::move(what)](const std::string& text, std::string* error) {
+  return Within(minimum, std::numeric_limits<double>::max(), std::move(what));
+}
+
+TCheck Within(double minimum, double maximum, std::string what) {
+  return [minimum, maximum, what = std::move(what)](const std::string& text, std::string* error) {
     char* end = nullptr;
     const double value = std::strtod(text.c_str(), &end);
-    if (end != text.c_str() && *end == 0 && std::isfinite(value) && value >= minimum) return true;
+    if (end != text.c_str() && *end == 0 && std::isfinite(value) && value >= minimum && value <= maximum) return true;
     *error = "expected " + what + Found(text);
     return false;
   };

@@ -18,6 +18,7 @@ using TCheck = std::function<bool(const std::string& text, std::string* error)>;
 
 // A finite number of at least `minimum`; `what` is expected.
 TCheck AtLeast(double minimum, std::string what);
+TCheck Within(double minimum, double maximum, std::string what);
 // A whole number of at least `minimum`.
 TCheck Whole(std::uint64_t minimum);
 TCheck Between(int lowest, int highest);

@@ -98,6 +98,7 @@ struct TDescribeOptions {
 };
 
 int DescribeClass(const std::string& className, const std::string& pluginPath, bool asMarkdown) {
+  const CCrashNotice notice(PluginPath(pluginPath) + ": the plug-in crashed while it described " + className);
   std::string error;
   const auto plugin = LoadPlugin(pluginPath, &error);
   if (!plugin) return Fail(error);
@@ -111,7 +112,6 @@ int DescribeClass(const std::string& className, const std::string& pluginPath, b
   }
   runtime::TClassDescription description;
   TReferences references;
-  const CCrashNotice notice(plugin->Path() + ": the plug-in crashed while it described " + className);
   if (!plugin->Describe(className, &description, &error) || !LoadReferences(*plugin, &references, &error)) {
     return Fail(error);
   }

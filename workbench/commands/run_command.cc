@@ -14,6 +14,7 @@
 #include "workbench/commands/commands.h"
 #include "workbench/console.h"
 #include "workbench/exit_status.h"
+#include "workbench/faults.h"
 #include "workbench/pictures/pane_pictures.h"
 #include "workbench/pictures/picture_file.h"
 #include "workbench/pictures/run_plot.h"
@@ -93,8 +94,9 @@ class CRunCommand {
 
   const TRunOptions& options;
   const std::string& pluginPath;
-  std::FILE* const output;   // what a person reads stays out of a trace on standard output
-  std::string pictureError;  // during the run
+  std::FILE* const output;    // what a person reads stays out of a trace on standard output
+  std::string pictureError;   // during the run
+  const CCrashNotice notice;  // outlives all that calls the plug-in
   std::unique_ptr<runtime::CPlugin> plugin;
   TReferences references;
   CPanePictures pictures;
@@ -113,6 +115,7 @@ CRunCommand::CRunCommand(const TRunOptions& theOptions, const std::string& thePl
     : options(theOptions),
       pluginPath(thePluginPath),
       output(options.trace == kStandardOutput ? stderr : stdout),
+      notice(options.file + ": crashed while it ran with the plug-in " + PluginPath(pluginPath)),
       pictures(options.panes, options.panesAt),
       console(!options.quiet) {}
 

@@ -10,6 +10,7 @@
 #include "workbench/exit_status.h"
 #include "workbench/plugin_folder.h"
 #include "workbench/references.h"
+#include "workbench/run/pacing.h"
 #include "workbench/text.h"
 
 namespace workbench {
@@ -69,9 +70,12 @@ int Validate(const TValidateOptions& options) {
     referencesRead = ReadEntries(asked.plugin, className, entries, error);
     return referencesRead;
   };
+  CatchInterruption();
+  asked.interrupted = InterruptionAsked;
   validation::TReport report;
   std::string error;
   if (!validation::Validate(asked, &report, &error)) {
+    if (InterruptionAsked()) return Fail(error, kInterrupted);
     return Fail(error, referencesRead ? kCommandLineWrong : kApplicationWrong);
   }
   if (options.json) {
@@ -96,7 +100,7 @@ TCommand ValidateCommand(TCommonOptions&) {
            {"--exclude", "PATTERN", &asked.exclude, "Not the cases that match; may be repeated", nullptr, nullptr,
             "--list"},
            {"--patience", "S", &asked.patience, "Seconds that a case may take (default: 10)",
-            AtLeast(0.1, "a number of seconds of at least 0.1")},
+            Within(0.1, validation::kMostPatience, "0.1 to 3600 seconds")},
            {"--json", "", &options->json, "The report as one JSON document", nullptr, nullptr, "--list"}},
           [options] { return Validate(*options); }};
 }
