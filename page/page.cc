@@ -1,7 +1,6 @@
 #include "page/page.h"
 
 #include <cstdio>
-#include <nlohmann/json.hpp>
 
 #include "hash/hash.h"
 #include "page/assets.h"
@@ -49,10 +48,10 @@ std::string Escaped(std::string_view text) {
   return escaped;
 }
 
-std::string ScriptText(const nlohmann::ordered_json& json) {
+std::string ScriptText(std::string_view json) {
   std::string text;
   // Outside a string JSON has no "<".
-  for (const char c : json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace)) {
+  for (const char c : json) {
     if (c == '<') {
       text += "\\u003c";
     } else {

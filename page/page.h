@@ -12,7 +12,6 @@
 #define LOOPBOX_PAGE_PAGE_H
 
 #include <cstdint>
-#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,10 +19,10 @@
 namespace page {
 
 // Whatever comes from outside goes into a page through one of these two: as
-// text, or the value of an attribute in quotes, in HTML; as JSON in an element
-// `script`, in which no "<" stands, and bytes that are no UTF-8 are replaced.
+// text, or the value of an attribute in quotes, in HTML; as the text of a JSON
+// in an element `script`, in which no "<" stands.
 std::string Escaped(std::string_view text);
-std::string ScriptText(const nlohmann::ordered_json& json);
+std::string ScriptText(std::string_view json);
 
 // A colour word, 0x00BBGGRR, as "#rrggbb".
 std::string Color(std::uint32_t word);

@@ -1,5 +1,7 @@
+#include "json/json.h"
+
 #include <cmath>
-#include <nlohmann/json.hpp>
+#include <utility>
 
 #include "validation/validation.h"
 
@@ -7,11 +9,9 @@ namespace validation {
 
 namespace {
 
-using TJson = nlohmann::ordered_json;
-
-TJson Case(const TResult& result) {
+json::CValue Case(const TResult& result) {
   return {{"name", result.name},
-          {"class", result.className.empty() ? TJson() : TJson(result.className)},
+          {"class", result.className.empty() ? json::CValue() : json::CValue(result.className)},
           {"outcome", Word(result.outcome)},
           {"message", result.message},
           {"claim", result.claim},
@@ -21,19 +21,20 @@ TJson Case(const TResult& result) {
 }  // namespace
 
 std::string Json(const TReport& report) {
-  TJson document = {{"schema", 1},
-                    {"plugin", report.plugin},
-                    {"classes", report.classes},
-                    {"cases", TJson::array()},
-                    {"summary", TJson::object()},
-                    {"conforms", report.Conforms()}};
-  for (const TResult& result : report.results) document["cases"].push_back(Case(result));
+  json::CValue cases = json::CValue::Array();
+  for (const TResult& result : report.results) cases.Append(Case(result));
+  json::CValue summary;
   for (const EOutcome outcome :
        {EOutcome::kPassed, EOutcome::kWarning, EOutcome::kSkipped, EOutcome::kFailed, EOutcome::kCrashed}) {
-    document["summary"][Word(outcome)] = report.CountOf(outcome);
+    summary.Set(Word(outcome), report.CountOf(outcome));
   }
-  // What a plug-in says may be no UTF-8; those bytes are replaced.
-  return document.dump(2, ' ', false, TJson::error_handler_t::replace) + "\n";
+  const json::CValue document = {{"schema", 1},
+                                 {"plugin", report.plugin},
+                                 {"classes", json::CValue::ArrayOf(report.classes)},
+                                 {"cases", std::move(cases)},
+                                 {"summary", std::move(summary)},
+                                 {"conforms", report.Conforms()}};
+  return document.Text(2) + "\n";
 }
 
 }  // namespace validation

@@ -2,21 +2,21 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
+#include "json/json.h"
 #include "page/page.h"
 #include "workbench/report/report.h"
 
 namespace workbench {
 namespace {
 
-using TJson = nlohmann::ordered_json;
+using json::CValue;
 
 // Eight significant digits, and no decimal point without need: a page has many
 // numbers. Null: not finite.
-TJson Number(double value) {
+CValue Number(double value) {
   constexpr int kDigits = 8;
   constexpr double kWhole = 1e15;  // below it whole numbers are written in full
   if (!std::isfinite(value)) return nullptr;
@@ -29,9 +29,9 @@ TJson Number(double value) {
   return rounded;
 }
 
-TJson List(const std::vector<double>& numbers) {
-  TJson list = TJson::array();
-  for (const double number : numbers) list.push_back(Number(number));
+CValue List(const std::vector<double>& numbers) {
+  CValue list = CValue::Array();
+  for (const double number : numbers) list.Append(Number(number));
   return list;
 }
 
@@ -66,19 +66,17 @@ std::vector<double> Points(const painting::CPlot& plot, std::size_t curve) {
   return points;
 }
 
-TJson Curve(const painting::TPlotCurve& drawn, const std::vector<double>& points) {
-  return {{"name", drawn.name},   {"color", page::Color(drawn.color)},
-          {"holds", drawn.holds}, {"dash", drawn.name.starts_with("band") ? TJson({2, 3}) : TJson()},
-          {"other", false},       {"values", List(points)}};
-}
-
-// The same curve of the earlier run.
-TJson CurveBefore(TJson curve, const std::vector<double>& points) {
-  curve["name"] = curve["name"].get<std::string>() + " before";
-  curve["dash"] = {6, 4};
-  curve["other"] = true;
-  curve["values"] = List(points);
-  return curve;
+// `before`: the same curve of the earlier run.
+CValue Curve(const painting::TPlotCurve& drawn, const std::vector<double>& points, bool before) {
+  const bool isBand = drawn.name.starts_with("band");
+  return {{"name", before ? drawn.name + " before" : drawn.name},
+          {"color", page::Color(drawn.color)},
+          {"holds", drawn.holds},
+          {"dash", before   ? List({6, 4})
+                   : isBand ? List({2, 3})
+                            : CValue()},
+          {"other", before},
+          {"values", List(points)}};
 }
 
 // The column of a trace in which a curve stands; empty: in none.
@@ -88,18 +86,18 @@ std::string ColumnOf(const std::string& regulator, const std::string& curve) {
   return std::string();
 }
 
-TJson Panel(const CReport& report, const TShownPanel& shown) {
+CValue Panel(const CReport& report, const TShownPanel& shown) {
   const painting::CPlot& plot = report.Plot();
   const TReportComparison& comparison = report.Comparison();
   const std::string& regulator = report.Instrument(shown.regulator).Name();
-  TJson curves = TJson::array();
+  CValue curves = CValue::Array();
   for (const std::size_t curve : plot.Panels()[shown.panel].curves) {
     const painting::TPlotCurve& drawn = plot.Curves()[curve];
-    curves.push_back(Curve(drawn, Points(plot, curve)));
+    curves.Append(Curve(drawn, Points(plot, curve), false));
     const auto found = std::find(comparison.columns.begin(), comparison.columns.end(), ColumnOf(regulator, drawn.name));
     if (found == comparison.columns.end()) continue;
     const auto column = static_cast<std::size_t>(found - comparison.columns.begin());
-    curves.push_back(CurveBefore(curves.back(), Points(comparison.plot, column)));
+    curves.Append(Curve(drawn, Points(comparison.plot, column), true));
   }
   return {{"unit", plot.Panels()[shown.panel].unit},
           {"regulator", regulator},
@@ -113,17 +111,20 @@ TJson Panel(const CReport& report, const TShownPanel& shown) {
 std::string ReportData(const CReport& report, const std::vector<TShownPanel>& panels) {
   const runtime::CApplication& application = report.Application();
   const painting::CPlot& other = report.Comparison().plot;
-  TJson data = {{"from", 0},
-                {"to", Number(std::max({application.Time(), other.LastTime(), application.Period()}))},
-                {"times", List(PointTimes(report.Plot()))},
-                {"otherTimes", List(PointTimes(other))},
-                {"marks", TJson::array()},
-                {"panels", TJson::array()}};
+  CValue marks = CValue::Array();
   for (const TReportMark& mark : report.Marks()) {
-    data["marks"].push_back({{"time", Number(mark.time)}, {"instrument", mark.instrument}, {"text", mark.text}});
+    marks.Append({{"time", Number(mark.time)}, {"instrument", mark.instrument}, {"text", mark.text}});
   }
-  for (const TShownPanel& panel : panels) data["panels"].push_back(Panel(report, panel));
-  return page::ScriptText(data);
+  CValue shown = CValue::Array();
+  for (const TShownPanel& panel : panels) shown.Append(Panel(report, panel));
+  const double end = std::max({application.Time(), other.LastTime(), application.Period()});
+  const CValue data = {{"from", 0},
+                       {"to", Number(end)},
+                       {"times", List(PointTimes(report.Plot()))},
+                       {"otherTimes", List(PointTimes(other))},
+                       {"marks", std::move(marks)},
+                       {"panels", std::move(shown)}};
+  return page::ScriptText(data.Text());
 }
 
 }  // namespace workbench
