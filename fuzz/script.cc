@@ -25,7 +25,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const fuzz::CMemoryBalance balance;
   const std::string script = fuzz::CBytes(data, size).Rest();
   if (script.find("end_script") != std::string::npos) return -1;  // the text of an application is another fuzzer's
-  tests::CRun run(kBefore + script + "\nend_script;\n", fuzz::Limited());
+  // Every other one loses what it doesn't hold wherever it asks for memory.
+  runtime::TReadOptions options = fuzz::Limited();
+  options.scriptTime = 0.5;
+  options.scriptCollects = size % 2 != 0;
+  tests::CRun run(kBefore + script + "\nend_script;\n", options);
   fuzz::CheckDiagnostics(run);
   if (!run.IsRead()) return 0;
   for (int k = 0; k < 6; ++k) {

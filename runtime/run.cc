@@ -33,8 +33,12 @@ void Blink(TApplicationState& application, std::uint64_t milliseconds) {
 // All links, whichever fails; the first failure tells why.
 void AskLinks(TApplicationState& application, double time, bool (CDataLink::*operation)(double, std::string*)) {
   for (CDataLink* link : application.links) {
-    std::string error;
-    if (!(link->*operation)(time, &error) && application.linkError.empty()) application.linkError = std::move(error);
+    if (application.linkError.empty()) {
+      if ((link->*operation)(time, &application.linkError)) application.linkError.clear();
+    } else {
+      std::string further;
+      (link->*operation)(time, &further);
+    }
   }
 }
 

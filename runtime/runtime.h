@@ -103,7 +103,15 @@ struct TReadOptions {
   std::optional<double> duration;                                  // seconds
   std::vector<std::pair<std::string, std::string>> initialValues;  // element name, value
   std::uint64_t seed = 1;
-  std::int64_t scriptWork = 10'000'000;           // Lua instructions that a script's block, callback or event may take
+  std::int64_t scriptWork = 10'000'000;  // Lua instructions that a script's block, callback or event may take
+  double scriptTime = 10.0;              // the same in seconds of processor time; a second later it is left by force
+  // For tests: what a script no longer holds is collected before each piece of
+  // memory that it gets.
+  bool scriptCollects = false;
+  // Whether the run is to end. A script then has half a second; one that does
+  // not end is left by force. It is called in a signal handler too: it may read
+  // a flag, no more.
+  bool (*interruptionAsked)() = nullptr;
   std::function<void(const std::string&)> print;  // a script's output, one line a call
   // What a script changes: a call of a procedure that returns nothing, with its
   // instrument, or a data element that gets another value.

@@ -2,6 +2,7 @@
 // regulating whatever a script does.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 
 #include "tests/support.h"
@@ -231,6 +232,132 @@ TEST(Script, CannotStopTheLoop) {
       EXPECT_EQ(run.messages.back().text.rfind("line 9: ", 0), 0u) << run.messages.back().text;
     }
   }
+}
+
+// What no limit of instructions sees, since it goes on inside one function or costs
+// more than it counts. A function that does not come back takes the script with it.
+TEST(Script, IsEndedWhereverItIs) {
+  const struct {
+    const char* attack;
+    const char* message;
+    double runs;  // of the callback beside it, in two periods
+  } rows[] = {
+      {"local s, x = ('1'):rep(3e7), 0 while true do x = x + s end", "line 9: the script did not come back", 0},
+      {"string.gsub(('1'):rep(6e7 // 2), '.', math.abs)", "line 9: the script did not come back", 0},
+      {"table.concat(setmetatable({}, {__index = math.abs}), '', 1, math.maxinteger)", "too many elements", 2},
+      {"local t, n = {}, 1 for i = 1, 63 do t[n] = 1 n = n * 2 end t[math.maxinteger] = 1 table.sort(t)", "", 2},
+      {"string.find(('b'):rep(9e4), '[' .. ('b'):rep(10000) .. ']*c')", "this pattern could take too long", 2},
+      {"string.gmatch(('a'):rep(20000), '^.-.-b')", "this pattern could take too long", 2},
+      {"local f = string.gmatch(('a'):rep(700), 'a-a-b') while true do f() end", "the script ran too long", 2},
+      {"while true do pcall(string.find, ('a'):rep(9000), '.-.-b[') end", "the script ran too long", 2},
+      {"local a, t = ('x'):rep(15e6), {} for i = 1, 1e5 do t[i] = a end table.sort(t)", "the script ran too long", 2},
+      {"while true do pcall(function() return heater[('x'):rep(1e6)] end) end", "the script ran too long", 2},
+      {"while true do save() end", "the script ran too long", 2},
+  };
+  CRun undisturbed(kData);
+  undisturbed.Steps(2);
+  runtime::TReadOptions options;
+  options.scriptTime = 0.05;
+  for (const auto& [attack, message, runs] : rows) {
+    CRun run(
+        WithScript("at(1, function() " + std::string(attack) + " end)\nevery(1, function() data.n = data.n + 1 end)"),
+        options);
+    ASSERT_TRUE(run.IsRead()) << run.Diagnostics();
+    const auto start = std::chrono::steady_clock::now();
+    run.Steps(2);
+    EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), 10.0) << attack;
+    ASSERT_EQ(run.messages.size(), 1u) << attack;
+    EXPECT_NE(run.messages[0].text.find(message), std::string::npos) << attack << ": " << run.messages[0].text;
+    EXPECT_EQ(run.Value("n"), 3.0 + runs) << attack;
+    EXPECT_EQ(run.Value("u"), undisturbed.Value("u")) << attack;
+  }
+}
+
+// An event inside a function that a script called: both calls are left, and what
+// lies between them ends as it does without.
+TEST(Script, IsLeftThroughCallsInsideCalls) {
+  runtime::TReadOptions options;
+  options.scriptTime = 0.05;
+  CRun* current = nullptr;
+  std::string inside;
+  options.action = [&](const std::string&, const std::string&) {
+    hx_expr::TValueArray none = {0, nullptr};
+    EXPECT_FALSE(current->State().script->CallEvent(0, &none, &inside));
+    EXPECT_TRUE(current->State().script->CallEvent(0, &none, &inside)) << "no further call enters it";
+  };
+  CRun run(WithScript("function valve.OnOutput() string.gsub(('1'):rep(3e7), '.', math.abs) end\n"
+                      "function heater.OnOutput(u) data.n = 4 data.f = true return 1 end"),
+           options);
+  ASSERT_TRUE(run.IsRead()) << run.Diagnostics();
+  current = &run;
+  CRun undisturbed(kData);
+  run.Steps(3);
+  undisturbed.Steps(3);
+  EXPECT_EQ(inside.rfind("line 9: the script did not come back", 0), 0u) << inside;
+  EXPECT_EQ(run.Value("n"), 4.0);
+  EXPECT_EQ(run.Value("f"), 0.0);
+  EXPECT_EQ(run.Value("u"), undisturbed.Value("u"));
+  ASSERT_EQ(run.messages.size(), 1u);
+  EXPECT_EQ(run.messages[0].text.rfind("line 10: the script did not come back", 0), 0u) << run.messages[0].text;
+}
+
+bool interruptionAsked = false;
+
+TEST(Script, ObeysAnInterruption) {
+  runtime::TReadOptions options;
+  options.interruptionAsked = [] { return interruptionAsked; };
+  for (const char* body : {"while true do pcall(function() while true do end end) end",
+                           "for i = 1, 9 do string.gsub(('1'):rep(3e7), '.', math.abs) end", "at(0, again)"}) {
+    options.scriptWork = std::int64_t{1} << 40;
+    CRun run(WithScript("local function again() data.n = data.n + 1 " + std::string(body) +
+                        " end\nfor i = 1, 9 do at(1, again) end"),
+             options);
+    ASSERT_TRUE(run.IsRead()) << run.Diagnostics();
+    interruptionAsked = true;
+    const auto start = std::chrono::steady_clock::now();
+    run.Steps(1);
+    interruptionAsked = false;
+    EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), 5.0) << body;
+  }
+}
+
+// With a collection at each allocation, weak tables lose their entries at the
+// worst moments, and everything that is not held is gone.
+TEST(Script, HoldsWhatItLooksAt) {
+  runtime::TReadOptions options;
+  options.scriptCollects = true;
+  const std::string script =
+      "for _, mode in ipairs({'k', 'v', 'kv'}) do\n"
+      "  local t = setmetatable({}, {__mode = mode})\n"
+      "  for i = 1, 40 do t[('key'):rep(20) .. i] = {} t[i + 0.5] = i end\n"
+      "  local count = 0\n"
+      "  for k, v in pairs(t) do count = count + 1 end\n"
+      "  local k = next(t)\n"
+      "  print(mode, count, k and next(t, k))\n"
+      "end\n"
+      "function heater.OnOutput(u) return u + #('x'):rep(3) end\n"
+      "at(2, function() print(pcall(function() return heater.none end)) print(heater:GetParameters()) save() end)";
+  CRun stressed(WithScript(script), options);
+  ASSERT_TRUE(stressed.IsRead()) << stressed.Diagnostics();
+  stressed.Steps(3);
+  CRun plain(WithScript(script));
+  plain.Steps(3);
+  EXPECT_EQ(stressed.Value("u"), plain.Value("u"));
+  ASSERT_EQ(stressed.printed.size(), 5u);
+  EXPECT_EQ(stressed.printed[2], "kv\t40\t2.5");
+  EXPECT_EQ(std::vector(stressed.printed.begin() + 3, stressed.printed.end()),
+            std::vector(plain.printed.begin() + 3, plain.printed.end()));
+}
+
+// Lua counts lines by reading them, for each block anew.
+TEST(Script, MayStandInManyBlocks) {
+  std::string blocks;
+  for (int i = 0; i < 2000; ++i) blocks += "script\ndata.n = data.n + 1\nend_script;\n";
+  CRun run(kData + blocks);
+  ASSERT_TRUE(run.IsRead()) << run.Diagnostics();
+  EXPECT_EQ(run.Value("n"), 2003.0);
+  CRun far(kData + std::string(5'000'000, '\n') + blocks);
+  EXPECT_NE(far.Diagnostics().find("too many script blocks so far down the text: join them"), std::string::npos);
 }
 
 TEST(Script, SchedulesNoMoreThanThePeriodBears) {

@@ -21,6 +21,7 @@ int Schedule(TScriptState& script, lua_State* lua, const char* name, bool repeat
   if (script.schedule.IsFull()) return Fail(script, "more than %zu calls are scheduled", CSchedule::kMaximumPending);
   lua_settop(lua, 2);
   TCallback callback;
+  callback.line = LineOfDefinition(lua, 2);
   callback.function = luaL_ref(lua, LUA_REGISTRYINDEX);
   if (repeats) {
     callback.start = script.application.expressions.Time();
@@ -41,8 +42,10 @@ int Time(lua_State* lua) {
 
 int Save(TScriptState& script, lua_State*) {
   if (RequireRead(script) == kFailed) return kFailed;
+  const double before = WallSeconds();
   KeepLearnt(script.application, vcore::kKeepOnRequest);
-  return 0;
+  script.waited += WallSeconds() - before;
+  return IsTimeUp(script) ? Fail(script, "%s", script.stopReason) : 0;
 }
 
 int PrintLine(TScriptState& script, lua_State* lua) {

@@ -65,14 +65,16 @@ int SetField(TScriptState& script, lua_State* lua) {
     return Fail(script, "'%s' can't be defined any more: the instruments have been read", name.data());
   }
   lua_settop(lua, 3);
+  const std::uint32_t line = LineOfDefinition(lua, 3);
   const int function = luaL_ref(lua, LUA_REGISTRYINDEX);
   if (THandler* handler = FindHandler(script, proxy->index, name)) {
     luaL_unref(lua, LUA_REGISTRYINDEX, handler->function);
     handler->function = function;
+    handler->line = line;
     return 0;
   }
   const std::uint32_t number = static_cast<std::uint32_t>(script.handlers.size());
-  script.handlers.push_back({proxy->index, event->base, function});
+  script.handlers.push_back({proxy->index, event->base, function, line});
   InstrumentAt(script, proxy->index).object->host->events.push_back({event->name, number});
   return 0;
 }

@@ -1,9 +1,11 @@
 // The Lua state of a script: memory, work, calls from outside and errors.
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 
 #include "runtime/script/script_state.h"
@@ -19,18 +21,14 @@ constexpr std::int64_t kBytesPerWork = 64;      // allocated, for one instructio
 constexpr std::int64_t kRefusalWork = 100'000;  // a refused block costs a whole collection
 constexpr char kChunkPrefix[] = "script:";
 constexpr char kTooLong[] = "the script ran too long";
+constexpr char kInterrupted[] = "the script was interrupted";
+constexpr char kLeft[] = "the script did not come back from one function: it runs no more";
 constexpr char kNoMemory[] = "not enough memory";
 
-double ProcessorTime() {
+double Seconds(clockid_t clock) {
   std::timespec now = {};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  clock_gettime(clock, &now);
   return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
-}
-
-bool TimeIsUp(TScriptState& script) {
-  const double now = ProcessorTime();
-  if (script.timeAtStart < 0.0) script.timeAtStart = now;
-  return now - script.timeAtStart > kTimeLimit;
 }
 
 // The line that the innermost Lua function is at; 0: none is running.
@@ -47,42 +45,82 @@ void Hook(lua_State* lua, lua_Debug*);
 
 // From now on each instruction fails, so that no pcall of the script can go on
 // for long.
-void Stop(TScriptState& script) {
-  script.stopped = true;
+void Stop(TScriptState& script, const char* reason) {
+  if (script.stopReason == nullptr) script.stopReason = reason;
   lua_sethook(script.lua, Hook, LUA_MASKCOUNT, 1);
 }
 
 void Hook(lua_State* lua, lua_Debug*) {
   TScriptState& script = ScriptOf(lua);
+  script.leavable = 1;  // an error of memory may have passed over what sets it
   script.workLeft -= kHookInterval;
-  if (!script.stopped && script.workLeft >= 0 && !TimeIsUp(script)) return;
-  Stop(script);
+  if (script.workLeft < 0) Stop(script, kTooLong);
+  if (script.stopReason == nullptr && !IsTimeUp(script)) return;
   luaL_where(lua, 0);
-  lua_pushstring(lua, kTooLong);
+  lua_pushstring(lua, script.stopReason);
   lua_concat(lua, 2);
   lua_error(lua);
 }
 
+void Free(TScriptBlock* block) {
+  block->previous->next = block->next;
+  block->next->previous = block->previous;
+  std::free(block);
+}
+
+// Null when there is no memory, and `block` stays.
+TScriptBlock* Resize(TScriptState& script, TScriptBlock* block, std::size_t size) {
+  TScriptBlock* const made = static_cast<TScriptBlock*>(std::realloc(block, sizeof(TScriptBlock) + size));
+  if (made == nullptr) return nullptr;
+  if (block == nullptr) {
+    made->previous = &script.blocks;
+    made->next = script.blocks.next;
+  }
+  made->previous->next = made;
+  made->next->previous = made;
+  return made;
+}
+
+// Within what is allowed. Where a library's own function asks, a refusal is an
+// error of the script; where the runtime's asks, for little, it would be one that
+// passes over C++, so that a reserve serves it.
+bool IsGranted(TScriptState& script, std::size_t more) {
+  if (script.lua != nullptr && script.application.options.scriptCollects) {
+    // Lua collects what it can, and asks once more.
+    script.refuseNext = !script.refuseNext;
+    if (!script.refuseNext) return false;
+  }
+  const std::size_t reserve = script.leavable != 0 || script.depth == 0 ? 0 : kMemoryReserve;
+  return script.memoryUsed <= script.memoryLimit + reserve && more <= script.memoryLimit + reserve - script.memoryUsed;
+}
+
 // Allocating counts as work, since copying long texts takes time within one
 // instruction.
-void* Allocate(void* user, void* block, std::size_t oldSize, std::size_t newSize) {
+void* Allocate(void* user, void* memory, std::size_t oldSize, std::size_t newSize) {
   TScriptState& script = *static_cast<TScriptState*>(user);
+  const std::sig_atomic_t before = script.leavable;
+  TScriptBlock* const block = memory == nullptr ? nullptr : static_cast<TScriptBlock*>(memory) - 1;
   if (block == nullptr) oldSize = 0;  // it is a type code then
+  TScriptBlock* result = nullptr;
+  const bool granted = newSize <= oldSize || IsGranted(script, newSize - oldSize);
+  script.leavable = 0;
   if (newSize == 0) {
-    std::free(block);
-    script.memoryUsed -= oldSize;
-    return nullptr;
+    if (block != nullptr) Free(block);
+  } else if (granted) {
+    result = Resize(script, block, newSize);
   }
-  void* result = nullptr;
-  const bool fits = newSize <= oldSize || newSize - oldSize <= script.memoryLimit - script.memoryUsed;
-  if (fits) result = std::realloc(block, newSize);
-  if (result != nullptr) script.memoryUsed += newSize - oldSize;
-  if (script.depth > 0) {
-    if (result == nullptr) script.refusedLine = CurrentLine(script.lua);
-    script.workLeft -= result == nullptr ? kRefusalWork : static_cast<std::int64_t>(newSize) / kBytesPerWork;
-    if (script.workLeft < 0 && !script.stopped) Stop(script);
+  if (newSize == 0 || result != nullptr) script.memoryUsed += newSize - oldSize;
+  if (newSize != 0 && script.depth > 0) {
+    if (result != nullptr) {
+      script.workLeft -= static_cast<std::int64_t>(newSize) / kBytesPerWork;
+    } else if (!script.application.options.scriptCollects) {
+      script.refusedLine = CurrentLine(script.lua);
+      script.workLeft -= kRefusalWork;
+    }
+    if (script.workLeft < 0) Stop(script, kTooLong);
   }
-  return result;
+  script.leavable = before;
+  return result == nullptr ? nullptr : result + 1;
 }
 
 void SetMessage(TScriptState& script, std::string_view text) {
@@ -107,12 +145,37 @@ int Open(lua_State* lua) {
   return 0;
 }
 
-void Begin(TScriptState& script) {
-  script.workLeft = script.application.options.scriptWork;
+// False with the reason in `message`.
+bool Begin(TScriptState& script) {
+  const TReadOptions& options = script.application.options;
+  script.workLeft = options.scriptWork;
   script.timeAtStart = -1.0;
+  script.waited = 0.0;
   script.refusedLine = 0;
-  script.stopped = false;
+  script.stopReason = nullptr;
+  script.ticksAllowed = static_cast<std::sig_atomic_t>((options.scriptTime + kTimeToEnd) / kTickInterval);
   lua_sethook(script.lua, Hook, LUA_MASKCOUNT, kHookInterval);
+  if (BeginWatching(script)) return true;
+  Fail(script, "no timer can be had to bound its time: %s", std::strerror(errno));
+  return false;
+}
+
+// The status of a protected call, or kWasLeft.
+constexpr int kWasLeft = -1;
+[[gnu::noinline]] int CallProtected(TScriptState& script, int arguments, int results, int handler) {
+  std::jmp_buf way;
+  std::jmp_buf* const outer = script.way;
+  int status = kWasLeft;
+  if (_setjmp(way) == 0) {
+    script.way = &way;
+    script.leavable = 1;
+    status = lua_pcall(script.lua, arguments, results, handler);
+    script.leavable = 0;
+  } else {
+    status = kWasLeft;
+  }
+  script.way = outer;
+  return status;
 }
 
 }  // namespace
@@ -123,12 +186,18 @@ bool OpenState(TScriptState& script) {
   *static_cast<TScriptState**>(lua_getextraspace(script.lua)) = &script;
   lua_pushcfunction(script.lua, Open);
   if (lua_pcall(script.lua, 0, 0, 0) != LUA_OK) {
-    lua_close(script.lua);
-    script.lua = nullptr;
+    CloseState(script);
     return false;
   }
   script.memoryLimit = script.memoryUsed + kMemoryLimit;
   return true;
+}
+
+// No finalizer has anything to do: all that Lua holds is its memory.
+void CloseState(TScriptState& script) {
+  while (script.blocks.next != &script.blocks) Free(script.blocks.next);
+  script.memoryUsed = 0;
+  script.lua = nullptr;
 }
 
 bool Run(TScriptState& script, int arguments, int results) {
@@ -141,32 +210,36 @@ bool Run(TScriptState& script, int arguments, int results) {
     lua_settop(lua, function - 1);
     return false;
   }
-  if (script.depth == 0) Begin(script);
+  if (script.depth == 0 && !Begin(script)) {
+    lua_settop(lua, function - 1);
+    return false;
+  }
   // The function once more, for the line of its definition.
   lua_pushvalue(lua, function);
   lua_insert(lua, function);
   lua_pushcfunction(lua, NoteError);
   lua_insert(lua, function + 1);
   ++script.depth;
-  const int status = lua_pcall(lua, arguments, results, function + 1);
+  const int status = CallProtected(script, arguments, results, function + 1);
   --script.depth;
+  if (script.depth == 0) EndWatching();
+  if (status == kWasLeft) {
+    script.left = true;
+    SetMessage(script, kLeft);
+    return false;
+  }
   if (status == LUA_OK) {
     lua_rotate(lua, function, -2);
     lua_pop(lua, 2);
     return true;
   }
   if (status == LUA_ERRMEM) {
-    SetMessage(script, kNoMemory);
+    SetMessage(script, script.stopReason != nullptr ? script.stopReason : kNoMemory);
     script.line = script.refusedLine;
   } else if (status == LUA_ERRERR && script.line == 0) {
     SetMessage(script, "error while handling an error");
   }
-  if (script.line == 0) {
-    lua_Debug definition;
-    lua_pushvalue(lua, function);
-    lua_getinfo(lua, ">S", &definition);
-    if (definition.linedefined > 0) script.line = static_cast<std::uint32_t>(definition.linedefined);
-  }
+  if (script.line == 0) script.line = LineOfDefinition(lua, function);
   lua_settop(lua, function - 1);
   // What the failed call leaves behind makes room for the next.
   if (script.refusedLine != 0 && script.depth == 0) lua_gc(lua, LUA_GCCOLLECT);
@@ -201,6 +274,13 @@ void TakeMessage(TScriptState& script, lua_State* lua) {
   SetMessage(script, text);
 }
 
+std::uint32_t LineOfDefinition(lua_State* lua, int index) {
+  lua_Debug definition;
+  lua_pushvalue(lua, index);
+  lua_getinfo(lua, ">S", &definition);
+  return static_cast<std::uint32_t>(std::max(definition.linedefined, 0));
+}
+
 std::string ErrorText(const TScriptState& script) {
   std::string text = script.line == 0 ? std::string() : "line " + std::to_string(script.line) + ": ";
   text += script.message;
@@ -220,15 +300,32 @@ void Charge(lua_State* lua, double work) {
   TScriptState& script = ScriptOf(lua);
   script.workLeft -= static_cast<std::int64_t>(std::min(work, 1e15));
   if (script.depth == 0 || script.workLeft >= 0) return;
-  Stop(script);
-  luaL_error(lua, "%s", kTooLong);
+  Stop(script, kTooLong);
+  luaL_error(lua, "%s", script.stopReason);
+}
+
+double WallSeconds() { return Seconds(CLOCK_MONOTONIC); }
+
+bool IsInterrupted(TScriptState& script) {
+  bool (*const asked)() = script.application.options.interruptionAsked;
+  if (asked == nullptr || !asked()) return false;
+  const double now = WallSeconds();
+  if (script.interruptedAt < 0.0) script.interruptedAt = now;
+  return now - script.interruptedAt > kInterruptionTime;
+}
+
+bool IsTimeUp(TScriptState& script) {
+  script.ticksSeen = script.ticks;
+  const double now = Seconds(CLOCK_THREAD_CPUTIME_ID);
+  if (script.timeAtStart < 0.0) script.timeAtStart = now;
+  if (now - script.timeAtStart + script.waited > script.application.options.scriptTime) Stop(script, kTooLong);
+  if (IsInterrupted(script)) Stop(script, kInterrupted);
+  return script.stopReason != nullptr;
 }
 
 void CheckTime(lua_State* lua) {
   TScriptState& script = ScriptOf(lua);
-  if (!TimeIsUp(script)) return;
-  Stop(script);
-  luaL_error(lua, "%s", kTooLong);
+  if (IsTimeUp(script)) luaL_error(lua, "%s", script.stopReason);
 }
 
 }  // namespace runtime

@@ -11,6 +11,10 @@ namespace runtime {
 
 namespace {
 
+constexpr double kBytesCompared = 64.0;  // of two texts, for one instruction of work
+
+// A key of a table. Its text is Lua's: the key itself has to stay where Lua sees
+// it, since the table that it comes from may drop it.
 struct TKey {
   int type;  // a Lua type; booleans have the lowest of all
   bool isInteger;
@@ -18,6 +22,7 @@ struct TKey {
   lua_Number number;
   const char* text;
   std::size_t length;
+  lua_Integer place;  // in the array that holds the keys
 };
 
 int RankOf(const TKey& key) { return key.type == LUA_TNUMBER ? 0 : key.type == LUA_TSTRING ? 1 : 2; }
@@ -63,18 +68,6 @@ TKey KeyAt(lua_State* lua, int index) {
   return key;
 }
 
-void PushKey(lua_State* lua, const TKey& key) {
-  if (key.type == LUA_TSTRING) {
-    lua_pushlstring(lua, key.text, key.length);
-  } else if (key.type == LUA_TBOOLEAN) {
-    lua_pushboolean(lua, static_cast<int>(key.integer));
-  } else if (key.isInteger) {
-    lua_pushinteger(lua, key.integer);
-  } else {
-    lua_pushnumber(lua, key.number);
-  }
-}
-
 // Upvalues: the sorted keys, the position of the last one. Argument 1: the table.
 int NextOfPairs(lua_State* lua) {
   luaL_checktype(lua, 1, LUA_TTABLE);
@@ -94,17 +87,29 @@ int NextOfPairs(lua_State* lua) {
 int Pairs(lua_State* lua) {
   luaL_checktype(lua, 1, LUA_TTABLE);
   lua_settop(lua, 1);
-  std::size_t count = 0;
+  lua_Integer count = 0;
   for (lua_pushnil(lua); lua_next(lua, 1); lua_pop(lua, 1)) ++count;
   Charge(lua, static_cast<double>(count));
-  TKey* keys = static_cast<TKey*>(lua_newuserdatauv(lua, count * sizeof(TKey), 0));
-  TKey* end = keys;
-  for (lua_pushnil(lua); lua_next(lua, 1); lua_pop(lua, 1)) *end++ = KeyAt(lua, -2);
-  std::sort(keys, end, Before);
+  // A weak table may lose entries wherever memory is asked for, so its keys are
+  // held before they are looked at.
   lua_createtable(lua, static_cast<int>(count), 0);
-  for (const TKey* key = keys; key != end; ++key) {
-    PushKey(lua, *key);
-    lua_rawseti(lua, -2, key - keys + 1);
+  count = 0;
+  for (lua_pushnil(lua); lua_next(lua, 1); lua_pop(lua, 1)) {
+    lua_pushvalue(lua, -2);
+    lua_rawseti(lua, 2, ++count);
+  }
+  TKey* keys = static_cast<TKey*>(lua_newuserdatauv(lua, static_cast<std::size_t>(count) * sizeof(TKey), 0));
+  for (lua_Integer i = 1; i <= count; ++i) {
+    lua_rawgeti(lua, 2, i);
+    keys[i - 1] = KeyAt(lua, -1);
+    keys[i - 1].place = i;
+    lua_pop(lua, 1);
+  }
+  std::sort(keys, keys + count, Before);
+  lua_createtable(lua, static_cast<int>(count), 0);
+  for (lua_Integer i = 1; i <= count; ++i) {
+    lua_rawgeti(lua, 2, keys[i - 1].place);
+    lua_rawseti(lua, -2, i);
   }
   lua_pushinteger(lua, 0);
   lua_pushcclosure(lua, NextOfPairs, 2);
@@ -119,6 +124,7 @@ int Next(lua_State* lua) {
   lua_settop(lua, 2);
   const bool isFirst = lua_isnil(lua, 2);
   const TKey last = isFirst ? TKey{} : KeyAt(lua, 2);
+  lua_pushnil(lua);  // the least so far is held at 3
   TKey least = {};
   bool found = false;
   double count = 0.0;
@@ -127,15 +133,12 @@ int Next(lua_State* lua) {
     count += 1.0;
     if ((!isFirst && !Before(last, key)) || (found && !Before(key, least))) continue;
     least = key;
+    lua_copy(lua, -2, 3);
     found = true;
   }
   Charge(lua, count);
-  if (!found) {
-    lua_pushnil(lua);
-    return 1;
-  }
-  PushKey(lua, least);
-  lua_pushvalue(lua, -1);
+  if (!found) return 1;
+  lua_pushvalue(lua, 3);
   lua_rawget(lua, 1);
   return 2;
 }
@@ -143,6 +146,9 @@ int Next(lua_State* lua) {
 // Whether the upper of the two values on the stack belongs before the lower.
 // Argument 2 is the order or nil.
 bool UpperFirst(lua_State* lua) {
+  if (lua_type(lua, -1) == LUA_TSTRING && lua_type(lua, -2) == LUA_TSTRING) {
+    Charge(lua, static_cast<double>(std::min(lua_rawlen(lua, -1), lua_rawlen(lua, -2))) / kBytesCompared);
+  }
   if (lua_isnil(lua, 2)) return lua_compare(lua, -1, -2, LUA_OPLT) != 0;
   lua_pushvalue(lua, 2);
   lua_pushvalue(lua, -2);
@@ -173,6 +179,7 @@ void Merge(lua_State* lua, int from, int to, lua_Integer low, lua_Integer middle
 // Merging from below: stable, and no order that contradicts itself does harm.
 int Sort(lua_State* lua) {
   const lua_Integer count = CheckLength(lua, 1);
+  if (count > kMaximumElements) return luaL_error(lua, "too many elements to sort");
   lua_settop(lua, 2);
   if (!lua_isnil(lua, 2)) luaL_checktype(lua, 2, LUA_TFUNCTION);
   int from = 3;

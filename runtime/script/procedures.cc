@@ -171,7 +171,9 @@ int Invoke(TScriptState& script, lua_State* lua, const TProxy& proxy, const std:
   const TInstrumentState& instrument = script.application.instruments[proxy.index];
   hx_expr::TValueArray array = {static_cast<std::uint32_t>(count), values};
   char16_t error[kTextCapacity + 1] = {};
-  if (!instrument.object->Invoke(call.identifier, &array, kTextCapacity, error)) {
+  const bool succeeded = instrument.object->Invoke(call.identifier, &array, kTextCapacity, error) != 0;
+  if (script.left) return kFailed;  // an event was
+  if (!succeeded) {
     if (error[0] == 0) return Fail(script, "'%s' of '%s' failed", base.c_str(), instrument.name.c_str());
     return Fail(script, "'%s' of '%s' failed: %s", base.c_str(), instrument.name.c_str(), Utf8(error).c_str());
   }
@@ -198,6 +200,8 @@ bool HasProcedure(TScriptState& script, std::size_t instrument, const std::strin
   for (const TOfferedProcedure& procedure : OfferOf(script, instrument).procedures) {
     if (procedure.base == base) return true;
   }
+  // Names beyond what any class can offer are none.
+  if (base.size() > kTextCapacity) return false;
   script.workLeft -= static_cast<std::int64_t>(kLookUpWork);
   hx_vinst::CInstrument& object = *script.application.instruments[instrument].object;
   std::string letters;

@@ -20,8 +20,9 @@ constexpr std::string_view kGlobals[] = {"_G",       "_VERSION",     "assert",  
 
 // Steps that one search for a pattern may take in the worst case.
 constexpr double kMaximumSearch = 2e8;
-constexpr double kLongSearch = 1e5;   // from here on the processor time is looked at
-constexpr double kMaximumMove = 1e7;  // elements
+constexpr double kLongSearch = 1e5;  // from here on the processor time is looked at
+constexpr double kSetSteps = 8.0;    // characters of a set that are looked at in the time of one step
+enum ESearch { kMatch, kFind, kMatchAll };
 
 int ToString(lua_State* lua) {
   luaL_checkany(lua, 1);
@@ -47,7 +48,7 @@ int SetMetatable(lua_State* lua) {
 // hook raised the error, so a script that ran too long gets it no more.
 int HandleMessage(lua_State* lua) {
   lua_settop(lua, 1);
-  if (ScriptOf(lua).stopped) return 1;
+  if (ScriptOf(lua).stopReason != nullptr) return 1;
   lua_pushvalue(lua, lua_upvalueindex(1));
   lua_insert(lua, 1);
   lua_call(lua, 1, 1);
@@ -76,14 +77,15 @@ int RandomSeed(lua_State* lua) {
 }
 
 // What the worst pattern search costs: the number of ways to place the start
-// and the end of each repetition in order, C(n + k, k) for k of them; or that
-// of trying a fixed text at each place.
-double SearchSteps(std::string_view pattern, double length, bool plain) {
+// and the end of each repetition in order, C(n + k, k) for k of them, each with a
+// look at its set; or that of trying a fixed text at each place.
+double SearchSteps(std::string_view pattern, double length, bool plain, bool canBeAnchored) {
   const double fixed = length * static_cast<double>(pattern.size());
   if (plain) return fixed;
-  const bool anchored = !pattern.empty() && pattern[0] == '^';
+  const bool anchored = canBeAnchored && !pattern.empty() && pattern[0] == '^';
   double places = anchored ? 0.0 : 1.0;
   double ways = anchored ? 1.0 : length + 1.0;
+  std::size_t longestSet = 0;
   const auto repeat = [&] {
     places += 1.0;
     ways *= (length + places) / places;
@@ -92,11 +94,13 @@ double SearchSteps(std::string_view pattern, double length, bool plain) {
     const char kind = pattern[i];
     const char escaped = kind == '%' && i + 1 < pattern.size() ? pattern[i + 1] : '\0';
     if (kind == '[') {
+      const std::size_t begin = i;
       i += i + 1 < pattern.size() && pattern[i + 1] == '^' ? 2 : 1;
       do {
         i += i < pattern.size() && pattern[i] == '%' ? 2 : 1;
       } while (i < pattern.size() && pattern[i] != ']');
       ++i;
+      longestSet = std::max(longestSet, i - begin);
     } else if (escaped == 'b' || (escaped >= '0' && escaped <= '9')) {
       repeat();
       i += escaped == 'b' ? 4 : 2;
@@ -112,23 +116,42 @@ double SearchSteps(std::string_view pattern, double length, bool plain) {
       ++i;
     }
   }
-  return std::max(ways, fixed);
+  return std::max(ways * std::max(1.0, static_cast<double>(longestSet) / kSetSteps), fixed);
 }
 
-// Upvalues: Lua's own function, 1 where argument 4 asks for a plain text.
+// What string.gmatch yields. Upvalues: Lua's own, nil once it found no more;
+// whether a search can take long.
+int NextMatch(lua_State* lua) {
+  if (lua_toboolean(lua, lua_upvalueindex(2))) CheckTime(lua);
+  lua_settop(lua, 0);
+  lua_pushvalue(lua, lua_upvalueindex(1));
+  if (lua_isnil(lua, 1)) return 1;
+  lua_call(lua, 0, LUA_MULTRET);
+  if (lua_isnil(lua, 1)) lua_copy(lua, 1, lua_upvalueindex(1));
+  return lua_gettop(lua);
+}
+
+// Upvalues: Lua's own function, which of them it is. An error in a pattern may come
+// late, so the time is looked at before each long search.
 int Search(lua_State* lua) {
   std::size_t length = 0;
   std::size_t patternLength = 0;
   luaL_checklstring(lua, 1, &length);
   const char* pattern = luaL_checklstring(lua, 2, &patternLength);
-  const bool plain = lua_tointeger(lua, lua_upvalueindex(2)) == 1 && lua_toboolean(lua, 4);
-  const double steps = SearchSteps({pattern, patternLength}, static_cast<double>(length), plain);
+  const lua_Integer kind = lua_tointeger(lua, lua_upvalueindex(2));
+  const bool plain = kind == kFind && lua_toboolean(lua, 4);
+  const double steps = SearchSteps({pattern, patternLength}, static_cast<double>(length), plain, kind != kMatchAll);
   if (steps > kMaximumSearch) return luaL_error(lua, "this pattern could take too long in a text of that length");
+  Charge(lua, static_cast<double>(length) / 16.0);
+  if (steps > kLongSearch) CheckTime(lua);
   lua_pushvalue(lua, lua_upvalueindex(1));
   lua_insert(lua, 1);
   lua_call(lua, lua_gettop(lua) - 1, LUA_MULTRET);
-  Charge(lua, static_cast<double>(length) / 16.0);
-  if (steps > kLongSearch) CheckTime(lua);
+  if (kind == kMatchAll) {
+    lua_settop(lua, 1);
+    lua_pushboolean(lua, steps > kLongSearch);
+    lua_pushcclosure(lua, NextMatch, 2);
+  }
   return lua_gettop(lua);
 }
 
@@ -187,14 +210,32 @@ int InsertOrRemove(lua_State* lua) {
   return lua_gettop(lua);
 }
 
-int Move(lua_State* lua) {
-  const double count = static_cast<double>(luaL_checkinteger(lua, 3)) - static_cast<double>(luaL_checkinteger(lua, 2));
-  if (count > kMaximumMove) return luaL_error(lua, "too many elements to move");
+void ChargeElements(lua_State* lua, lua_Integer first, lua_Integer last) {
+  const double count = static_cast<double>(last) - static_cast<double>(first) + 1.0;
+  if (count > static_cast<double>(kMaximumElements))
+    luaL_error(lua, "too many elements (at most %I)", kMaximumElements);
   if (count > 0.0) Charge(lua, count);
+}
+
+int Move(lua_State* lua) {
+  ChargeElements(lua, luaL_checkinteger(lua, 2), luaL_checkinteger(lua, 3));
   lua_pushvalue(lua, lua_upvalueindex(1));
   lua_insert(lua, 1);
   lua_call(lua, lua_gettop(lua) - 1, 1);
   return 1;
+}
+
+// table.concat and table.unpack: a table's `__index` may yield as many elements as
+// are asked for. Upvalues: Lua's own function, the argument with the first.
+int ConcatOrUnpack(lua_State* lua) {
+  const int place = static_cast<int>(lua_tointeger(lua, lua_upvalueindex(2)));
+  const lua_Integer first = luaL_optinteger(lua, place, 1);
+  const lua_Integer last = lua_isnoneornil(lua, place + 1) ? luaL_len(lua, 1) : luaL_checkinteger(lua, place + 1);
+  ChargeElements(lua, first, last);
+  lua_pushvalue(lua, lua_upvalueindex(1));
+  lua_insert(lua, 1);
+  lua_call(lua, lua_gettop(lua) - 1, LUA_MULTRET);
+  return lua_gettop(lua);
 }
 
 struct TReplacement {
@@ -209,15 +250,17 @@ constexpr TReplacement kReplacements[] = {
     {LUA_GNAME, "xpcall", XPCall, 0},
     {LUA_MATHLIBNAME, "randomseed", RandomSeed, 0},
     {LUA_STRLIBNAME, "dump", nullptr, 0},
-    {LUA_STRLIBNAME, "find", Search, 1},
+    {LUA_STRLIBNAME, "find", Search, kFind},
     {LUA_STRLIBNAME, "format", Format, 0},
-    {LUA_STRLIBNAME, "gmatch", Search, 0},
-    {LUA_STRLIBNAME, "gsub", Search, 0},
-    {LUA_STRLIBNAME, "match", Search, 0},
+    {LUA_STRLIBNAME, "gmatch", Search, kMatchAll},
+    {LUA_STRLIBNAME, "gsub", Search, kMatch},
+    {LUA_STRLIBNAME, "match", Search, kMatch},
     {LUA_STRLIBNAME, "rep", Repeat, 0},
+    {LUA_TABLIBNAME, "concat", ConcatOrUnpack, 3},
     {LUA_TABLIBNAME, "insert", InsertOrRemove, 2},
     {LUA_TABLIBNAME, "move", Move, 0},
     {LUA_TABLIBNAME, "remove", InsertOrRemove, 1},
+    {LUA_TABLIBNAME, "unpack", ConcatOrUnpack, 2},
 };
 
 void Replace(lua_State* lua, const TReplacement& replacement) {

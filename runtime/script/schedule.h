@@ -11,9 +11,10 @@
 namespace runtime {
 
 struct TCallback {
-  int function = 0;       // reference in the script's registry
-  double start = 0.0;     // seconds
-  double interval = 0.0;  // seconds; 0: runs once
+  int function = 0;        // reference in the script's registry
+  std::uint32_t line = 0;  // where it is defined
+  double start = 0.0;      // seconds
+  double interval = 0.0;   // seconds; 0: runs once
   std::uint64_t runs = 0;
   std::string lastError;  // reported and lasting
 };

@@ -10,6 +10,8 @@ namespace runtime {
 namespace {
 
 constexpr int kMaximumCallbacks = 100'000;  // in one period
+// Lua reads them anew for each block, to count lines: some tenths of a second.
+constexpr std::uint64_t kMaximumLinesBefore = 100'000'000;
 constexpr char kChunkName[] = "=script";
 constexpr char kReporter[] = "script";
 
@@ -71,30 +73,26 @@ bool TakeResult(TScriptState& state, int index, const THandler& handler, hx_expr
   return true;
 }
 
-// Where the function on top of the stack is defined; it is taken off.
-std::uint32_t LineOfDefinition(lua_State* lua) {
-  lua_Debug definition;
-  lua_getinfo(lua, ">S", &definition);
-  return static_cast<std::uint32_t>(std::max(definition.linedefined, 0));
-}
-
 }  // namespace
 
 CScript::CScript(TApplicationState& application) : state(std::make_unique<TScriptState>(application)) {
   OpenState(*state);
 }
 
-CScript::~CScript() {
-  if (state->lua != nullptr) lua_close(state->lua);
-}
+CScript::~CScript() { CloseState(*state); }
 
 bool CScript::IsGlobal(std::string_view name) { return IsScriptGlobal(name); }
 
 void CScript::RunBlock(std::uint32_t begin, std::uint32_t end) {
   lua_State* lua = state->lua;
+  if (state->left) return;  // which was an error of the text
   if (lua == nullptr) throw TTextError{begin, "not enough memory for a script"};
   const CSource& source = state->application.source;
   TBlockReader reader{source.Locate(begin).line - 1, source.Text().substr(begin, end - begin)};
+  state->linesBefore += reader.linesBefore;
+  if (state->linesBefore > kMaximumLinesBefore) {
+    throw TTextError{begin, "too many script blocks so far down the text: join them"};
+  }
   state->refusedLine = 0;
   bool succeeded = lua_load(lua, ReadPiece, &reader, kChunkName, "t") == LUA_OK;
   if (succeeded) {
@@ -104,6 +102,7 @@ void CScript::RunBlock(std::uint32_t begin, std::uint32_t end) {
     lua_pop(lua, 1);
   }
   if (succeeded) return;
+  if (state->left) CloseState(*state);
   const std::uint32_t place = state->line == 0 ? begin : OffsetOfLine(source.Text(), state->line);
   state->line = 0;
   throw TTextError{place, ErrorText(*state)};
@@ -116,6 +115,7 @@ void CScript::RunDue(double time) {
   // A time that is a multiple of the period may differ from it by a rounding.
   time += kForgivenRounding * state->application.period;
   for (int i = 0; i < kMaximumCallbacks; ++i) {
+    if (IsInterrupted(*state)) return;  // the run ends with this period
     CSchedule::TPending::node_type due = state->schedule.TakeDue(time);
     if (due.empty()) {
       state->overfull = false;
@@ -124,8 +124,12 @@ void CScript::RunDue(double time) {
     TCallback& callback = due.mapped();
     lua_rawgeti(state->lua, LUA_REGISTRYINDEX, callback.function);
     std::string error;
-    if (!Run(*state, 0, 0)) error = ErrorText(*state);
+    if (!Run(*state, 0, 0)) {
+      if (state->left) state->line = callback.line;
+      error = ErrorText(*state);
+    }
     if (!error.empty() && error != callback.lastError) state->application.Report(kReporter, error);
+    if (state->left) return CloseState(*state);
     if (callback.interval > 0.0) {
       callback.lastError = std::move(error);
       state->schedule.Repeat(std::move(due));
@@ -141,6 +145,8 @@ void CScript::RunDue(double time) {
 
 bool CScript::CallEvent(std::uint32_t handlerNumber, hx_expr::TValueArray* arguments, std::string* error) {
   lua_State* lua = state->lua;
+  // A script that was left has no events, nor has one whose run is about to end.
+  if (lua == nullptr || state->left || (state->depth == 0 && IsInterrupted(*state))) return true;
   if (handlerNumber >= state->handlers.size() || arguments->count > kMaximumArguments ||
       !lua_checkstack(lua, static_cast<int>(kMaximumArguments) + 4)) {
     *error = "the event procedure can't be called";
@@ -158,7 +164,9 @@ bool CScript::CallEvent(std::uint32_t handlerNumber, hx_expr::TValueArray* argum
     }
   }
   if (!Run(*state, static_cast<int>(arguments->count), LUA_MULTRET)) {
+    if (state->left) state->line = handler.line;
     *error = ErrorText(*state);
+    if (state->left && state->depth == 0) CloseState(*state);
     return false;
   }
   // All results or none.
@@ -171,8 +179,7 @@ bool CScript::CallEvent(std::uint32_t handlerNumber, hx_expr::TValueArray* argum
   }
   lua_settop(lua, top);
   if (!succeeded) {
-    lua_rawgeti(lua, LUA_REGISTRYINDEX, handler.function);
-    state->line = LineOfDefinition(lua);
+    state->line = handler.line;
     *error = ErrorText(*state);
     return false;
   }

@@ -148,6 +148,7 @@ bool CRunCommand::Read() {
     reading.initialValues.emplace_back(assignment.substr(0, equal), assignment.substr(equal + 1));
   }
   reading.seed = options.seed;
+  reading.interruptionAsked = InterruptionAsked;
   reading.print = [this](const std::string& line) {
     console.Print(line, output);
     Mark("", line);
