@@ -151,8 +151,8 @@ CCrashNotice::~CCrashNotice() {
 
 // A plug-in's calls come here, and not to the C library, whose own exit ends by
 // other ways.
-extern "C" [[noreturn, gnu::visibility("default")]] void _exit(int status) {
+extern "C" [[gnu::visibility("default")]] void _exit(int status) {
   workbench::OnExit();
   workbench::End(status);
 }
-extern "C" [[noreturn, gnu::visibility("default")]] void _Exit(int status) noexcept { _exit(status); }
+extern "C" [[gnu::visibility("default")]] void _Exit(int status) noexcept { _exit(status); }

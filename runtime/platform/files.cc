@@ -261,7 +261,7 @@ void SplitFileName(TFileContext*, std::uint32_t pathCapacity, const char16_t* pa
 
 // What can't be looked at may be there.
 std::uint8_t PathExists(std::uint32_t capacity, const char16_t* path) {
-  return Shielded<std::uint8_t>(0, [&]() -> std::uint8_t {
+  return Shielded<std::uint8_t>(1, [&]() -> std::uint8_t {
     struct stat status;
     return stat(runtime::Utf8(runtime::WideView(capacity, path)).c_str(), &status) == 0 || !IsMissing(errno) ? 1 : 0;
   });
