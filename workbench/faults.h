@@ -30,8 +30,8 @@ class CCrashNotice {
  private:
   static constexpr std::array kCrashes = {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT};
   // Others may send these from outside: then they end the program as ever.
-  static constexpr std::array kEnding = {SIGHUP,  SIGINT,  SIGQUIT,   SIGTERM, SIGTRAP, SIGSYS, SIGUSR1,
-                                         SIGUSR2, SIGALRM, SIGVTALRM, SIGPROF, SIGXCPU, SIGPOLL};
+  static constexpr std::array kEnding = {SIGHUP,  SIGINT,  SIGQUIT, SIGTERM, SIGTRAP, SIGSYS,
+                                         SIGUSR1, SIGUSR2, SIGALRM, SIGPROF, SIGXCPU, SIGPOLL};
   static constexpr std::size_t kCount = kCrashes.size() + kEnding.size();
 
   std::string message;
