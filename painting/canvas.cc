@@ -170,20 +170,24 @@ double CCanvas::TextWidth(std::u16string_view text, const TFont& font) {
   return Advance(runtime::Utf8(text).c_str());
 }
 
+bool CCanvas::Fit(const TBox& box, const std::string& text, double smallest, TFont* font, double* width) {
+  font->size = std::min(font->size, box.height / kLineShare);
+  Use(*font);
+  *width = Advance(text.c_str());
+  if (*width <= box.width) return true;
+  font->size *= box.width / *width;
+  *width = box.width;
+  return font->size >= smallest;
+}
+
 bool CCanvas::TextOfSize(const TBox& box, std::u16string_view text, const TFont& font, EAlign align, TPaint paint,
                          double smallest) {
   if (text.empty() || box.Empty()) return true;
   const std::string shown = runtime::Utf8(text);
   TFont fitted = font;
-  fitted.size = std::min(fitted.size, box.height / kLineShare);
+  double width = 0.0;
+  if (!Fit(box, shown, smallest, &fitted, &width)) return false;
   Use(fitted);
-  double width = Advance(shown.c_str());
-  if (width > box.width) {
-    fitted.size *= box.width / width;
-    if (fitted.size < smallest) return false;
-    Use(fitted);
-    width = box.width;
-  }
   cairo_font_extents_t line;
   cairo_font_extents(context, &line);
   const double free = box.width - width;
@@ -199,13 +203,25 @@ bool CCanvas::Text(const TBox& box, std::u16string_view text, const TFont& font,
 }
 
 void CCanvas::CutText(const TBox& box, std::u16string_view text, const TFont& font, EAlign align, TPaint paint) {
+  if (box.Empty()) return;
   const double smallest = std::max(kSmallestSize, font.size * kSmallestShare);
-  std::u16string shown(text);
-  while (!TextOfSize(box, shown, font, align, paint, smallest)) {
-    text.remove_suffix(1);
-    if (text.empty()) return;
-    shown = std::u16string(text) + u"…";
+  const auto fits = [&](std::u16string_view part, const char* end) {
+    TFont fitted = font;
+    double width = 0.0;
+    return Fit(box, runtime::Utf8(part) + end, smallest, &fitted, &width);
+  };
+  // A text may be long: nothing is measured that is longer than twice what fits.
+  std::size_t tooLong = 1;
+  while (tooLong < text.size() && fits(text.substr(0, tooLong), "")) tooLong *= 2;
+  if (tooLong >= text.size() && TextOfSize(box, text, font, align, paint, smallest)) return;
+  tooLong = std::min(tooLong, text.size());
+  std::size_t length = 0;
+  while (tooLong - length > 1) {
+    const std::size_t middle = length + (tooLong - length) / 2;
+    (fits(text.substr(0, middle), "…") ? length : tooLong) = middle;
   }
+  if (length == 0) return;
+  TextOfSize(box, std::u16string(text.substr(0, length)) + u"…", font, align, paint, smallest);
 }
 
 std::int32_t MeasureText(const vgr::TFontInfoEx* font, std::u16string_view text) {

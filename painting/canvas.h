@@ -104,6 +104,9 @@ class CCanvas {
   // Text, no smaller than that.
   bool TextOfSize(const TBox& box, std::u16string_view text, const TFont& font, EAlign align, TPaint paint,
                   double smallest);
+  // Makes the font as small as the text needs it in the box, no smaller than
+  // that; false when it is still too wide.
+  bool Fit(const TBox& box, const std::string& text, double smallest, TFont* font, double* width);
   void Use(TPaint paint);
   void Use(const TFont& font);
   double Advance(const char* text);

@@ -1,7 +1,9 @@
 #include "painting/painting.h"
 
 #include <algorithm>
+#include <limits>
 #include <memory>
+#include <numeric>
 #include <string_view>
 #include <vector>
 
@@ -36,7 +38,7 @@ std::vector<TInstrument> InstrumentsOf(const runtime::CApplication& application)
   for (std::size_t i = 0; i < application.InstrumentCount(); ++i) {
     const runtime::CInstrumentHandle instrument = application.Instrument(i);
     const view::CNodeView* view = instrument.View();
-    if (view == nullptr || view->disabled != 0) continue;
+    if (view == nullptr || view->disabled != 0 || view->rect.width <= 0 || view->rect.height <= 0) continue;
     instruments.push_back({instrument.Title().empty() ? instrument.Name() : instrument.Title(), view});
   }
   return instruments;
@@ -54,7 +56,6 @@ TExtent ExtentOf(const std::vector<TInstrument>& instruments) {
   TExtent extent;
   for (const TInstrument& instrument : instruments) {
     const vcom::CRect& rect = instrument.view->rect;
-    if (rect.width <= 0 || rect.height <= 0) continue;
     extent.left = std::min<std::int64_t>(extent.left, rect.x);
     extent.top = std::min<std::int64_t>(extent.top, rect.y);
     extent.right = std::max(extent.right, std::int64_t{rect.x} + rect.width);
@@ -65,20 +66,39 @@ TExtent ExtentOf(const std::vector<TInstrument>& instruments) {
   return extent;
 }
 
-// The free strip above an instrument, up to the next one or the window's edge.
-TBox CaptionBox(const std::vector<TInstrument>& instruments, const TInstrument& captioned, const TExtent& extent) {
-  const vcom::CRect& rect = captioned.view->rect;
-  double free = static_cast<double>(rect.y - extent.top);
-  for (const TInstrument& other : instruments) {
-    const vcom::CRect& above = other.view->rect;
-    const bool sharesColumns = std::int64_t{above.x} < std::int64_t{rect.x} + rect.width &&
-                               std::int64_t{rect.x} < std::int64_t{above.x} + above.width;
-    if (&other == &captioned || !sharesColumns || above.y > rect.y) continue;
-    free = std::min(free, static_cast<double>(std::int64_t{rect.y} - above.y - above.height));
+// The free strips above the instruments, each up to the next one or the window's
+// edge; empty where it is too low.
+std::vector<TBox> CaptionBoxes(const std::vector<TInstrument>& instruments, const TExtent& extent) {
+  std::vector<std::size_t> fromAbove(instruments.size());
+  std::iota(fromAbove.begin(), fromAbove.end(), std::size_t{0});
+  std::vector<std::int64_t> free(instruments.size(), std::numeric_limits<std::int64_t>::max());
+  // Of those at one height each sees the earlier ones first, then the later ones.
+  for (const bool laterFirst : {false, true}) {
+    std::sort(fromAbove.begin(), fromAbove.end(), [&](std::size_t one, std::size_t other) {
+      const std::int32_t y = instruments[one].view->rect.y;
+      const std::int32_t otherY = instruments[other].view->rect.y;
+      return y != otherY ? y < otherY : laterFirst ? one > other : one < other;
+    });
+    std::vector<std::int64_t> taken(static_cast<std::size_t>(extent.right - extent.left), extent.top);
+    for (const std::size_t index : fromAbove) {
+      const vcom::CRect& rect = instruments[index].view->rect;
+      const auto begin = taken.begin() + (rect.x - extent.left);
+      const auto end = begin + rect.width;
+      free[index] = std::min(free[index], rect.y - *std::max_element(begin, end));
+      for (auto column = begin; column != end; ++column) {
+        *column = std::max(*column, std::int64_t{rect.y} + rect.height);
+      }
+    }
   }
-  if (free < kCaptionLeast) return {};
-  const double height = std::min(free, kCaptionMost);
-  return {static_cast<double>(rect.x), rect.y - height, static_cast<double>(rect.width), height};
+  std::vector<TBox> boxes;
+  for (std::size_t i = 0; i < instruments.size(); ++i) {
+    const vcom::CRect& rect = instruments[i].view->rect;
+    const double height = std::min(static_cast<double>(free[i]), kCaptionMost);
+    boxes.push_back(height < kCaptionLeast
+                        ? TBox{}
+                        : TBox{static_cast<double>(rect.x), rect.y - height, static_cast<double>(rect.width), height});
+  }
+  return boxes;
 }
 
 void PaintWindow(cairo_t* context, const std::vector<TInstrument>& instruments, const TExtent& extent) {
@@ -86,10 +106,11 @@ void PaintWindow(cairo_t* context, const std::vector<TInstrument>& instruments, 
   canvas.Fill({0, 0, static_cast<double>(extent.right - extent.left), static_cast<double>(extent.bottom - extent.top)},
               kWindowPaper);
   cairo_translate(context, static_cast<double>(-extent.left), static_cast<double>(-extent.top));
-  for (const TInstrument& instrument : instruments) {
-    PaintView(canvas, *instrument.view);
-    canvas.CutText(CaptionBox(instruments, instrument, extent), runtime::Utf16(instrument.caption),
-                   TFont(vgr::SystemN9), EAlign::kLeft, kCaptionInk);
+  const std::vector<TBox> captions = CaptionBoxes(instruments, extent);
+  for (std::size_t i = 0; i < instruments.size(); ++i) {
+    PaintView(canvas, *instruments[i].view);
+    canvas.CutText(captions[i], runtime::Utf16(instruments[i].caption), TFont(vgr::SystemN9), EAlign::kLeft,
+                   kCaptionInk);
   }
 }
 

@@ -21,8 +21,8 @@ namespace runtime {
 
 namespace {
 
-constexpr double kMinimumPeriod = 0.001;    // seconds, one step of the clock
-constexpr double kMaximumPeriods = 0x1p53;  // counted exactly by a double
+constexpr double kMinimumPeriod = 0.001;        // seconds, one step of the clock
+constexpr double kMaximumTime = 0x1p53 / 1000;  // seconds, whose milliseconds a double counts exactly
 constexpr std::size_t kMaximumInstruments = 100'000;
 constexpr std::size_t kMaximumErrors = 20;  // shown of one text
 
@@ -52,6 +52,7 @@ class CApplicationReader {
  private:
   void ReadBlocks();
   void ReadApplicationBlock(std::uint32_t header);
+  TLexeme ExpectName(const char* what);
   TTextBlock SkipBlock(std::uint32_t header, std::string_view endKeyword);
   bool TakeBlockOfOthers(const TLexeme& keyword);
   void ReadBlockOfOthers(CBlockReader& reader, const TTextBlock& block);
@@ -65,6 +66,7 @@ class CApplicationReader {
   void RunScripts();
   void ReadInstrument(TInstrumentState& instrument);
 
+  bool HasEnoughErrors() const { return application.diagnostics->size() >= kMaximumErrors && application.HasErrors(); }
   // What the reading throws is a diagnostic.
   template <typename TRead>
   void WithComplaints(TRead read);
@@ -93,6 +95,7 @@ void CApplicationReader::Read() {
   if (application.HasErrors()) return;
   application.declaredCount = application.data.Count();
   for (const TTextBlock& block : later.processes) {
+    if (HasEnoughErrors()) return;
     WithComplaints([&] {
       lexer.Seek(block.begin);
       application.process.DeclareIntermediates(lexer);
@@ -101,6 +104,7 @@ void CApplicationReader::Read() {
   WithComplaints([this] { CheckNames(); });
   WithComplaints([this] { SettleTimes(); });
   for (const TTextBlock& block : later.processes) {
+    if (HasEnoughErrors()) return;
     WithComplaints([&] {
       lexer.Seek(block.begin);
       application.process.ReadProcessBlock(lexer);
@@ -110,12 +114,13 @@ void CApplicationReader::Read() {
   if (!MakeInstruments()) return;
   RunScripts();
   for (TInstrumentState& instrument : application.instruments) {
-    if (application.diagnostics->size() >= kMaximumErrors && application.HasErrors()) break;
+    if (HasEnoughErrors()) break;
     ReadInstrument(instrument);
   }
   if (script != nullptr) script->Close();
   if (application.HasErrors()) return;
   for (const auto& others : later.ofOthers) {
+    if (HasEnoughErrors()) return;
     WithComplaints([&] { ReadBlockOfOthers(*others.first, others.second); });
   }
 }
@@ -140,9 +145,15 @@ void CApplicationReader::ReadBlocks() {
   }
 }
 
+TLexeme CApplicationReader::ExpectName(const char* what) {
+  TLexeme name = lexer.ExpectIdentifier(what);
+  if (name.text.size() > kMaximumNameLength) throw TTextError{name.offset, "a name of more than 63 characters"};
+  return name;
+}
+
 void CApplicationReader::ReadApplicationBlock(std::uint32_t header) {
   if (!application.name.empty()) throw TTextError{header, "a second application block"};
-  application.name = lexer.ExpectIdentifier("the application's name").text;
+  application.name = ExpectName("the application's name").text;
   for (;;) {
     const TLexeme entry = lexer.ExpectIdentifier("period, duration or end_application");
     if (entry.Is("end_application")) break;
@@ -218,13 +229,10 @@ void CApplicationReader::ReadInstrumentHeader(std::uint32_t header) {
     throw TTextError{header, "more than 100000 instruments"};
   }
   TInstrumentState instrument;
-  instrument.className = lexer.ExpectIdentifier("the class of the instrument").text;
+  instrument.className = ExpectName("the class of the instrument").text;
   classOffsets.push_back(lexer.LastOffset());
-  const TLexeme name = lexer.ExpectIdentifier("the instrument's name");
+  const TLexeme name = ExpectName("the instrument's name");
   instrument.name = name.text;
-  if (instrument.name.size() > kMaximumNameLength) {
-    throw TTextError{name.offset, "a name of more than 63 characters"};
-  }
   if (CScript::IsGlobal(name.text) || IsReservedName(name.text)) {
     throw TTextError{name.offset, "'" + instrument.name + "' has a meaning of its own and can't name an instrument"};
   }
@@ -277,15 +285,12 @@ bool CApplicationReader::SetInitialValue(std::string_view target, const std::str
 void CApplicationReader::SettleTimes() {
   if (application.options.period) application.period = *application.options.period;
   if (application.options.duration) application.duration = *application.options.duration;
-  if (!(application.period >= kMinimumPeriod) || !std::isfinite(application.period)) {
-    throw TTextError{periodOffset, "a period is at least 0.001 s"};
-  }
-  if (!(application.duration >= 0.0) || !std::isfinite(application.duration)) {
-    throw TTextError{durationOffset, "a duration is not negative"};
-  }
-  const double periods = std::floor(application.duration / application.period + kForgivenRounding);
-  if (periods > kMaximumPeriods) throw TTextError{durationOffset, "more than 2^53 periods"};
-  application.periodCount = static_cast<std::uint64_t>(periods);
+  if (!(application.period >= kMinimumPeriod)) throw TTextError{periodOffset, "a period is at least 0.001 s"};
+  if (!(application.duration >= 0.0)) throw TTextError{durationOffset, "a duration is not negative"};
+  if (application.period > kMaximumTime) throw TTextError{periodOffset, "a period is at most 2^53 ms"};
+  if (application.duration > kMaximumTime) throw TTextError{durationOffset, "a duration is at most 2^53 ms"};
+  application.periodCount =
+      static_cast<std::uint64_t>(std::floor(application.duration / application.period + kForgivenRounding));
 }
 
 bool CApplicationReader::MakeInstruments() {
@@ -308,6 +313,7 @@ void CApplicationReader::RunScripts() {
   script = made.get();
   application.script = std::move(made);
   for (const TTextBlock& block : later.scripts) {
+    if (HasEnoughErrors()) return;
     WithComplaints([&] { script->RunBlock(block.begin, block.end); });
   }
 }

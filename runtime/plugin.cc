@@ -1,7 +1,9 @@
 // Loading a plug-in and asking what it offers.
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <string_view>
 
 #include "runtime/instruments/driver.h"
 #include "runtime/instruments/making.h"
@@ -43,7 +45,15 @@ void InitialiseModule(void* library, const std::string& path) {
   if (void* initialiser = dlsym(library, symbol.c_str())) reinterpret_cast<void (*)()>(initialiser)();
 }
 
-void Enumerate(TPluginState* state) {
+// What a text can name.
+bool IsName(std::string_view name) {
+  const auto isLetter = [](char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_'; };
+  const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+  return !name.empty() && name.size() <= kMaximumNameLength && isLetter(name.front()) &&
+         std::all_of(name.begin(), name.end(), [&](char c) { return isLetter(c) || isDigit(c); });
+}
+
+bool Enumerate(TPluginState* state, std::string* error) {
   char16_t text[kTextCapacity + 1] = {};
   std::uint8_t flag = 0;
   state->version = state->exports.version();
@@ -54,12 +64,17 @@ void Enumerate(TPluginState* state) {
     TClass found;
     const std::u16string className = text;
     found.name = Utf8(className);
+    if (!IsName(found.name)) {
+      *error = "the name of class " + std::to_string(index + 1) + " is no identifier of at most 63 characters";
+      return false;
+    }
     if (state->exports.getInstrumentInfo(static_cast<std::uint32_t>(className.size()), className.c_str(),
                                          &found.smallImage, &found.largeImage, &found.infoWord, kTextCapacity, text)) {
       found.description = Translated(Utf8(text));
     }
     state->classes.push_back(std::move(found));
   }
+  return true;
 }
 
 }  // namespace
@@ -100,7 +115,10 @@ std::unique_ptr<CPlugin> CPlugin::Load(const std::string& path, std::string* err
     return nullptr;
   }
   InitialiseModule(state.library, state.path);
-  Enumerate(&state);
+  if (!Enumerate(&state, error)) {
+    *error = path + ": " + *error;
+    return nullptr;
+  }
   return plugin;
 }
 

@@ -142,7 +142,10 @@ w | application a period = 0.5 @duration = 1; | expected ';', found 'duration'
 w | application a¶  period = @0.0009; end_application; | a period is at least 0.001 s
 w | application a period = @-1; end_application; | a period is at least 0.001 s
 w | application a duration = @-1; end_application; | a duration is not negative
-w | application a duration = @1e300; end_application; | more than 2^53 periods
+w | application a duration = @1e300; end_application; | a duration is at most 2^53 ms
+w | application a period = @1e300; end_application; | a period is at most 2^53 ms
+w | application @NAME64 end_application; | a name of more than 63 characters
+w | instrument @NAME64 m end_instrument; | a name of more than 63 characters
 w | application a@ | expected period, duration or end_application, found the end of the text
 w | data r : real; end_data@ | expected ';', found the end of the text
 w | data x @real; | expected ':', found 'real'

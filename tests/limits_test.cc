@@ -18,7 +18,8 @@ TEST(Limits, AreToldAtTheirPlace) {
       {arrays + "end_data;", "FILE:35:1: data elements take more than 256 MiB"},
       {meters, "FILE:100001:1: more than 100000 instruments"},
       {"process substeps = 10001; end_process;", "FILE:1:20: integer out of range, expected 1 to 10000"},
-      {"application a duration = 1e18; end_application;", "FILE:1:26: more than 2^53 periods"},
+      {"application a duration = 1e18; end_application;", "FILE:1:26: a duration is at most 2^53 ms"},
+      {"application a period = 1e13; end_application;", "FILE:1:24: a period is at most 2^53 ms"},
       {"application a period = 1e-9; end_application;", "FILE:1:24: a period is at least 0.001 s"},
   };
   for (const auto& [text, message] : rows) {
@@ -27,6 +28,12 @@ TEST(Limits, AreToldAtTheirPlace) {
     EXPECT_FALSE(run.IsRead());
     EXPECT_NE(run.Diagnostics().find(message), std::string::npos) << run.Diagnostics();
   }
+}
+
+TEST(Limits, ErrorsOfAllBlocksAreTwenty) {
+  std::string processes;
+  for (int i = 0; i < 100; ++i) processes += "process r = nothing; end_process;\n";
+  EXPECT_EQ(CRun("data r : real; end_data;" + processes).diagnostics.size(), 20u);
 }
 
 TEST(Limits, CallbacksThatAreTooManyWait) {

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <complex>
+#include <ctime>
 #include <memory>
 #include <numbers>
 #include <utility>
@@ -186,6 +187,15 @@ TEST(Painting, ShowsEveryColourWordAndTheGrid) {
     EXPECT_GT(CImage(170, 130, &meter).Find(0xFF8020).count, 30) << word - &meter.colors.borderInk;
     *word = before;
   }
+}
+
+TEST(Painting, CutsALongTextSoon) {
+  CImage image(200, 40);
+  const std::clock_t start = std::clock();
+  const std::u16string text(5'000'000, u'W');
+  image.canvas.CutText({20, 10, 100, 16}, text, painting::TFont(vgr::SystemN9), painting::EAlign::kLeft, 0xFFFFFF);
+  EXPECT_GT(image.Painted().right, 100);
+  EXPECT_LT(static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC, 1.0);
 }
 
 }  // namespace
