@@ -1,10 +1,13 @@
 #include "workbench/faults.h"
 
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
@@ -29,12 +32,43 @@ void Write(std::string_view text) {
   }
 }
 
+// The stack that a program is given where nobody says otherwise, in bytes.
+constexpr rlim_t kUsualStack = rlim_t{8} << 20;
+
+// A smaller one grows to that, as far as its user may let it; what it is then.
+rlim_t stackSize = kUsualStack;
+const char* stackBegin = nullptr;  // it grows downward
+char stackMessage[80];
+
+void SettleStack(const char* begin) {
+  stackBegin = begin;
+  rlimit limit{};
+  getrlimit(RLIMIT_STACK, &limit);
+  if (limit.rlim_cur >= kUsualStack) return;
+  limit.rlim_cur = std::min(kUsualStack, limit.rlim_max);
+  setrlimit(RLIMIT_STACK, &limit);
+  stackSize = limit.rlim_cur;
+  std::snprintf(stackMessage, sizeof stackMessage, "loopbox: the stack of %llu KiB is too small (ulimit -s)\n",
+                static_cast<unsigned long long>(stackSize >> 10));
+}
+
+// Nobody's fault but that of who made the stack small.
+bool IsBelowSmallStack(const void* address) {
+  constexpr std::ptrdiff_t kBelow = 1 << 20;  // a call may step over more than a page
+  const std::ptrdiff_t depth = stackBegin - static_cast<const char*>(address);
+  return stackSize < kUsualStack && depth > 0 && depth < static_cast<std::ptrdiff_t>(stackSize) + kBelow;
+}
+
 // Ends the program, whoever stands in for the C library's own ends.
 [[noreturn]] void End(int status) {
   for (;;) syscall(SYS_exit_group, status);
 }
 
-extern "C" void OnCrash(int signal, siginfo_t*, void*) {
+extern "C" void OnCrash(int signal, siginfo_t* about, void*) {
+  if (signal == SIGSEGV && IsBelowSmallStack(about->si_addr)) {
+    Write(stackMessage);
+    End(kApplicationWrong);
+  }
   Write(crashMessage);
   switch (signal) {
     case SIGABRT:
@@ -112,6 +146,8 @@ void UseSignalStack() {
 }  // namespace
 
 void InstallFaultHandlers() {
+  const char here = 0;
+  SettleStack(&here);
   struct sigaction ignore {};
   ignore.sa_handler = SIG_IGN;
   sigaction(SIGXFSZ, &ignore, nullptr);
