@@ -1,12 +1,10 @@
 #include "workbench/csv.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
-#include <set>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -46,9 +44,8 @@ std::unique_ptr<CCsvReader> CCsvReader::Open(const std::string& path, std::strin
     *error = path + ": expected a line of column names, found nothing";
     return nullptr;
   }
-  std::set<std::string> names;
   for (const std::string& name : reader->header) {
-    if (names.insert(name).second) continue;
+    if (reader->columns.emplace(name, reader->columns.size()).second) continue;
     *error = reader->Complaint("two columns are named \"" + name + "\"");
     return nullptr;
   }
@@ -56,8 +53,8 @@ std::unique_ptr<CCsvReader> CCsvReader::Open(const std::string& path, std::strin
 }
 
 std::ptrdiff_t CCsvReader::Column(const std::string& name) const {
-  const auto found = std::find(header.begin(), header.end(), name);
-  return found == header.end() ? -1 : found - header.begin();
+  const auto found = columns.find(name);
+  return found == columns.end() ? -1 : static_cast<std::ptrdiff_t>(found->second);
 }
 
 CCsvReader::EOutcome CCsvReader::Next(std::string* error) {

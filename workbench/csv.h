@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -51,6 +52,7 @@ class CCsvReader {
   std::string path;
   std::unique_ptr<std::FILE, TClose> file;
   std::vector<std::string> header;
+  std::map<std::string, std::size_t> columns;  // of the header, by name
   std::vector<std::string> fields;
   std::uint64_t line = 0;      // of the record read last, from 1
   std::uint64_t nextLine = 1;  // of the one behind it

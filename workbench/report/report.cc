@@ -83,7 +83,7 @@ bool CReport::Compare(const std::string& fileName, std::string* error) {
       bySummary.push_back(column);
       if (column < 0) continue;
       columns.push_back(static_cast<std::size_t>(column));
-      comparison.columns.push_back(name);
+      comparison.curves.emplace(name, comparison.curves.size());
       comparison.plot.AddCurve(panel, name, 0, compared.holds);
     }
   }

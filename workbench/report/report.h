@@ -4,6 +4,7 @@
 #define LOOPBOX_WORKBENCH_REPORT_REPORT_H
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -42,7 +43,7 @@ struct TReportRegulator {
 struct TReportComparison {
   std::string name;  // of the file; empty: none
   painting::CPlot plot;
-  std::vector<std::string> columns;  // by curve
+  std::map<std::string, std::size_t> curves;  // by column
   // By regulator, as far as it has panes in the trace. What only the run itself
   // knows, as the band, is missing.
   std::vector<std::optional<CRegulatorSummary>> summaries;

@@ -94,10 +94,9 @@ CValue Panel(const CReport& report, const TShownPanel& shown) {
   for (const std::size_t curve : plot.Panels()[shown.panel].curves) {
     const painting::TPlotCurve& drawn = plot.Curves()[curve];
     curves.Append(Curve(drawn, Points(plot, curve), false));
-    const auto found = std::find(comparison.columns.begin(), comparison.columns.end(), ColumnOf(regulator, drawn.name));
-    if (found == comparison.columns.end()) continue;
-    const auto column = static_cast<std::size_t>(found - comparison.columns.begin());
-    curves.Append(Curve(drawn, Points(comparison.plot, column), true));
+    const auto before = comparison.curves.find(ColumnOf(regulator, drawn.name));
+    if (before == comparison.curves.end()) continue;
+    curves.Append(Curve(drawn, Points(comparison.plot, before->second), true));
   }
   return {{"unit", plot.Panels()[shown.panel].unit},
           {"regulator", regulator},
