@@ -78,7 +78,8 @@ std::string Document(const TPage& page) {
       "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
       "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; script-src" +
       Sources(page.scripts) + "; style-src" + Sources(styles) +
-      "; img-src data:; form-action 'none'; base-uri 'none'\">\n"
+      "; img-src data:; form-action 'none'; base-uri 'none'; require-trusted-types-for 'script'; trusted-types "
+      "'none'\">\n"
       "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>" +
       Escaped(page.title) + "</title>\n";
   AppendElements("style", styles, &html);

@@ -1,6 +1,6 @@
 // What the program's pages share: their shell, their theme, the plotting
 // library, and a policy by which a page runs and shows nothing but what it
-// embeds.
+// embeds, sends nothing, and makes no markup of text.
 //
 //   page::TPage shown;
 //   shown.title = "Furnace";

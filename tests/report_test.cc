@@ -52,17 +52,32 @@ addEventListener("load", () => setTimeout(() => {
   found.requests = performance.getEntriesByType("resource").filter((one) => !one.name.startsWith("data:")).length;
   found.violations = violations.length;
   found.hacked = String(window.hacked);
+  found.markup = document.querySelectorAll(".markup").length;
+  found.unit = document.querySelector(".dygraph-ylabel").textContent;
+  found.mark = document.querySelector(".dygraph-annotation").title;
   found.title = document.querySelector("h2").textContent;
   found.image = [...document.images].every((one) => one.complete && one.naturalWidth > 0);
   document.body.textContent = Object.entries(found).map(([name, value]) => name + "=" + value).join("\n");
 }, 0));
 )";
 
-// The page with the probe before its own scripts, and let in by its policy.
-std::string Probed(std::string html) {
-  const std::string source = "script-src 'sha256-" + hash::Base64(hash::Sha256(kProbe)) + "' ";
+// Puts markup before every text in the data that the page's scripts read. Equal
+// texts stay equal, different ones different.
+constexpr char kHostileData[] = R"(
+const parse = JSON.parse;
+const hostile = (value) =>
+  typeof value === "string" ? value && "<img class=markup src=x onerror=hacked=1><form class=markup action=//x>" + value
+  : value && typeof value === "object" ? Object.entries(value).reduce((all, [name, one]) => { all[name] = hostile(one); return all; }, value)
+  : value;
+JSON.parse = (text) => hostile(parse(text));
+)";
+
+// The page with a script and the probe before its own, and let in by its policy.
+std::string Probed(std::string html, const std::string& before = "") {
+  const std::string script = before + kProbe;
+  const std::string source = "script-src 'sha256-" + hash::Base64(hash::Sha256(script)) + "' ";
   html.replace(html.find("script-src "), std::string_view("script-src ").size(), source);
-  return html.insert(html.find("<title>"), "<script>" + std::string(kProbe) + "</script>\n");
+  return html.insert(html.find("<title>"), "<script>" + script + "</script>\n");
 }
 
 std::string Browse(const std::string& options, const std::string& page) {
@@ -108,11 +123,11 @@ TEST(Report, IsDrawnZoomedAndAsksForNothing) {
 
 TEST(Report, ShowsWhatTheApplicationSaysAsText) {
   const tests::CFolder folder;
-  const std::string hostile = "</script><img src=x onerror=hacked=1>&amp;";
+  const std::string hostile = "</script><img class=markup src=x onerror=hacked=1>&amp;";
   const std::string application = folder.Write(
       "hostile.lbx",
       "application hostile period = 1; duration = 30; end_application;\n"
-      "data x : real = 1 \"<img src=x onerror=hacked=1>\"; u : real; end_data;\n"
+      "data x : real = 1 \"<img class=markup onerror=hacked=1>\"; u : real; end_data;\n"
       "// <script>hacked=1</script>\n"
       "process x' = u / 10; end_process;\n"
       "instrument pid_regulator reg title = \"" +
@@ -120,20 +135,32 @@ TEST(Report, ShowsWhatTheApplicationSaysAsText) {
           "\"; expression = x; wish_value = 2; output = u;\n"
           "value_section high_limit = 1.1; end_value_section;\n"
           "parameters param_1 = 1; param_2 = 20; end_parameters; end_instrument;\n"
-          "script\nat(5, function() print('</script><script>hacked=1</script>') reg:SetParameters(2, 20, 0) end)\n"
+          "script\nat(5, function() print('</script><script class=markup>hacked=1</script>') reg:SetParameters(2, 20, 0) end)\n"
           "at(6, function() data.u = 3 error('<!-- <script>') end)\nend_script;\n");
+  const std::string earlier = "time,reg.value\n1,0\n";
+  const std::string compared = folder.Write("<img class=markup src=x onerror=hacked=1>", earlier);
   const std::string page = folder.Path("page.html");
-  ASSERT_EQ(Loopbox("run " + application + " --report " + page).status, 3);
+  ASSERT_EQ(Loopbox("run " + application + " --report " + page + " --compare '" + compared + "'").status, 3);
   const std::string html = tests::ReadFile(page);
   const std::string dump = Browse("--dump-dom", folder.Write("probed.html", Probed(html)));
   EXPECT_EQ(Found(dump, "hacked"), "undefined");
+  EXPECT_EQ(Found(dump, "markup"), "0");
+  EXPECT_EQ(Found(dump, "unit"), "&lt;img class=markup onerror=hacked=1&gt;");
   EXPECT_EQ(Found(dump, "drawn"), "3");  // what SetParameters changes is drawn too
   EXPECT_EQ(Found(dump, "violations"), "0");
-  EXPECT_EQ(Found(dump, "title").find("&lt;/script&gt;&lt;img src=x onerror=hacked=1&gt;&amp;amp"), 0u)
+  EXPECT_EQ(Found(dump, "title").find("&lt;/script&gt;&lt;img class=markup src=x onerror=hacked=1&gt;&amp;amp"), 0u)
       << Found(dump, "title");
   for (const char* mark :
        {"alarm: value above its high limit", "SetParameters(2, 20, 0)", "u = 3", "&lt;!-- &lt;script&gt;"}) {
     EXPECT_NE(html.find(mark), std::string::npos) << mark;
+  }
+
+  const std::string walked = Browse("--dump-dom", folder.Write("walked.html", Probed(html, kHostileData)));
+  EXPECT_EQ(Found(walked, "hacked"), "undefined");
+  EXPECT_EQ(Found(walked, "markup"), "0");
+  EXPECT_EQ(Found(walked, "violations"), "0");
+  for (const char* shown : {"unit", "mark"}) {
+    EXPECT_NE(Found(walked, shown).find("&lt;form class=markup action=//x&gt;"), std::string::npos) << shown;
   }
 }
 

@@ -71,7 +71,7 @@
     }
     const plot = new Dygraph(element, rows, {
       labels, series, connectSeparatedPoints: true, plugins: [loopboxPlots.legend(element.previousElementSibling, curves)],
-      xlabel: "time, s", ylabel: loopboxPlots.label(panel.unit), includeZero: panel.zero,
+      xlabel: "time, s", ylabel: panel.unit, includeZero: panel.zero,
       gridLineColor: "rgba(128,128,128,0.35)", axisLineColor: "rgba(128,128,128,0.8)", animatedZooms: false,
       xRangePad: 4, yRangePad: 8, axisLabelFontSize: 12, highlightCircleSize: 3,
       dateWindow: [data.from, data.to],
