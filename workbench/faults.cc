@@ -1,5 +1,6 @@
 #include "workbench/faults.h"
 
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -144,6 +145,12 @@ void UseSignalStack() {
 }
 
 }  // namespace
+
+void HoldStandardStreams() {
+  for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+    if (fcntl(stream, F_GETFD) < 0) open("/dev/null", O_RDONLY);  // takes the lowest that is free
+  }
+}
 
 void InstallFaultHandlers() {
   const char here = 0;

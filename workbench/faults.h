@@ -12,6 +12,11 @@ namespace workbench {
 
 constexpr char kOutOfMemory[] = "loopbox: out of memory\n";
 
+// First of all. A standard stream that was closed takes its descriptor, so that no
+// file gets it and with it what is meant for the stream. Reading ends at once, and
+// writing fails, as on a closed one.
+void HoldStandardStreams();
+
 // Once, at the start. A file that grows past what the system allows becomes a
 // write error. An exception that nothing can catch, as when memory ends inside
 // a plug-in, ends the program with a message and the status kApplicationWrong.

@@ -51,6 +51,7 @@ int Delivered(int status) {
 }  // namespace workbench
 
 int main(int argumentCount, char** arguments) {
+  workbench::HoldStandardStreams();
   workbench::InstallFaultHandlers();
   try {
     return workbench::Delivered(workbench::Main(argumentCount, arguments));
