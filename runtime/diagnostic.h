@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace runtime {
 
@@ -21,7 +22,13 @@ struct TDiagnostic {
   std::string caretText;  // blanks (and tabs where the line has them) and "^"
 };
 
-// Three lines, each with its end: `FILE:LINE:COLUMN: message` (a warning's
+// The text as a terminal may be given it: what it would obey or hide, and what is
+// no UTF-8, is replaced by U+FFFD. That are control characters (C0 but for line
+// end and tab, DEL, C1), marks that turn the direction of text, and characters
+// without any width.
+std::string Printable(std::string_view text);
+
+// Printable. Three lines, each with its end: `FILE:LINE:COLUMN: message` (a warning's
 // message after "warning: "), the source line, the caret. What has no place in
 // a text (line 0) is its message alone.
 std::string Format(const TDiagnostic& diagnostic);

@@ -16,10 +16,15 @@ constexpr std::chrono::milliseconds kProgressInterval(100);
 // What went to standard output before comes first, where both are one terminal.
 void Put(const std::string& text) {
   std::fflush(stdout);
-  std::fputs(text.c_str(), stderr);
+  Print(text, stderr);
 }
 
 }  // namespace
+
+void Print(std::string_view text, std::FILE* file) {
+  const std::string printable = runtime::Printable(text);
+  std::fwrite(printable.data(), 1, printable.size(), file);
+}
 
 void PrintError(const std::string& message) { Put("loopbox: " + message + "\n"); }
 
@@ -57,9 +62,9 @@ void CRunConsole::FinishMessages() {
   }
 }
 
-void CRunConsole::Print(const std::string& line, std::FILE* file) {
+void CRunConsole::PrintLine(const std::string& line, std::FILE* file) {
   EraseProgress();
-  std::fputs((line + "\n").c_str(), file);
+  Print(line + "\n", file);
 }
 
 void CRunConsole::Progress(double time, double duration) {
@@ -76,7 +81,7 @@ void CRunConsole::Progress(double time, double duration) {
 
 void CRunConsole::EraseProgress() {
   if (!progressShown) return;
-  Put("\r\033[K");
+  std::fputs("\r\033[K", stderr);
   progressShown = false;
 }
 

@@ -1,12 +1,14 @@
-// What the program writes while a command works: messages on standard error,
-// a progress line when that is a terminal.
+// What the program prints: all goes through here, made printable. Messages on
+// standard error, while a run works a progress line when that is a terminal.
 #ifndef LOOPBOX_WORKBENCH_CONSOLE_H
 #define LOOPBOX_WORKBENCH_CONSOLE_H
 
 #include <chrono>
 #include <cstdint>
+#include <cstdio>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "runtime/runtime.h"
@@ -14,6 +16,8 @@
 
 namespace workbench {
 
+// Whatever a text, a file or a plug-in says is printed as runtime::Printable has it.
+void Print(std::string_view text, std::FILE* file = stdout);
 void PrintError(const std::string& message);
 // The same where the program ends by it: yields the exit status.
 EExitStatus Fail(const std::string& message, EExitStatus status = kApplicationWrong);
@@ -38,7 +42,7 @@ class CRunConsole {
   bool MessagesReported() const { return !reported.empty(); }
 
   // A line of a script's output.
-  void Print(const std::string& line, std::FILE* file);
+  void PrintLine(const std::string& line, std::FILE* file);
 
   // At most ten times a second, and not in the first half second.
   void Progress(double time, double duration);

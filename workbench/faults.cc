@@ -14,8 +14,8 @@
 #include <exception>
 #include <new>
 #include <string_view>
-#include <utility>
 
+#include "runtime/diagnostic.h"
 #include "workbench/exit_status.h"
 
 namespace workbench {
@@ -127,7 +127,7 @@ void OnNoMemory() {
     Write(kOutOfMemory);
   } catch (const std::exception& error) {
     Write("loopbox: ");
-    Write(error.what());
+    Write(runtime::Printable(error.what()));
     Write("\n");
   } catch (...) {
     Write("loopbox: an exception of an unknown kind\n");
@@ -165,7 +165,8 @@ void InstallFaultHandlers() {
   std::set_terminate(OnTerminate);
 }
 
-CCrashNotice::CCrashNotice(std::string text) : message("loopbox: " + std::move(text)), outer(crashMessage) {
+CCrashNotice::CCrashNotice(const std::string& text)
+    : message(runtime::Printable("loopbox: " + text)), outer(crashMessage) {
   UseSignalStack();
   crashMessage = message.c_str();
   struct sigaction action {};

@@ -27,7 +27,7 @@ void InstallFaultHandlers();
 // on standard error: `message`, and what happened. Of several the latest counts.
 class CCrashNotice {
  public:
-  explicit CCrashNotice(std::string message);
+  explicit CCrashNotice(const std::string& message);
   ~CCrashNotice();
   CCrashNotice(const CCrashNotice&) = delete;
   CCrashNotice& operator=(const CCrashNotice&) = delete;

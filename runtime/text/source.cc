@@ -15,7 +15,7 @@
 namespace runtime {
 namespace {
 
-constexpr std::uint32_t kIndexBlock = 4096;  // bytes for each entry of the index of continuations
+constexpr std::uint32_t kIndexBlock = 4096;  // bytes for each entry of the index of places
 constexpr std::size_t kWindow = 100;         // columns of a line that are shown
 
 // Decodes up to the first ill-formed unit; false when there is one.
@@ -69,10 +69,10 @@ bool ReadFile(const std::string& path, std::string* bytes, std::string* problem)
   return true;
 }
 
-// Control characters, and those that turn the direction of what follows.
+// Of what Printable replaces, all but line ends and tabs; kIllFormed too.
 bool IsInvisible(char32_t c) {
-  return c < 0x20 || (c >= 0x7F && c < 0xA0) || (c >= 0x200B && c <= 0x200F) || (c >= 0x2028 && c <= 0x202E) ||
-         (c >= 0x2066 && c <= 0x2069) || c == 0xFEFF;
+  return c < 0x20 || (c >= 0x7F && c < 0xA0) || c == 0x061C || (c >= 0x200B && c <= 0x200F) ||
+         (c >= 0x2028 && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069) || c == 0xFEFF || c == kIllFormed;
 }
 
 }  // namespace
@@ -120,14 +120,22 @@ bool CSource::FromBytes(const std::string& path, std::string bytes, CSource* sou
 }
 
 void CSource::MakeIndex() {
-  lineStarts.assign(1, 0);
-  for (std::size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 1)) {
-    lineStarts.push_back(static_cast<std::uint32_t>(at) + 1);
+  const std::string_view whole = text;
+  blocks.resize(whole.size() / kIndexBlock + 1);
+  TBlock next = {};
+  for (std::size_t i = 0; i < blocks.size(); ++i) {
+    blocks[i] = next;
+    const std::string_view bytes = whole.substr(i * kIndexBlock, kIndexBlock);
+    next.lines += static_cast<std::uint32_t>(std::count(bytes.begin(), bytes.end(), '\n'));
+    next.continuations += static_cast<std::uint32_t>(ContinuationCount(bytes));
+    const std::size_t last = bytes.rfind('\n');
+    if (last != std::string_view::npos) next.lineStart = static_cast<std::uint32_t>(i * kIndexBlock + last) + 1;
   }
-  continuations.assign(1, 0);
-  for (auto from = text.begin(); text.end() - from >= kIndexBlock; from += kIndexBlock) {
-    const std::size_t count = ContinuationCount({from, from + kIndexBlock});
-    continuations.push_back(continuations.back() + static_cast<std::uint32_t>(count));
+  std::uint32_t end = Size();
+  for (std::size_t i = blocks.size(); i-- > 0;) {
+    const std::size_t first = whole.substr(i * kIndexBlock, kIndexBlock).find('\n');
+    if (first != std::string_view::npos) end = static_cast<std::uint32_t>(i * kIndexBlock + first);
+    blocks[i].lineEnd = end;
   }
 }
 
@@ -135,17 +143,25 @@ std::uint32_t CSource::Continuations(std::uint32_t offset) const {
   const std::uint32_t block = offset / kIndexBlock;
   const std::uint32_t from = block * kIndexBlock;
   const std::size_t count = ContinuationCount(std::string_view(text).substr(from, offset - from));
-  return continuations[block] + static_cast<std::uint32_t>(count);
+  return blocks[block].continuations + static_cast<std::uint32_t>(count);
 }
 
 TPosition CSource::Locate(std::uint32_t offset) const {
   offset = std::min(offset, Size());
-  const auto next = std::upper_bound(lineStarts.begin(), lineStarts.end(), offset);
-  const std::uint32_t start = *(next - 1);
-  std::uint32_t end = next == lineStarts.end() ? Size() : *next - 1;
+  const std::size_t block = offset / kIndexBlock;
+  const std::size_t from = block * kIndexBlock;
+  const std::string_view bytes = std::string_view(text).substr(from, kIndexBlock);
+  const std::string_view before = bytes.substr(0, offset - from);
+  const std::size_t last = before.rfind('\n');
+  const std::size_t next = bytes.find('\n', before.size());
+  const std::uint32_t start =
+      last == std::string_view::npos ? blocks[block].lineStart : static_cast<std::uint32_t>(from + last) + 1;
+  std::uint32_t end = next != std::string_view::npos ? static_cast<std::uint32_t>(from + next)
+                      : block + 1 < blocks.size()    ? blocks[block + 1].lineEnd
+                                                     : Size();
   if (end > start && text[end - 1] == '\r') --end;
   TPosition position;
-  position.line = static_cast<std::uint32_t>(next - lineStarts.begin());
+  position.line = blocks[block].lines + static_cast<std::uint32_t>(std::count(before.begin(), before.end(), '\n')) + 1;
   position.column = offset - start - (Continuations(offset) - Continuations(start)) + 1;
   position.lineText = std::string_view(text).substr(start, end - start);
   return position;
@@ -188,11 +204,28 @@ TDiagnostic MakeDiagnostic(const CSource& source, TDiagnostic::EKind kind, std::
   return diagnostic;
 }
 
+std::string Printable(std::string_view text) {
+  std::string printable;
+  std::size_t from = 0;  // of what stays
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t begin = at;
+    if (text[at] >= ' ' && text[at] < '\x7F') {
+      ++at;
+      continue;
+    }
+    const char32_t codePoint = NextCodePoint(text, &at);
+    if (codePoint == '\n' || codePoint == '\t' || !IsInvisible(codePoint)) continue;
+    AppendCodePoint(kReplacement, &printable.append(text, from, begin - from));
+    from = at;
+  }
+  return printable.append(text, from);
+}
+
 std::string Format(const TDiagnostic& diagnostic) {
-  if (diagnostic.line == 0) return diagnostic.message + "\n";
+  if (diagnostic.line == 0) return Printable(diagnostic.message + "\n");
   std::string text = diagnostic.path + ":" + std::to_string(diagnostic.line) + ":" + std::to_string(diagnostic.column);
   text += diagnostic.kind == TDiagnostic::kWarning ? ": warning: " : ": ";
-  return text + diagnostic.message + "\n" + diagnostic.lineText + "\n" + diagnostic.caretText + "\n";
+  return Printable(text + diagnostic.message + "\n" + diagnostic.lineText + "\n" + diagnostic.caretText + "\n");
 }
 
 }  // namespace runtime

@@ -44,18 +44,26 @@ class CSource {
   std::string_view Text() const { return text; }
   std::uint32_t Size() const { return static_cast<std::uint32_t>(text.size()); }
 
-  // An offset past the end counts as the end. O(log n) in the number of lines.
+  // An offset past the end counts as the end. Takes constant time.
   TPosition Locate(std::uint32_t offset) const;
 
  private:
+  // Of the place at which a block of bytes begins. A record for each line would
+  // take more than a text of line ends.
+  struct TBlock {
+    std::uint32_t lines;          // before it
+    std::uint32_t continuations;  // bytes before it that continue a code point
+    std::uint32_t lineStart;      // of the line it is in
+    std::uint32_t lineEnd;        // of the same, "\n" aside
+  };
+
   void MakeIndex();
   // The bytes before `offset` that continue a code point.
   std::uint32_t Continuations(std::uint32_t offset) const;
 
   std::string path;
   std::string text;
-  std::vector<std::uint32_t> lineStarts{0};
-  std::vector<std::uint32_t> continuations{0};  // before each block of bytes
+  std::vector<TBlock> blocks{TBlock{}};
 };
 
 TDiagnostic MakeDiagnostic(const CSource& source, TDiagnostic::EKind kind, std::uint32_t offset, std::string message);

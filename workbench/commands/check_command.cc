@@ -1,6 +1,5 @@
 // `loopbox check`: what is wrong with an application, and what is worth knowing
 // before it runs.
-#include <cstdio>
 #include <map>
 #include <memory>
 #include <set>
@@ -74,7 +73,7 @@ void CChecker::Check(const runtime::CInstrumentHandle& instrument) {
   if (notes.empty()) return;
   std::string text = instrument.Name() + " (" + instrument.ClassName() + ")\n";
   for (const std::string& note : notes) text += Indented(note, 2, 100);
-  std::fputs(text.c_str(), stdout);
+  Print(text);
 }
 
 void CChecker::Warn(std::uint32_t offset, std::string message) {
@@ -165,7 +164,7 @@ int Check(const std::string& file, const std::string& pluginPath) {
   std::uint64_t warnings = CountOf(diagnostics, runtime::TDiagnostic::kWarning);
   if (!application) {
     const std::uint64_t errors = CountOf(diagnostics, runtime::TDiagnostic::kError);
-    std::printf("%s: %s, %s\n", file.c_str(), Count(errors, "error").c_str(), Count(warnings, "warning").c_str());
+    Print(file + ": " + Count(errors, "error") + ", " + Count(warnings, "warning") + "\n");
     return kApplicationWrong;
   }
   CChecker checker(*application, references);
@@ -173,8 +172,7 @@ int Check(const std::string& file, const std::string& pluginPath) {
   for (std::size_t index = 0; index < application->InstrumentCount(); ++index)
     checker.Check(application->Instrument(index));
   warnings += checker.Warnings();
-  std::printf("%s: %s, %s\n", file.c_str(), Count(application->InstrumentCount(), "instrument").c_str(),
-              Count(warnings, "warning").c_str());
+  Print(file + ": " + Count(application->InstrumentCount(), "instrument") + ", " + Count(warnings, "warning") + "\n");
   return kDone;
 }
 

@@ -40,8 +40,6 @@ std::string VersionText(std::uint32_t version) {
          Hexadecimal("0x%08X", version) + ")";
 }
 
-void Print(const std::string& text) { std::fputs(text.c_str(), stdout); }
-
 // `images` is a folder for the plug-in's images; empty: they aren't written.
 int ListClasses(const std::string& pluginPath, const std::string& images) {
   const CCrashNotice notice(PluginPath(pluginPath) + ": the plug-in crashed while its classes were told");

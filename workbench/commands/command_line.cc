@@ -3,9 +3,11 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <sstream>
 #include <string>
 #include <type_traits>
 
+#include "workbench/console.h"
 #include "workbench/exit_status.h"
 #include "workbench/version.h"
 
@@ -50,13 +52,17 @@ const TCommand* ReadCommandLine(const std::vector<TCommand>& commands, int argum
   try {
     program.parse(argumentCount, arguments);
   } catch (const CLI::ParseError& error) {
-    *status = program.exit(error) == 0 ? kDone : kCommandLineWrong;
+    std::ostringstream help;
+    std::ostringstream complaint;
+    *status = program.exit(error, help, complaint) == 0 ? kDone : kCommandLineWrong;
+    Print(help.str());
+    Print(complaint.str(), stderr);
     return nullptr;
   }
   for (const TCommand& command : commands) {
     if (program.got_subcommand(command.name)) return &command;
   }
-  std::fputs(program.help().c_str(), stderr);
+  Print(program.help(), stderr);
   *status = kCommandLineWrong;
   return nullptr;
 }

@@ -1,7 +1,6 @@
 // `loopbox describe`: the reference of a class, from what the plug-in answers
 // and from the class's reference file.
 #include <algorithm>
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
@@ -117,7 +116,7 @@ int DescribeClass(const std::string& className, const std::string& pluginPath, b
   }
   const CReference* const reference = ReferenceOf(references, className);
   const CDocument document = Described(*found, description, reference);
-  std::fputs((asMarkdown ? document.Markdown() : document.Text()).c_str(), stdout);
+  Print(asMarkdown ? document.Markdown() : document.Text());
   if (reference == nullptr) PrintError("no reference of the keywords of " + className + " stands beside the plug-in");
   return kDone;
 }

@@ -1,5 +1,4 @@
 // `loopbox validate`: the conformance check of a plug-in, for people and as JSON.
-#include <cstdio>
 #include <memory>
 #include <optional>
 #include <string>
@@ -15,8 +14,6 @@
 
 namespace workbench {
 namespace {
-
-void Print(const std::string& text) { std::fputs(text.c_str(), stdout); }
 
 int ListCases() {
   CTable table;
