@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 
 #include "painting/painting.h"
 
@@ -29,6 +31,10 @@ bool WritePicture(const std::string& fileName, const std::string& bytes, std::st
   }
   if (!written) {
     *error = fileName + ": the picture can't be written" + (errno != 0 ? std::string(": ") + std::strerror(errno) : "");
+    std::error_code ignored;
+    if (file != nullptr && std::filesystem::is_regular_file(fileName, ignored)) {
+      std::filesystem::remove(std::filesystem::canonical(fileName, ignored), ignored);
+    }
   }
   return written;
 }

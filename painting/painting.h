@@ -42,7 +42,8 @@ bool Picture(const runtime::CApplication& application, EFormat format, std::stri
 // signatures are not those of the format.
 bool IconPicture(const std::uint8_t* icon, std::string* bytes, std::string* error);
 
-// Writes a picture to a file; false with a message that names it.
+// Writes a picture to a file; false with a message that names it. Then no part of
+// it is left.
 bool WritePicture(const std::string& fileName, const std::string& bytes, std::string* error);
 
 }  // namespace painting

@@ -49,6 +49,9 @@ TEST_F(Program, SaysWhatIsWrongAndExitsWithItsStatus) {
                "wish_value_section range_from = 9; range_to = 2; end_wish_value_section;\n"
                "parameters param_2 = 0; file_name = \"a.par\"; end_parameters; end_instrument;\n"
                "instrument pid_regulator b expression = x; wish_value = x; output = u; end_instrument;\n");
+  std::filesystem::create_symlink("aim.svg", folder.Path("link.svg"));
+  std::filesystem::create_symlink("other/../b.par", folder.Path("link.par"));
+  std::filesystem::create_directory(folder.Path("other"));
   const std::string plugin = " --plugin " + tests::BuildPath("tests/plugin_");
   const struct {
     std::string arguments;
@@ -78,6 +81,17 @@ TEST_F(Program, SaysWhatIsWrongAndExitsWithItsStatus) {
       {"run GOOD --trace DIRnone/t.csv", 1, {"none/t.csv: the trace can't be written: No such file or directory"}},
       {"run GOOD --trace GOOD", 1, {"the trace would overwrite a file that the run uses"}},
       {"run DIRdoubtful.lbx --set x=1", 1, {"x=1: the process computes it from the start"}},
+      {"run GOOD --trace DIRn.csv --report DIR./n.csv", 1, {"./n.csv: the report would overwrite a file that the run"}},
+      {"run GOOD --trace DIRlink.svg --plot DIRaim.svg", 1, {"aim.svg: the picture would overwrite a file that the"}},
+      {"run GOOD --trace DIRlink.par", 0, {"good: 4 periods"}},
+      {"run DIRdoubtful.lbx --trace DIRother/../a.par", 1, {"a.par: the trace would overwrite a file that the run"}},
+      {"run GOOD --report " + tests::BuildPath("regulator.ref"), 1, {"regulator.ref: the report would overwrite"}},
+      {"run GOOD --language en --trace " + tests::BuildPath("en.lang"), 1, {"en.lang: the trace would overwrite"}},
+      {"run GOOD --report DIRlog > DIRlog", 1, {"log: the report would overwrite a file that the run uses"}},
+      {"run GOOD --trace /dev/stdout > DIRt.csv; tail -n 1 DIRt.csv", 0, {"good: 4 periods", "\n2,5,0,0,0,"}},
+      {"run GOOD --duration 9999 --trace DIRt.csv --compare DIRgood.lbx --report DIRr; wc -l < DIRt.csv", 0, {"\n5\n"}},
+      {"run GOOD --trace DIRt.csv 2>&- >&-; head -c 7 DIRt.csv", 0, {"time,w,"}},
+      {"run GOOD --trace - >&-", 1, {"standard output: the trace is not complete: Bad file descriptor"}},
       {"run DIRdoubtful.lbx --trace DIRa.par", 1, {"a.par: the trace would overwrite a file that the run uses"}},
       {"run DIRdoubtful.lbx --input DIRa.par", 1, {"a.par: the file of a would overwrite a file that the run uses"}},
       {"check DIRdoubtful.lbx",
@@ -118,6 +132,45 @@ TEST_F(Program, SaysWhatIsWrongAndExitsWithItsStatus) {
     ExpectAll(outcome.output, row.parts);
   }
   EXPECT_EQ(tests::ReadFile(good), kGood);
+}
+
+// Nothing of what a text, a file's name or a column says moves a cursor, hides or
+// turns a text.
+TEST_F(Program, PrintsNothingThatATerminalObeys) {
+  constexpr char kHostile[] =
+      "\x1b[2J\r\x07\x7f\xc2\x9b"
+      "1m\xe2\x80\xae\xe2\x81\xa6";
+  const std::string text = kHostile;
+  folder.Write("h.lbx", "data x : real \"" + text +
+                            "\"; u : real; end_data;\n"
+                            "instrument pid_regulator r expression = x; wish_value = x; output = u; end_instrument;\n"
+                            "script\nprint('" +
+                            std::string("\\27[2J\\xff\\0") +
+                            "')\n"
+                            "at(1, function() error('\\27[2J\\xff') end)\nend_script;\n");
+  folder.Write("h.csv", "time," + text + ",u,x\n1,2,2,2\n");
+  folder.Write("bad.lbx", "data " + text);
+  const std::string odd = "$(printf 'DIR\\033\\377')";
+  const std::pair<std::string, int> rows[] = {
+      {"run DIRh.lbx --input DIRh.csv --duration 9", 3},
+      {"check DIRbad.lbx", 1},
+      {"run " + odd, 1},
+      {"check " + odd, 1},
+      {"run GOOD --trace " + odd + "/x", 1},
+      {"run GOOD " + odd, 2},
+      {"describe " + odd, 1},
+      {"run GOOD --language " + odd, 2},
+      {"validate " + odd, 1},
+      {"run GOOD --plugin " + odd, 1},
+  };
+  for (const auto& [arguments, status] : rows) {
+    SCOPED_TRACE(arguments);
+    const TOutcome outcome = Call(arguments);
+    EXPECT_EQ(outcome.status, status) << outcome.output;
+    EXPECT_NE(outcome.output.find("\xEF\xBF\xBD"), std::string::npos) << outcome.output;
+    EXPECT_EQ(runtime::Printable(outcome.output), outcome.output);
+    EXPECT_EQ(outcome.output.find_first_of(std::string("\x1b\r\x07\x7f\xff\0", 6)), std::string::npos);
+  }
 }
 
 TEST_F(Program, WritesTheTraceWhereItIsAsked) {

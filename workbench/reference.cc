@@ -110,6 +110,7 @@ bool CReference::AddFile(const std::string& path, bool isIncluded, std::size_t* 
     return false;
   }
   *room -= text.size();
+  files.push_back(path);
   std::string section;
   std::size_t number = 0;
   for (const std::string& line : Split(text, '\n')) {

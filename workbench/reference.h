@@ -84,6 +84,8 @@ class CReference {
   // False with a message that names the file, and the line when that is wrong.
   static bool Load(const std::string& path, CReference* reference, std::string* error);
 
+  // That it was read from, with those that they include.
+  const std::vector<std::string>& Files() const { return files; }
   const std::vector<std::string>& Remarks() const { return remarks; }
   const std::vector<TKeyword>& Keywords() const { return keywords; }
   const std::vector<TMeaning>& Events() const { return events; }
@@ -107,6 +109,7 @@ class CReference {
   static bool AddMeaning(std::string_view line, std::vector<TMeaning>* meanings, std::string* error);
   std::string_view Default(const TTerm& term) const;
 
+  std::vector<std::string> files;
   std::vector<std::string> remarks;
   std::vector<TKeyword> keywords;
   std::vector<TMeaning> events;

@@ -1,11 +1,11 @@
 // `loopbox run`: an application runs, is traced, drawn and summed up.
-#include <algorithm>
+#include <unistd.h>
+
 #include <cstdio>
-#include <filesystem>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
-#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -15,12 +15,14 @@
 #include "workbench/console.h"
 #include "workbench/exit_status.h"
 #include "workbench/faults.h"
+#include "workbench/language.h"
 #include "workbench/pictures/pane_pictures.h"
 #include "workbench/pictures/picture_file.h"
 #include "workbench/pictures/run_plot.h"
 #include "workbench/plugin_folder.h"
 #include "workbench/references.h"
 #include "workbench/report/report.h"
+#include "workbench/run/file_identity.h"
 #include "workbench/run/input_file.h"
 #include "workbench/run/observation.h"
 #include "workbench/run/pacing.h"
@@ -63,19 +65,17 @@ std::vector<runtime::TStateColumn> StateColumns(const TReferences& references) {
   return columns;
 }
 
-// Whether both names lead to one file, be it there or not; an empty one to none.
-bool IsSameFile(const std::string& name, const std::string& other) {
-  if (name.empty() || other.empty()) return false;
-  std::error_code missing;
-  if (std::filesystem::equivalent(name, other, missing)) return true;
-  const std::filesystem::path real = std::filesystem::weakly_canonical(name, missing);
-  return !real.empty() && real == std::filesystem::weakly_canonical(other, missing);
+// By "-", or by the name of the file that it was led to.
+bool IsStandardOutput(const std::string& name) {
+  if (name == kStandardOutput) return true;
+  const auto output = IdentityOf(STDOUT_FILENO);
+  return output && !name.empty() && output == IdentityOf(name);
 }
 
 // One run, in steps. A step that fails says why.
 class CRunCommand {
  public:
-  CRunCommand(const TRunOptions& options, const std::string& pluginPath);
+  CRunCommand(const TRunOptions& options, const TCommonOptions& common);
   int Run();
 
  private:
@@ -93,7 +93,8 @@ class CRunCommand {
   void Mark(const std::string& instrument, const std::string& text);
 
   const TRunOptions& options;
-  const std::string& pluginPath;
+  const TCommonOptions& common;
+  const bool tracesToOutput;
   std::FILE* const output;    // what a person reads stays out of a trace on standard output
   std::string pictureError;   // during the run
   const CCrashNotice notice;  // outlives all that calls the plug-in
@@ -111,11 +112,12 @@ class CRunCommand {
   std::optional<CReport> report;
 };
 
-CRunCommand::CRunCommand(const TRunOptions& theOptions, const std::string& thePluginPath)
+CRunCommand::CRunCommand(const TRunOptions& theOptions, const TCommonOptions& theCommon)
     : options(theOptions),
-      pluginPath(thePluginPath),
-      output(options.trace == kStandardOutput ? stderr : stdout),
-      notice(options.file + ": crashed while it ran with the plug-in " + PluginPath(pluginPath)),
+      common(theCommon),
+      tracesToOutput(IsStandardOutput(options.trace)),
+      output(tracesToOutput ? stderr : stdout),
+      notice(options.file + ": crashed while it ran with the plug-in " + PluginPath(common.plugin)),
       pictures(options.panes, options.panesAt),
       console(!options.quiet) {}
 
@@ -132,7 +134,7 @@ int CRunCommand::Run() {
 }
 
 bool CRunCommand::Prepare(std::string* error) {
-  plugin = LoadPlugin(pluginPath, error);
+  plugin = LoadPlugin(common.plugin, error);
   return plugin != nullptr && LoadReferences(*plugin, &references, error) && pictures.Prepare(error) &&
          PreparePicture(options.plot, error) && PreparePicture(options.report, error);
 }
@@ -150,7 +152,7 @@ bool CRunCommand::Read() {
   reading.seed = options.seed;
   reading.interruptionAsked = InterruptionAsked;
   reading.print = [this](const std::string& line) {
-    console.Print(line, output);
+    console.PrintLine(line, output);
     Mark("", line);
   };
   if (!options.report.empty()) {
@@ -164,30 +166,44 @@ bool CRunCommand::Read() {
 }
 
 bool CRunCommand::CheckFiles(std::string* error) const {
-  std::vector<std::string> used = {options.file, plugin->Path(), options.input, options.compare};
-  std::vector<std::pair<std::string, std::string>> kept;  // by whom, its file
-  for (std::size_t i = 0; i < application->InstrumentCount(); ++i) {
-    const runtime::CInstrumentHandle instrument = application->Instrument(i);
-    for (std::string& name : instrument.Files()) kept.emplace_back("the file of " + instrument.Name(), std::move(name));
-  }
-  std::vector<std::pair<std::string, std::string>> written;
-  if (options.trace != kStandardOutput) written.emplace_back("the trace", options.trace);
-  for (std::string& name : pictures.Names()) written.emplace_back("the picture", std::move(name));
-  written.emplace_back("the picture", options.plot);
-  written.emplace_back("the report", options.report);
+  std::set<TFileIdentity> used;
+  const auto use = [&used](const auto& file) {
+    if (auto identity = IdentityOf(file)) used.insert(*std::move(identity));
+  };
   const auto spares = [&](const std::string& what, const std::string& name) {
-    const bool taken =
-        std::any_of(used.begin(), used.end(), [&](const auto& other) { return IsSameFile(name, other); });
+    const auto identity = IdentityOf(name);
+    const bool taken = identity && used.contains(*identity);
     if (taken) *error = name + ": " + what + " would overwrite a file that the run uses; name another one";
     return !taken;
   };
-  for (const auto& [what, name] : kept) {
-    if (!spares(what, name)) return false;
+  std::vector<std::string> read;
+  if (!FindLanguage(common.language, common.plugin, &read, error)) return false;
+  read.insert(read.end(), {options.file, plugin->Path(), options.input, options.compare});
+  for (const auto& [className, reference] : references) {
+    read.insert(read.end(), reference.Files().begin(), reference.Files().end());
   }
-  for (const auto& [what, name] : kept) used.push_back(name);
+  for (const std::string& name : read) use(name);
+  use(STDOUT_FILENO);
+  use(STDERR_FILENO);
+
+  std::vector<std::string> kept;
+  for (std::size_t i = 0; i < application->InstrumentCount(); ++i) {
+    const runtime::CInstrumentHandle instrument = application->Instrument(i);
+    for (std::string& name : instrument.Files()) {
+      if (!spares("the file of " + instrument.Name(), name)) return false;
+      kept.push_back(std::move(name));
+    }
+  }
+  for (const std::string& name : kept) use(name);
+
+  std::vector<std::pair<std::string, std::string>> written;
+  if (!tracesToOutput) written.emplace_back("the trace", options.trace);
+  for (std::string& name : pictures.Names()) written.emplace_back("the picture", std::move(name));
+  written.emplace_back("the picture", options.plot);
+  written.emplace_back("the report", options.report);
   for (const auto& [what, name] : written) {
     if (!spares(what, name)) return false;
-    used.push_back(name);
+    use(name);
   }
   return true;
 }
@@ -206,7 +222,6 @@ bool CRunCommand::Open(std::string* error) {
     }
   }
   CatchInterruption();
-  if (!options.trace.empty() && !OpenTrace(error)) return false;
   if (watched) {
     watch.emplace(*observation, application->Period(), [this](const std::string& instrument, const std::string& text) {
       if (!options.quiet) console.Note(application->Time(), instrument, text);
@@ -221,7 +236,8 @@ bool CRunCommand::Open(std::string* error) {
     console.RunTimeMessage(message);
     if (report) report->Mark(message.time, message.instrument, message.text);
   });
-  return true;
+  // Last, since it takes the place of an earlier trace.
+  return options.trace.empty() || OpenTrace(error);
 }
 
 bool CRunCommand::OpenTrace(std::string* error) {
@@ -233,7 +249,7 @@ bool CRunCommand::OpenTrace(std::string* error) {
       return false;
     }
   }
-  return trace.Open(options.trace, *application, state, error);
+  return trace.Open(tracesToOutput ? kStandardOutput : options.trace, *application, state, error);
 }
 
 bool CRunCommand::RunPeriods() {
@@ -288,7 +304,7 @@ void CRunCommand::PrintSummary(bool complete) {
   if (!complete) text += ", stopped at t=" + Seconds(application->Time()) + " s";
   text += "\n" + watch->SummaryText();
   if (pacer) text += pacer->SummaryText();
-  std::fputs(text.c_str(), output);
+  Print(text, output);
 }
 
 // In the report, if there is one.
@@ -335,7 +351,7 @@ std::vector<TOption> Options(TRunOptions& options, TCommonOptions& common) {
 TCommand RunCommand(TCommonOptions& common) {
   const auto options = std::make_shared<TRunOptions>();
   return {"run", "Run an application", Options(*options, common),
-          [options, &common] { return CRunCommand(*options, common.plugin).Run(); }};
+          [options, &common] { return CRunCommand(*options, common).Run(); }};
 }
 
 }  // namespace workbench

@@ -2,6 +2,9 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <system_error>
 #include <utility>
 
 namespace workbench {
@@ -56,7 +59,18 @@ bool CTraceFile::Close(std::string* error) {
   const bool closed = std::fclose(std::exchange(file, nullptr)) == 0;
   if (!closed && firstError == 0) firstError = errno;
   if (flushed && !closed) *error = Loss();
+  if (!flushed || !closed) CutToWholeRows();
   return flushed && closed;
+}
+
+void CTraceFile::CutToWholeRows() const {
+  const std::filesystem::path path = shownName;
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(path, error)) return;
+  std::ifstream rows(path, std::ios::binary);
+  std::uintmax_t size = std::filesystem::file_size(path, error);
+  while (size > 0 && rows.seekg(static_cast<std::streamoff>(size - 1)) && rows.peek() != '\n') --size;
+  if (!error) std::filesystem::resize_file(path, size, error);
 }
 
 }  // namespace workbench

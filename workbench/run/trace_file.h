@@ -35,11 +35,13 @@ class CTraceFile {
   bool Flush(std::string* error);
   // True when a row was lost: no more can be written.
   bool Failed() const { return std::ferror(file) != 0; }
-  // Flush, and close a file that was opened.
+  // Flush, and close a file that was opened. One that could not take all rows ends
+  // with the last whole one.
   bool Close(std::string* error);
 
  private:
   std::string Loss() const;
+  void CutToWholeRows() const;
 
   std::string shownName;
   std::FILE* file = nullptr;
