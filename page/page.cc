@@ -83,10 +83,10 @@ std::string Document(const TPage& page) {
       "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>" +
       Escaped(page.title) + "</title>\n";
   AppendElements("style", styles, &html);
-  html +=
-      "</head>\n<body>\n" + page.body + "<script type=\"application/json\" id=\"data\">" + page.data + "</script>\n";
+  html.append("</head>\n<body>\n").append(page.body);
+  html.append("<script type=\"application/json\" id=\"data\">").append(page.data).append("</script>\n");
   AppendElements("script", page.scripts, &html);
-  return html + "</body>\n</html>\n";
+  return html.append("</body>\n</html>\n");
 }
 
 }  // namespace page

@@ -1,15 +1,13 @@
 // What a plot keeps of its samples; plot_picture.cc draws it.
 #include "painting/plot.h"
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
 namespace painting {
 
 namespace {
-
-// Between one and two buckets for each pixel of the widest plot.
-constexpr std::size_t kMostBuckets = 2048;
 
 void Extend(TPlotBucket* bucket, const TPlotBucket& by) {
   // A sample that is no number is a gap, which any other fills.
@@ -29,10 +27,11 @@ void CPlot::AddCurve(std::size_t panel, std::string name, std::uint32_t color, b
   panels[panel].curves.push_back(curves.size());
   curves.push_back({std::move(name), color, holds});
   buckets.emplace_back();
+  mostBuckets = 2 * std::clamp<std::size_t>(kMostBucketsInAll / 2 / curves.size(), 1, kMostBuckets / 2);
 }
 
 void CPlot::Feed(double time, const std::vector<double>& values) {
-  if (inLast == perBucket && times.size() == kMostBuckets) Halve();
+  if (inLast == perBucket && times.size() == mostBuckets) Halve();
   const bool begins = times.empty() || inLast == perBucket;
   if (begins) {
     times.push_back(time);
@@ -59,8 +58,8 @@ void CPlot::Halve() {
       Extend(&curve[pair], curve[2 * pair + 1]);
     }
   }
-  times.resize(kMostBuckets / 2);
-  for (auto& curve : buckets) curve.resize(kMostBuckets / 2);
+  times.resize(mostBuckets / 2);
+  for (auto& curve : buckets) curve.resize(mostBuckets / 2);
   perBucket *= 2;
   inLast = perBucket;
 }

@@ -24,6 +24,10 @@ constexpr std::uint32_t kPlotOrange = 0x009FE6;
 constexpr std::uint32_t kPlotBlue = 0xB27200;
 constexpr std::uint32_t kPlotGreen = 0x739E00;
 
+// Between one and two buckets for each pixel of the widest plot.
+constexpr std::size_t kMostBuckets = 2048;                       // of a curve
+constexpr std::size_t kMostBucketsInAll = std::size_t{1} << 20;  // 32 MiB; but two for each curve
+
 struct TPlotCurve {
   std::string name;
   std::uint32_t color;
@@ -51,7 +55,7 @@ class CPlot {
   void AddCurve(std::size_t panel, std::string name, std::uint32_t color, bool holds);
   bool Empty() const { return panels.empty(); }
 
-  // One value for each curve; times ascend. Where samples are too many to be
+  // One value for each curve, all of which were added before; times ascend. Where samples are too many to be
   // seen, the lowest and the highest of neighbours stand for them.
   void Feed(double time, const std::vector<double>& values);
 
@@ -73,6 +77,7 @@ class CPlot {
   std::vector<TPlotCurve> curves;
   std::vector<std::vector<TPlotBucket>> buckets;  // by curve
   std::vector<double> times;                      // of a bucket's first sample
+  std::size_t mostBuckets = kMostBuckets;         // even
   std::size_t perBucket = 1;                      // samples
   std::size_t inLast = 0;                         // of them
   double lastTime = 0.0;

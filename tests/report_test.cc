@@ -124,19 +124,20 @@ TEST(Report, IsDrawnZoomedAndAsksForNothing) {
 TEST(Report, ShowsWhatTheApplicationSaysAsText) {
   const tests::CFolder folder;
   const std::string hostile = "</script><img class=markup src=x onerror=hacked=1>&amp;";
-  const std::string application = folder.Write(
-      "hostile.lbx",
-      "application hostile period = 1; duration = 30; end_application;\n"
-      "data x : real = 1 \"<img class=markup onerror=hacked=1>\"; u : real; end_data;\n"
-      "// <script>hacked=1</script>\n"
-      "process x' = u / 10; end_process;\n"
-      "instrument pid_regulator reg title = \"" +
-          hostile +
-          "\"; expression = x; wish_value = 2; output = u;\n"
-          "value_section high_limit = 1.1; end_value_section;\n"
-          "parameters param_1 = 1; param_2 = 20; end_parameters; end_instrument;\n"
-          "script\nat(5, function() print('</script><script class=markup>hacked=1</script>') reg:SetParameters(2, 20, 0) end)\n"
-          "at(6, function() data.u = 3 error('<!-- <script>') end)\nend_script;\n");
+  const std::string application =
+      folder.Write("hostile.lbx",
+                   "application hostile period = 1; duration = 30; end_application;\n"
+                   "data x : real = 1 \"<img class=markup onerror=hacked=1>\"; u : real; end_data;\n"
+                   "// <script>hacked=1</script>\n"
+                   "process x' = u / 10; end_process;\n"
+                   "instrument pid_regulator reg title = \"" +
+                       hostile +
+                       "\"; expression = x; wish_value = 2; output = u;\n"
+                       "value_section high_limit = 1.1; end_value_section;\n"
+                       "parameters param_1 = 1; param_2 = 20; end_parameters; end_instrument;\n"
+                       "script\nat(5, function() print('</script><script class=markup>hacked=1</script>') "
+                       "reg:SetParameters(2, 20, 0) end)\n"
+                       "at(6, function() data.u = 3 error('<!-- <script>') end)\nend_script;\n");
   const std::string earlier = "time,reg.value\n1,0\n";
   const std::string compared = folder.Write("<img class=markup src=x onerror=hacked=1>", earlier);
   const std::string page = folder.Path("page.html");
@@ -181,6 +182,27 @@ TEST(Report, KeepsEveryPeak) {
   const std::string html = tests::ReadFile(page);
   EXPECT_NE(html.find(",8822.25,"), std::string::npos);
   EXPECT_NE(html.find(",-4222.5,"), std::string::npos);
+}
+
+TEST(Report, LeavesOutWhatIsTooMuchAndSaysSo) {
+  const tests::CFolder folder;
+  std::string text =
+      "application many period = 1; duration = 1; end_application; data x : real; on : boolean; end_data;";
+  for (int i = 0; i <= 500; ++i) {
+    text += "instrument boolean_regulator r" + std::to_string(i) +
+            " expression = x; wish_value = x; output = on; end_instrument;";
+  }
+  text += "script\nat(1, function() for i = 1, 500 do print(string.rep('ř', 4000)) end end)\nend_script;" +
+          std::string(50'000, '\n');
+  const std::string page = folder.Path("page.html");
+  const TOutcome made = Loopbox("run " + folder.Write("many.lbx", text) + " --quiet --report " + page + " > /dev/null");
+  ASSERT_EQ(made.status, 0) << made.output;
+  const std::string html = tests::ReadFile(page);
+  for (const char* part :
+       {"<p>… 1 more regulator</p>", "There are too many to show here", "the text is longer", "ř…<"}) {
+    EXPECT_NE(html.find(part), std::string::npos) << part;
+  }
+  EXPECT_LT(html.size(), 8'000'000u);
 }
 
 TEST(Report, ComparesWithAnEarlierTrace) {

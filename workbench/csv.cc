@@ -73,7 +73,10 @@ CCsvReader::EOutcome CCsvReader::ReadRecord(std::string* error) {
   std::size_t size = 0;
   std::size_t count = 0;  // of fields; their strings are kept for the next record
   const auto begin = [&] {
+    // A long one is not kept: else those of many records would add up.
+    constexpr std::size_t kKept = 64;
     if (count == fields.size()) fields.emplace_back();
+    if (fields[count].capacity() > kKept) fields[count] = std::string();
     fields[count].clear();
     return &fields[count++];
   };
@@ -102,6 +105,7 @@ CCsvReader::EOutcome CCsvReader::ReadRecord(std::string* error) {
       if (state == kPlain && !field->empty() && field->back() == '\r') field->pop_back();
       break;
     } else if (c == ',') {
+      if (count == kMostCsvFields) return bad("the line has more than 1048576 fields");
       field = begin();
       state = kStart;
     } else if (c == '"' && state == kStart) {

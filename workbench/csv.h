@@ -15,6 +15,7 @@
 namespace workbench {
 
 constexpr std::size_t kLongestCsvRecord = std::size_t{16} << 20;  // bytes
+constexpr std::size_t kMostCsvFields = std::size_t{1} << 20;      // of a record
 
 class CCsvReader {
  public:

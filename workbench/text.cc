@@ -11,9 +11,10 @@ namespace {
 
 constexpr std::string_view kBlanks = " \t\r\n";
 
+bool IsContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
+
 std::size_t Width(std::string_view text) {
-  return static_cast<std::size_t>(
-      std::count_if(text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
+  return text.size() - static_cast<std::size_t>(std::count_if(text.begin(), text.end(), IsContinuation));
 }
 
 std::string Printed(const char* format, int precision, double value) {
@@ -72,6 +73,14 @@ std::string Count(std::uint64_t count, std::string_view noun) {
   std::string text = std::to_string(count).append(" ").append(noun);
   if (count != 1) text += 's';
   return text;
+}
+
+std::string Shortened(std::string_view text, std::size_t length) {
+  constexpr std::string_view kCut = "…";
+  if (text.size() <= length) return std::string(text);
+  length -= kCut.size();
+  while (length > 0 && IsContinuation(text[length])) --length;
+  return std::string(text.substr(0, length)).append(kCut);
 }
 
 std::string Indented(std::string_view text, std::size_t indent, std::size_t width) {

@@ -29,6 +29,9 @@ std::string ColorText(std::uint32_t color);
 // "1 period", "2 periods".
 std::string Count(std::uint64_t count, std::string_view noun);
 
+// At most `length` bytes, of whole characters; what is left out is marked by "…".
+std::string Shortened(std::string_view text, std::size_t length);
+
 std::string Indented(std::string_view text, std::size_t indent, std::size_t width);
 
 // Rows of cells, printed with the columns under each other.

@@ -88,7 +88,12 @@ void ReadEntry(CLexer& lexer, CDataElements& elements) {
   }
   const std::int32_t element = elements.Declare(name.text, type, arrayCount, "", name.offset);
   if (lexer.TakeIf("=")) ReadInitialValue(lexer, elements, element);
-  if (lexer.Peek().kind == ELexeme::kString) elements.SetUnit(element, lexer.ExpectString());
+  if (lexer.Peek().kind == ELexeme::kString) {
+    const std::uint32_t place = lexer.Peek().offset;
+    std::string unit = lexer.ExpectString();
+    if (unit.size() > kMaximumUnitLength) throw TTextError{place, "unit longer than 255 bytes"};
+    elements.SetUnit(element, std::move(unit));
+  }
   lexer.Expect(";");
 }
 

@@ -24,6 +24,7 @@ std::size_t TypeSize(EType type);
 
 constexpr std::uint32_t kMaximumArrayCount = 1'000'000;
 constexpr std::size_t kMaximumNameLength = 63;
+constexpr std::size_t kMaximumUnitLength = 255;                   // bytes; it stands beside many numbers
 constexpr std::size_t kMaximumDataSize = std::size_t{256} << 20;  // bytes, all elements together
 
 // Truncation toward zero; out of range the nearest end, NaN 0.

@@ -5,6 +5,7 @@
 
 #include "host/gaugekit.h"
 #include "runtime/instruments/application_state.h"
+#include "runtime/platform/capacities.h"
 #include "runtime/text/wide_text.h"
 
 namespace hx_vinst {
@@ -64,11 +65,14 @@ std::uint32_t ReadUint32(runtime::TReading& reading, std::uint32_t* mark = nullp
   return static_cast<std::uint32_t>(ReadWhole(reading, mark, 0, std::numeric_limits<std::uint32_t>::max()));
 }
 
+void CheckLength(const std::u16string& wide, std::uint32_t capacity, const runtime::TReading& reading) {
+  if (wide.size() <= capacity) return;
+  throw runtime::TTextError{reading.last, "text of more than " + std::to_string(capacity) + " characters"};
+}
+
 void AssignText(runtime::TReading& reading, const std::string& text, std::uint32_t capacity, char16_t* destination) {
   const std::u16string wide = runtime::Utf16(text);
-  if (wide.size() > capacity) {
-    throw runtime::TTextError{reading.last, "text of more than " + std::to_string(capacity) + " characters"};
-  }
+  CheckLength(wide, capacity, reading);
   runlib::WStrAssign(capacity, destination, static_cast<std::uint32_t>(wide.size()), wide.c_str());
 }
 
@@ -358,7 +362,9 @@ constexpr TSystemKeyword kSystemKeywords[] = {
     {u"title",
      [](CInstrument&, runtime::TReading& reading) {
        reading.lexer->Expect("=");
-       reading.instrument->title = ReadText(reading);
+       std::string title = ReadText(reading);
+       CheckLength(runtime::Utf16(title), runtime::kTextCapacity, reading);
+       reading.instrument->title = std::move(title);
      }},
     {u"always_activate",
      [](CInstrument& instrument, runtime::TReading&) { instrument.stateWord |= kStateActivateAlways; }},

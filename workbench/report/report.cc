@@ -1,5 +1,6 @@
 #include "workbench/report/report.h"
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <limits>
@@ -39,7 +40,8 @@ bool Differs(double one, double other) { return one != other && !(std::isnan(one
 
 CReport::CReport(const runtime::CApplication& theApplication, const CObservation& theObservation)
     : application(theApplication), observation(theObservation) {
-  for (const TRegulator& regulator : observation.Regulators()) AddRegulator(regulator);
+  const std::size_t count = std::min(observation.Regulators().size(), kMostRegulators);
+  for (std::size_t i = 0; i < count; ++i) AddRegulator(observation.Regulators()[i]);
 }
 
 void CReport::AddRegulator(const TRegulator& observed) {
@@ -75,10 +77,10 @@ bool CReport::Compare(const std::string& fileName, std::string* error) {
   comparison.name = std::filesystem::path(fileName).filename().string();
   std::vector<std::size_t> columns;
   std::vector<std::ptrdiff_t> bySummary;  // wish, value and output of each regulator
-  for (const TRegulator& regulator : observation.Regulators()) {
+  for (std::size_t i = 0; i < regulators.size(); ++i) {
     const std::size_t panel = comparison.plot.AddPanel("", "", 1);
     for (const auto& compared : kCompared) {
-      const std::string name = regulator.instrument.Name() + "." + compared.column;
+      const std::string name = Instrument(i).Name() + "." + compared.column;
       const std::ptrdiff_t column = reader->Column(name);
       bySummary.push_back(column);
       if (column < 0) continue;
@@ -118,7 +120,7 @@ bool CReport::Compare(const std::string& fileName, std::string* error) {
 
 void CReport::Mark(double time, const std::string& instrument, const std::string& text) {
   if (marks.size() < kMostMarks) {
-    marks.push_back({time, instrument, text});
+    marks.push_back({time, instrument, Shortened(text, kLongestMark)});
   } else {
     ++furtherMarks;
   }

@@ -50,10 +50,16 @@ struct TReportComparison {
 };
 
 // Memory does not grow with the length of the run: what a pixel can't show is
-// kept as its lowest and highest, and the first kMostMarks events.
+// kept as its lowest and highest, and the first kMostMarks events. Nor does it
+// with the application beyond what the page shows.
 class CReport {
  public:
   static constexpr std::size_t kMostMarks = 500;
+  static constexpr std::size_t kLongestMark = 1000;    // bytes
+  static constexpr std::size_t kMostRegulators = 500;  // those in the page
+  static constexpr std::size_t kMostPanes = 500;       // instruments whose panes are drawn
+  static constexpr std::size_t kMostLines = 50'000;    // of the application's text
+  static constexpr std::size_t kMostText = 4'000'000;  // bytes of it
 
   // Both outlive the report. The observation reads bands and state.
   CReport(const runtime::CApplication& application, const CObservation& observation);
@@ -70,13 +76,14 @@ class CReport {
 
   const runtime::CApplication& Application() const { return application; }
   const painting::CPlot& Plot() const { return plot; }
-  // In the observation's order.
+  // In the observation's order, the first of them.
   const std::vector<TReportRegulator>& Regulators() const { return regulators; }
   const runtime::CInstrumentHandle& Instrument(std::size_t regulator) const {
     return observation.Regulators()[regulator].instrument;
   }
   const std::vector<TReportMark>& Marks() const { return marks; }
   std::uint64_t FurtherMarks() const { return furtherMarks; }
+  std::size_t FurtherRegulators() const { return observation.Regulators().size() - regulators.size(); }
   const TReportComparison& Comparison() const { return comparison; }
 
  private:
@@ -103,7 +110,7 @@ struct TShownPanel {
 
 // What the page's script draws, in the form that stands in the page.
 std::string ReportData(const CReport& report, const std::vector<TShownPanel>& panels);
-// The page; the watch has the report's regulators in the same order.
+// The page; the watch has the observation's regulators in the same order.
 std::string ReportPage(const CReport& report, const CRegulatorWatch& watch, bool complete);
 
 }  // namespace workbench

@@ -114,16 +114,21 @@ std::string ReportData(const CReport& report, const std::vector<TShownPanel>& pa
   for (const TReportMark& mark : report.Marks()) {
     marks.Append({{"time", Number(mark.time)}, {"instrument", mark.instrument}, {"text", mark.text}});
   }
-  CValue shown = CValue::Array();
-  for (const TShownPanel& panel : panels) shown.Append(Panel(report, panel));
   const double end = std::max({application.Time(), other.LastTime(), application.Period()});
   const CValue data = {{"from", 0},
                        {"to", Number(end)},
                        {"times", List(PointTimes(report.Plot()))},
                        {"otherTimes", List(PointTimes(other))},
-                       {"marks", std::move(marks)},
-                       {"panels", std::move(shown)}};
-  return page::ScriptText(data.Text());
+                       {"marks", std::move(marks)}};
+  // One panel at a time, since numbers take more memory as JSON than as text.
+  std::string text = page::ScriptText(data.Text());
+  text.back() = ',';
+  text += "\"panels\":[";
+  for (const TShownPanel& panel : panels) {
+    if (&panel != &panels.front()) text += ',';
+    text += page::ScriptText(Panel(report, panel).Text());
+  }
+  return text + "]}";
 }
 
 }  // namespace workbench

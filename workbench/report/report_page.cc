@@ -54,6 +54,9 @@ std::string CPage::Text() {
     Navigation();
   }
   for (std::size_t i = 0; i < report.Regulators().size(); ++i) Regulator(i);
+  if (report.FurtherRegulators() > 0) {
+    body += "<p>… " + Count(report.FurtherRegulators(), "more regulator") + "</p>\n";
+  }
   Events();
   Panes();
   ApplicationText();
@@ -150,7 +153,9 @@ void CPage::Panes() {
   std::string picture;
   std::string error;
   body += "<section>\n<h2>Panes</h2>\n";
-  if (painting::Picture(application, painting::EFormat::kSvg, &picture, &error)) {
+  if (application.InstrumentCount() > CReport::kMostPanes) {
+    body += "<p>There are too many to show here; --panes draws them.</p>\n";
+  } else if (painting::Picture(application, painting::EFormat::kSvg, &picture, &error)) {
     body +=
         "<img alt=\"The panes at the end of the run\" src=\"" + page::ImageAddress("image/svg+xml", picture) + "\">\n";
   } else {
@@ -161,16 +166,20 @@ void CPage::Panes() {
 
 void CPage::ApplicationText() {
   body += "<section class=\"text\">\n<h2>Application</h2>\n<pre>";
-  const std::string_view text = application.Text();
+  const std::string text = Shortened(application.Text(), CReport::kMostText);
   std::size_t number = 0;
-  for (std::size_t begin = 0; begin < text.size();) {
+  bool isWhole = text.empty();
+  for (std::size_t begin = 0; begin < text.size() && number < CReport::kMostLines;) {
     const std::size_t end = std::min(text.find('\n', begin), text.size());
-    std::string_view line = text.substr(begin, end - begin);
+    std::string_view line = std::string_view(text).substr(begin, end - begin);
     if (line.ends_with('\r')) line.remove_suffix(1);
     body += "<span class=\"line\" id=\"line-" + std::to_string(++number) + "\">" + Escaped(line) + "</span>";
     begin = end + 1;
+    isWhole = begin >= application.Text().size();
   }
-  body += "</pre>\n</section>\n";
+  body += "</pre>\n";
+  if (!isWhole) body += "<p>… the text is longer: " + Count(application.Text().size(), "byte") + " in all</p>\n";
+  body += "</section>\n";
 }
 
 void CPage::Licence() {
