@@ -57,6 +57,7 @@ std::optional<int> CChild::WaitUntil(TDeadline deadline) {
 }
 
 void CChild::Kill() {
+  if (status) return;  // its number may be another's by now
   kill(id, SIGKILL);
   Wait();
 }

@@ -137,12 +137,12 @@ TEST_F(Faults, APluginThatEndsTheProgramIsNamed) {
   }
 }
 
-// Neither by cases that leave processes, nor by a signal, is anything left.
 TEST_F(Faults, ASmallStackIsNoFaultOfThePlugin) {
   ExpectAll(In("ulimit -Ss 32; $P run learning.lbx --duration 1"), 0, {"heater"});
   ExpectAll(In("ulimit -s 32; $P run learning.lbx --duration 1"), 1, {"loopbox: the stack of 32 KiB is too small"});
 }
 
+// Neither by cases that leave processes, nor by a signal, is anything left.
 TEST_F(Faults, AValidationLeavesNothingBehind) {
   const std::string validate = "export TMPDIR=$PWD LEFT=left-of-$$; $P validate --include load/opens " +
                                tests::BuildPath("tests/plugin_ends.so");

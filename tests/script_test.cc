@@ -349,6 +349,21 @@ TEST(Script, HoldsWhatItLooksAt) {
             std::vector(plain.printed.begin() + 3, plain.printed.end()));
 }
 
+// Lua's compiler looks through the locals of all functions around for each name.
+TEST(Script, IsEndedWhileItIsCompiled) {
+  std::string script;
+  for (int depth = 0; depth < 150; ++depth) {
+    script += "local function f() local l0";
+    for (int i = 1; i < 190; ++i) script += ",l" + std::to_string(i);
+    script += "\n";
+  }
+  for (int i = 0; i < 400'000; ++i) script += "a=a ";
+  runtime::TReadOptions options;
+  options.scriptTime = 0.05;
+  CRun run(WithScript(script), options);
+  EXPECT_NE(run.Diagnostics().find("the script did not come back from one function"), std::string::npos);
+}
+
 // Lua counts lines by reading them, for each block anew.
 TEST(Script, MayStandInManyBlocks) {
   std::string blocks;

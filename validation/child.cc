@@ -77,12 +77,15 @@ class COrphanage {
   COrphanage(const COrphanage&) = delete;
   COrphanage& operator=(const COrphanage&) = delete;
   ~COrphanage() {
-    while (EndSome()) {
+    // What goes on making processes faster than they end has this many rounds.
+    for (int round = 0; round < kMostRounds && EndSome(); ++round) {
     }
     prctl(PR_SET_CHILD_SUBREAPER, 0);
   }
 
  private:
+  static constexpr int kMostRounds = 1000;
+
   static std::set<pid_t> Children() {
     std::set<pid_t> children;
     std::error_code error;
@@ -99,7 +102,7 @@ class COrphanage {
     bool found = false;
     for (const pid_t child : Children()) {
       if (before.contains(child)) continue;
-      kill(child, SIGKILL);
+      if (kill(child, SIGKILL) != 0) continue;  // it took rights of its own
       while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
       }
       found = true;

@@ -88,8 +88,10 @@ extern "C" void OnCrash(int signal, siginfo_t* about, void*) {
 }
 
 extern "C" void OnEnding(int number, siginfo_t* about, void*) {
-  const bool isOfTerminal = about->si_code == SI_KERNEL && (number == SIGHUP || number == SIGINT || number == SIGQUIT);
-  if (isOfTerminal || (about->si_code == SI_USER && about->si_pid != getpid())) {
+  const bool isOfSystem =
+      about->si_code == SI_KERNEL && (number == SIGHUP || number == SIGINT || number == SIGQUIT || number == SIGXCPU);
+  const bool isSent = about->si_code == SI_USER || about->si_code == SI_QUEUE || about->si_code == SI_TKILL;
+  if (isOfSystem || (isSent && about->si_pid != getpid())) {
     signal(number, SIG_DFL);
     raise(number);  // comes when this returns
     return;

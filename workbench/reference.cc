@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
@@ -17,6 +18,9 @@
 
 namespace workbench {
 namespace {
+
+constexpr std::size_t kLongestColumn = 63;  // of a trace
+constexpr std::size_t kMostColumns = 64;    // of a class
 
 bool Unsigned(const std::string& text, std::size_t* value) {
   const auto [end, status] = std::from_chars(text.data(), text.data() + text.size(), *value);
@@ -206,6 +210,17 @@ bool CReference::AddState(std::string_view line, std::string* error) {
   }
   if (column.argumentCount != ArgumentCount(field[1])) {
     *error = field[1] + " has " + Count(ArgumentCount(field[1]), "argument") + ", found " + field[3];
+    return false;
+  }
+  const bool isName = std::all_of(field[0].begin(), field[0].end(), [](unsigned char letter) {
+    return letter == '_' || (letter < 0x80 && std::isalnum(letter) != 0);
+  });
+  if (!isName || field[0].size() > kLongestColumn) {
+    *error = "expected a column of at most 63 letters, digits and _, found \"" + field[0] + "\"";
+    return false;
+  }
+  if (state.size() >= kMostColumns) {
+    *error = "more than 64 state columns";
     return false;
   }
   column.name = field[0];

@@ -15,7 +15,7 @@ int main(int argumentCount, char** arguments) {
   std::string error;
   const auto plugin = runtime::CPlugin::Load(PLUGIN, &error);
   if (!plugin) {
-    std::fprintf(stderr, "%s\n", error.c_str());
+    std::fprintf(stderr, "%s\n", runtime::Printable(error).c_str());
     return 1;
   }
   runtime::TReadOptions options;
@@ -25,7 +25,8 @@ int main(int argumentCount, char** arguments) {
   for (const auto& diagnostic : diagnostics) std::fputs(runtime::Format(diagnostic).c_str(), stderr);
   if (!application) return 1;
   application->SetMessageSink([](const runtime::TRunTimeMessage& message) {
-    std::fprintf(stderr, "%g s  %s: %s\n", message.time, message.instrument.c_str(), message.text.c_str());
+    const std::string text = runtime::Printable(message.instrument + ": " + message.text);
+    std::fprintf(stderr, "%g s  %s\n", message.time, text.c_str());
   });
 
   while (application->Step()) {

@@ -11,14 +11,15 @@
 namespace runtime {
 
 bool IsRegularFile(const std::string& path, std::string* problem) {
-  const CDescriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  // Opening alone would make some devices do something.
   struct stat status;
-  if (!file.IsOpen() || fstat(file.Number(), &status) != 0) {
-    *problem = std::string("cannot be opened: ") + std::strerror(errno);
+  if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+    *problem = S_ISDIR(status.st_mode) ? "is a directory" : "is no regular file";
     return false;
   }
-  if (S_ISREG(status.st_mode)) return true;
-  *problem = S_ISDIR(status.st_mode) ? "is a directory" : "is no regular file";
+  const CDescriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  if (file.IsOpen()) return true;
+  *problem = std::string("cannot be opened: ") + std::strerror(errno);
   return false;
 }
 

@@ -132,7 +132,7 @@ bool CReplacement::KeepRights(std::string* why) {
     *why = "its owner can't be kept: " + Reason(errno);
     return false;
   }
-  if (disk->SetMode(descriptor, mode | kMark) == 0) return true;
+  if (disk->SetMode(descriptor, mode | kMark) == 0 || disk->SetMode(descriptor, mode) == 0) return true;
   *why = "its mode can't be kept: " + Reason(errno);
   return false;
 }

@@ -20,9 +20,11 @@ int Schedule(TScriptState& script, lua_State* lua, const char* name, bool repeat
   if (repeats && seconds < kMinimumInterval) return Fail(script, "an interval is at least 0.001 s");
   if (script.schedule.IsFull()) return Fail(script, "more than %zu calls are scheduled", CSchedule::kMaximumPending);
   lua_settop(lua, 2);
+  const std::uint32_t line = LineOfDefinition(lua, 2);
+  const int function = luaL_ref(lua, LUA_REGISTRYINDEX);
   TCallback callback;
-  callback.line = LineOfDefinition(lua, 2);
-  callback.function = luaL_ref(lua, LUA_REGISTRYINDEX);
+  callback.function = function;
+  callback.line = line;
   if (repeats) {
     callback.start = script.application.expressions.Time();
     callback.interval = seconds;
@@ -44,6 +46,7 @@ int Save(TScriptState& script, lua_State*) {
   if (RequireRead(script) == kFailed) return kFailed;
   const double before = WallSeconds();
   KeepLearnt(script.application, vcore::kKeepOnRequest);
+  if (script.left) return kFailed;  // in an event inside
   script.waited += WallSeconds() - before;
   return IsTimeUp(script) ? Fail(script, "%s", script.stopReason) : 0;
 }

@@ -93,7 +93,7 @@ int GetData(TScriptState& script, lua_State* lua) {
     return 1;
   }
   if (lua_rawgeti(lua, lua_upvalueindex(1), number) != LUA_TNIL) return 1;
-  PushProxy(lua, EProxy::kArray, static_cast<std::size_t>(number));
+  PushAsLua(script, [&] { PushProxy(lua, EProxy::kArray, static_cast<std::size_t>(number)); });
   lua_pushvalue(lua, -1);
   lua_rawseti(lua, lua_upvalueindex(1), number);
   return 1;

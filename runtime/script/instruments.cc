@@ -103,7 +103,7 @@ int GetField(TScriptState& script, lua_State* lua) {
   const TProxy* proxy = NamedField(script, lua, &name);
   if (proxy == nullptr) return kFailed;
   if (name == "colors") {
-    PushProxy(lua, EProxy::kColors, proxy->index);
+    PushAsLua(script, [&] { PushProxy(lua, EProxy::kColors, proxy->index); });
     return 1;
   }
   if (name == "move") {
@@ -128,7 +128,7 @@ int GetField(TScriptState& script, lua_State* lua) {
   if (lua_rawget(lua, lua_upvalueindex(1)) != LUA_TNIL) return 1;
   lua_pushvalue(lua, 2);
   lua_pushvalue(lua, 2);
-  lua_pushcclosure(lua, LuaFunction<CallProcedure>, 1);
+  PushAsLua(script, [&] { lua_pushcclosure(lua, LuaFunction<CallProcedure>, 1); });
   lua_rawset(lua, lua_upvalueindex(1));
   lua_pushvalue(lua, 2);
   lua_rawget(lua, lua_upvalueindex(1));
@@ -138,7 +138,7 @@ int GetField(TScriptState& script, lua_State* lua) {
 int InstrumentText(TScriptState& script, lua_State* lua) {
   const TProxy* proxy = ProxyAt(lua, 1, EProxy::kInstrument);
   if (proxy == nullptr) return Fail(script, "not an instrument");
-  lua_pushstring(lua, InstrumentAt(script, proxy->index).name.c_str());
+  PushAsLua(script, [&] { lua_pushstring(lua, InstrumentAt(script, proxy->index).name.c_str()); });
   return 1;
 }
 
@@ -174,7 +174,7 @@ int GetColor(TScriptState& script, lua_State* lua) {
   if (color == nullptr) return kFailed;
   char text[8];
   std::snprintf(text, sizeof text, "#%02X%02X%02X", *color & 0xFFu, (*color >> 8) & 0xFFu, (*color >> 16) & 0xFFu);
-  lua_pushstring(lua, text);
+  PushAsLua(script, [&] { lua_pushstring(lua, text); });
   return 1;
 }
 

@@ -47,12 +47,13 @@ void Hook(lua_State* lua, lua_Debug*);
 // for long.
 void Stop(TScriptState& script, const char* reason) {
   if (script.stopReason == nullptr) script.stopReason = reason;
+  if (script.left) return;
   lua_sethook(script.lua, Hook, LUA_MASKCOUNT, 1);
 }
 
 void Hook(lua_State* lua, lua_Debug*) {
   TScriptState& script = ScriptOf(lua);
-  script.leavable = 1;  // an error of memory may have passed over what sets it
+  SetLeavable(script, 1);  // an error of memory may have passed over what sets it
   script.workLeft -= kHookInterval;
   if (script.workLeft < 0) Stop(script, kTooLong);
   if (script.stopReason == nullptr && !IsTimeUp(script)) return;
@@ -103,7 +104,7 @@ void* Allocate(void* user, void* memory, std::size_t oldSize, std::size_t newSiz
   if (block == nullptr) oldSize = 0;  // it is a type code then
   TScriptBlock* result = nullptr;
   const bool granted = newSize <= oldSize || IsGranted(script, newSize - oldSize);
-  script.leavable = 0;
+  SetLeavable(script, 0);
   if (newSize == 0) {
     if (block != nullptr) Free(block);
   } else if (granted) {
@@ -119,7 +120,7 @@ void* Allocate(void* user, void* memory, std::size_t oldSize, std::size_t newSiz
     }
     if (script.workLeft < 0) Stop(script, kTooLong);
   }
-  script.leavable = before;
+  SetLeavable(script, before);
   return result == nullptr ? nullptr : result + 1;
 }
 
@@ -168,14 +169,30 @@ constexpr int kWasLeft = -1;
   int status = kWasLeft;
   if (_setjmp(way) == 0) {
     script.way = &way;
-    script.leavable = 1;
+    SetLeavable(script, 1);
     status = lua_pcall(script.lua, arguments, results, handler);
-    script.leavable = 0;
+    SetLeavable(script, 0);
   } else {
     status = kWasLeft;
   }
   script.way = outer;
   return status;
+}
+
+int Collect(lua_State* lua) {
+  lua_gc(lua, LUA_GCCOLLECT);
+  return 0;
+}
+
+// Sets `message` and `line`. The function that failed lies at an index.
+void TakeFailure(TScriptState& script, int status, int function) {
+  if (status == LUA_ERRMEM) {
+    SetMessage(script, script.stopReason != nullptr ? script.stopReason : kNoMemory);
+    script.line = script.refusedLine;
+  } else if (status == LUA_ERRERR && script.line == 0) {
+    SetMessage(script, "error while handling an error");
+  }
+  if (script.line == 0) script.line = LineOfDefinition(script.lua, function);
 }
 
 }  // namespace
@@ -221,29 +238,24 @@ bool Run(TScriptState& script, int arguments, int results) {
   lua_insert(lua, function + 1);
   ++script.depth;
   const int status = CallProtected(script, arguments, results, function + 1);
-  --script.depth;
-  if (script.depth == 0) EndWatching();
-  if (status == kWasLeft) {
-    script.left = true;
-    SetMessage(script, kLeft);
-    return false;
-  }
-  if (status == LUA_OK) {
+  const bool succeeded = status == LUA_OK;
+  script.left = status == kWasLeft;
+  if (succeeded) {
     lua_rotate(lua, function, -2);
     lua_pop(lua, 2);
-    return true;
+  } else if (!script.left) {
+    TakeFailure(script, status, function);
+    lua_settop(lua, function - 1);
+    // What the failed call leaves behind makes room for the next.
+    if (script.refusedLine != 0 && script.depth == 1) {
+      lua_pushcfunction(lua, Collect);
+      script.left = CallProtected(script, 0, 0, 0) == kWasLeft;
+    }
   }
-  if (status == LUA_ERRMEM) {
-    SetMessage(script, script.stopReason != nullptr ? script.stopReason : kNoMemory);
-    script.line = script.refusedLine;
-  } else if (status == LUA_ERRERR && script.line == 0) {
-    SetMessage(script, "error while handling an error");
-  }
-  if (script.line == 0) script.line = LineOfDefinition(lua, function);
-  lua_settop(lua, function - 1);
-  // What the failed call leaves behind makes room for the next.
-  if (script.refusedLine != 0 && script.depth == 0) lua_gc(lua, LUA_GCCOLLECT);
-  return false;
+  if (script.left) SetMessage(script, kLeft);
+  --script.depth;
+  if (script.depth == 0) EndWatching();
+  return succeeded;
 }
 
 void TakeMessage(TScriptState& script, lua_State* lua) {

@@ -55,6 +55,15 @@ int HandleMessage(lua_State* lua) {
   return 1;
 }
 
+// An error may have passed over what tells that Lua's own code runs.
+int PCall(lua_State* lua) {
+  lua_pushvalue(lua, lua_upvalueindex(1));
+  lua_insert(lua, 1);
+  lua_call(lua, lua_gettop(lua) - 1, LUA_MULTRET);
+  SetLeavable(ScriptOf(lua), 1);
+  return lua_gettop(lua);
+}
+
 int XPCall(lua_State* lua) {
   luaL_checktype(lua, 2, LUA_TFUNCTION);
   lua_pushvalue(lua, 2);
@@ -63,6 +72,7 @@ int XPCall(lua_State* lua) {
   lua_pushvalue(lua, lua_upvalueindex(1));
   lua_insert(lua, 1);
   lua_call(lua, lua_gettop(lua) - 1, LUA_MULTRET);
+  SetLeavable(ScriptOf(lua), 1);
   return lua_gettop(lua);
 }
 
@@ -245,6 +255,7 @@ struct TReplacement {
   int detail;              // upvalue 2
 };
 constexpr TReplacement kReplacements[] = {
+    {LUA_GNAME, "pcall", PCall, 0},
     {LUA_GNAME, "setmetatable", SetMetatable, 0},
     {LUA_GNAME, "tostring", ToString, 0},
     {LUA_GNAME, "xpcall", XPCall, 0},

@@ -39,6 +39,13 @@ const char* ReadPiece(lua_State*, void* data, std::size_t* size) {
   return *size == 0 ? nullptr : piece;
 }
 
+// Takes a TBlockReader, yields the block as a function. Lua's compiler is bounded as
+// what it makes is.
+int Load(lua_State* lua) {
+  if (lua_load(lua, ReadPiece, lua_touserdata(lua, 1), kChunkName, "t") != LUA_OK) return lua_error(lua);
+  return 1;
+}
+
 // Of the first character of a line that is no blank.
 std::uint32_t OffsetOfLine(std::string_view text, std::uint32_t line) {
   std::size_t offset = 0;
@@ -93,15 +100,9 @@ void CScript::RunBlock(std::uint32_t begin, std::uint32_t end) {
   if (state->linesBefore > kMaximumLinesBefore) {
     throw TTextError{begin, "too many script blocks so far down the text: join them"};
   }
-  state->refusedLine = 0;
-  bool succeeded = lua_load(lua, ReadPiece, &reader, kChunkName, "t") == LUA_OK;
-  if (succeeded) {
-    succeeded = Run(*state, 0, 0);
-  } else {
-    TakeMessage(*state, lua);
-    lua_pop(lua, 1);
-  }
-  if (succeeded) return;
+  lua_pushcfunction(lua, Load);
+  lua_pushlightuserdata(lua, &reader);
+  if (Run(*state, 1, 1) && Run(*state, 0, 0)) return;
   if (state->left) CloseState(*state);
   const std::uint32_t place = state->line == 0 ? begin : OffsetOfLine(source.Text(), state->line);
   state->line = 0;

@@ -12,10 +12,12 @@
 #ifndef LOOPBOX_RUNTIME_SCRIPT_SCRIPT_STATE_H
 #define LOOPBOX_RUNTIME_SCRIPT_SCRIPT_STATE_H
 
+#include <atomic>
 #include <csetjmp>
 #include <csignal>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <exception>
 #include <limits>
 #include <lua.hpp>
@@ -31,7 +33,7 @@
 namespace runtime {
 
 constexpr std::size_t kMemoryLimit = std::size_t{64} << 20;  // bytes beyond what the sandbox itself takes
-constexpr std::size_t kMemoryReserve = std::size_t{1}
+constexpr std::size_t kMemoryReserve = std::size_t{4}
                                        << 20;    // further bytes, for what the runtime's own functions make
 constexpr int kMaximumDepth = 8;                 // events inside procedures inside events
 constexpr std::uint32_t kMaximumArguments = 16;  // of a procedure or event
@@ -86,7 +88,7 @@ struct TScriptState {
 
   // What ends a call that nothing else ends (watchdog.h). A signal handler sees
   // these.
-  std::jmp_buf* way = nullptr;              // out of the innermost call from outside
+  std::jmp_buf* volatile way = nullptr;     // out of the innermost call from outside
   volatile std::sig_atomic_t leavable = 0;  // Lua's own code runs, none of the runtime's that holds something
   volatile std::sig_atomic_t ticks = 0;     // that the call from outside has taken
   volatile std::sig_atomic_t ticksAllowed = 0;
@@ -100,10 +102,17 @@ struct TScriptState {
   std::uint32_t line = 0;  // of the last failed call; 0: unknown
 
   CSchedule schedule;
-  bool overfull = false;  // the last period had too many callbacks
-  std::vector<THandler> handlers;
+  bool overfull = false;                           // the last period had too many callbacks
+  std::deque<THandler> handlers;                   // those that are called stay where they are
   std::unordered_map<std::string, TOffer> offers;  // by class
 };
+
+// Nothing that stands before it is done after it, nor the other way round.
+inline void SetLeavable(TScriptState& script, std::sig_atomic_t leavable) {
+  std::atomic_signal_fence(std::memory_order_seq_cst);
+  script.leavable = leavable;
+  std::atomic_signal_fence(std::memory_order_seq_cst);
+}
 
 inline TScriptState& ScriptOf(lua_State* lua) { return **static_cast<TScriptState**>(lua_getextraspace(lua)); }
 
@@ -140,7 +149,7 @@ double WallSeconds();
 template <int (*function)(TScriptState&, lua_State*)>
 int LuaFunction(lua_State* lua) {
   TScriptState& script = ScriptOf(lua);
-  script.leavable = 0;
+  SetLeavable(script, 0);
   int results = kFailed;
   try {
     results = function(script, lua);
@@ -148,10 +157,19 @@ int LuaFunction(lua_State* lua) {
     Fail(script, "not enough memory");
   }
   if (script.left) Leave(script);
-  script.leavable = 1;
+  SetLeavable(script, 1);
   // Its own time is seen at once.
   if (script.ticksSeen != script.ticks && IsTimeUp(script)) results = Fail(script, "%s", script.stopReason);
   return results == kFailed ? luaL_error(lua, "%s", script.message) : results;
+}
+
+// For a LuaFunction that holds nothing with a destructor: what it pushes may make
+// Lua collect, which takes its time.
+template <typename TPush>
+void PushAsLua(TScriptState& script, TPush push) {
+  SetLeavable(script, 1);
+  push();
+  SetLeavable(script, 0);
 }
 
 // --- The sandbox (sandbox.cc, order.cc) ---

@@ -5,7 +5,9 @@
 // be used after that; its memory is freed without Lua.
 //
 // A call is left only where Lua's own code runs. That code holds nothing but
-// memory of its state: it takes no lock, opens nothing, and has no destructors.
+// memory of its state: it takes no lock, opens nothing, and has no destructors. A
+// host whose own signal handlers may run while a script does has them block
+// SIGVTALRM, or one of them may be left too.
 #ifndef LOOPBOX_RUNTIME_SCRIPT_WATCHDOG_H
 #define LOOPBOX_RUNTIME_SCRIPT_WATCHDOG_H
 

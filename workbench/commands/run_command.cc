@@ -1,4 +1,5 @@
 // `loopbox run`: an application runs, is traced, drawn and summed up.
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -65,11 +66,15 @@ std::vector<runtime::TStateColumn> StateColumns(const TReferences& references) {
   return columns;
 }
 
-// By "-", or by the name of the file that it was led to.
+// By "-", or by the name of the file, pipe or terminal that it leads to. What it
+// throws away may be thrown away by several.
 bool IsStandardOutput(const std::string& name) {
   if (name == kStandardOutput) return true;
-  const auto output = IdentityOf(STDOUT_FILENO);
-  return output && !name.empty() && output == IdentityOf(name);
+  struct stat output {};
+  struct stat named {};
+  if (name.empty() || fstat(STDOUT_FILENO, &output) != 0 || stat(name.c_str(), &named) != 0) return false;
+  if (S_ISCHR(output.st_mode) && isatty(STDOUT_FILENO) == 0) return false;
+  return output.st_dev == named.st_dev && output.st_ino == named.st_ino;
 }
 
 // One run, in steps. A step that fails says why.

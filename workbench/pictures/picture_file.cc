@@ -20,8 +20,9 @@ bool PreparePicture(const std::string& fileName, std::string* error) {
     return false;
   }
   // A long run shouldn't end before it is seen that there is no such folder.
-  const std::filesystem::path folder = std::filesystem::path(fileName).parent_path();
-  if (access(folder.empty() ? "." : folder.c_str(), W_OK) != 0) {
+  std::filesystem::path written = fileName;
+  if (!std::filesystem::exists(written, missing)) written = written.has_parent_path() ? written.parent_path() : ".";
+  if (access(written.c_str(), W_OK) != 0) {
     *error = fileName + ": the picture can't be written: " + std::strerror(errno);
     return false;
   }

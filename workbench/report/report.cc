@@ -89,7 +89,7 @@ bool CReport::Compare(const std::string& fileName, std::string* error) {
       comparison.plot.AddCurve(panel, name, 0, compared.holds);
     }
   }
-  if (columns.empty()) {
+  if (columns.empty() && regulators.size() == observation.Regulators().size()) {
     *error = reader->Complaint("no column is a pane of this application's regulators, as NAME.value");
     return false;
   }

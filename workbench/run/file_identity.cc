@@ -12,7 +12,10 @@ std::optional<TFileIdentity> IdentityOf(const std::string& name) {
   std::filesystem::path path = name;
   struct stat status {};
   for (int links = 0; links < kMostLinks; ++links) {
-    if (stat(path.c_str(), &status) == 0) return TFileIdentity{status.st_dev, status.st_ino, ""};
+    if (stat(path.c_str(), &status) == 0) {
+      if (!S_ISREG(status.st_mode)) return std::nullopt;
+      return TFileIdentity{status.st_dev, status.st_ino, ""};
+    }
     const std::filesystem::path folder = path.has_parent_path() ? path.parent_path() : ".";
     std::error_code noLink;
     const std::filesystem::path target = std::filesystem::read_symlink(path, noLink);

@@ -42,6 +42,8 @@ void CatchInterruption() {
   struct sigaction action {};
   action.sa_handler = OnInterruption;
   action.sa_flags = static_cast<int>(SA_RESTART | SA_RESETHAND);
+  // The script's timer may leave what it interrupts, which is not to be this handler.
+  sigaddset(&action.sa_mask, SIGVTALRM);
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);
   // Who started the program by nohup wants it to outlive the terminal.
