@@ -212,7 +212,12 @@ bool OpenState(TScriptState& script) {
 
 // No finalizer has anything to do: all that Lua holds is its memory.
 void CloseState(TScriptState& script) {
-  while (script.blocks.next != &script.blocks) Free(script.blocks.next);
+  for (TScriptBlock* block = script.blocks.next; block != &script.blocks;) {
+    TScriptBlock* const next = block->next;
+    std::free(block);
+    block = next;
+  }
+  script.blocks = {&script.blocks, &script.blocks};
   script.memoryUsed = 0;
   script.lua = nullptr;
 }
