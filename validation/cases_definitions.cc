@@ -99,15 +99,37 @@ void Again(CProbe& probe) {
   balance.Check(probe, "a definition was read four times");
 }
 
+void Over(CProbe& probe) {
+  const CClassTexts texts(probe);
+  for (const std::string& text : {std::string(), texts.Wiring()}) {
+    const CBalance balance;
+    {
+      const auto fresh = MakeTestbed(probe, texts, text);
+      probe.Doing("reading a definition over another");
+      const CTestbed testbed(probe, texts.Data(), texts.Fullest(),
+                             "instrument " + probe.ClassName() + " other " + text + " end_instrument;\n");
+      probe.Expect(testbed.IsRead(), "a definition is refused beside another");
+      for (int i = 0; i < 3; ++i) {
+        RunOrdinary(probe, texts, testbed, 20, 1, false);
+        if (i > 0) probe.Expect(testbed.ReadAgain(testbed.State().end), "a definition is refused after another");
+        probe.Expect(testbed.ReadOver("other"), "a definition is refused over another");
+        probe.Expect(Look(testbed) == Look(*fresh), "something is left of the definition before");
+      }
+      for (const TWire& wire : texts.Wires()) testbed.Set(wire.element, fresh->Get(wire.element));
+      RunOrdinary(probe, texts, testbed, 20);
+      RunOrdinary(probe, texts, *fresh, 20);
+      probe.Expect(Shown(texts, testbed) == Shown(texts, *fresh), "runs otherwise than without the definition before");
+    }
+    balance.Check(probe, "definitions were read over one another");
+  }
+}
+
 void Cut(CProbe& probe) {
   const CClassTexts texts(probe);
   const CBalance balance;
   {
-    std::string longest;
-    for (const std::string& variant : texts.Variants()) {
-      if (variant.size() > longest.size()) longest = variant;
-    }
-    const auto testbed = MakeTestbed(probe, texts, longest);
+    const auto testbed = MakeTestbed(probe, texts, texts.Fullest());
+    const CBalance held;
     const runtime::TInstrumentState& part = testbed->State();
     for (std::uint32_t end = part.begin; end <= part.end; ++end) {
       probe.Doing("reading a definition that ends at byte " + std::to_string(end - part.begin));
@@ -115,6 +137,7 @@ void Cut(CProbe& probe) {
       RunOrdinary(probe, texts, *testbed, 1, 1, false);
     }
     probe.Expect(testbed->ReadAgain(part.end), "a whole definition is refused after cut ones");
+    held.Check(probe, "a whole definition was read after cut ones");
   }
   balance.Check(probe, "cut definitions");
 }
@@ -155,6 +178,8 @@ constexpr TCase kCases[] = {
     {"definitions/unknown", EScope::kClass, "What is no entry of the class is refused with a message.", Unknown},
     {"definitions/again", EScope::kClass,
      "A definition can be read again: the same behaviour from the start, and no memory more.", Again},
+    {"definitions/over-another", EScope::kClass,
+     "A definition read over any other leaves nothing of that: the look and the behaviour of a new instrument.", Over},
     {"definitions/cut", EScope::kClass, "A definition may end at any byte; a whole one is read after that.", Cut},
     {"definitions/token-soup", EScope::kClass,
      "Random rows of the class's own words are read or refused with a message; nothing is left.", TokenSoup},

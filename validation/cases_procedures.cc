@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <random>
 
 #include "runtime/instruments/making.h"
 #include "runtime/text/wide_text.h"
@@ -15,6 +16,12 @@ namespace {
 using hx_expr::TValue;
 
 constexpr std::uint32_t kIdentifiers = 1000;  // that are asked for
+constexpr std::uint32_t kCalls = 60;          // between the periods of a definition
+constexpr std::uint32_t kPeriods = 5;         // from call to call
+constexpr std::uint32_t kSeed = 20;
+
+constexpr double kNumbers[] = {
+    std::numeric_limits<double>::quiet_NaN(), HUGE_VAL, -HUGE_VAL, 1e308, -1e308, 5e-324, -0.0, 0.0, 1e20};
 
 std::uint32_t IdOf(hx_vinst::CInstrument& object, const std::string& name, std::uint8_t flag = 0) {
   const std::u16string wide = runtime::Utf16(name);
@@ -212,7 +219,6 @@ void RightArguments(CProbe& probe) {
 
 void WrongArguments(CProbe& probe) {
   const CClassTexts texts(probe);
-  const double numbers[] = {std::nan(""), HUGE_VAL, -HUGE_VAL, 1e308, -1e308, 5e-324, -0.0, 0.0, 1e20};
   const CBalance balance;
   // The plain definition, and the last of the choices.
   for (const std::string& variant : {texts.Variants().front(), texts.Variants().back()}) {
@@ -235,7 +241,7 @@ void WrongArguments(CProbe& probe) {
       std::vector<TValue> many(letters.size() + 5, Value('R', 1.0));
       Call(probe, object, procedure.name, identifier, &many);
       for (const std::uint32_t type : {0u, 2u, 3u, 4u, 5u, 6u, 7u, 8u, 9u, 10u, 11u, 0xFFFFFFFFu}) {
-        for (const double number : numbers) {
+        for (const double number : kNumbers) {
           std::vector<TValue> values(letters.size(), Value('R', number));
           for (TValue& value : values) {
             value.type = type;
@@ -249,6 +255,31 @@ void WrongArguments(CProbe& probe) {
     }
   }
   balance.Check(probe, "calls with wrong arguments");
+}
+
+void BetweenPeriods(CProbe& probe) {
+  const CClassTexts texts(probe);
+  for (const std::string& variant : texts.Variants()) {
+    std::mt19937 random(kSeed);
+    const CBalance balance;
+    {
+      const auto testbed = MakeTestbed(probe, texts, variant);
+      hx_vinst::CInstrument& object = testbed->Subject();
+      const std::vector<runtime::TNamed> procedures = Procedures(probe, object);
+      for (std::uint32_t k = 0; k < kCalls; ++k) {
+        const std::string& name = procedures[random() % procedures.size()].name;
+        std::vector<TValue> values;
+        for (const char letter : runtime::LettersOf(name)) {
+          const bool isSmall = random() % 2 == 0;
+          values.push_back(Value(letter, isSmall ? double(random() % 6) : kNumbers[random() % std::size(kNumbers)]));
+        }
+        // One that does not exist at the moment is refused.
+        Call(probe, object, name, IdOf(object, name), &values);
+        RunOrdinary(probe, texts, *testbed, kPeriods, 1 + kPeriods * k);
+      }
+    }
+    balance.Check(probe, "calls between periods");
+  }
 }
 
 void EventsListed(CProbe& probe) {
@@ -328,6 +359,9 @@ constexpr TCase kCases[] = {
      "Every procedure runs with right arguments, gives back finite numbers, and leaves outputs sound.", RightArguments},
     {"procedures/wrong-arguments", EScope::kClass,
      "Too few arguments are refused; wrong types, no array and numbers of any size do no harm.", WrongArguments},
+    {"procedures/between-periods", EScope::kClass,
+     "Procedures that are called between periods, in any order and with any numbers, leave outputs sound.",
+     BetweenPeriods},
     {"events/listed", EScope::kClass, "Every event is described, and there is none past the last.", EventsListed},
     {"events/raised", EScope::kClass, "Every event is raised in a run, with as many arguments as it says.",
      EventsRaised},

@@ -73,6 +73,14 @@ bool CTestbed::ReadAgain(std::uint32_t end) const {
   return accepted;
 }
 
+bool CTestbed::ReadOver(const std::string& instrument) const {
+  const runtime::TInstrumentState& other = runtime::InstrumentOf(runtime::StateOf(*application), instrument);
+  const std::uint32_t own = std::exchange(State().begin, other.begin);
+  const bool accepted = ReadAgain(other.end);
+  State().begin = own;
+  return accepted;
+}
+
 std::unique_ptr<CTestbed> MakeTestbed(CProbe& probe, const CClassTexts& texts, const std::string& definition) {
   probe.Doing("reading the definition: " + definition);
   auto testbed = std::make_unique<CTestbed>(probe, texts, definition);
@@ -99,14 +107,32 @@ void CheckOutputs(const CProbe& probe, const CClassTexts& texts, const CTestbed&
     probe.Expect(std::isfinite(output), shown + ": an output is always finite");
     if (meters.empty()) continue;
     const gaugekit::CMeter& pane = *meters[runtime::kOutputPane];
-    shown.append(" is out of the range of its pane, ").append(std::to_string(pane.rangeFrom));
-    shown.append(" to ").append(std::to_string(pane.rangeTo));
-    probe.Expect(output >= pane.rangeFrom && output <= pane.rangeTo, shown);
+    const auto [low, high] = std::minmax(pane.rangeFrom, pane.rangeTo);
+    shown.append(" is out of the range of its pane, ").append(std::to_string(low));
+    shown.append(" to ").append(std::to_string(high));
+    probe.Expect(output >= low && output <= high, shown);
   }
   probe.Expect(stepsOn <= 1, "more than one of the two-state outputs is on " + when);
   for (const gaugekit::CMeter* meter : meters) {
     probe.Expect(std::isfinite(meter->meterValue), "a pane shows what is not finite " + when);
   }
+}
+
+std::vector<double> Look(const CTestbed& testbed) {
+  hx_vinst::CInstrument& object = testbed.Subject();
+  std::vector<double> look = {double(object.NeedsTiming()), double(object.stateWord & hx_vinst::kStateActivateAlways),
+                              double(object.rect.x), double(object.rect.width)};
+  for (const gaugekit::CMeter* meter : testbed.Meters()) {
+    const gaugekit::CMeter& m = *meter;
+    for (const double number : {double(m.mode), double(m.content), m.rangeFrom, m.rangeTo, m.lowLimit, m.highLimit,
+                                double(m.rect.x), double(m.rect.width), double(m.disabled), double(m.painter.enable)}) {
+      look.push_back(number);
+    }
+    look.insert(look.end(), m.historyBuffer, m.historyBuffer + m.history + 1);
+    for (const std::uint32_t* word = &m.colors.borderInk; word <= &m.colors.vGrid; ++word) look.push_back(*word);
+  }
+  for (const vcont::CStaticText& text : runtime::TextsOf(object)) look.push_back(text.disabled);
+  return look;
 }
 
 std::vector<double> Shown(const CClassTexts& texts, const CTestbed& testbed) {
@@ -239,11 +265,12 @@ void CClassTexts::TryEntry(const TEntry& entry, const std::string& block) {
     refused.push_back(entry.example);
     return;
   }
+  examples.push_back(InBlock(block, entry.example) + "\n");
   if (entry.keyword == "file_name") {
     fileBlock = block;
     fileKeyword = entry.keyword;
   }
-  if (entry.keyword == "range_from") ranges.push_back(InBlock(block, "range_from = -50; range_to = 50;"));
+  if (entry.keyword == "range_from") ranges.push_back(block);
   TChoice choice{{""}};
   if (entry.type == "flag") choice.entries.push_back(entry.example);
   if (entry.type == "boolean") {
@@ -282,9 +309,19 @@ void CClassTexts::MakeVariants() {
     }
     combined = {""};
   }
-  std::string ranged = wiring;
-  for (const std::string& range : ranges) ranged += range + "\n";
-  if (!ranges.empty()) variants.push_back(ranged);
+  for (const std::string range : {"range_from = -50; range_to = 50;", "range_from = -1e308; range_to = 1e308;"}) {
+    std::string ranged = wiring;
+    for (const std::string& block : ranges) ranged += InBlock(block, range) + "\n";
+    if (!ranges.empty()) variants.push_back(ranged);
+  }
+}
+
+std::string CClassTexts::Fullest() const {
+  std::string text = wiring;
+  for (const std::string& example : examples) {
+    if (Accepts(text + example)) text += example;
+  }
+  return text;
 }
 
 const TWire* CClassTexts::Wire(const std::string& keyword) const {

@@ -35,6 +35,8 @@ class CClassTexts {
   // Definitions that differ in what the class lets one choose: flags, and in
   // each block its choices with one another. The first is the plain wiring.
   const std::vector<std::string>& Variants() const { return variants; }
+  // The plain wiring with as many of the reference's examples as go together.
+  std::string Fullest() const;
   // Examples of the reference that the class refused.
   const std::vector<std::string>& RefusedExamples() const { return refused; }
   const std::vector<std::string>& Words() const { return words; }  // what a definition is made of
@@ -61,8 +63,9 @@ class CClassTexts {
   std::vector<std::string> variants;
   std::vector<std::string> refused;
   std::vector<std::string> words;
+  std::vector<std::string> examples;                     // in their blocks
   std::vector<std::pair<std::string, TChoice>> choices;  // by block
-  std::vector<std::string> ranges;                       // entries of blocks with a range
+  std::vector<std::string> ranges;                       // blocks with a range
   std::string fileBlock;
   std::string fileKeyword;
   std::map<std::string, std::string> switches;  // by block: all that are true or false, on
@@ -88,6 +91,8 @@ class CTestbed {
   std::vector<const gaugekit::CMeter*> Meters() const;
   // Reads the definition again, up to that offset of the application's text.
   bool ReadAgain(std::uint32_t end) const;
+  // Reads the definition of another instrument of the application instead.
+  bool ReadOver(const std::string& instrument) const;
   std::vector<std::string> printed;  // by the script
 
  private:
@@ -103,6 +108,8 @@ std::unique_ptr<CTestbed> MakeTestbed(CProbe& probe, const CClassTexts& texts, c
 // Fails when an output is not finite, leaves the range of its pane, or both of
 // two steps are on.
 void CheckOutputs(const CProbe& probe, const CClassTexts& texts, const CTestbed& testbed, const std::string& when);
+// How the instrument looks: its place, its panes with their buffers, its captions.
+std::vector<double> Look(const CTestbed& testbed);
 // What the outputs hold and the panes show.
 std::vector<double> Shown(const CClassTexts& texts, const CTestbed& testbed);
 // Some periods with ordinary values from `start` (seconds) on.
