@@ -105,8 +105,8 @@ TEST_F(Faults, AFailedWriteIsToldAndTheRestIsKept) {
 }
 
 TEST_F(Faults, ACrashingPluginIsNamed) {
-  const std::string crashes = tests::BuildPath("tests/plugin_crashes.so");
-  const std::string making = tests::BuildPath("tests/plugin_crashes_making.so");
+  const std::string crashes = tests::BuildPath("tests/regulator_crashes.so");
+  const std::string making = tests::BuildPath("tests/regulator_crashes_making.so");
   for (const char* command : {"run learning.lbx", "check learning.lbx", "classes", "describe pid_regulator"}) {
     SCOPED_TRACE(command);
     ExpectAll(In(std::string("$P ") + command + " --plugin " + crashes), 1,
@@ -117,7 +117,7 @@ TEST_F(Faults, ACrashingPluginIsNamed) {
 }
 
 TEST_F(Faults, APluginThatEndsTheProgramIsNamed) {
-  const std::string ends = tests::BuildPath("tests/plugin_ends.so");
+  const std::string ends = tests::BuildPath("tests/regulator_ends.so");
   const std::string crashed = "loopbox: " + ends + ": the plug-in crashed while it was loaded ";
   for (const char* how : {"exit", "_exit", "quick_exit"}) {
     for (const char* command : {"run learning.lbx", "check learning.lbx", "classes", "describe pid_regulator"}) {
@@ -145,7 +145,7 @@ TEST_F(Faults, ASmallStackIsNoFaultOfThePlugin) {
 // Neither by cases that leave processes, nor by a signal, is anything left.
 TEST_F(Faults, AValidationLeavesNothingBehind) {
   const std::string validate = "export TMPDIR=$PWD LEFT=left-of-$$; $P validate --include load/opens " +
-                               tests::BuildPath("tests/plugin_ends.so");
+                               tests::BuildPath("tests/regulator_ends.so");
   const std::string left = "; echo status $?; sleep 0.01; ls -d loopbox-* 2>/dev/null; pgrep -f $LEFT; true";
   EXPECT_EQ(In("export ENDS=leaves; " + validate + " >/dev/null" + left).output, "status 0\n");
   for (const char* signal : {"INT", "TERM", "HUP"}) {

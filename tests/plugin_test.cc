@@ -106,8 +106,8 @@ TEST(Plugin, IsRefusedWithAReason) {
   } cases[] = {
       {folder.Path("none.so"), "there is no such plug-in"},
       {folder.Write("text.so", "no library"), "can't be loaded"},
-      {tests::BuildPath("tests/plugin_lacks_export.so"), "has no export MakeInstrument"},
-      {tests::BuildPath("tests/plugin_refuses_host.so"), "refuses this host: too old"},
+      {tests::BuildPath("tests/regulator_lacks_export.so"), "has no export MakeInstrument"},
+      {tests::BuildPath("tests/regulator_refuses_host.so"), "refuses this host: too old"},
   };
   for (const auto& [path, reason] : cases) {
     std::string error;
@@ -115,7 +115,7 @@ TEST(Plugin, IsRefusedWithAReason) {
     EXPECT_NE(error.find(reason), std::string::npos) << error;
   }
   std::string error;
-  const auto plugin = runtime::CPlugin::Load(tests::BuildPath("tests/plugin_makes_null.so"), &error);
+  const auto plugin = runtime::CPlugin::Load(tests::BuildPath("tests/regulator_makes_null.so"), &error);
   ASSERT_NE(plugin, nullptr) << error;
   runtime::TClassDescription description;
   EXPECT_FALSE(plugin->Describe("pid_regulator", &description, &error));

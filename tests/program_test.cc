@@ -52,7 +52,7 @@ TEST_F(Program, SaysWhatIsWrongAndExitsWithItsStatus) {
   std::filesystem::create_symlink("aim.svg", folder.Path("link.svg"));
   std::filesystem::create_symlink("other/../b.par", folder.Path("link.par"));
   std::filesystem::create_directory(folder.Path("other"));
-  const std::string plugin = " --plugin " + tests::BuildPath("tests/plugin_");
+  const std::string plugin = " --plugin " + tests::BuildPath("tests/regulator_");
   const struct {
     std::string arguments;
     int status;
@@ -115,7 +115,9 @@ TEST_F(Program, SaysWhatIsWrongAndExitsWithItsStatus) {
       {"run DIRscript.lbx --duration 1", 3, {"no"}},
       {"run GOOD --plugin DIRnone.so", 1, {"none.so: there is no such plug-in"}},
       {"check GOOD --plugin GOOD", 1, {"good.lbx: the plug-in can't be loaded"}},
-      {"classes" + plugin + "lacks_export.so", 1, {"plugin_lacks_export.so: the plug-in has no export MakeInstrument"}},
+      {"classes" + plugin + "lacks_export.so",
+       1,
+       {"regulator_lacks_export.so: the plug-in has no export MakeInstrument"}},
       {"run GOOD" + plugin + "refuses_host.so", 1, {"the plug-in refuses this host: too old"}},
       {"check GOOD" + plugin + "makes_null.so",
        1,
