@@ -81,7 +81,7 @@ if(ba[1] and not ba[0], 1, 2) | 1
 1 /* one */ + 1 // and no more | 2
 )";
 
-TEST(Expressions, HaveTheirValues) {
+TEST(Application, ExpressionsHaveTheirValues) {
   std::vector<std::pair<std::string, double>> rows = {
       {"sin(1)", std::sin(1.0)},     {"cos(1)", std::cos(1.0)},
       {"tan(1)", std::tan(1.0)},     {"exp(1)", std::exp(1.0)},
@@ -105,7 +105,7 @@ TEST(Expressions, HaveTheirValues) {
   EXPECT_TRUE(run.messages.empty());
 }
 
-TEST(Expressions, ReportAnErrorOnceUntilItClears) {
+TEST(Application, ExpressionsReportAnErrorOnceUntilItClears) {
   CRun run(
       "data index : real; divisor : real = 1; a : real[3] = [1, 2, 3]; x : real; out : real[2]; end_data;\n"
       "application a period = 1; end_application;\n"
@@ -141,7 +141,7 @@ TEST(Expressions, ReportAnErrorOnceUntilItClears) {
   }
 }
 
-TEST(Process, FollowsTheClosedFormOfALag) {
+TEST(Application, ProcessFollowsTheClosedFormOfALag) {
   for (const int substeps : {1, 10}) {
     CRun run(
         "data x : real = 20; end_data; application a period = 0.5; duration = 60; end_application;\n"
@@ -154,7 +154,7 @@ TEST(Process, FollowsTheClosedFormOfALag) {
   }
 }
 
-TEST(Process, DelaysToTheSubstep) {
+TEST(Application, ProcessDelaysToTheSubstep) {
   CRun run(
       "data near : real; far : real; none : real; on : boolean; end_data;\n"
       "application a period = 0.1; duration = 2; end_application; process ramp = time + 5;\n"
@@ -170,7 +170,7 @@ TEST(Process, DelaysToTheSubstep) {
   }
 }
 
-TEST(Process, DrawsNoiseOnceAPeriodAndRepeatably) {
+TEST(Application, ProcessDrawsNoiseOnceAPeriodAndRepeatably) {
   const auto last = [](std::uint64_t seed) {
     runtime::TReadOptions options;
     options.seed = seed;
@@ -196,7 +196,7 @@ TEST(Process, DrawsNoiseOnceAPeriodAndRepeatably) {
   EXPECT_NE(last(1), last(2));
 }
 
-TEST(Period, RunsInItsOrder) {
+TEST(Application, PeriodRunsInItsOrder) {
   CRun run(
       "application a period = 1; duration = 3; end_application;\n"
       "data p : real; a : real; on : boolean; end_data; process p = time; end_process;\n"
@@ -214,7 +214,7 @@ TEST(Period, RunsInItsOrder) {
             "3,3,30,0,0,15,30,0,-30,33\r\n");
 }
 
-TEST(Period, ReceiversActAfterAllTimersInAChainAndInARing) {
+TEST(Application, PeriodReceiversActAfterAllTimersInAChainAndInARing) {
   constexpr std::size_t kCount = 1000;
   // Where all are activated in every period, each acts once, before it would
   // see what changes the one before it.
@@ -240,7 +240,7 @@ TEST(Period, ReceiversActAfterAllTimersInAChainAndInARing) {
   }
 }
 
-TEST(Period, CountsDurationsAndKeepsTheClock) {
+TEST(Application, PeriodCountsDurationsAndKeepsTheClock) {
   const struct {
     double period, duration;
     std::uint64_t count;
@@ -296,7 +296,7 @@ none=1 | there is no such data element
 hidden=1 | there is no such data element
 )";
 
-TEST(InitialValues, AreSetFromOutside) {
+TEST(Application, InitialValuesAreSetFromOutside) {
   std::istringstream lines(kInitialValues);
   for (std::string line; std::getline(lines, line);) {
     const std::size_t equal = line.find('='), bar = line.find(" | ");
@@ -317,7 +317,7 @@ TEST(InitialValues, AreSetFromOutside) {
   }
 }
 
-TEST(Trace, IsCsvOfShortestDecimals) {
+TEST(Application, TraceIsCsvOfShortestDecimals) {
   CRun run(
       "application a period = 0.1; duration = 0.3; end_application;\n"
       "data x : real = 0.1; z : real[3] = [1e-7, 123456789, 1e300]; f : boolean[2] = [true, false]; "
@@ -329,14 +329,14 @@ TEST(Trace, IsCsvOfShortestDecimals) {
                              rest + "0.2" + rest + "0.30000000000000004" + rest);
 }
 
-TEST(Trace, IsTheSameInEveryRun) {
+TEST(Application, TraceIsTheSameInEveryRun) {
   for (const char* name : {"furnace", "scripted", "plant", "self_tuning"}) {
     const std::string text = tests::ReadFile(tests::SourcePath(std::string("examples/") + name + ".lbx"));
     EXPECT_EQ(CRun(text, Times({}, 60.0)).Trace(), CRun(text, Times({}, 60.0)).Trace()) << name;
   }
 }
 
-TEST(Loading, TakesTimeInProportion) {
+TEST(Application, LoadingTakesTimeInProportion) {
   const auto seconds = [](std::size_t count) {
     std::string text = "data w : real; o : real[" + Numbered(count) + "]; end_data;\n";
     for (std::size_t k = 0; k < count; ++k) {

@@ -208,6 +208,7 @@ x | r' = @delay(r, 1); | 'delay' must be the whole right side of an algebraic li
 x | r = delay(1, 1) @+ 1; | expected ';', since 'delay' is the whole right side of its line, found '+'
 x | r = delay(1@); | expected ',', found ')'
 x | substeps = @0; | integer out of range, expected 1 to 10000
+x | substeps = @10001; | integer out of range, expected 1 to 10000
 x | substeps = 2; @substeps = 2; | 'substeps' is given twice
 x | @3 = 1; | expected a data element or 'end_process', found '3'
 x | r @+ 1; | expected '=', found '+'
@@ -338,8 +339,6 @@ a | font = "Sans", 9, @heavy; | expected bold or italic, found 'heavy'
 a | font = @"NAME64",¶ 9; | text of more than 31 characters
 a | mask = @5; | expected a string, found '5'
 a | mask = @"NAME64"¶; | text of more than 63 characters
-r | value_section ratio = @2147483648; end_value_section; | integer out of range, expected -2147483648 to 2147483647
-r | value_section view_position = @-2147483649; end_value_section; | integer out of range, expected -2147483648 to 2147483647
 )";
 
 constexpr char kRight[] = R"(

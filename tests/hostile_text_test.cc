@@ -1,10 +1,8 @@
-// Texts that nobody would write, and definitions that are read again: a clear
-// error soon, nothing lost. Random ones are the fuzzers'.
+// Texts that nobody would write: a clear error soon. Random ones are the fuzzers'.
 #include <gtest/gtest.h>
 
 #include <chrono>
 
-#include "runtime/platform/memory.h"
 #include "tests/support.h"
 
 namespace {
@@ -103,49 +101,6 @@ TEST(HostileText, ATruncatedTextIsNoApplication) {
     ASSERT_EQ(run.IsRead(), whole && !receiversMissing) << text;
     ASSERT_EQ(run.diagnostics.empty(), run.IsRead()) << text;
   }
-}
-
-// --- Reading again ---
-
-TEST(ReadingAgain, LeaksNothingAfterSuccessOrFailure) {
-  const runtime::TMemoryStatistics before = runtime::MemoryStatistics();
-  {
-    const CRun run(kGood);
-    ASSERT_TRUE(run.IsRead());
-    const runtime::TMemoryStatistics once = runtime::MemoryStatistics();
-    int refused = 0;
-    for (std::size_t i = 0; i < 3; ++i) {
-      const runtime::TInstrumentState& part = run.State().instruments[i];
-      for (std::uint32_t end = part.begin; end <= part.end; ++end) refused += run.ReadAgain(i, end) ? 0 : 1;
-      EXPECT_TRUE(run.ReadAgain(i, part.end));
-      EXPECT_EQ(runtime::MemoryStatistics().blocks, once.blocks) << part.name;
-      EXPECT_EQ(runtime::MemoryStatistics().bytes, once.bytes) << part.name;
-      EXPECT_LE(part.object->host->expressions.size(), 5u);
-      EXPECT_LE(part.object->host->receiverLists.size(), 1u);
-    }
-    EXPECT_GT(refused, 50);
-  }
-  for (int i = 0; i < 100; ++i) EXPECT_TRUE(CRun(kGood).IsRead());
-  EXPECT_EQ(runtime::MemoryStatistics().blocks, before.blocks);
-  EXPECT_EQ(runtime::MemoryStatistics().bytes, before.bytes);
-}
-
-TEST(ReadingAgain, WithoutMemoryIsAnErrorAtEveryAllocation) {
-  const std::size_t blocks = runtime::MemoryStatistics().blocks;
-  bool isRead = false;
-  for (std::int64_t successes = 0; !isRead; ++successes) {
-    runtime::FailAllocationAfter(successes);
-    const CRun run(kGood);
-    runtime::FailAllocationAfter(-1);
-    isRead = run.IsRead();
-    ASSERT_EQ(run.diagnostics.empty(), isRead);
-    const std::string text = run.Diagnostics();
-    EXPECT_EQ(text.find("out of memory") == std::string::npos && text.find("made no instrument") == std::string::npos,
-              isRead)
-        << text;
-    ASSERT_LT(successes, 200);
-  }
-  EXPECT_EQ(runtime::MemoryStatistics().blocks, blocks);
 }
 
 }  // namespace

@@ -45,7 +45,7 @@ void ExpectModel(const CRun& run, const TLearnt& learnt) {
   EXPECT_EQ(run.Call("reg", "GetForgetCoefficient__R", {0})[0], learnt[5]);
 }
 
-TEST(KeptParameters, HoldsSixtyBytes) {
+TEST(ParameterFile, HoldsSixtyBytes) {
   const CFolder folder;
   CRun run(folder, "test.lbx", kNamed);
   run->End();
@@ -57,7 +57,7 @@ TEST(KeptParameters, HoldsSixtyBytes) {
   EXPECT_EQ(ParameterFile(2, kFresh), expected);
 }
 
-TEST(KeptParameters, IsWrittenByTheTwoEventsAlone) {
+TEST(ParameterFile, IsWrittenByTheTwoEventsAlone) {
   const std::uint32_t events[][3] = {{0x4000, 1, 1}, {0x4000, 800, 1}, {0x4000, 0, 0},
                                      {0x4000, 2, 0}, {0x4001, 1, 0},   {1, 0x4000, 0}};
   for (const auto& [first, second, saves] : events) {
@@ -68,7 +68,7 @@ TEST(KeptParameters, IsWrittenByTheTwoEventsAlone) {
   }
 }
 
-TEST(KeptParameters, NeedsANameAndGetsItsFolder) {
+TEST(ParameterFile, NeedsANameAndGetsItsFolder) {
   const CFolder folder;
   CRun unnamed(folder, "unnamed.lbx", Adaptive(""));
   unnamed->End();
@@ -81,7 +81,7 @@ TEST(KeptParameters, NeedsANameAndGetsItsFolder) {
 }
 
 // All the bits that are read are written again.
-TEST(KeptParameters, IsReadWhenTheDefinitionHasBeenRead) {
+TEST(ParameterFile, IsReadWhenTheDefinitionHasBeenRead) {
   const char* laws[] = {"classical", "takahashi", "classicalDelay", "takahashiDelay", "variable"};
   const std::uint32_t codes[] = {1, 2, 3, 4, 5};
   for (int law = 0; law < 5; ++law) {
@@ -104,7 +104,7 @@ TEST(KeptParameters, IsReadWhenTheDefinitionHasBeenRead) {
   }
 }
 
-TEST(KeptParameters, OfAnotherLawOrNoneIsPassedOverInSilence) {
+TEST(ParameterFile, OfAnotherLawOrNoneIsPassedOverInSilence) {
   for (const std::uint32_t law : {0u, 1u, 3u, 5u, 0x02000000u}) {
     const CFolder folder;
     if (law != 0) folder.Write("reg.par", ParameterFile(law, kOther));
@@ -112,15 +112,9 @@ TEST(KeptParameters, OfAnotherLawOrNoneIsPassedOverInSilence) {
     ExpectModel(run, kFresh);
     EXPECT_TRUE(run.messages.empty());
   }
-  const CFolder folder;
-  fs::create_directory(folder.Path("reg.par"));
-  CRun run(folder, "test.lbx", kNamed);
-  ExpectModel(run, kFresh);
-  run->End();
-  EXPECT_TRUE(fs::is_directory(folder.Path("reg.par")));
 }
 
-TEST(KeptParameters, ThatIsNotWholeAndFiniteIsRefused) {
+TEST(ParameterFile, ThatIsNotWholeAndFiniteIsRefused) {
   std::vector<std::string> files;
   const std::string whole = ParameterFile(2, kOther);
   for (const std::size_t length : {0u, 1u, 3u, 4u, 12u, 59u}) files.push_back(whole.substr(0, length));
@@ -145,30 +139,6 @@ TEST(KeptParameters, ThatIsNotWholeAndFiniteIsRefused) {
     EXPECT_EQ(ReadFile(folder.Path("reg.par")), files[i]);
     Keep(run);
     EXPECT_EQ(ReadFile(folder.Path("reg.par")), ParameterFile(2, kFresh));
-  }
-}
-
-TEST(KeptParameters, LetsARegulatorGoOnWithWhatItLearnt) {
-  for (const std::string refil : {"false", "true"}) {
-    const CFolder folder;
-    const std::string text = Adaptive("file_name = \"reg.par\"; refil = " + refil + ";") +
-                             "data held : real; end_data;\nprocess x' = (u - x) / 9; end_process;\n";
-    CRun first(folder, "test.lbx", text);
-    ASSERT_TRUE(first.IsRead()) << first.Diagnostics();
-    for (int k = 0; k < 200; ++k) {
-      if (k % 40 == 0) first.SetValue("wish", k % 80 == 0 ? 30.0 : 60.0);
-      first.Steps(1);
-    }
-    const auto model = first.Call("reg", "Debug__RRRR", {0, 0, 0, 0});
-    const auto forget = first.Call("reg", "GetForgetCoefficient__R", {0});
-    EXPECT_NE(model[0], 0.1);
-    first->End();
-    const std::string kept = ReadFile(folder.Path("reg.par"));
-    CRun second(folder, "test.lbx", text);
-    EXPECT_EQ(second.Call("reg", "Debug__RRRR", {0, 0, 0, 0}), model);
-    EXPECT_EQ(second.Call("reg", "GetForgetCoefficient__R", {0}), forget);
-    second->End();
-    EXPECT_EQ(ReadFile(folder.Path("reg.par")), kept);
   }
 }
 
@@ -229,7 +199,7 @@ std::ptrdiff_t FilesIn(const CFolder& folder) {
   return std::distance(fs::directory_iterator(folder.Path(".")), fs::directory_iterator());
 }
 
-TEST(KeptParameters, AreWholeAndTheFaultIsTold) {
+TEST(ParameterFile, AreWholeAndTheFaultIsTold) {
   enum EAct { kReading, kSaving };
   const struct {
     EAct act;
@@ -287,7 +257,7 @@ TEST(KeptParameters, AreWholeAndTheFaultIsTold) {
 // As when the process is killed: nothing is done from one call on. The first
 // ten look for the file, open, write, flush and rename; the last four take the mark
 // away, close it and flush the folder.
-TEST(KeptParameters, AreWholeWhereverTheirWritingEnds) {
+TEST(ParameterFile, AreWholeWhereverTheirWritingEnds) {
   for (int calls = 0; calls <= 14; ++calls) {
     SCOPED_TRACE(calls);
     const CFolder folder;
@@ -311,7 +281,7 @@ struct stat StatusOf(const std::string& path) {
   return status;
 }
 
-TEST(KeptParameters, KeepTheRightsOfTheirFileAndWhatIsAnothers) {
+TEST(ParameterFile, KeepTheRightsOfTheirFileAndWhatIsAnothers) {
   const CFolder folder;
   const std::string file = folder.Write("reg.par", ParameterFile(2, kOther));
   const bool superuser = geteuid() == 0;
@@ -349,7 +319,7 @@ TEST(KeptParameters, KeepTheRightsOfTheirFileAndWhatIsAnothers) {
 }
 
 // By the system's own call, and by a walk.
-TEST(KeptParameters, StayBelowTheFolder) {
+TEST(ParameterFile, StayBelowTheFolder) {
   for (const bool walked : {false, true}) {
     const CFolder folder, other;
     CFaultyDisk disk({walked ? kBeneath : kClose, 0, kAll, ENOSYS});
@@ -375,7 +345,7 @@ TEST(KeptParameters, StayBelowTheFolder) {
   }
 }
 
-TEST(KeptParameters, LeaveAloneWhatIsBeingWritten) {
+TEST(ParameterFile, LeaveAloneWhatIsBeingWritten) {
   const CFolder folder;
   CRun run(folder, "test.lbx", kNamed);
   runlib::TFileContext context = runtime::MakeFileContext(folder.Path("."));

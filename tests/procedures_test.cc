@@ -2,8 +2,10 @@
 // calls.
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
 #include <limits>
+#include <span>
 
 #include "runtime/text/wide_text.h"
 #include "tests/support.h"
@@ -15,51 +17,45 @@ using tests::OneRegulator;
 
 enum TWhen { kAlways, kNotVariable, kVariable };
 
+// Its place in a table is the identifier.
 struct TProcedureCase {
-  std::uint32_t id;
   std::string name;
   std::string description;  // empty: not listed
   TWhen when = kAlways;
 };
 
 const std::vector<TProcedureCase> kPid = {
-    {0, "SetRegulatorType__n", "SetRegulatorType( RegType : number )"},
-    {1, "GetRegulatorType__R", "GetRegulatorType( &RegType : real )"},
-    {2, "SetAdaptive__l", "SetAdaptive( IsAdaptive : boolean )", kNotVariable},
-    {3, "GetAdaptive__l", "GetAdaptive( &IsAdaptive : boolean )", kNotVariable},
-    {4, "SetParameters__RR", "SetParameters( ksi, omega : real )", kVariable},
-    {5, "SetParameters__RRR", "SetParameters( r0, tI, tD : real )", kNotVariable},
-    {6, "GetParameters__RR", "GetParameters( &ksi, &omega : real )", kVariable},
-    {7, "GetParameters__RRR", "GetParameters( &r0, &tI, &tD : real )", kNotVariable},
-    {8, "SetDerivationDelay__R", "SetDerivationDelay( Delay : real )", kNotVariable},
-    {9, "GetDerivationDelay__R", "GetDerivationDelay( &Delay : real )", kNotVariable},
-    {10, "RunIdentification__", "RunIdentification()", kNotVariable},
-    {11, "StopIdentification__", "StopIdentification()", kNotVariable},
-    {12, "IsIdentificationRunning__l", "IsIdentificationRunning( &IsRunning : boolean )"},
-    {13, "SetIdentification__n", "SetIdentification( IdentificationType : number )"},
-    {14, "GetIdentification__R", "GetIdentification( &IdentificationType : real )"},
-    {15, "SetLastOutputValue__R", "SetLastOutputValue( LastOutputValue : real )", kNotVariable},
-    {16, "SetOutputTrimming__l", "SetOutputTrimming( OutputTrimming : boolean )", kNotVariable},
-    {17, "SetOutputRange__RR", "SetOutputRange( RangeFrom, RangeTo : real )", kNotVariable},
-    {18, "SetForgetCoefficient__R", "", kNotVariable},
-    {19, "GetForgetCoefficient__R", "", kNotVariable},
-    {20, "Debug__RRRR", ""},
+    {"SetRegulatorType__n", "SetRegulatorType( RegType : number )"},
+    {"GetRegulatorType__R", "GetRegulatorType( &RegType : real )"},
+    {"SetAdaptive__l", "SetAdaptive( IsAdaptive : boolean )", kNotVariable},
+    {"GetAdaptive__l", "GetAdaptive( &IsAdaptive : boolean )", kNotVariable},
+    {"SetParameters__RR", "SetParameters( ksi, omega : real )", kVariable},
+    {"SetParameters__RRR", "SetParameters( r0, tI, tD : real )", kNotVariable},
+    {"GetParameters__RR", "GetParameters( &ksi, &omega : real )", kVariable},
+    {"GetParameters__RRR", "GetParameters( &r0, &tI, &tD : real )", kNotVariable},
+    {"SetDerivationDelay__R", "SetDerivationDelay( Delay : real )", kNotVariable},
+    {"GetDerivationDelay__R", "GetDerivationDelay( &Delay : real )", kNotVariable},
+    {"RunIdentification__", "RunIdentification()", kNotVariable},
+    {"StopIdentification__", "StopIdentification()", kNotVariable},
+    {"IsIdentificationRunning__l", "IsIdentificationRunning( &IsRunning : boolean )"},
+    {"SetIdentification__n", "SetIdentification( IdentificationType : number )"},
+    {"GetIdentification__R", "GetIdentification( &IdentificationType : real )"},
+    {"SetLastOutputValue__R", "SetLastOutputValue( LastOutputValue : real )", kNotVariable},
+    {"SetOutputTrimming__l", "SetOutputTrimming( OutputTrimming : boolean )", kNotVariable},
+    {"SetOutputRange__RR", "SetOutputRange( RangeFrom, RangeTo : real )", kNotVariable},
+    {"SetForgetCoefficient__R", "", kNotVariable},
+    {"GetForgetCoefficient__R", "", kNotVariable},
+    {"Debug__RRRR", ""},
 };
 
-const std::vector<TProcedureCase> kBoolean = {
-    {0, "SetDivergenceMinus__R", "SetDivergenceMinus( DivMinus : real )"},
-    {1, "GetDivergenceMinus__R", "GetDivergenceMinus( &DivMinus : real )"},
-    {2, "SetDivergencePlus__R", "SetDivergencePlus( DivPlus : real )"},
-    {3, "GetDivergencePlus__R", "GetDivergencePlus( &DivPlus : real )"},
-};
-
+// The first four are boolean_regulator's.
 const std::vector<TProcedureCase> kStep = {
-    kBoolean[0],
-    kBoolean[1],
-    kBoolean[2],
-    kBoolean[3],
-    {4, "SetInactiveHit__R", "SetInactiveHit( InactiveHit : real )"},
-    {5, "GetInactiveHit__R", "GetInactiveHit( &InactiveHit : real )"},
+    {"SetDivergenceMinus__R", "SetDivergenceMinus( DivMinus : real )"},
+    {"GetDivergenceMinus__R", "GetDivergenceMinus( &DivMinus : real )"},
+    {"SetDivergencePlus__R", "SetDivergencePlus( DivPlus : real )"},
+    {"GetDivergencePlus__R", "GetDivergencePlus( &DivPlus : real )"},
+    {"SetInactiveHit__R", "SetInactiveHit( InactiveHit : real )"},
+    {"GetInactiveHit__R", "GetInactiveHit( &InactiveHit : real )"},
 };
 
 std::uint32_t IdOf(hx_vinst::CInstrument& object, const std::string& name) {
@@ -68,21 +64,22 @@ std::uint32_t IdOf(hx_vinst::CInstrument& object, const std::string& name) {
 }
 
 // What is wrong with names, identifiers and capacities is the conformance check's.
-void ExpectTable(hx_vinst::CInstrument& object, const std::vector<TProcedureCase>& table, TWhen now) {
-  for (const TProcedureCase& procedure : table) {
+void ExpectTable(hx_vinst::CInstrument& object, std::span<const TProcedureCase> table, TWhen now) {
+  const auto past = static_cast<std::uint32_t>(table.size());
+  for (std::uint32_t id = 0; id < past; ++id) {
+    const TProcedureCase& procedure = table[id];
     SCOPED_TRACE(procedure.name);
     const bool resolves = procedure.when == kAlways || procedure.when == now;
     const bool listed = !procedure.description.empty();
-    EXPECT_EQ(IdOf(object, procedure.name), resolves ? procedure.id : hx_vinst::kNoIdentifier);
+    EXPECT_EQ(IdOf(object, procedure.name), resolves ? id : hx_vinst::kNoIdentifier);
     char16_t name[64] = {};
     char16_t description[64] = {};
-    EXPECT_EQ(object.GetNameOfId(procedure.id, 63, name), listed);
-    EXPECT_EQ(object.GetDescriptionOfId(procedure.id, 63, description), listed);
+    EXPECT_EQ(object.GetNameOfId(id, 63, name), listed);
+    EXPECT_EQ(object.GetDescriptionOfId(id, 63, description), listed);
     EXPECT_EQ(runtime::Utf8(name), listed ? procedure.name : "");
     EXPECT_EQ(runtime::Utf8(description), procedure.description);
   }
   char16_t text[64];
-  const std::uint32_t past = static_cast<std::uint32_t>(table.size());
   EXPECT_EQ(object.GetNameOfId(past, 63, text), 0);
   std::vector<hx_expr::TValue> values(4);
   hx_expr::TValueArray arguments = {4, values.data()};
@@ -95,15 +92,17 @@ void ExpectTable(hx_vinst::CInstrument& object, const std::vector<TProcedureCase
 TEST(Procedures, OfAContinuousRegulatorDependOnItsLaw) {
   CRun run(OneRegulator("pid_regulator", ""));
   hx_vinst::CInstrument& object = run.Object("reg");
+  constexpr double kCodes[] = {0, 1, 3, 2, 4, 5};
   for (const int law : {1, 5, 2, 5, 3, 4, 1}) {
     run.Call("reg", "SetRegulatorType__n", {static_cast<double>(law)});
+    EXPECT_EQ(run.Call("reg", "GetRegulatorType__R", {0.0})[0], kCodes[law]);
     ExpectTable(object, kPid, law == 5 ? kVariable : kNotVariable);
   }
 }
 
 TEST(Procedures, OfTheOthersAreAlwaysThere) {
   CRun two(OneRegulator("boolean_regulator", ""));
-  ExpectTable(two.Object("reg"), kBoolean, kNotVariable);
+  ExpectTable(two.Object("reg"), std::span(kStep).first(4), kNotVariable);
   CRun step(OneRegulator("step_regulator", ""));
   ExpectTable(step.Object("reg"), kStep, kNotVariable);
 }
@@ -122,29 +121,19 @@ TEST(Procedures, OfTheApplicationAreFoundFirst) {
   EXPECT_EQ(IdOf(run.Object("reg"), "OnOutputChange__R"), hx_vinst::kNoIdentifier);
 }
 
-TEST(Events, AreDescribedForEachClass) {
-  const struct {
-    const char* className;
-    const char* names[2];
-    const char* descriptions[2];
-  } classes[] = {
-      {"pid_regulator", {"OnOutput__R", "OnOutputChange__R"}, {"OnOutput( &U : real )", "OnOutputChange( &U : real )"}},
-      {"boolean_regulator",
-       {"OnOutput__l", "OnOutputChange__l"},
-       {"OnOutput( &Active : boolean )", "OnOutputChange( &Active : boolean )"}},
-      {"step_regulator",
-       {"OnOutput__ll", "OnOutputChange__ll"},
-       {"OnOutput( &PlusActive, &MinusActive : boolean )", "OnOutputChange( &PlusActive, &MinusActive : boolean )"}},
-  };
-  for (const auto& described : classes) {
-    CRun run(OneRegulator(described.className, ""));
+TEST(Procedures, EventsAreDescribedForEachClass) {
+  const char* const arguments[][2] = {
+      {"R", "( &U : real )"}, {"l", "( &Active : boolean )"}, {"ll", "( &PlusActive, &MinusActive : boolean )"}};
+  for (std::size_t i = 0; i < std::size(arguments); ++i) {
+    CRun run(OneRegulator(tests::ClassNames()[i], ""));
     hx_vinst::CInstrument& object = run.Object("reg");
     char16_t name[64];
     char16_t description[64];
-    for (std::uint32_t i = 0; i < 2; ++i) {
-      EXPECT_EQ(object.GetProcedureDescription(i, 63, name, 63, description), 1);
-      EXPECT_EQ(runtime::Utf8(name), described.names[i]);
-      EXPECT_EQ(runtime::Utf8(description), described.descriptions[i]);
+    std::uint32_t index = 0;
+    for (const std::string event : {"OnOutput", "OnOutputChange"}) {
+      EXPECT_EQ(object.GetProcedureDescription(index++, 63, name, 63, description), 1);
+      EXPECT_EQ(runtime::Utf8(name), event + "__" + arguments[i][0]);
+      EXPECT_EQ(runtime::Utf8(description), event + arguments[i][1]);
     }
     EXPECT_EQ(object.GetVarDescription(0, 63, name, 63, description), 0);
     EXPECT_EQ(object.GetInstrumentInfo(0, 63, name), 0);
@@ -161,22 +150,12 @@ hx_expr::TValue Bits(std::uint32_t type, std::uint32_t word) {
   return value;
 }
 
-hx_expr::TValue Single(float single) {
-  hx_expr::TValue value = {};
-  value.type = hx_expr::kSingle;
-  value.single = single;
-  return value;
-}
+hx_expr::TValue Single(float single) { return Bits(hx_expr::kSingle, std::bit_cast<std::uint32_t>(single)); }
+hx_expr::TValue Boolean(bool boolean) { return Bits(hx_expr::kBoolean, boolean ? 1 : 0); }
 
 hx_expr::TValue Real(double real) {
   hx_expr::TValue value = {};
   hx_tool::SetValueLongReal(&value, real);
-  return value;
-}
-
-hx_expr::TValue Boolean(bool boolean) {
-  hx_expr::TValue value = {};
-  hx_tool::SetValueBoolean(&value, boolean);
   return value;
 }
 
@@ -191,103 +170,80 @@ bool Invoke(const CRun& run, std::uint32_t id, std::vector<hx_expr::TValue> valu
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 const double kNaN = std::nan("");
 
-TEST(Numbers, OfEveryTypeChooseALawOrAnIdentification) {
-  const struct {
-    hx_expr::TValue value;
-    unsigned number;  // 0: refused
-  } cases[] = {
-      {Bits(hx_expr::kUnsigned8, 0xFFFFFF02), 2},
-      {Bits(hx_expr::kUnsigned8, 0x00000100), 0},
-      {Bits(hx_expr::kUnsigned16, 0xFFFF0002), 2},
-      {Bits(hx_expr::kUnsigned16, 0x00000102), 0},
-      {Bits(hx_expr::kUnsigned32, 2), 2},
-      {Bits(hx_expr::kUnsigned32, 0x00010002), 0},
-      {Bits(hx_expr::kSigned8, 0xFFFFFF02), 2},
-      {Bits(hx_expr::kSigned8, 0x00000082), 0},
-      {Bits(hx_expr::kSigned16, 0xFFFF0002), 2},
-      {Bits(hx_expr::kSigned16, 0x00008002), 0},
-      {Bits(hx_expr::kSigned32, 2), 2},
-      {Bits(hx_expr::kSigned32, 0xFFFFFFFF), 0},
-      {Single(2.9F), 2},
-      {Single(0.9F), 0},
-      {Single(-1.0F), 0},
-      {Real(2.9), 2},
-      {Real(1.9999999), 1},
-      {Real(0.0), 0},
-      {Real(6.0), 0},
-      {Real(-2.0), 0},
-      {Real(4294967298.0), 0},
-      {Real(kInfinity), 0},
-      {Real(kNaN), 0},
-      {Boolean(true), 0},
-      {Bits(0, 2), 0},
-      {Bits(1, 2), 0},
-      {Bits(11, 2), 0},
-      {Bits(0x0A0A, 2), 0},
-  };
-  for (std::size_t i = 0; i < std::size(cases); ++i) {
-    SCOPED_TRACE(i);
-    const unsigned number = cases[i].number;
-    CRun run(
-        OneRegulator("pid_regulator", "parameters regulator_type = takahashiDelay; refil = false; end_parameters;"));
-    std::string error;
-    EXPECT_EQ(Invoke(run, 0, {cases[i].value}, &error), number != 0);
-    EXPECT_EQ(run.Call("reg", "GetRegulatorType__R", {0.0})[0], number == 0 ? 4.0 : number == 2 ? 3.0 : 1.0);
-    EXPECT_EQ(Invoke(run, 13, {cases[i].value}, &error), number != 0);
-    EXPECT_EQ(run.Call("reg", "GetIdentification__R", {0.0})[0], number == 2 ? 2.0 : 1.0);
-    EXPECT_EQ(error, "");
-    ASSERT_EQ(run.messages.size(), number == 0 ? 2u : 0u);
-    if (number != 0) continue;
-    EXPECT_EQ(run.messages[0].instrument, "reg");
-    EXPECT_EQ(run.messages[0].text, "Neznámý typ regulátoru");
-    EXPECT_EQ(run.messages[1].text, "Neznámý typ identifikace");
+TEST(Procedures, NumbersOfEveryTypeChooseALawOrAnIdentification) {
+  const std::pair<unsigned, std::vector<hx_expr::TValue>> cases[] = {
+      {2,
+       {Bits(hx_expr::kUnsigned8, 0xFFFFFF02), Bits(hx_expr::kUnsigned16, 0xFFFF0002), Bits(hx_expr::kUnsigned32, 2),
+        Bits(hx_expr::kSigned8, 0xFFFFFF02), Bits(hx_expr::kSigned16, 0xFFFF0002), Bits(hx_expr::kSigned32, 2),
+        Single(2.9F), Real(2.9)}},
+      {1, {Real(1.9999999)}},
+      {0,
+       {Bits(hx_expr::kUnsigned8, 0x00000100), Bits(hx_expr::kUnsigned16, 0x00000102),
+        Bits(hx_expr::kUnsigned32, 0x00010002), Bits(hx_expr::kSigned8, 0x00000082),
+        Bits(hx_expr::kSigned16, 0x00008002), Bits(hx_expr::kSigned32, 0xFFFFFFFF), Single(0.9F), Single(-1.0F),
+        Real(0.0), Real(6.0), Real(-2.0), Real(4294967298.0), Real(kInfinity), Real(kNaN), Boolean(true), Bits(0, 2),
+        Bits(1, 2), Bits(11, 2), Bits(0x0A0A, 2)}}};  // 0: refused
+  for (const auto& [number, values] : cases) {
+    for (std::size_t i = 0; i < values.size(); ++i) {
+      SCOPED_TRACE(testing::Message() << number << " " << i);
+      CRun run(
+          OneRegulator("pid_regulator", "parameters regulator_type = takahashiDelay; refil = false; end_parameters;"));
+      std::string error;
+      EXPECT_EQ(Invoke(run, 0, {values[i]}, &error), number != 0);
+      EXPECT_EQ(run.Call("reg", "GetRegulatorType__R", {0.0})[0], number == 0 ? 4.0 : number == 2 ? 3.0 : 1.0);
+      EXPECT_EQ(Invoke(run, 13, {values[i]}, &error), number != 0);
+      EXPECT_EQ(run.Call("reg", "GetIdentification__R", {0.0})[0], number == 2 ? 2.0 : 1.0);
+      EXPECT_EQ(error, "");
+      ASSERT_EQ(run.messages.size(), number == 0 ? 2u : 0u);
+      if (number != 0) continue;
+      EXPECT_EQ(run.messages[0].instrument, "reg");
+      EXPECT_EQ(run.messages[0].text, "Neznámý typ regulátoru");
+      EXPECT_EQ(run.messages[1].text, "Neznámý typ identifikace");
+    }
   }
 }
 
-TEST(Numbers, OfTheFiveLawsAndTheirCodes) {
-  CRun run(OneRegulator("pid_regulator", ""));
-  const double codes[] = {1, 3, 2, 4, 5};
-  for (int number = 1; number <= 5; ++number) {
-    run.Call("reg", "SetRegulatorType__n", {static_cast<double>(number)});
-    EXPECT_EQ(run.Call("reg", "GetRegulatorType__R", {0.0})[0], codes[number - 1]);
-  }
-}
-
-TEST(Calls, SetWhatTheyThenGet) {
+TEST(Procedures, CallsSetWhatTheyThenGet) {
   CRun run(OneRegulator("pid_regulator", "parameters param_1 = 2; param_2 = 3; param_3 = 4; end_parameters;"));
-  const auto get = [&](const std::string& name, std::size_t count) {
-    return run.Call("reg", name, std::vector<double>(count, -77.0));
+  const struct {
+    std::string name;
+    std::vector<double> reals;  // given to a Set, yielded by all others
+  } calls[] = {
+      {"GetParameters__RRR", {2, 3, 4}},
+      {"GetDerivationDelay__R", {0.2}},
+      {"GetForgetCoefficient__R", {0.5}},
+      {"GetAdaptive__l", {0}},
+      {"IsIdentificationRunning__l", {0}},
+      {"Debug__RRRR", {0.1, 0.1, 0.2, 0.2}},
+      {"SetParameters__RRR", {-1.5, 0.0, 1e300}},
+      {"SetDerivationDelay__R", {-3}},
+      {"SetForgetCoefficient__R", {7}},
+      {"SetAdaptive__l", {1}},
+      {"GetParameters__RRR", {-1.5, 0.0, 1e300}},
+      {"GetDerivationDelay__R", {-3}},
+      {"GetForgetCoefficient__R", {7}},
+      {"GetAdaptive__l", {1}},
+      {"RunIdentification__", {}},
+      {"IsIdentificationRunning__l", {1}},
+      {"SetAdaptive__l", {0}},
+      {"IsIdentificationRunning__l", {0}},
+      {"SetAdaptive__l", {1}},
+      {"RunIdentification__", {}},
+      {"StopIdentification__", {}},
+      {"IsIdentificationRunning__l", {0}},
+      {"SetRegulatorType__n", {5}},
+      {"SetParameters__RR", {0.7, 0.3}},
+      {"GetParameters__RR", {0.7, 0.3}},
+      {"SetRegulatorType__n", {1}},
+      {"GetParameters__RRR", {-1.5, 0.0, 1e300}},
   };
-  using TReals = std::vector<double>;
-  EXPECT_EQ(get("GetParameters__RRR", 3), (TReals{2, 3, 4}));
-  EXPECT_EQ(get("GetDerivationDelay__R", 1), TReals{0.2});
-  EXPECT_EQ(get("GetForgetCoefficient__R", 1), TReals{0.5});
-  EXPECT_EQ(get("GetAdaptive__l", 1), TReals{0});
-  EXPECT_EQ(get("IsIdentificationRunning__l", 1), TReals{0});
-  EXPECT_EQ(get("Debug__RRRR", 4), (TReals{0.1, 0.1, 0.2, 0.2}));
-  run.Call("reg", "SetParameters__RRR", {-1.5, 0.0, 1e300});
-  run.Call("reg", "SetDerivationDelay__R", {-3.0});
-  run.Call("reg", "SetForgetCoefficient__R", {7.0});
-  run.Call("reg", "SetAdaptive__l", {1.0});
-  EXPECT_EQ(get("GetParameters__RRR", 3), (TReals{-1.5, 0.0, 1e300}));
-  EXPECT_EQ(get("GetDerivationDelay__R", 1), TReals{-3});
-  EXPECT_EQ(get("GetForgetCoefficient__R", 1), TReals{7});
-  EXPECT_EQ(get("GetAdaptive__l", 1), TReals{1});
-  run.Call("reg", "RunIdentification__", {});
-  EXPECT_EQ(get("IsIdentificationRunning__l", 1), TReals{1});
-  run.Call("reg", "SetAdaptive__l", {0.0});
-  EXPECT_EQ(get("IsIdentificationRunning__l", 1), TReals{0});
-  run.Call("reg", "SetAdaptive__l", {1.0});
-  run.Call("reg", "StopIdentification__", {});
-  EXPECT_EQ(get("IsIdentificationRunning__l", 1), TReals{0});
-  run.Call("reg", "SetRegulatorType__n", {5.0});
-  run.Call("reg", "SetParameters__RR", {0.7, 0.3});
-  EXPECT_EQ(get("GetParameters__RR", 2), (TReals{0.7, 0.3}));
-  run.Call("reg", "SetRegulatorType__n", {1.0});
-  EXPECT_EQ(get("GetParameters__RRR", 3), (TReals{-1.5, 0.0, 1e300}));
+  for (const auto& [name, reals] : calls) {
+    const bool sets = name.starts_with("Set");
+    EXPECT_EQ(run.Call("reg", name, sets ? reals : std::vector<double>(reals.size(), -77.0)), reals) << name;
+  }
 }
 
-TEST(Calls, OfIdentificationNeedAnAdaptiveRegulator) {
+TEST(Procedures, CallsOfIdentificationNeedAnAdaptiveRegulator) {
   CRun run(OneRegulator("pid_regulator", ""));
   std::string error;
   for (const std::uint32_t id : {10u, 11u}) {
@@ -307,7 +263,7 @@ struct TRefusal {
   const char* error;
 };
 
-TEST(Calls, WithWrongArgumentsAreRefusedAsAWhole) {
+TEST(Procedures, CallsWithWrongArgumentsAreRefusedAsAWhole) {
   constexpr const char* kCount = "Chybný počet argumentů";
   constexpr const char* kType = "Chybný typ argumentu";
   constexpr const char* kFinite = "Argument není konečné číslo";
@@ -349,7 +305,7 @@ TEST(Calls, WithWrongArgumentsAreRefusedAsAWhole) {
   EXPECT_EQ(runtime::Utf8(text), kCount);
 }
 
-TEST(Calls, SetTheOutputsRangeAndMemory) {
+TEST(Procedures, CallsSetTheOutputsRangeAndMemory) {
   CRun run(OneRegulator("pid_regulator", "inverse; manual = hand; parameters param_1 = 0; end_parameters;"));
   run.Call("reg", "SetLastOutputValue__R", {30.0});
   run.Steps(1);
@@ -365,7 +321,7 @@ TEST(Calls, SetTheOutputsRangeAndMemory) {
   }
 }
 
-TEST(Calls, OfAStepRegulatorTruncateAndSaturateTheInactivePeriods) {
+TEST(Procedures, CallsOfAStepRegulatorTruncateAndSaturateTheInactivePeriods) {
   CRun run(OneRegulator("step_regulator", ""));
   EXPECT_EQ(run.Call("reg", "GetInactiveHit__R", {0})[0], 5.0);
   const double cases[][2] = {{2.9, 2.0},
