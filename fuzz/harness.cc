@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <bit>
+#include <cfloat>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <iterator>
-#include <limits>
 
 #include "regulator/regulator.h"
 
@@ -21,31 +21,9 @@ namespace fuzz {
 
 namespace {
 
-using TLimits = std::numeric_limits<double>;
-
-constexpr double kHostile[] = {0.0,
-                               -0.0,
-                               1.0,
-                               -1.0,
-                               0.5,
-                               10.0,
-                               50.0,
-                               100.0,
-                               -100.0,
-                               1e-9,
-                               1e9,
-                               2147483647.0,
-                               -2147483648.0,
-                               4294967296.0,
-                               1e308,
-                               -1e308,
-                               TLimits::max(),
-                               TLimits::min(),
-                               TLimits::denorm_min(),
-                               -TLimits::denorm_min(),
-                               TLimits::infinity(),
-                               -TLimits::infinity(),
-                               TLimits::quiet_NaN()};
+constexpr double kHostile[] = {0.0,     -0.0,    1.0,          -1.0,          0.5,      10.0,      50.0,  100.0,
+                               -100.0,  1e-9,    1e9,          0x7FFFFFFFp0,  -0x1p31,  0x1p32,    1e308, -1e308,
+                               DBL_MAX, DBL_MIN, DBL_TRUE_MIN, -DBL_TRUE_MIN, HUGE_VAL, -HUGE_VAL, NAN};
 
 constexpr std::size_t kItemsChecked = 1000;  // of an array
 

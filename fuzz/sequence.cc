@@ -93,15 +93,10 @@ hx_expr::TValue Value(CBytes& bytes) {
   hx_expr::TValue value = {};
   value.type = static_cast<std::uint32_t>(bytes.Below(13));
   const double real = bytes.Real();
-  switch (value.type) {
-    case hx_expr::kReal:
-      value.real = real;
-      break;
-    case hx_expr::kSingle:
-      value.single = std::bit_cast<float>(bytes.Word());
-      break;
-    default:
-      value.unsigned32 = bytes.Word();
+  if (value.type == hx_expr::kReal) {
+    value.real = real;
+  } else {
+    value.unsigned32 = bytes.Word();  // of a kSingle its bits
   }
   return value;
 }
@@ -116,7 +111,6 @@ class CSequence {
  private:
   void Act(std::uint32_t reason);
   void Call();
-  void Describe();
 
   tests::CRun& run;
   bool isContinuous;
@@ -162,26 +156,6 @@ void CSequence::Call() {
   object.Invoke(identifier, &arguments, static_cast<std::uint32_t>(bytes.Below(64)), error);
 }
 
-void CSequence::Describe() {
-  const std::uint32_t capacity = static_cast<std::uint32_t>(bytes.Below(64));
-  const std::uint32_t index = bytes.Byte() == 255 ? bytes.Word() : static_cast<std::uint32_t>(bytes.Below(40));
-  // Buffers of exactly that capacity, so that nothing past them goes unseen.
-  std::vector<char16_t> name(capacity + 1);
-  std::vector<char16_t> description(capacity + 1);
-  std::uint32_t* color = nullptr;
-  std::uint32_t initial = 0;
-  object.GetNameOfId(index, capacity, name.data());
-  object.GetDescriptionOfId(index, capacity, name.data());
-  object.GetProcedureDescription(index, capacity, name.data(), capacity, description.data());
-  object.GetVarDescription(index, capacity, name.data(), capacity, description.data());
-  object.GetInstrumentInfo(index, capacity, name.data());
-  if (object.GetColorDescription(index, 0, &color, capacity, name.data(), capacity, description.data(), &initial) !=
-      0) {
-    *color = bytes.Word();
-    object.SettingsChanged();
-  }
-}
-
 void CSequence::Step() {
   constexpr std::uint32_t kClockSteps[] = {
       0, 1, 100, 500, 1000, 60'000, vcore::kMillisecondsPerDay - 1000, vcore::kMillisecondsPerDay - 1};
@@ -211,7 +185,6 @@ void CSequence::Step() {
       return object.ReceiveEvent(&event);
     }
     default:
-      if ((bytes.Byte() & 1) != 0) return Describe();
       object.Blink(bytes.Byte() & 1);
       const auto side = [this] { return std::bit_cast<std::int32_t>(bytes.Word()) >> bytes.Below(32); };
       object.NewRect({side(), side(), side(), side()});

@@ -62,7 +62,6 @@ TEST(Block, IsReadOnceTheApplicationIsKnown) {
   CPanelReader reader;
   CRun run(WithPanel("title = \"Oven \\\"1\\\"\"; limit zone[2] = -1.5, true;") + "panel when = x > 3; end_panel;",
            ReadBy(reader));
-  ASSERT_TRUE(run.IsRead()) << run.Diagnostics();
   EXPECT_EQ(reader.blocks, 2);
   EXPECT_EQ(reader.title, "Oven \"1\"");
   EXPECT_EQ(reader.item, (runtime::TItem{1, 2}));

@@ -64,7 +64,6 @@ std::string Application() {
 
 TEST(DataLink, IsAskedInItsPlaceAndOrder) {
   CRun run(Application());
-  ASSERT_TRUE(run.IsRead()) << run.Diagnostics();
   std::string log;
   std::string error;
   CNotingLink panel(EDataLink::kPanel, {"a[1]"}, &log);

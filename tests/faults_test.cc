@@ -8,6 +8,7 @@
 
 namespace {
 
+using tests::ExpectOutcome;
 using tests::Shell;
 using tests::TOutcome;
 
@@ -31,11 +32,6 @@ class Faults : public testing::Test {
   const std::string learning = folder.Write("learning.lbx", kLearning);
 };
 
-void ExpectAll(const TOutcome& outcome, int status, const std::vector<std::string>& parts) {
-  EXPECT_EQ(outcome.status, status) << outcome.output;
-  for (const std::string& part : parts) EXPECT_NE(outcome.output.find(part), std::string::npos) << outcome.output;
-}
-
 TEST_F(Faults, ASignalEndsARunWithAllThatItKeeps) {
   folder.Write("busy.lbx", std::string(kLearning) +
                                "script\nevery(1, function() for i = 1, 1e6 do end end)\n"
@@ -54,7 +50,7 @@ TEST_F(Faults, ASignalEndsARunWithAllThatItKeeps) {
     SCOPED_TRACE(std::string(signal) + " " + arguments);
     std::filesystem::remove(folder.Path("heater.par"));
     std::filesystem::remove(folder.Path("t.csv"));
-    ExpectAll(
+    ExpectOutcome(
         In(std::string("$P run ") + arguments +
            " --trace t.csv & until [ -e t.csv ]; do sleep 0.01; done; sleep 0.1; kill -" + signal + " $!; wait $!"),
         130, {"stopped at t=", "heater"});
@@ -65,10 +61,10 @@ TEST_F(Faults, ASignalEndsARunWithAllThatItKeeps) {
 
 TEST_F(Faults, ASecondInterruptionEndsAtOnce) {
   // Nobody reads the pipe, so that the run waits in its writing.
-  const TOutcome outcome =
+  ExpectOutcome(
       In("mkfifo p; exec 3<>p; $P run learning.lbx --quiet --trace p & pid=$!; head -c 1 <&3 >/dev/null; sleep 0.1;"
-         "kill -INT $pid; sleep 0.1; kill -0 $pid && kill -INT $pid; wait $pid; echo status $?");
-  ExpectAll(outcome, 0, {"status 130"});
+         "kill -INT $pid; sleep 0.1; kill -0 $pid && kill -INT $pid; wait $pid; echo status $?"),
+      0, {"status 130"});
 }
 
 TEST_F(Faults, AFailedWriteIsToldAndTheRestIsKept) {
@@ -93,13 +89,13 @@ TEST_F(Faults, AFailedWriteIsToldAndTheRestIsKept) {
   for (const auto& row : rows) {
     SCOPED_TRACE(row.command);
     std::filesystem::remove(folder.Path("heater.par"));
-    ExpectAll(In(row.command), row.status, {row.message, "heater"});
+    ExpectOutcome(In(row.command), row.status, {row.message, "heater"});
     EXPECT_TRUE(Exists("heater.par"));
   }
   // A folder where nobody can write, not even the superuser.
   for (const char* option : {"--trace", "--panes", "--plot"}) {
     for (const char* place : {"learning.lbx/x.svg", "/proc/x.svg"}) {
-      ExpectAll(In(std::string("$P run short.lbx ") + option + " " + place), 1, {place, "can't be written"});
+      ExpectOutcome(In(std::string("$P run short.lbx ") + option + " " + place), 1, {place, "can't be written"});
     }
   }
 }
@@ -109,10 +105,11 @@ TEST_F(Faults, ACrashingPluginIsNamed) {
   const std::string making = tests::BuildPath("tests/regulator_crashes_making.so");
   for (const char* command : {"run learning.lbx", "check learning.lbx", "classes", "describe pid_regulator"}) {
     SCOPED_TRACE(command);
-    ExpectAll(In(std::string("$P ") + command + " --plugin " + crashes), 1,
-              {"loopbox: " + crashes + ": the plug-in crashed while it was loaded (invalid access to memory)\n"});
+    ExpectOutcome(In(std::string("$P ") + command + " --plugin " + crashes), 1,
+                  {"loopbox: " + crashes + ": the plug-in crashed while it was loaded (invalid access to memory)\n"});
     if (std::string_view(command) == "classes") continue;
-    ExpectAll(In(std::string("$P ") + command + " --plugin " + making), 1, {making, "crashed while", "(aborted)\n"});
+    ExpectOutcome(In(std::string("$P ") + command + " --plugin " + making), 1,
+                  {making, "crashed while", "(aborted)\n"});
   }
 }
 
@@ -122,24 +119,24 @@ TEST_F(Faults, APluginThatEndsTheProgramIsNamed) {
   for (const char* how : {"exit", "_exit", "quick_exit"}) {
     for (const char* command : {"run learning.lbx", "check learning.lbx", "classes", "describe pid_regulator"}) {
       SCOPED_TRACE(std::string(how) + " " + command);
-      ExpectAll(In(std::string("ENDS=") + how + " $P " + command + " --plugin " + ends), 1,
-                {crashed + "(ended the program)\n"});
+      ExpectOutcome(In(std::string("ENDS=") + how + " $P " + command + " --plugin " + ends), 1,
+                    {crashed + "(ended the program)\n"});
     }
   }
-  ExpectAll(In("ENDS=signal $P classes --plugin " + ends), 1, {crashed + "(User defined signal 1)\n"});
+  ExpectOutcome(In("ENDS=signal $P classes --plugin " + ends), 1, {crashed + "(User defined signal 1)\n"});
   for (const auto& [how, message] : std::initializer_list<std::pair<const char*, const char*>>{
            {"exit", "ended the process with exit status 0"},
            {"forges", "ended the process with exit status 0"},
            {"floods", "answered without an end while loading the plug-in"}}) {
     SCOPED_TRACE(how);
-    ExpectAll(In(std::string("ENDS=") + how + " $P validate --include load/opens " + ends), 1,
-              {message, "The plug-in does not conform."});
+    ExpectOutcome(In(std::string("ENDS=") + how + " $P validate --include load/opens " + ends), 1,
+                  {message, "The plug-in does not conform."});
   }
 }
 
 TEST_F(Faults, ASmallStackIsNoFaultOfThePlugin) {
-  ExpectAll(In("ulimit -Ss 32; $P run learning.lbx --duration 1"), 0, {"heater"});
-  ExpectAll(In("ulimit -s 32; $P run learning.lbx --duration 1"), 1, {"loopbox: the stack of 32 KiB is too small"});
+  ExpectOutcome(In("ulimit -Ss 32; $P run learning.lbx --duration 1"), 0, {"heater"});
+  ExpectOutcome(In("ulimit -s 32; $P run learning.lbx --duration 1"), 1, {"loopbox: the stack of 32 KiB is too small"});
 }
 
 // Neither by cases that leave processes, nor by a signal, is anything left.

@@ -47,7 +47,21 @@ std::map<std::string, TOptions> OptionsOfHelp() {
   return options;
 }
 
-TEST(ManualPage, HasEachOptionOfTheHelpAndNoOther) {
+// A folder with files to choose from, and the program by its name.
+class Help : public testing::Test {
+ protected:
+  Help() {
+    for (const char* name : {"oven.lbx", "other.txt", "a b.png", "c.svg"}) folder.Write(name, "");
+    std::filesystem::create_directory(folder.Path("out"));
+    std::filesystem::copy_file(tests::BuildPath("loopbox.so"), folder.Path("own.so"));
+  }
+  std::string Script(const std::string& name) const {
+    return "cd " + folder.Path("") + " && timeout 60 " + tests::SourcePath("tests/complete.") + name;
+  }
+  const tests::CFolder folder;
+};
+
+TEST_F(Help, ManualPageHasEachOptionOfTheHelpAndNoOther) {
   std::map<std::string, TOptions> help = OptionsOfHelp();
   EXPECT_GE(help.size(), 5u);
   std::map<std::string, TOptions> synopsis = {{"", {}}};
@@ -70,30 +84,14 @@ TEST(ManualPage, HasEachOptionOfTheHelpAndNoOther) {
   EXPECT_EQ(described, all);
 }
 
-TEST(ManualPage, IsFormattedWithoutWarnings) {
+TEST_F(Help, ManualPageIsFormattedWithoutWarnings) {
   const std::string page = tests::SourcePath("packaging/loopbox.1");
   EXPECT_EQ(Shell("groff -mdoc -Tutf8 -ww -z " + page).output, "");
-  const TOutcome shown = Shell("MANWIDTH=80 man -E UTF-8 -l " + page);
-  EXPECT_EQ(shown.status, 0);
-  for (const char* part : {"NAME\n     loopbox", "EXIT STATUS\n     0    Done.", "     --trace FILE\n"})
-    EXPECT_NE(shown.output.find(part), std::string::npos) << shown.output;
+  tests::ExpectOutcome(Shell("MANWIDTH=80 man -E UTF-8 -l " + page), 0,
+                       {"NAME\n     loopbox", "EXIT STATUS\n     0    Done.", "     --trace FILE\n"});
 }
 
-// A folder with files to choose from, and the program by its name.
-class Completion : public testing::Test {
- protected:
-  Completion() {
-    for (const char* name : {"oven.lbx", "other.txt", "a b.png", "c.svg"}) folder.Write(name, "");
-    std::filesystem::create_directory(folder.Path("out"));
-    std::filesystem::copy_file(tests::BuildPath("loopbox.so"), folder.Path("own.so"));
-  }
-  std::string Script(const std::string& name) const {
-    return "cd " + folder.Path("") + " && timeout 60 " + tests::SourcePath("tests/complete.") + name;
-  }
-  const tests::CFolder folder;
-};
-
-TEST_F(Completion, OffersWhatTheHelpNamesInBash) {
+TEST_F(Help, CompletionOffersWhatTheHelpNamesInBash) {
   using TOffers = std::multiset<std::string>;
   std::map<std::string, TOptions> help = OptionsOfHelp();
   TOffers commands;
@@ -147,7 +145,7 @@ TEST_F(Completion, OffersWhatTheHelpNamesInBash) {
   for (const auto& [words, expected] : rows) EXPECT_EQ(offered[words], expected) << words;
 }
 
-TEST_F(Completion, OffersTheSameInZsh) {
+TEST_F(Help, CompletionOffersTheSameInZsh) {
   const struct {
     std::string line;
     std::vector<std::string> offered;
@@ -173,7 +171,7 @@ TEST_F(Completion, OffersTheSameInZsh) {
     at = output.find("LINE " + row.line + "\n", at);
     ASSERT_NE(at, std::string::npos) << row.line << output;
     const std::string shown = output.substr(at, output.find("LINE ", at + 1) - at);
-    for (const std::string& part : row.offered) EXPECT_NE(shown.find(part), std::string::npos) << part << "\n" << shown;
+    tests::ExpectParts(shown, row.offered);
     for (const std::string& part : row.others) EXPECT_EQ(shown.find(part), std::string::npos) << part << "\n" << shown;
   }
 }

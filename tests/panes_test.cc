@@ -78,7 +78,6 @@ TEST(Panes, AreLaidOutByRatioAndPosition) {
   for (const TLayoutCase& layout : kLayouts) {
     SCOPED_TRACE(layout.what);
     CRun run(Pid(Layout(layout)));
-    ASSERT_TRUE(run.IsRead()) << run.Diagnostics();
     // The same from whatever stood before.
     for (const int width : {7, layout.width}) run.Object("reg").NewRect({5, 6, width, kHeight});
     EXPECT_EQ(run.Object("reg").rect.x, 5);
@@ -191,7 +190,6 @@ TEST(Panes, ColorsOfTheBlockReachTheOtherPanesSaveTheGrids) {
     block += std::string(kColors[i].keyword) + " = #" + std::to_string(10 + i) + "0000; ";
   }
   CRun run(Pid(block + "end_colors;"));
-  ASSERT_TRUE(run.IsRead()) << run.Diagnostics();
   const auto given = [](std::uint32_t i) { return i < 10 ? 0x10 + i : 0x20u; };
   for (std::uint32_t i = 0; i < 11; ++i) {
     EXPECT_EQ(run.Meter("reg").colors.*kColors[i].word, given(i)) << i;

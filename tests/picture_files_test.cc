@@ -35,36 +35,28 @@ TEST(PictureFiles, AreWrittenByTheProgram) {
   EXPECT_NE(tests::ReadFile(dir + "p-0.png"), tests::ReadFile(dir + "p.png"));
   EXPECT_EQ(Loopbox(run + "p.SVG").status, 0);
   EXPECT_NE(tests::ReadFile(dir + "p.SVG").find("<svg"), std::string::npos);
-  const struct {
-    std::string arguments;
-    int status;
-    std::string message;
-  } rows[] = {
-      {"p.gif", 2, "expected a name that ends in .png or .svg"},
-      {"none/p.png", 1, "none/p.png: the picture can't be written: No such file or directory"},
-      {"images --panes-at 1", 2, "--panes"},
-      {"p.png --panes-at 101", 2, "--panes-at 101: the run ends at 100 s"},
-      {"p.png --panes-at -1", 2, "--panes-at"},
-  };
-  for (const auto& [arguments, status, message] : rows) {
-    const tests::TOutcome outcome = Loopbox(run + arguments);
-    EXPECT_EQ(outcome.status, status) << arguments;
-    EXPECT_NE(outcome.output.find(message), std::string::npos) << outcome.output;
-  }
-  EXPECT_EQ(Loopbox(run + "p.png --plot " + dir + "q.png").status, 0);
-  EXPECT_TRUE(isPng(dir + "q.png"));
-  const tests::TOutcome both = Loopbox(run + "r.png --plot " + dir + "r.png");
-  EXPECT_EQ(both.status, 1);
-  EXPECT_NE(both.output.find("r.png: the picture would overwrite"), std::string::npos) << both.output;
-  EXPECT_EQ(Loopbox(run + "s.png --panes-at 5 --plot " + dir + "s-5.png").status, 1);
   const std::string meter = folder.Write("m.lbx", "instrument meter m end_instrument;");
-  EXPECT_NE(Loopbox("run " + meter + " --plot " + dir + "m.svg").output.find("no regulator to plot"),
-            std::string::npos);
-  const std::string application = folder.Write("a.png", "data x : real; end_data;\n");
-  for (const std::string option : {" --panes ", " --plot "}) {
-    EXPECT_EQ(Loopbox("run " + application + option + application).status, 1);
+  const std::string kept = "data x : real; end_data;\n";
+  const std::string application = folder.Write("a.png", kept);
+  const tests::TCall rows[] = {
+      {run + "p.gif", 2, {"expected a name that ends in .png or .svg"}},
+      {run + "none/p.png", 1, {"none/p.png: the picture can't be written: No such file or directory"}},
+      {run + "images --panes-at 1", 2, {"--panes"}},
+      {run + "p.png --panes-at 101", 2, {"--panes-at 101: the run ends at 100 s"}},
+      {run + "p.png --panes-at -1", 2, {"--panes-at"}},
+      {run + "p.png --plot " + dir + "q.png", 0, {}},
+      {run + "r.png --plot " + dir + "r.png", 1, {"r.png: the picture would overwrite"}},
+      {run + "s.png --panes-at 5 --plot " + dir + "s-5.png", 1, {}},
+      {"run " + meter + " --plot " + dir + "m.svg", 1, {"no regulator to plot"}},
+      {"run " + application + " --panes " + application, 1, {}},
+      {"run " + application + " --plot " + application, 1, {}},
+  };
+  for (const auto& [arguments, status, parts] : rows) {
+    SCOPED_TRACE(arguments);
+    tests::ExpectOutcome(Loopbox(arguments), status, parts);
   }
-  EXPECT_EQ(tests::ReadFile(application), "data x : real; end_data;\n");
+  EXPECT_TRUE(isPng(dir + "q.png"));
+  EXPECT_EQ(tests::ReadFile(application), kept);
 }
 
 // A peak of one sample among a million stays, in a picture of the usual size.

@@ -107,20 +107,6 @@ TEST(Procedures, OfTheOthersAreAlwaysThere) {
   ExpectTable(step.Object("reg"), kStep, kNotVariable);
 }
 
-TEST(Procedures, OfTheApplicationAreFoundFirst) {
-  CRun run(OneRegulator("pid_regulator", "") + "script\nfunction reg.OnOutput(u) return 42.0 end\nend_script;\n");
-  ASSERT_TRUE(run.IsRead()) << run.Diagnostics();
-  const std::uint32_t id = IdOf(run.Object("reg"), "OnOutput__R");
-  EXPECT_GE(id, hx_vinst::kHostIdentifier);
-  hx_expr::TValue value = {};
-  hx_tool::SetValueLongReal(&value, 1.0);
-  hx_expr::TValueArray arguments = {1, &value};
-  char16_t error[128];
-  EXPECT_EQ(run.Object("reg").Invoke(id, &arguments, 127, error), 1);
-  EXPECT_EQ(value.real, 42.0);
-  EXPECT_EQ(IdOf(run.Object("reg"), "OnOutputChange__R"), hx_vinst::kNoIdentifier);
-}
-
 TEST(Procedures, EventsAreDescribedForEachClass) {
   const char* const arguments[][2] = {
       {"R", "( &U : real )"}, {"l", "( &Active : boolean )"}, {"ll", "( &PlusActive, &MinusActive : boolean )"}};
@@ -208,35 +194,33 @@ TEST(Procedures, CallsSetWhatTheyThenGet) {
   const struct {
     std::string name;
     std::vector<double> reals;  // given to a Set, yielded by all others
-  } calls[] = {
-      {"GetParameters__RRR", {2, 3, 4}},
-      {"GetDerivationDelay__R", {0.2}},
-      {"GetForgetCoefficient__R", {0.5}},
-      {"GetAdaptive__l", {0}},
-      {"IsIdentificationRunning__l", {0}},
-      {"Debug__RRRR", {0.1, 0.1, 0.2, 0.2}},
-      {"SetParameters__RRR", {-1.5, 0.0, 1e300}},
-      {"SetDerivationDelay__R", {-3}},
-      {"SetForgetCoefficient__R", {7}},
-      {"SetAdaptive__l", {1}},
-      {"GetParameters__RRR", {-1.5, 0.0, 1e300}},
-      {"GetDerivationDelay__R", {-3}},
-      {"GetForgetCoefficient__R", {7}},
-      {"GetAdaptive__l", {1}},
-      {"RunIdentification__", {}},
-      {"IsIdentificationRunning__l", {1}},
-      {"SetAdaptive__l", {0}},
-      {"IsIdentificationRunning__l", {0}},
-      {"SetAdaptive__l", {1}},
-      {"RunIdentification__", {}},
-      {"StopIdentification__", {}},
-      {"IsIdentificationRunning__l", {0}},
-      {"SetRegulatorType__n", {5}},
-      {"SetParameters__RR", {0.7, 0.3}},
-      {"GetParameters__RR", {0.7, 0.3}},
-      {"SetRegulatorType__n", {1}},
-      {"GetParameters__RRR", {-1.5, 0.0, 1e300}},
-  };
+  } calls[] = {{"GetParameters__RRR", {2, 3, 4}},
+               {"GetDerivationDelay__R", {0.2}},
+               {"GetForgetCoefficient__R", {0.5}},
+               {"GetAdaptive__l", {0}},
+               {"IsIdentificationRunning__l", {0}},
+               {"Debug__RRRR", {0.1, 0.1, 0.2, 0.2}},
+               {"SetParameters__RRR", {-1.5, 0.0, 1e300}},
+               {"SetDerivationDelay__R", {-3}},
+               {"SetForgetCoefficient__R", {7}},
+               {"SetAdaptive__l", {1}},
+               {"GetParameters__RRR", {-1.5, 0.0, 1e300}},
+               {"GetDerivationDelay__R", {-3}},
+               {"GetForgetCoefficient__R", {7}},
+               {"GetAdaptive__l", {1}},
+               {"RunIdentification__", {}},
+               {"IsIdentificationRunning__l", {1}},
+               {"SetAdaptive__l", {0}},
+               {"IsIdentificationRunning__l", {0}},
+               {"SetAdaptive__l", {1}},
+               {"RunIdentification__", {}},
+               {"StopIdentification__", {}},
+               {"IsIdentificationRunning__l", {0}},
+               {"SetRegulatorType__n", {5}},
+               {"SetParameters__RR", {0.7, 0.3}},
+               {"GetParameters__RR", {0.7, 0.3}},
+               {"SetRegulatorType__n", {1}},
+               {"GetParameters__RRR", {-1.5, 0.0, 1e300}}};
   for (const auto& [name, reals] : calls) {
     const bool sets = name.starts_with("Set");
     EXPECT_EQ(run.Call("reg", name, sets ? reals : std::vector<double>(reals.size(), -77.0)), reals) << name;

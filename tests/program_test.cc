@@ -7,6 +7,7 @@
 
 namespace {
 
+using tests::ExpectOutcome;
 using tests::Loopbox;
 using tests::Shell;
 using tests::TOutcome;
@@ -33,11 +34,6 @@ class Program : public testing::Test {
   const std::string good = folder.Write("good.lbx", kGood);
 };
 
-// What `output` must contain, in whatever order.
-void ExpectAll(const std::string& output, const std::vector<std::string>& parts) {
-  for (const std::string& part : parts) EXPECT_NE(output.find(part), std::string::npos) << part << "\n" << output;
-}
-
 TEST_F(Program, SaysWhatIsWrongAndExitsWithItsStatus) {
   folder.Write("bad.lbx", "data x : real;\n  y : rael;\nend_data;\n");
   folder.Write("late.lbx", "data a : real[2]; end_data; process x = a[time * 100]; end_process;\n");
@@ -53,11 +49,7 @@ TEST_F(Program, SaysWhatIsWrongAndExitsWithItsStatus) {
   std::filesystem::create_symlink("other/../b.par", folder.Path("link.par"));
   std::filesystem::create_directory(folder.Path("other"));
   const std::string plugin = " --plugin " + tests::BuildPath("tests/regulator_");
-  const struct {
-    std::string arguments;
-    int status;
-    std::vector<std::string> parts;
-  } rows[] = {
+  const tests::TCall rows[] = {
       {"", 2, {"run", "check", "classes", "describe"}},
       {"--help", 0, {"run", "check", "classes", "describe"}},
       {"--version", 0, {"loopbox "}},
@@ -129,9 +121,7 @@ TEST_F(Program, SaysWhatIsWrongAndExitsWithItsStatus) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.arguments);
-    const TOutcome outcome = Call(row.arguments);
-    EXPECT_EQ(outcome.status, row.status) << outcome.output;
-    ExpectAll(outcome.output, row.parts);
+    ExpectOutcome(Call(row.arguments), row.status, row.parts);
   }
   EXPECT_EQ(tests::ReadFile(good), kGood);
 }
@@ -168,8 +158,7 @@ TEST_F(Program, PrintsNothingThatATerminalObeys) {
   for (const auto& [arguments, status] : rows) {
     SCOPED_TRACE(arguments);
     const TOutcome outcome = Call(arguments);
-    EXPECT_EQ(outcome.status, status) << outcome.output;
-    EXPECT_NE(outcome.output.find("\xEF\xBF\xBD"), std::string::npos) << outcome.output;
+    ExpectOutcome(outcome, status, {"\xEF\xBF\xBD"});
     EXPECT_EQ(runtime::Printable(outcome.output), outcome.output);
     EXPECT_EQ(outcome.output.find_first_of(std::string("\x1b\r\x07\x7f\xff\0", 6)), std::string::npos);
   }
@@ -194,19 +183,17 @@ TEST_F(Program, WritesTheTraceWhereItIsAsked) {
 TEST_F(Program, IsInterruptedWithItsTraceWhole) {
   const TOutcome outcome = Shell("timeout --preserve-status -s INT 1 " + tests::BuildPath("loopbox") + " run " + good +
                                  " --realtime --duration 100 --trace " + folder.Path("t.csv"));
-  EXPECT_EQ(outcome.status, 130) << outcome.output;
-  ExpectAll(outcome.output, {"stopped at t="});
+  ExpectOutcome(outcome, 130, {"stopped at t="});
   const std::string trace = tests::ReadFile(folder.Path("t.csv"));
   EXPECT_TRUE(trace.ends_with("\r\n"));
   EXPECT_LE(std::count(trace.begin(), trace.end(), '\n'), 4);
 }
 
 TEST_F(Program, SaysWhatThePluginOffers) {
-  const TOutcome classes = Loopbox("classes");
-  EXPECT_EQ(classes.status, 0);
-  ExpectAll(classes.output, {"pid_regulator\n", "boolean_regulator\n", "step_regulator\n",
-                             "Regulátor analogové veličiny se spojitým výstupem", "0x02010102", "0x02010202", "version",
-                             "mask and colour"});
+  ExpectOutcome(
+      Loopbox("classes"), 0,
+      {"pid_regulator\n", "boolean_regulator\n", "step_regulator\n",
+       "Regulátor analogové veličiny se spojitým výstupem", "0x02010102", "0x02010202", "version", "mask and colour"});
   const std::pair<const char*, std::vector<std::string>> rows[] = {
       {"pid_regulator",
        {"OnOutput__R", "OnOutputChange( &U : real )", "SetParameters", "SetRegulatorType", "param_1", "takahashi",
@@ -216,9 +203,7 @@ TEST_F(Program, SaysWhatThePluginOffers) {
        {"OnOutputChange__ll", "SetInactiveHit( InactiveHit : real )", "output_minus", "integer      5"}},
   };
   for (const auto& [className, parts] : rows) {
-    const TOutcome outcome = Loopbox(std::string("describe ") + className);
-    EXPECT_EQ(outcome.status, 0);
-    ExpectAll(outcome.output, parts);
+    ExpectOutcome(Loopbox(std::string("describe ") + className), 0, parts);
   }
 }
 

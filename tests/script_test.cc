@@ -10,6 +10,7 @@
 namespace {
 
 using tests::CRun;
+using tests::ExpectParts;
 
 constexpr char kData[] =
     "application a period = 1; duration = 100; end_application;\n"
@@ -30,8 +31,6 @@ std::string Printed(const std::string& statements, std::uint64_t seed = 1) {
   runtime::TReadOptions options;
   options.seed = seed;
   CRun run(WithScript("at(0, function() " + statements + " end)"), options);
-  EXPECT_TRUE(run.IsRead()) << run.Diagnostics();
-  if (!run.IsRead()) return "";
   run.Steps(1);
   std::string text;
   for (const std::string& line : run.printed) text += (text.empty() ? "" : "|") + line;
@@ -117,26 +116,6 @@ TEST(Script, CallsProceduresAsTheyResolveAtTheMoment) {
   });
 }
 
-TEST(Script, DefinesEventsThatChangeTheOutput) {
-  CRun run(
-      WithScript("function heater.OnOutput(u) return math.min(u, 30) end\n"
-                 "function heater.OnOutputChange(u) data.n = data.n + 1 end\n"
-                 "function switch.OnOutput(on) return false end\n"
-                 "function valve.OnOutput(minus, plus) data.z[0] = minus and 1 or 0 data.z[1] = plus and 1 or 0\n"
-                 "  return true, false end"));
-  ASSERT_TRUE(run.IsRead()) << run.Diagnostics();
-  run.Steps(1);
-  EXPECT_EQ(run.Value("u"), 30.0);
-  EXPECT_EQ(run.Meter("heater").meterValue, 30.0);
-  EXPECT_EQ(run.Value("n"), 4.0);
-  EXPECT_EQ(run.Value("on"), 0.0);
-  // The value is below the wish: a plus step was due, a minus step was made of it.
-  EXPECT_EQ(run.Value("z", 0), 0.0);
-  EXPECT_EQ(run.Value("z", 1), 1.0);
-  EXPECT_EQ(run.Value("minus"), 1.0);
-  EXPECT_EQ(run.Value("plus"), 0.0);
-}
-
 TEST(Script, IsRefusedAtItsLine) {
   const struct {
     const char* script;
@@ -190,7 +169,6 @@ TEST(Script, SavesWhatWasLearnt) {
   std::string text = WithScript("at(2, save)");
   text.replace(text.find("param_1"), 0, "adaptive = true; file_name = \"deep/er/h.par\"; ");
   CRun run(folder, "a.lbx", text);
-  ASSERT_TRUE(run.IsRead()) << run.Diagnostics();
   run.Steps(1);
   EXPECT_FALSE(std::filesystem::exists(folder.Path("deep")));
   run.Steps(1);
@@ -222,12 +200,11 @@ TEST(Script, CannotStopTheLoop) {
     for (const char* event : {"OnOutput", "OnOutputChange"}) {
       CRun run(WithScript("function heater." + std::string(event) + "(u) " + body + " end\n" +
                           "every(1, function() data.n = data.n + 1 end)"));
-      ASSERT_TRUE(run.IsRead()) << run.Diagnostics();
       run.Steps(2);
       EXPECT_EQ(run.Value("n"), 5.0) << body;
       EXPECT_EQ(run.Value("u"), undisturbed.Value("u")) << body;
       ASSERT_FALSE(run.messages.empty()) << body;
-      EXPECT_NE(run.messages.back().text.find(message), std::string::npos) << run.messages.back().text;
+      ExpectParts(run.messages.back().text, {message});
       EXPECT_EQ(run.messages.back().instrument, "heater");
       EXPECT_EQ(run.messages.back().text.rfind("line 9: ", 0), 0u) << run.messages.back().text;
     }
@@ -262,12 +239,11 @@ TEST(Script, IsEndedWhereverItIs) {
     CRun run(
         WithScript("at(1, function() " + std::string(attack) + " end)\nevery(1, function() data.n = data.n + 1 end)"),
         options);
-    ASSERT_TRUE(run.IsRead()) << run.Diagnostics();
     const auto start = std::chrono::steady_clock::now();
     run.Steps(2);
     EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), 10.0) << attack;
     ASSERT_EQ(run.messages.size(), 1u) << attack;
-    EXPECT_NE(run.messages[0].text.find(message), std::string::npos) << attack << ": " << run.messages[0].text;
+    ExpectParts(run.messages[0].text, {message});
     EXPECT_EQ(run.Value("n"), 3.0 + runs) << attack;
     EXPECT_EQ(run.Value("u"), undisturbed.Value("u")) << attack;
   }
@@ -288,7 +264,6 @@ TEST(Script, IsLeftThroughCallsInsideCalls) {
   CRun run(WithScript("function valve.OnOutput() string.gsub(('1'):rep(3e7), '.', math.abs) end\n"
                       "function heater.OnOutput(u) data.n = 4 data.f = true return 1 end"),
            options);
-  ASSERT_TRUE(run.IsRead()) << run.Diagnostics();
   current = &run;
   CRun undisturbed(kData);
   run.Steps(3);
@@ -312,7 +287,6 @@ TEST(Script, ObeysAnInterruption) {
     CRun run(WithScript("local function again() data.n = data.n + 1 " + std::string(body) +
                         " end\nfor i = 1, 9 do at(1, again) end"),
              options);
-    ASSERT_TRUE(run.IsRead()) << run.Diagnostics();
     interruptionAsked = true;
     const auto start = std::chrono::steady_clock::now();
     run.Steps(1);
@@ -338,7 +312,6 @@ TEST(Script, HoldsWhatItLooksAt) {
       "function heater.OnOutput(u) return u + #('x'):rep(3) end\n"
       "at(2, function() print(pcall(function() return heater.none end)) print(heater:GetParameters()) save() end)";
   CRun stressed(WithScript(script), options);
-  ASSERT_TRUE(stressed.IsRead()) << stressed.Diagnostics();
   stressed.Steps(3);
   CRun plain(WithScript(script));
   plain.Steps(3);
@@ -361,7 +334,7 @@ TEST(Script, IsEndedWhileItIsCompiled) {
   runtime::TReadOptions options;
   options.scriptTime = 0.05;
   CRun run(WithScript(script), options);
-  EXPECT_NE(run.Diagnostics().find("the script did not come back from one function"), std::string::npos);
+  ExpectParts(run.Diagnostics(), {"the script did not come back from one function"});
 }
 
 // Lua counts lines by reading them, for each block anew.
@@ -369,10 +342,9 @@ TEST(Script, MayStandInManyBlocks) {
   std::string blocks;
   for (int i = 0; i < 2000; ++i) blocks += "script\ndata.n = data.n + 1\nend_script;\n";
   CRun run(kData + blocks);
-  ASSERT_TRUE(run.IsRead()) << run.Diagnostics();
   EXPECT_EQ(run.Value("n"), 2003.0);
   CRun far(kData + std::string(5'000'000, '\n') + blocks);
-  EXPECT_NE(far.Diagnostics().find("too many script blocks so far down the text: join them"), std::string::npos);
+  ExpectParts(far.Diagnostics(), {"too many script blocks so far down the text: join them"});
 }
 
 TEST(Script, SchedulesNoMoreThanThePeriodBears) {
@@ -399,7 +371,7 @@ TEST(Script, MayCallProceduresInsideAnEvent) {
 TEST(Script, HasNamesOfItsOwn) {
   for (const char* name : {"print", "data", "math", "at", "time", "pairs"}) {
     CRun run("instrument meter " + std::string(name) + " end_instrument;");
-    EXPECT_NE(run.Diagnostics().find("has a meaning of its own"), std::string::npos) << name;
+    ExpectParts(run.Diagnostics(), {"has a meaning of its own"});
   }
 }
 

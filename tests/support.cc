@@ -105,13 +105,7 @@ std::string CRun::Diagnostics() const {
 }
 
 void CRun::Steps(std::uint64_t count) {
-  for (std::uint64_t i = 0; i < count; ++i) ASSERT_TRUE(application->Step());
-}
-
-void CRun::ToEnd() {
-  while (application->Step()) {
-  }
-  application->End();
+  for (std::uint64_t i = 0; i < count; ++i) ASSERT_TRUE((*this)->Step());
 }
 
 double CRun::Value(const std::string& element, std::size_t item) const {
@@ -123,7 +117,7 @@ void CRun::SetValue(const std::string& element, double value, std::size_t item) 
 }
 
 runtime::CInstrumentHandle CRun::Instrument(const std::string& name) const {
-  return application->Instrument(State().instrumentByName.at(name));
+  return (*this)->Instrument(State().instrumentByName.at(name));
 }
 
 hx_vinst::CInstrument& CRun::Object(const std::string& name) const {
@@ -148,7 +142,7 @@ std::string CRun::Trace() {
   char* text = nullptr;
   std::size_t size = 0;
   std::FILE* file = open_memstream(&text, &size);
-  runtime::CTrace trace(*application, {}, file);
+  runtime::CTrace trace(**this, {}, file);
   while (application->Step()) trace.WriteRow();
   application->End();
   EXPECT_TRUE(trace.Flush());
@@ -174,5 +168,14 @@ TOutcome Shell(const std::string& command) {
 }
 
 TOutcome Loopbox(const std::string& arguments) { return Shell(BuildPath("loopbox") + " " + arguments); }
+
+void ExpectParts(const std::string& text, const std::vector<std::string>& parts) {
+  for (const std::string& part : parts) EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;
+}
+
+void ExpectOutcome(const TOutcome& outcome, int status, const std::vector<std::string>& parts) {
+  EXPECT_EQ(outcome.status, status) << outcome.output;
+  ExpectParts(outcome.output, parts);
+}
 
 }  // namespace tests

@@ -6,6 +6,7 @@
 #include <array>
 #include <map>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -54,13 +55,16 @@ class CRun {
   bool IsRead() const { return application != nullptr; }
   // The diagnostics as the program prints them, "FILE" for the path.
   std::string Diagnostics() const;
-  runtime::CApplication& operator*() const { return *application; }
-  runtime::CApplication* operator->() const { return application.get(); }
+  // What was not read can't be used: its diagnostics are thrown.
+  runtime::CApplication& operator*() const {
+    if (application == nullptr) throw std::runtime_error(Diagnostics());
+    return *application;
+  }
+  runtime::CApplication* operator->() const { return &**this; }
 
-  runtime::TApplicationState& State() const { return runtime::StateOf(*application); }
+  runtime::TApplicationState& State() const { return runtime::StateOf(**this); }
 
   void Steps(std::uint64_t count);
-  void ToEnd();  // all periods and the end
   double Value(const std::string& element, std::size_t item = 0) const;
   void SetValue(const std::string& element, double value, std::size_t item = 0) const;
   runtime::CInstrumentHandle Instrument(const std::string& name) const;
@@ -94,6 +98,15 @@ struct TOutcome {
 TOutcome Shell(const std::string& command);
 // The program with these arguments.
 TOutcome Loopbox(const std::string& arguments);
+
+// What a text must contain, in whatever order; what an outcome must be.
+void ExpectParts(const std::string& text, const std::vector<std::string>& parts);
+void ExpectOutcome(const TOutcome& outcome, int status, const std::vector<std::string>& parts);
+struct TCall {
+  std::string arguments;
+  int status;
+  std::vector<std::string> parts;
+};
 
 }  // namespace tests
 

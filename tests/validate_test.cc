@@ -108,17 +108,13 @@ TEST(Validate, CatchesEachFaultByItsCase) {
     ASSERT_EQ(report.results.size(), 1u);
     const TResult& result = report.results.front();
     EXPECT_EQ(std::string(Word(result.outcome)), Word(row.outcome)) << result.message;
-    EXPECT_NE(result.message.find(row.message), std::string::npos) << result.message;
+    tests::ExpectParts(result.message, {row.message});
   }
 }
 
 TEST(Validate, SpeaksToPeopleAndPrograms) {
   const std::string crashing = tests::BuildPath("tests/regulator_crashes_on_load.so");
-  const struct {
-    std::string arguments;
-    int status;
-    std::vector<std::string> parts;
-  } rows[] = {
+  const tests::TCall rows[] = {
       {"--include nothing", 2, {"no case matches \"nothing\""}},
       {"--exclude 'files/*:no_regulator'", 2, {"no case matches"}},
       {"--exclude '*'", 2, {"the patterns leave no case"}},
@@ -139,15 +135,10 @@ TEST(Validate, SpeaksToPeopleAndPrograms) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.arguments);
-    const tests::TOutcome outcome = tests::Loopbox("validate " + row.arguments);
-    EXPECT_EQ(outcome.status, row.status) << outcome.output;
-    for (const std::string& part : row.parts)
-      EXPECT_NE(outcome.output.find(part), std::string::npos) << part << "\n" << outcome.output;
+    tests::ExpectOutcome(tests::Loopbox("validate " + row.arguments), row.status, row.parts);
   }
   const std::string list = tests::Loopbox("validate --list").output;
-  EXPECT_NE(tests::ReadFile(tests::SourcePath("docs/validate.md")).find("```text\n" + list + "```"), std::string::npos)
-      << "docs/validate.md and `loopbox validate --list` differ:\n"
-      << list;
+  tests::ExpectParts(tests::ReadFile(tests::SourcePath("docs/validate.md")), {"```text\n" + list + "```"});
 }
 
 }  // namespace
