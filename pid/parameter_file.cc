@@ -92,6 +92,8 @@ void CPidRegulator::LoadParameterFile() {
     reals[i] = std::bit_cast<double>(Decode(kRealSize, bytes + kLawSize + i * kRealSize));
     sound = std::isfinite(reals[i]);
   }
+  // The weight of the forgetting formula is a positive one.
+  sound = sound && reals[kRealCount - 1] > 0.0;
   if (!sound) {
     ReportError(Text<25>(u"Soubor parametrů odmítnut"));
     return;

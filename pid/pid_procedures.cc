@@ -73,15 +73,9 @@ bool SetLastOutputValue(CRegulator& regulator, const TProcedureCall& call) {
   return true;
 }
 
+// The meter says what a range is.
 bool SetOutputRange(CRegulator& regulator, const TProcedureCall& call) {
-  hx_expr::TValue range[2] = {};
-  for (std::uint32_t i = 0; i < std::size(range); ++i) {
-    double limit = 0.0;
-    if (!call.TakeFinite(i, &limit)) return false;
-    hx_tool::SetValueLongReal(&range[i], limit);
-  }
-  hx_expr::TValueArray arguments = {std::size(range), range};
-  regulator.outputMeter->Invoke(kMeterSetRange, &arguments, call.errorCapacity, call.errorText);
+  regulator.outputMeter->Invoke(kMeterSetRange, call.arguments, call.errorCapacity, call.errorText);
   return true;
 }
 

@@ -86,7 +86,7 @@ class CPidRegulator final : public CRealRegulator {
   void SuperviseIdentification();
   void Identify();
   void Synthesize();
-  void NoteStep(bool sound, std::uint8_t& cancelled);
+  void NoteStep(bool sound, std::uint8_t& cancelled, TText message);
 };
 
 template <>

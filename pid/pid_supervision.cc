@@ -33,8 +33,8 @@ void CPidRegulator::StartIdentification() {
   supervision.identCounter = 0;
 }
 
-void CPidRegulator::NoteStep(bool sound, std::uint8_t& cancelled) {
-  if (!sound && !cancelled) ReportError(Text<24>(u"Krok identifikace zrušen"));
+void CPidRegulator::NoteStep(bool sound, std::uint8_t& cancelled, TText message) {
+  if (!sound && !cancelled) ReportError(message);
   cancelled = !sound;
 }
 
@@ -51,9 +51,12 @@ void CPidRegulator::Identify() {
     *state = before;
     *identState = identBefore;
   }
-  NoteStep(sound, supervision.identCancelled);
+  NoteStep(sound, supervision.identCancelled, Text<24>(u"Krok identifikace zrušen"));
 }
 
+// Parameters without a finite value are none. The replacement of b2 is a step of
+// its own and stands all the same. The law variable has no use for r0, tI and tD,
+// and a model that nothing is being learnt for gives no news.
 void CPidRegulator::Synthesize() {
   TPidState& s = *state;
   const double r0 = s.r0;
@@ -61,14 +64,15 @@ void CPidRegulator::Synthesize() {
   const double tD = s.tD;
   const double b2 = s.b2;
   ControllerSynthesis(s);
-  const bool sound = std::isfinite(s.r0) && std::isfinite(s.tI) && std::isfinite(s.tD) && std::isfinite(s.b2);
+  if (!std::isfinite(s.b2)) s.b2 = b2;
+  const bool sound = std::isfinite(s.r0) && std::isfinite(s.tI) && std::isfinite(s.tD);
   if (!sound) {
     s.r0 = r0;
     s.tI = tI;
     s.tD = tD;
-    s.b2 = b2;
   }
-  NoteStep(sound, supervision.synthesisCancelled);
+  const bool matters = supervision.identRunning && settings.regulatorType != kVariable;
+  if (sound || matters) NoteStep(sound, supervision.synthesisCancelled, Text<24>(u"Výpočet parametrů zrušen"));
 }
 
 void CPidRegulator::SuperviseIdentification() {

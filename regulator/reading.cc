@@ -32,7 +32,11 @@ bool CRegulator::ReadEntries(TRegulatorDefinition& definition, const TKeywordBlo
   for (;;) {
     vtape::TToken token = {};
     bool ended = false;
-    if (!ReadIdentifier(*this, definition, &token, &ended)) return topLevel && ended;
+    if (!ReadIdentifier(*this, definition, &token, &ended)) {
+      if (!topLevel || !ended) return false;
+      if (definition.message != nullptr) definition.message[0] = 0;  // the definition's end is no error
+      return true;
+    }
     if (topLevel) {
       runlib::WStrAssign(std::min(definition.tokenCapacity, kTokenCapacity), definition.tokenText, kTokenCapacity,
                          token.text);

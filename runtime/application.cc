@@ -164,13 +164,17 @@ TPane CInstrumentHandle::Pane(std::size_t pane) const {
   const gaugekit::CMeter* found = MeterOf(*State().object, pane);
   if (found == nullptr || pane >= kPaneCount) return {};
   const gaugekit::CMeter& meter = *found;
+  // Wish and value in one history have the wish's range and limits.
+  const gaugekit::CMeter& wish = *MeterOf(*State().object, kWishPane);
+  const bool follows = pane == kValuePane && (wish.mode == gaugekit::kHistory || meter.mode == gaugekit::kHistory);
+  const gaugekit::CMeter& given = follows ? wish : meter;
   return {meter.meterValue,
           meter.rangeFrom,
           meter.rangeTo,
-          meter.rangeFromMark != hx_vinst::kNoMark || meter.rangeToMark != hx_vinst::kNoMark,
+          given.rangeFromMark != hx_vinst::kNoMark || given.rangeToMark != hx_vinst::kNoMark,
           meter.disabled == 0,
-          meter.lowLimitMark != hx_vinst::kNoMark && meter.meterValue < meter.lowLimit,
-          meter.highLimitMark != hx_vinst::kNoMark && meter.meterValue > meter.highLimit,
+          given.lowLimitMark != hx_vinst::kNoMark && meter.meterValue < meter.lowLimit,
+          given.highLimitMark != hx_vinst::kNoMark && meter.meterValue > meter.highLimit,
           pane == kWishPane    ? State().object->host->wishLimited
           : pane == kValuePane ? State().object->host->valueLimited
                                : 0};

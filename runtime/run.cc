@@ -14,10 +14,9 @@ namespace {
 constexpr std::size_t kManyInstruments = 256;
 constexpr std::size_t kInstrumentsAhead = 6;
 
-// Whole milliseconds since midnight of the k-th period.
-std::uint32_t ClockAt(std::uint64_t k, double period) {
-  const double milliseconds = std::round(1000.0 * static_cast<double>(k) * period);
-  return static_cast<std::uint32_t>(std::fmod(milliseconds, double{vcore::kMillisecondsPerDay}));
+// Whole milliseconds from the start to the k-th period.
+std::uint64_t ClockAt(std::uint64_t k, double period) {
+  return static_cast<std::uint64_t>(std::round(1000.0 * static_cast<double>(k) * period));
 }
 
 void Blink(TApplicationState& application, std::uint64_t milliseconds) {
@@ -48,7 +47,8 @@ void RunPeriod(TApplicationState& application) {
   const std::uint64_t k = application.periodsDone + 1;
   const double from = application.expressions.Time();
   const double to = static_cast<double>(k) * application.period;
-  SetClock(ClockAt(k, application.period));
+  const std::uint64_t clock = ClockAt(k, application.period);
+  SetClock(static_cast<std::uint32_t>(clock % vcore::kMillisecondsPerDay));
   application.process.Advance(from, to);
   AskLinks(application, to, &CDataLink::BeforePeriod);
   if (application.script != nullptr) application.script->RunDue(to);
@@ -64,7 +64,7 @@ void RunPeriod(TApplicationState& application) {
     application.instruments[application.activated[i]].object->Action(hx_vinst::kActionReceiver);
   }
   application.activated.clear();
-  Blink(application, static_cast<std::uint64_t>(to * 1000.0));
+  Blink(application, clock);
   application.periodsDone = k;
   AskLinks(application, to, &CDataLink::AfterPeriod);
 }

@@ -290,6 +290,9 @@ TEST(Cycle, ReceiversAreActivatedByAChangeOrAlways) {
 }
 
 TEST(Cycle, BlinkingHidesAndShowsAtTheRate) {
+  CIntegrator rounded("blink_rate = 1001;", "1.001");  // 1000.9999999999999 ms
+  rounded.Steps(1);
+  EXPECT_EQ(rounded.Object("reg").hidden, 1);
   CIntegrator run("blink_rate = 1000;", "0.5");
   CIntegrator steady("", "0.5");
   const int hidden[] = {0, 1, 1, 0, 0, 1, 1, 0};

@@ -313,7 +313,7 @@ TEST(Panes, HistoriesOfWishAndValueAreOfOneLengthAndRange) {
     EXPECT_EQ(runtime::Utf8(value.highLabel.text), modes == 0 ? "100.00" : "77.00");
     EXPECT_EQ(runtime::Utf8(value.lowLabel.text), modes == 0 ? "0.00" : "11.00");
     EXPECT_EQ(Buffer(value), modes == 0 ? std::vector<double>(10, 0.0) : std::vector<double>(4, -5.0));
-    EXPECT_EQ(Buffer(wish), (std::vector<double>{0.0, 0.0, 0.0, modes == 0 ? 0.0 : -5.0}));
+    EXPECT_EQ(Buffer(wish), std::vector<double>(4, -5.0));
     EXPECT_EQ(wish.painter.enable, modes & 1);
     EXPECT_EQ(value.painter.enable, (modes & 2) / 2);
     if ((modes & 1) != 0) ExpectPainter(wish, value);
@@ -326,13 +326,34 @@ TEST(Panes, HistoriesOfWishAndValueAreOfOneLengthAndRange) {
     // Either painter draws both.
     if (modes == 0) {
       EXPECT_EQ(Buffer(value), std::vector<double>(10, 0.0));
-      EXPECT_EQ(Buffer(wish), std::vector<double>(4, 0.0));
+      EXPECT_EQ(Buffer(wish), std::vector<double>(4, -5.0));
     } else {
       EXPECT_EQ(Buffer(value), (std::vector<double>{-5.0, -5.0, 21.0, 22.0}));
-      EXPECT_EQ(Buffer(wish), (std::vector<double>{0.0, -5.0, 41.0, 42.0}));
+      EXPECT_EQ(Buffer(wish), (std::vector<double>{-5.0, -5.0, 41.0, 42.0}));
     }
     EXPECT_EQ(Buffer(output), std::vector<double>(101, 0.0));
+    // The wish's limits are the value's too, and were given.
+    run.SetValue("x", 80.0);
+    run.Steps(1);
+    EXPECT_EQ(run.Instrument("reg").Pane(runtime::kValuePane).aboveLimit, modes != 0);
   }
+}
+
+// An empty definition after one that said all; nothing is left to be read as an
+// error.
+TEST(Panes, ReadAgainHaveNothingOfTheHostsPartBefore) {
+  CRun run(OneRegulator("pid_regulator", "always_activate; window = 7, 8; title = \"T\"; blink_rate = 1;"));
+  runtime::TInstrumentState& reg = runtime::InstrumentOf(run.State(), "reg");
+  run.Object("reg").hidden = 1;  // as by blinking
+  reg.quantityUnit = reg.outputUnit = "%";
+  char16_t error[128] = u"as it was", token[128] = {};
+  ASSERT_TRUE(runtime::ReadDefinition(run.State(), reg, reg.begin, {127, error, 127, token}));
+  EXPECT_EQ(runtime::Utf8(error), "");
+  EXPECT_EQ(run.Object("reg").hidden, 0);
+  EXPECT_EQ(run.Object("reg").winWidth, 100);
+  EXPECT_EQ(run.Object("reg").winHeight, 80);
+  EXPECT_EQ(run.Object("reg").stateWord & hx_vinst::kStateActivateAlways, 0u);
+  EXPECT_EQ(reg.title + reg.quantityUnit + reg.outputUnit, "");
 }
 
 }  // namespace

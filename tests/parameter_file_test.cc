@@ -126,6 +126,11 @@ TEST(ParameterFile, ThatIsNotWholeAndFiniteIsRefused) {
       files.push_back(ParameterFile(2, learnt));
     }
   }
+  for (const double rho : {0.0, -1.0}) {
+    TLearnt learnt = kOther;
+    learnt.back() = rho;
+    files.push_back(ParameterFile(2, learnt));
+  }
   for (std::size_t i = 0; i < files.size(); ++i) {
     SCOPED_TRACE(i);
     const CFolder folder;

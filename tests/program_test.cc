@@ -38,6 +38,14 @@ TEST_F(Program, SaysWhatIsWrongAndExitsWithItsStatus) {
   folder.Write("bad.lbx", "data x : real;\n  y : rael;\nend_data;\n");
   folder.Write("late.lbx", "data a : real[2]; end_data; process x = a[time * 100]; end_process;\n");
   folder.Write("script.lbx", "script\nat(0, function() error('no') end)\nend_script;\n");
+  folder.Write("history.lbx",
+               "application h end_application; data x : real; u : real; on : boolean; end_data;\n"
+               "instrument pid_regulator p expression = x; wish_value = x; output = u;\n"
+               "wish_value_section range_to = 9; mode = history; end_wish_value_section;\n"
+               "value_section range_to = 9.0; low_limit = 1; end_value_section;\n"
+               "output_section range_to = 1; end_output_section; end_instrument;\n"
+               "instrument boolean_regulator b expression = x; wish_value = x; output = on;\n"
+               "output_section low_limit = 0; end_output_section; end_instrument;\n");
   folder.Write("doubtful.lbx",
                "application d period = 5; duration = 2; end_application; data x : real; u : real; end_data;\n"
                "process x = u; end_process;\n"
@@ -101,6 +109,11 @@ TEST_F(Program, SaysWhatIsWrongAndExitsWithItsStatus) {
       {"check GOOD",
        0,
        {"param_1 is r0", "warning: the wish of heater is limited to 0 … 100", "good.lbx: 1 instrument, 2 warnings"}},
+      {"check DIRhistory.lbx",
+       0,
+       {"history.lbx:4:31: warning: with mode history the value's pane takes range, limits",
+        "history.lbx:7:16: warning: the output pane's limits are the ends of its own range", "the wish of b is limited",
+        "2 instruments, 4 warnings"}},
       {"check DIRlate.lbx", 0, {"0 instruments, 0 warnings"}},
       {"run DIRlate.lbx --duration 1", 3, {"process: line 1: Index mimo rozsah"}},
       {"run DIRlate.lbx --duration 1 --quiet", 3, {"process: line 1: Index mimo rozsah"}},

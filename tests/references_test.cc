@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <regex>
 #include <set>
 #include <sstream>
 
@@ -207,6 +208,34 @@ TEST(References, NameWhatTheClassOffers) {
     }
     EXPECT_EQ(written, colors) << className;
     EXPECT_EQ(written.size(), 11u);
+  }
+}
+
+// "1 classical, 2 takahashi": what each number stands for.
+std::map<std::string, double> Numbers(const CReference& reference, const std::string& procedure) {
+  std::map<std::string, double> numbers;
+  for (const auto& [name, text] : reference.Procedures()) {
+    static const std::regex item("([0-9]) ([A-Za-z]+)");
+    for (std::sregex_iterator match(text.begin(), text.end(), item), end; name == procedure && match != end; ++match) {
+      numbers[(*match)[2]] = std::stod((*match)[1]);
+    }
+  }
+  return numbers;
+}
+
+TEST(References, NumberTheLawsAsTheCallsDo) {
+  const CReference reference = Reference("pid_regulator");
+  const std::map<std::string, double> taken = Numbers(reference, "SetRegulatorType__n");
+  std::map<std::string, double> kept = Numbers(reference, "GetRegulatorType__R");
+  ASSERT_EQ(taken.size(), 5u);
+  ASSERT_EQ(kept.size(), 5u);
+  for (const auto& [law, number] : taken) {
+    const CRun called(Application("pid_regulator", ""));
+    const CRun read(
+        Application("pid_regulator", "parameters adaptive = true; regulator_type = " + law + "; end_parameters;"));
+    called.Call("regulator", "SetRegulatorType__n", {number});
+    EXPECT_EQ(called.Call("regulator", "GetRegulatorType__R", {0})[0], kept[law]) << law;
+    EXPECT_EQ(read.Call("regulator", "GetRegulatorType__R", {0})[0], kept[law]) << law;
   }
 }
 

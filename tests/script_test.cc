@@ -94,7 +94,10 @@ TEST(Script, CallsProceduresAsTheyResolveAtTheMoment) {
       {"heater:SetRegulatorType(2) print(heater:GetRegulatorType())", "3.0"},
       {"heater:SetRegulatorType(2.9) print(heater:GetRegulatorType())", "3.0"},
       {"print(heater:Debug(0, 0, 0, 0))", "0.1\t0.1\t0.2\t0.2"},
-      {"heater:SetForgetCoefficient(0.25) print(heater:GetForgetCoefficient(0))", "0.25"},
+      {"print(heater:Debug())", "0.1\t0.1\t0.2\t0.2"},
+      {"print(heater:Debug(1))", "! line 9: 'heater' has no procedure 'Debug' for these arguments (1) at this moment"},
+      {"heater:SetForgetCoefficient(0.25) print(heater:GetForgetCoefficient(0), heater:GetForgetCoefficient())",
+       "0.25\t0.25"},
       {"heater:SetAdaptive(true) heater:RunIdentification() print(heater:IsIdentificationRunning())", "true"},
       {"switch:SetDivergencePlus(4) print(switch:GetDivergencePlus())", "4.0"},
       {"valve:SetInactiveHit(-2.9) print(valve:GetInactiveHit())", "-2.0"},
@@ -246,6 +249,28 @@ TEST(Script, IsEndedWhereverItIs) {
     ExpectParts(run.messages[0].text, {message});
     EXPECT_EQ(run.Value("n"), 3.0 + runs) << attack;
     EXPECT_EQ(run.Value("u"), undisturbed.Value("u")) << attack;
+  }
+}
+
+TEST(Script, TellsWhatItsCallsChange) {
+  const std::pair<const char*, std::vector<std::string>> calls[] = {
+      {"heater:SetParameters(3, 60, 8)", {"heater.SetParameters(3, 60, 8)"}},
+      {"heater:SetAdaptive(true) heater:RunIdentification()",
+       {"heater.SetAdaptive(true)", "heater.RunIdentification()"}},
+      {"valve:SetInactiveHit(2)", {"valve.SetInactiveHit(2)"}},
+      {"heater:SetForgetCoefficient(0.25)", {"heater.SetForgetCoefficient(0.25)"}},
+      {"heater:GetParameters() heater:GetForgetCoefficient() heater:GetForgetCoefficient(0.5)", {}},
+      {"heater:Debug() heater:Debug(0, 0, 0, 0) valve:GetInactiveHit()", {}},
+  };
+  for (const auto& [statements, told] : calls) {
+    runtime::TReadOptions options;
+    std::vector<std::string> heard;
+    options.action = [&](const std::string& name, const std::string& text) { heard.push_back(name + "." + text); };
+    CRun run(WithScript(std::string("at(0, function() ") + statements + " end)"), options);
+    ASSERT_TRUE(run.IsRead()) << run.Diagnostics();
+    run.Steps(1);
+    EXPECT_EQ(heard, told) << statements;
+    EXPECT_TRUE(run.messages.empty()) << statements;
   }
 }
 

@@ -182,10 +182,9 @@ const tests::TLearnt kModels[] = {
     {0.1, 0, 0, 0.5, 0.2, 0.5, 1},               // b1 = 0
     {0.1, 1e308, 1e308, -1e308, 1e308, 0.5, 1},  // beyond what can be squared
     {0.1, 1e-308, 5e-324, 5e-324, 1e-308, 0.5, 1},
-    {0.1, 0.1, 0.1, 0.2, 0.2, 0, 0},
-    {0.1, 0.1, 0.1, 0.2, 0.2, -1, -0.5},
+    {0.1, 0.1, 0.1, 0.2, 0.2, 0, 5e-324},
+    {0.1, 0.1, 0.1, 0.2, 0.2, -1, 1e308},
     {0.1, 0.1, 0.1, 0.2, 0.2, 1e308, 1e-308},
-    {0.1, 0.1, 0.1, 0.2, 0.2, 0.5, -1},
 };
 
 // A regulator that finds that in its file.
@@ -217,16 +216,34 @@ TEST(Supervision, EnduresAnyFiniteModel) {
 TEST(Supervision, CancelsWhatIsNotFiniteOnceAndKeepsTheModel) {
   constexpr const char* kCancelled = "Krok identifikace zrušen";
   const CFolder folder;
-  // A synthesis that divides by a critical gain of zero, at rest.
-  {
-    CRun run = Loaded(folder, 1, kModels[4], "");
-    run.Steps(200);
-    ASSERT_EQ(run.messages.size(), 1u);
-    EXPECT_EQ(run.messages[0].instrument, "reg");
-    EXPECT_EQ(run.messages[0].text, kCancelled);
-    EXPECT_EQ(run.messages[0].time, 1.0);
+  // A synthesis that divides by a critical gain of zero, at rest: told where its
+  // result counts, from the first period that identifies.
+  for (const std::uint32_t law : {1u, 5u}) {
+    CRun run = Loaded(folder, law, kModels[4], "refil = true; regulator_type = " + std::string(kLaws[law - 1]) + ";");
+    run.Steps(100);
+    EXPECT_TRUE(run.messages.empty()) << law;
+    if (law == 5) run.Call("reg", "SetRegulatorType__n", {1.0});
+    run.Call("reg", "RunIdentification__", {});
+    if (law == 5) run.Call("reg", "SetRegulatorType__n", {5.0});
+    run.Steps(100);
+    ASSERT_EQ(run.messages.size(), law == 5 ? 0u : 1u);
     EXPECT_EQ(Model(run), (TModel{0.1, 0.1, -1, 0.2}));
+    if (law == 5) continue;
+    EXPECT_EQ(run.messages[0].instrument, "reg");
+    EXPECT_EQ(run.messages[0].text, "Výpočet parametrů zrušen");
+    EXPECT_EQ(run.messages[0].time, 101.0);
     EXPECT_EQ(run.Call("reg", "GetParameters__RRR", {9, 9, 9}), (std::vector<double>{0, 0, 0}));
+  }
+  // A b2 that is identified as negative is replaced by the one before, though
+  // nothing can be computed from that one either.
+  {
+    CRun run = Loaded(folder, 1, {0, 0.1, 0.1, 0.2, 0, 0.5, 1}, "refil = true;");
+    run.Call("reg", "RunIdentification__", {});
+    run.Steps(1);
+    run.Call("reg", "SetLastOutputValue__R", {50.0});
+    run.Steps(1);
+    EXPECT_TRUE(Moves(run, 20.0));
+    EXPECT_EQ(Model(run)[3], 0.0);
   }
   // A step whose prediction is infinite: all that it touched is as before.
   for (const std::string refil : {"false", "true"}) {

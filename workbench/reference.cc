@@ -63,6 +63,16 @@ bool SameValue(const std::string& left, const std::string& right) {
   return !left.empty() && !right.empty() && *leftEnd == 0 && *rightEnd == 0 && leftNumber == rightNumber;
 }
 
+TPlaceOfKeyword PlaceOf(std::string_view name) {
+  TPlaceOfKeyword place;
+  if (const std::size_t dot = name.find('.'); dot != std::string_view::npos) {
+    place.block = name.substr(0, dot);
+    name.remove_prefix(dot + 1);
+  }
+  place.keyword = name;
+  return place;
+}
+
 bool ReadTerm(std::string_view text, TTerm* term) {
   const std::size_t equal = text.find('=');
   std::string_view name = text;
@@ -77,19 +87,15 @@ bool ReadTerm(std::string_view text, TTerm* term) {
     term->test = TTerm::kNotGiven;
     name.remove_prefix(1);
   }
-  name = Trim(name);
-  if (const std::size_t dot = name.find('.'); dot != std::string_view::npos) {
-    term->block = name.substr(0, dot);
-    name.remove_prefix(dot + 1);
-  }
-  term->keyword = name;
-  return !name.empty();
+  term->asked = PlaceOf(Trim(name));
+  return !term->asked.keyword.empty();
 }
 
 // The last entry is the one that counts.
-const runtime::TDefinitionEntry* Find(const std::vector<runtime::TDefinitionEntry>& definition, const TTerm& term) {
+const runtime::TDefinitionEntry* Find(const std::vector<runtime::TDefinitionEntry>& definition,
+                                      const TPlaceOfKeyword& asked) {
   for (auto entry = definition.rbegin(); entry != definition.rend(); ++entry) {
-    if (entry->keyword == term.keyword && (term.block.empty() || entry->block == term.block)) return &*entry;
+    if (entry->keyword == asked.keyword && (asked.block.empty() || entry->block == asked.block)) return &*entry;
   }
   return nullptr;
 }
@@ -244,14 +250,19 @@ bool CReference::AddBand(std::string_view line, std::string* error) {
   return true;
 }
 
-std::string_view CReference::Default(const TTerm& term) const {
+std::string_view CReference::Default(const TPlaceOfKeyword& asked) const {
   for (const TKeyword& keyword : keywords) {
-    if (keyword.keyword != term.keyword) continue;
+    if (keyword.keyword != asked.keyword) continue;
     const std::vector<std::string> blocks = Split(keyword.section, ' ');  // a section may serve several
-    if (term.block.empty() || std::find(blocks.begin(), blocks.end(), term.block) != blocks.end())
+    if (asked.block.empty() || std::find(blocks.begin(), blocks.end(), asked.block) != blocks.end())
       return keyword.defaultValue;
   }
   return {};
+}
+
+std::string CReference::ValueOf(const TPlaceOfKeyword& asked, const runtime::TDefinitionEntry* entry) const {
+  std::string value(entry != nullptr ? Trim(entry->value) : Default(asked));
+  return entry != nullptr && value.empty() ? "true" : value;  // `keyword;` switches on
 }
 
 std::vector<TFinding> CReference::Findings(const std::vector<runtime::TDefinitionEntry>& definition) const {
@@ -263,14 +274,15 @@ std::vector<TFinding> CReference::Findings(const std::vector<runtime::TDefinitio
     std::optional<std::uint32_t> askedFor;
     std::optional<std::uint32_t> compared;
     for (const TTerm& term : note.condition) {
-      const runtime::TDefinitionEntry* entry = Find(definition, term);
+      const runtime::TDefinitionEntry* entry = Find(definition, term.asked);
       if (term.test == TTerm::kGiven || term.test == TTerm::kNotGiven) {
         holds = (entry != nullptr) == (term.test == TTerm::kGiven);
         if (entry != nullptr) askedFor = entry->offset;
       } else {
-        std::string value(entry != nullptr ? Trim(entry->value) : Default(term));
-        if (entry != nullptr && value.empty()) value = "true";  // `keyword;` switches on
-        holds = SameValue(value, term.value) == (term.test == TTerm::kEqual);
+        const TPlaceOfKeyword other = PlaceOf(term.value);
+        std::string wanted = other.block.empty() ? "" : ValueOf(other, Find(definition, other));
+        if (wanted.empty()) wanted = term.value;
+        holds = SameValue(ValueOf(term.asked, entry), wanted) == (term.test == TTerm::kEqual);
         if (entry != nullptr) compared = entry->offset;
       }
       if (!holds) break;

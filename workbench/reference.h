@@ -9,7 +9,7 @@
 //            `&`: `keyword = value`, `keyword != value`, `keyword` (was
 //            given), `!keyword` (was not); empty: always. A keyword that was
 //            not given has its default's value; `block.keyword` names that of
-//            one block alone.
+//            one block alone. A value may be a `block.keyword` too: its value.
 //   [state]  column | procedure | argument index | argument count | sign
 //            further columns of a trace; sign `+` or `-`.
 //            The procedure's name ends in a letter for each argument.
@@ -54,11 +54,15 @@ struct TMeaning {
   std::string text;
 };
 
+struct TPlaceOfKeyword {
+  std::string block;  // empty: any
+  std::string keyword;
+};
+
 struct TTerm {
   enum ETest { kGiven, kNotGiven, kEqual, kUnequal };
   ETest test;
-  std::string block;  // empty: any
-  std::string keyword;
+  TPlaceOfKeyword asked;
   std::string value;
 };
 
@@ -107,7 +111,9 @@ class CReference {
   bool AddState(std::string_view line, std::string* error);
   bool AddBand(std::string_view line, std::string* error);
   static bool AddMeaning(std::string_view line, std::vector<TMeaning>* meanings, std::string* error);
-  std::string_view Default(const TTerm& term) const;
+  std::string_view Default(const TPlaceOfKeyword& asked) const;
+  // What the entry gives; none: the default. Empty when there is no such keyword.
+  std::string ValueOf(const TPlaceOfKeyword& asked, const runtime::TDefinitionEntry* entry) const;
 
   std::vector<std::string> files;
   std::vector<std::string> remarks;

@@ -34,6 +34,7 @@ bool ReadDefinition(TApplicationState& application, TInstrumentState& instrument
   reading.complaint.clear();
   instrument.receivers.clear();
   instrument.files.clear();
+  for (std::string* text : {&instrument.title, &instrument.quantityUnit, &instrument.outputUnit}) text->clear();
   std::string unread;
   CheckFiles(&unread);  // what failed before is none of this reading's
   const bool accepted =

@@ -30,6 +30,9 @@ struct THostPart {
   std::uint32_t blinkRate = 0;  // milliseconds, 0: none
   std::uint8_t blinkPhase = 0;
   bool blinks = false;  // has a place among the application's blinking ones
+  // The window's size that the class gave when it was made, in pixels.
+  std::int32_t madeWidth = 0;
+  std::int32_t madeHeight = 0;
   // Periods in which a pane cut what was measured.
   std::uint64_t wishLimited = 0;
   std::uint64_t valueLimited = 0;

@@ -83,9 +83,12 @@ std::uint8_t CInstrument::GetColorDescription(std::uint32_t, std::uint8_t, std::
 std::uint8_t CInstrument::ReadSelf(std::uint32_t errorCapacity, char16_t* errorText, std::uint32_t, char16_t*) {
   runlib::WStrAssign(errorCapacity, errorText, 0, u"");
   stateWord &= ~kStateActivateAlways;
+  hidden = 0;
   if (host != nullptr) {
     host->blinkRate = 0;
     host->blinkPhase = 0;
+    winWidth = host->madeWidth;
+    winHeight = host->madeHeight;
   }
   return 1;
 }

@@ -70,6 +70,8 @@ hx_vinst::CInstrument* MakeObject(TApplicationState& application, const std::str
   object->host->name = Utf16(instrumentName);
   object->name = object->host->name.c_str();
   object->InitInstrument();
+  object->host->madeWidth = object->winWidth;
+  object->host->madeHeight = object->winHeight;
   if (MemoryStatistics().failures != failuresBefore) {
     *error = outOfMemory;
     ReleaseObject(object);

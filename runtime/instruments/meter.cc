@@ -134,17 +134,16 @@ void CMeter::Done() {
   CInstrument::Done();
 }
 
-// To zeros.
+// What was before the run stands at the pane's lower end.
 void CMeter::ResizeBuffer() {
-  const std::size_t size = (std::size_t{history} + 1) * sizeof(double);
+  const std::size_t count = std::size_t{history} + 1;
   void* block = historyBuffer;
-  if (block != nullptr && runtime::SizeOfBlock(block) == size) {
-    std::memset(block, 0, size);
-  } else {
+  if (block == nullptr || runtime::SizeOfBlock(block) != count * sizeof(double)) {
     runlib::MemDeallocate(&block);
-    runlib::MemAllocate(&block, size);
+    runlib::MemAllocate(&block, count * sizeof(double));
   }
   historyBuffer = static_cast<double*>(block);
+  if (historyBuffer != nullptr) std::fill_n(historyBuffer, count, rangeFrom);
   drawnAsOf = 0;
 }
 

@@ -2,7 +2,8 @@
 // among those that the class lists, by the number of arguments that are not by
 // reference, and resolved at each call, since which procedures exist depends
 // on the instrument's settings. Names that are not listed are tried with the
-// letters that the arguments may stand for.
+// letters that the arguments may stand for, and without arguments as questions.
+#include <algorithm>
 #include <cmath>
 
 #include "runtime/instruments/making.h"
@@ -15,6 +16,7 @@ namespace runtime {
 namespace {
 
 constexpr std::size_t kMaximumUnlisted = 8;  // arguments of a procedure that is not listed
+constexpr char kUnlistedMark = '*';          // of an argument that may be by reference or not
 constexpr double kLookUpWork = 10'000.0;     // of trying every combination of letters
 
 // Marks the arguments that "Name( &a, b : real )" shows with `&`. All are in
@@ -105,7 +107,14 @@ bool Choose(TScriptState& script, lua_State* lua, std::size_t index, const std::
       allowed[i] = lua_type(lua, static_cast<int>(i) + 2) == LUA_TBOOLEAN ? "l" : "Rn";
     }
     if (FindLetters(*instrument.object, base, allowed, &call->letters, &call->identifier)) {
-      call->byReference.assign(given, '*');
+      call->byReference.assign(given, kUnlistedMark);
+      return true;
+    }
+  }
+  for (std::size_t asked = 1; given == 0 && asked <= kMaximumUnlisted; ++asked) {
+    const std::vector<std::string_view> allowed(asked, "Rl");
+    if (FindLetters(*instrument.object, base, allowed, &call->letters, &call->identifier)) {
+      call->byReference.assign(asked, '&');
       return true;
     }
   }
@@ -146,9 +155,10 @@ bool TakeArgument(TScriptState& script, lua_State* lua, const std::string& base,
   return true;
 }
 
-// Fills the values and calls; the number of values or kFailed.
-int Invoke(TScriptState& script, lua_State* lua, const TProxy& proxy, const std::string& base, hx_expr::TValue* values,
-           char* marks) {
+// Fills the values and calls; the number of values or kFailed. `given` keeps them
+// as they were before the call.
+int Invoke(TScriptState& script, lua_State* lua, const TProxy& proxy, const std::string& base, hx_expr::TValue* given,
+           hx_expr::TValue* values, char* marks) {
   TScriptCall call;
   if (!Choose(script, lua, proxy.index, base, &call)) return kFailed;
   const std::size_t count = call.letters.size();
@@ -169,6 +179,7 @@ int Invoke(TScriptState& script, lua_State* lua, const TProxy& proxy, const std:
     }
   }
   const TInstrumentState& instrument = script.application.instruments[proxy.index];
+  std::copy_n(values, count, given);
   hx_expr::TValueArray array = {static_cast<std::uint32_t>(count), values};
   char16_t error[kTextCapacity + 1] = {};
   const bool succeeded = instrument.object->Invoke(call.identifier, &array, kTextCapacity, error) != 0;
@@ -215,6 +226,11 @@ bool HasProcedure(TScriptState& script, std::size_t instrument, const std::strin
 
 namespace {
 
+double NumberOf(const hx_expr::TValue& value) {
+  if (value.type == hx_expr::kBoolean) return value.boolean != 0 ? 1.0 : 0.0;
+  return value.type == hx_expr::kSigned32 ? value.signed32 : value.real;
+}
+
 void TellAction(const TScriptState& script, const TProxy& proxy, const std::string& base, const hx_expr::TValue* values,
                 int count) {
   const TApplicationState& application = script.application;
@@ -226,10 +242,22 @@ void TellAction(const TScriptState& script, const TProxy& proxy, const std::stri
     if (value.type == hx_expr::kBoolean) {
       text += value.boolean != 0 ? "true" : "false";
     } else {
-      AppendShortest(value.type == hx_expr::kSigned32 ? value.signed32 : value.real, &text);
+      AppendShortest(NumberOf(value), &text);
     }
   }
   application.options.action(application.instruments[proxy.index].name, text + ")");
+}
+
+// What answers nothing acts. What may have answered in an argument that isn't
+// described asks when its name says so, or when it changed one.
+bool IsAction(const std::string& base, const hx_expr::TValue* given, const hx_expr::TValue* values, const char* marks,
+              int count) {
+  for (int i = 0; i < count; ++i) {
+    if (marks[i] == '&') return false;
+    if (marks[i] != kUnlistedMark) continue;
+    if (base.starts_with("Get") || base.starts_with("Is") || NumberOf(given[i]) != NumberOf(values[i])) return false;
+  }
+  return true;
 }
 
 }  // namespace
@@ -240,8 +268,9 @@ int CallProcedure(TScriptState& script, lua_State* lua) {
   if (proxy == nullptr) return Fail(script, "'%s' is called with a colon: NAME:%s(…)", base, base);
   if (RequireRead(script) == kFailed) return kFailed;
   hx_expr::TValue values[kMaximumArguments] = {};
+  hx_expr::TValue given[kMaximumArguments] = {};
   char marks[kMaximumArguments] = {};
-  const int count = Invoke(script, lua, *proxy, base, values, marks);
+  const int count = Invoke(script, lua, *proxy, base, given, values, marks);
   if (count == kFailed) return kFailed;
   int results = 0;
   for (int i = 0; i < count; ++i) {
@@ -258,7 +287,7 @@ int CallProcedure(TScriptState& script, lua_State* lua) {
     }
     ++results;
   }
-  if (results == 0) TellAction(script, *proxy, base, values, count);
+  if (IsAction(base, given, values, marks, count)) TellAction(script, *proxy, base, values, count);
   return results;
 }
 
