@@ -45,14 +45,14 @@ void Plain(CProbe& probe) {
 
 void Reference(CProbe& probe) {
   if (probe.Entries().empty()) probe.Skip("no reference of the class stands beside the plug-in");
-  const CClassTexts texts(probe);
+  const CClassChoices texts(probe);
   std::string list;
   for (const std::string& entry : texts.RefusedExamples()) list += (list.empty() ? "" : " ") + entry;
   probe.Expect(list.empty(), "the class refuses examples of its reference: " + list);
 }
 
 void Variants(CProbe& probe) {
-  const CClassTexts texts(probe);
+  const CClassChoices texts(probe);
   for (const std::string& variant : texts.Variants()) {
     const CBalance balance;
     {
@@ -75,7 +75,7 @@ void Unknown(CProbe& probe) {
 }
 
 void Again(CProbe& probe) {
-  const CClassTexts texts(probe);
+  const CClassChoices texts(probe);
   const CBalance balance;
   {
     const auto testbed = MakeTestbed(probe, texts, texts.Variants().back());
@@ -100,7 +100,7 @@ void Again(CProbe& probe) {
 }
 
 void Over(CProbe& probe) {
-  const CClassTexts texts(probe);
+  const CClassChoices texts(probe);
   for (const std::string& text : {std::string(), texts.Wiring()}) {
     const CBalance balance;
     {
@@ -125,13 +125,18 @@ void Over(CProbe& probe) {
 }
 
 void Cut(CProbe& probe) {
-  const CClassTexts texts(probe);
+  const CClassChoices texts(probe);
   const CBalance balance;
-  {
-    const auto testbed = MakeTestbed(probe, texts, texts.Fullest());
+  std::string longest;
+  for (const std::string& variant : texts.Variants()) {
+    if (variant.size() > longest.size()) longest = variant;
+  }
+  // Of the fullest one a part of its ends.
+  for (const auto& [text, step] : {std::pair{longest, 1u}, {texts.Fullest(), 7u}}) {
+    const auto testbed = MakeTestbed(probe, texts, text);
     const CBalance held;
     const runtime::TInstrumentState& part = testbed->State();
-    for (std::uint32_t end = part.begin; end <= part.end; ++end) {
+    for (std::uint32_t end = part.begin; end <= part.end; end += step) {
       probe.Doing("reading a definition that ends at byte " + std::to_string(end - part.begin));
       testbed->ReadAgain(end);
       RunOrdinary(probe, texts, *testbed, 1, 1, false);
@@ -143,7 +148,7 @@ void Cut(CProbe& probe) {
 }
 
 void TokenSoup(CProbe& probe) {
-  const CClassTexts texts(probe);
+  const CClassChoices texts(probe);
   std::mt19937 random(kSeed);
   for (int i = 0; i < kSoups; ++i) {
     // Half of them begin well.

@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 constexpr char kFile[] = "learnt.par";
 constexpr int kPeriods = 60;
 
-void RequireFile(const CProbe& probe, const CClassTexts& texts) {
+void RequireFile(const CProbe& probe, const CClassChoices& texts) {
   std::string block;
   std::string keyword;
   if (!texts.FileKeyword(&block, &keyword)) probe.Skip("the class has no keyword for a file");
@@ -34,7 +34,7 @@ void Write(const std::string& path, const std::string& bytes) {
 }
 
 // What an instrument saves that finds the file as it is and runs that long.
-std::string SavedAfter(CProbe& probe, const CClassTexts& texts, int periods) {
+std::string SavedAfter(CProbe& probe, const CClassChoices& texts, int periods) {
   const auto testbed = MakeTestbed(probe, texts, texts.WithFile(kFile));
   RunOrdinary(probe, texts, *testbed, periods);
   probe.Doing("saving the file");
@@ -43,7 +43,7 @@ std::string SavedAfter(CProbe& probe, const CClassTexts& texts, int periods) {
 }
 
 void RoundTrip(CProbe& probe) {
-  const CClassTexts texts(probe);
+  const CClassChoices texts(probe);
   RequireFile(probe, texts);
   const CBalance balance;
   const std::string fresh = SavedAfter(probe, texts, 0);
@@ -56,7 +56,7 @@ void RoundTrip(CProbe& probe) {
 }
 
 void BadFiles(CProbe& probe) {
-  const CClassTexts texts(probe);
+  const CClassChoices texts(probe);
   RequireFile(probe, texts);
   const std::string path = probe.Path(kFile);
   const std::string fresh = SavedAfter(probe, texts, 0);
@@ -100,7 +100,7 @@ void BadFiles(CProbe& probe) {
 }
 
 void Folder(CProbe& probe) {
-  const CClassTexts texts(probe);
+  const CClassChoices texts(probe);
   RequireFile(probe, texts);
   fs::create_directory(probe.Path(kFile));
   const CBalance balance;
@@ -115,7 +115,7 @@ void Folder(CProbe& probe) {
 }
 
 void Outside(CProbe& probe) {
-  const CClassTexts texts(probe);
+  const CClassChoices texts(probe);
   RequireFile(probe, texts);
   for (const char* name : {"../learnt.par", "/tmp/learnt.par", "a/../../learnt.par"}) {
     probe.Doing(std::string("reading the file name ") + name);

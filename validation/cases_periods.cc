@@ -56,7 +56,7 @@ void RequireWires(const CProbe& probe, const CClassTexts& texts) {
 // Every variant with hostile values, the clock told by `clock`.
 template <typename TClock>
 void RunHostile(CProbe& probe, int periods, TClock clock) {
-  const CClassTexts texts(probe);
+  const CClassChoices texts(probe);
   RequireWires(probe, texts);
   const CBalance balance;
   for (const std::string& variant : texts.Variants()) {
@@ -90,7 +90,7 @@ void ClockJumps(CProbe& probe) {
 }
 
 void Repeatable(CProbe& probe) {
-  const CClassTexts texts(probe);
+  const CClassChoices texts(probe);
   RequireWires(probe, texts);
   for (const std::string& variant : texts.Variants()) {
     std::vector<double> shown[2];

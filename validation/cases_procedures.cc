@@ -78,7 +78,7 @@ void CheckNamed(const CProbe& probe, const runtime::TNamed& named) {
 }
 
 void Listed(CProbe& probe) {
-  const CClassTexts texts(probe);
+  const CClassChoices texts(probe);
   const auto listing = MakeTestbed(probe, texts, texts.Wiring());
   const std::vector<runtime::TNamed> procedures = Procedures(probe, listing->Subject());
   std::vector<bool> resolved(procedures.size(), false);
@@ -190,7 +190,7 @@ void Capacities(CProbe& probe) {
 }
 
 void RightArguments(CProbe& probe) {
-  const CClassTexts texts(probe);
+  const CClassChoices texts(probe);
   for (const std::string& variant : texts.Variants()) {
     const CBalance balance;
     {
@@ -218,7 +218,7 @@ void RightArguments(CProbe& probe) {
 }
 
 void WrongArguments(CProbe& probe) {
-  const CClassTexts texts(probe);
+  const CClassChoices texts(probe);
   const CBalance balance;
   // The plain definition, and the last of the choices.
   for (const std::string& variant : {texts.Variants().front(), texts.Variants().back()}) {
@@ -258,7 +258,7 @@ void WrongArguments(CProbe& probe) {
 }
 
 void BetweenPeriods(CProbe& probe) {
-  const CClassTexts texts(probe);
+  const CClassChoices texts(probe);
   for (const std::string& variant : texts.Variants()) {
     std::mt19937 random(kSeed);
     const CBalance balance;

@@ -100,7 +100,7 @@ void Panes(CProbe& probe) {
 }
 
 void Sizes(CProbe& probe) {
-  const CClassTexts texts(probe);
+  const CClassChoices texts(probe);
   const CBalance balance;
   for (const std::string& variant : texts.Variants()) {
     const auto testbed = MakeTestbed(probe, texts, variant);

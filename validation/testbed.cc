@@ -212,9 +212,8 @@ bool IsWired(const TEntry& entry) {
 
 }  // namespace
 
-CClassTexts::CClassTexts(CProbe& theProbe) : probe(theProbe) {
-  const bool referenced = !probe.Entries().empty();
-  const TEntries& entries = referenced ? probe.Entries() : CommonEntries();
+CClassTexts::CClassTexts(CProbe& theProbe)
+    : probe(theProbe), entries(theProbe.Entries().empty() ? CommonEntries() : theProbe.Entries()) {
   probe.Plugin();
   probe.Doing("trying what a definition may hold");
   data = "data\n";
@@ -226,12 +225,17 @@ CClassTexts::CClassTexts(CProbe& theProbe) : probe(theProbe) {
   for (const TEntry& entry : entries) {
     if (IsWired(entry)) TryWire(entry);
   }
+  probe.Doing("");
+}
+
+CClassChoices::CClassChoices(CProbe& theProbe) : CClassTexts(theProbe) {
+  probe.Doing("trying what a definition may hold");
   for (const TEntry& entry : entries) {
     if (!IsWired(entry)) {
       for (const std::string& block : BlocksOf(entry)) TryEntry(entry, block);
     }
   }
-  if (!referenced) refused.clear();
+  if (probe.Entries().empty()) refused.clear();
   MakeVariants();
   for (const char* word :
        {"=", ";", ",", "0", "-1", "1e308", "\"text\"", "#FF00FF", "(", ")", "[", "]", "end_colors"}) {
@@ -257,7 +261,7 @@ void CClassTexts::TryWire(const TEntry& entry) {
   refused.push_back(entry.keyword);
 }
 
-void CClassTexts::TryEntry(const TEntry& entry, const std::string& block) {
+void CClassChoices::TryEntry(const TEntry& entry, const std::string& block) {
   words.push_back(entry.keyword);
   if (!block.empty()) words.insert(words.end(), {block, "end_" + block});
   if (entry.example.empty()) return;
@@ -292,8 +296,8 @@ void CClassTexts::TryEntry(const TEntry& entry, const std::string& block) {
 
 // The top level's choices one by one, neighbours of a block with one another.
 // A class may refuse a combination, though each entry of it is right.
-void CClassTexts::MakeVariants() {
-  variants.push_back(wiring);
+void CClassChoices::MakeVariants() {
+  variants.push_back(Wiring());
   std::vector<std::string> combined = {""};
   for (std::size_t i = 0; i < choices.size(); ++i) {
     const auto& [block, choice] = choices[i];
@@ -304,20 +308,20 @@ void CClassTexts::MakeVariants() {
     combined = std::move(next);
     if (!block.empty() && i + 1 < choices.size() && choices[i + 1].first == block) continue;
     for (std::size_t k = 1; k < combined.size(); ++k) {
-      const std::string variant = wiring + InBlock(block, combined[k]);
+      const std::string variant = Wiring() + InBlock(block, combined[k]);
       if (Accepts(variant)) variants.push_back(variant);
     }
     combined = {""};
   }
   for (const std::string range : {"range_from = -50; range_to = 50;", "range_from = -1e308; range_to = 1e308;"}) {
-    std::string ranged = wiring;
+    std::string ranged = Wiring();
     for (const std::string& block : ranges) ranged += InBlock(block, range) + "\n";
     if (!ranges.empty()) variants.push_back(ranged);
   }
 }
 
-std::string CClassTexts::Fullest() const {
-  std::string text = wiring;
+std::string CClassChoices::Fullest() const {
+  std::string text = Wiring();
   for (const std::string& example : examples) {
     if (Accepts(text + example)) text += example;
   }
@@ -331,15 +335,15 @@ const TWire* CClassTexts::Wire(const std::string& keyword) const {
   return nullptr;
 }
 
-bool CClassTexts::FileKeyword(std::string* block, std::string* keyword) const {
+bool CClassChoices::FileKeyword(std::string* block, std::string* keyword) const {
   *block = fileBlock;
   *keyword = fileKeyword;
   return !fileKeyword.empty();
 }
 
-std::string CClassTexts::WithFile(const std::string& fileName) const {
+std::string CClassChoices::WithFile(const std::string& fileName) const {
   const auto found = switches.find(fileBlock);
-  return wiring +
+  return Wiring() +
          InBlock(fileBlock, (found == switches.end() ? "" : found->second) + fileKeyword + " = \"" + fileName + "\";");
 }
 

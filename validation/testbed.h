@@ -22,8 +22,8 @@ struct TWire {
   bool isOutput;
 };
 
-// What the class can be asked for, found out by trying: the entries of its
-// reference, or without one the entries that regulators have in common.
+// How the class is connected, found out by trying: the entries of its reference, or
+// without one the entries that regulators have in common.
 class CClassTexts {
  public:
   explicit CClassTexts(CProbe& probe);
@@ -32,6 +32,28 @@ class CClassTexts {
   const TWire* Wire(const std::string& keyword) const;
   const std::string& Wiring() const { return wiring; }  // the entries of all wires
   const std::string& Data() const { return data; }      // the data block that they need
+
+ protected:
+  bool Accepts(const std::string& definition) const;
+
+  CProbe& probe;
+  const TEntries& entries;
+  std::vector<std::string> refused;
+  std::vector<std::string> words;
+
+ private:
+  void TryWire(const TEntry& entry);
+
+  std::vector<TWire> wires;
+  std::string wiring;
+  std::string data;
+};
+
+// And what else a definition of it can hold, which takes many trials.
+class CClassChoices : public CClassTexts {
+ public:
+  explicit CClassChoices(CProbe& probe);
+
   // Definitions that differ in what the class lets one choose: flags, and in
   // each block its choices with one another. The first is the plain wiring.
   const std::vector<std::string>& Variants() const { return variants; }
@@ -51,18 +73,10 @@ class CClassTexts {
     std::vector<std::string> entries;
   };
 
-  bool Accepts(const std::string& definition) const;
-  void TryWire(const TEntry& entry);
   void TryEntry(const TEntry& entry, const std::string& block);
   void MakeVariants();
 
-  CProbe& probe;
-  std::vector<TWire> wires;
-  std::string wiring;
-  std::string data;
   std::vector<std::string> variants;
-  std::vector<std::string> refused;
-  std::vector<std::string> words;
   std::vector<std::string> examples;                     // in their blocks
   std::vector<std::pair<std::string, TChoice>> choices;  // by block
   std::vector<std::string> ranges;                       // blocks with a range
