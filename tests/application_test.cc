@@ -57,6 +57,7 @@ floor(-1.5) | -2
 ceil(-1.5) | -1
 abs(i) | 7
 sign(i) | -1
+sign(2) | 1
 sign(0) | 0
 min(3, 1, 2) | 1
 max(3, 1, 4, 2) | 4
@@ -154,15 +155,17 @@ TEST(Application, ProcessFollowsTheClosedFormOfALag) {
 
 TEST(Application, ProcessDelaysToTheSubstep) {
   CRun run(
-      "data near : real; far : real; none : real; on : boolean; end_data;\n"
+      "data near : real; far : real; none : real; grows : real; on : boolean; end_data;\n"
       "application a period = 0.1; duration = 2; end_application; process ramp = time + 5;\n"
       "near = delay(ramp, 0.3); far = delay(ramp, 0.305); none = delay(ramp, 0);\n"
+      "grows = delay(ramp, time / 2);\n"
       "on = delay(time >= 0.5, 0.25); end_process;");
   EXPECT_EQ(run.Value("near"), 5);
   while (run->Step()) {
     const double t = run->Time();
     EXPECT_NEAR(run.Value("near"), 5 + std::max(0.0, t - 0.3), 1e-9) << t;
     EXPECT_NEAR(run.Value("far"), 5 + std::max(0.0, t - 0.31), 1e-9) << t;
+    EXPECT_NEAR(run.Value("grows"), 5 + t / 2, 1e-9) << t;
     EXPECT_NEAR(run.Value("none"), 5 + t - 0.01, 1e-9) << t;  // recorded at the start of the last substep
     EXPECT_EQ(run.Value("on"), t > 0.75 ? 1 : 0) << t;
   }

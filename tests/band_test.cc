@@ -180,6 +180,28 @@ TEST(Band, EventsSeeAndChangeTheOutput) {
   }
   EXPECT_EQ(two.Value("changes"), 2.0);
 
+  // What OnOutputChange leaves is written; one that fails changes nothing.
+  const struct {
+    const char* className;
+    const char* answer;
+    bool inverse;
+    double output;
+  } changes[] = {{kTwoState, "return false", false, 0},    {kTwoState, "return true", true, 1},
+                 {kTwoState, "error('no')", false, 1},     {kTwoState, "error('no')", true, 0},
+                 {kStep, "return true, false", false, -1}, {kStep, "return false, true", true, 1},
+                 {kStep, "error('no')", false, 1},         {kStep, "error('no')", true, -1}};
+  for (const auto& [className, answer, inverse, output] : changes) {
+    CRun run(OneRegulator(className, inverse ? "inverse;" : "") + "script\nfunction reg.OnOutputChange() " + answer +
+             " end\nend_script;\n");
+    run.SetValue("x", 60.0);
+    if (className == kTwoState) run.Steps(1);
+    run.messages.clear();
+    run.SetValue("x", 40.0);
+    run.Steps(1);
+    ExpectOutput(run, className == kStep, output);
+    EXPECT_EQ(run.messages.size(), answer[0] == 'e' ? 1u : 0u) << className << inverse;
+  }
+
   // The minus step first.
   const struct {
     const char* answer;

@@ -54,6 +54,22 @@ TEST(Cycle, TimeSpansTheClocksRestart) {
   }
 }
 
+TEST(Cycle, TimeBeginsAnewWithADefinition) {
+  CIntegrator run;
+  run.At(1000);
+  run.Call("reg", "SetOutputTrimming__l", {0.0});
+  runtime::SetClock(3000);
+  ASSERT_TRUE(run.ReadAgain(0, run.State().instruments[0].end));
+  run.At(3500);
+  EXPECT_EQ(run.Output(), 0.5);
+  // The output is trimmed again.
+  run.Call("reg", "SetParameters__RRR", {130.0, 1.0, 0.0});
+  run.At(4500);
+  run.Call("reg", "SetParameters__RRR", {-20.0, 1.0, 0.0});
+  run.At(5500);
+  EXPECT_EQ(run.Output(), 80.0);
+}
+
 TEST(Cycle, TimeThatStandsStillStopsThePeriodAfterThePanes) {
   CIntegrator run("receivers = follower;", "1", "instrument pid_regulator follower expression = u; end_instrument;");
   run.At(1000);
@@ -147,6 +163,20 @@ TEST(Cycle, ManualIsTheOutputItselfAndTheLawGoesOnFromIt) {
   }
 }
 
+// The law remembers the hand's value, not the limited one.
+TEST(Cycle, ManualWithoutTrimmingIsRememberedWhole) {
+  CIntegrator run("manual = hand;");
+  run.Call("reg", "SetOutputTrimming__l", {0.0});
+  run.SetValue("run", 0.0);
+  run.SetValue("hand", 140.0);
+  run.Steps(1);
+  EXPECT_EQ(run.Output(), 100.0);
+  run.SetValue("run", 1.0);
+  run.Call("reg", "SetParameters__RRR", {-60.0, 1.0, 0.0});
+  run.Steps(1);
+  EXPECT_EQ(run.Output(), 140.0 - 120.0);
+}
+
 TEST(Cycle, ManualWithoutAnExpressionHoldsTheOutput) {
   for (const std::string inverse : {"", "inverse;"}) {
     CIntegrator run(inverse);
@@ -172,6 +202,27 @@ TEST(Cycle, ManualLeavesTheHistoriesOfWishAndValue) {
   run.SetValue("wish", 20.0);
   run.Steps(1);
   EXPECT_EQ(run.Output(), (4.0 * (20.0 - 10.0) + (0.0 - 10.0)) + 1.0);
+}
+
+TEST(Cycle, LawIsTheOneNamed) {
+  const struct {
+    const char* name;
+    const char* parameters;
+    double output;
+  } laws[] = {{"classical", "", 30.0},
+              {"takahashi", "", 10.0},
+              {"classicalDelay", "", 28.333333333333336},
+              {"takahashiDelay", "", 8.333333333333334},
+              {"variable", "adaptive = true;", 13.319213363124266},
+              {"variable", "adaptive = true; param_1 = 0.7; param_2 = 0.5;", 5.870209053630981}};
+  for (const auto& [name, parameters, output] : laws) {
+    CRun run(OneRegulator("pid_regulator",
+                          std::string("parameters regulator_type = ") + name + "; " + parameters + " end_parameters;"));
+    run.SetValue("x", 0.0);
+    run.SetValue("wish", 10.0);
+    run.Steps(1);
+    EXPECT_DOUBLE_EQ(run.Value("u"), output) << name;
+  }
 }
 
 TEST(Cycle, LawThatYieldsNoFiniteNumberHoldsTheOutput) {
@@ -204,6 +255,15 @@ TEST(Cycle, PanesOfWishAndValueLimitWhatTheLawSees) {
   EXPECT_EQ(run.Output(), 6.0 + 3.0);
   EXPECT_EQ(run.Meter("reg", kWishPane).meterValue, 2.0);
   EXPECT_EQ(run.Meter("reg", kValuePane).meterValue, -1.0);
+  EXPECT_EQ(run.Instrument("reg").Pane(kWishPane).limitedPeriods, 2u);
+  EXPECT_EQ(run.Instrument("reg").Pane(kValuePane).limitedPeriods, 2u);
+  // Of a reversed pane the end named last comes first.
+  CIntegrator reversed("wish_value_section range_from = 4; range_to = 2; end_wish_value_section;");
+  for (const double wish : {3.0, 9.0, 1.0}) {
+    reversed.SetValue("wish", wish);
+    reversed.Steps(1);
+    EXPECT_EQ(reversed.Meter("reg", kWishPane).meterValue, wish > 2.0 ? 2.0 : 4.0);
+  }
 }
 
 // --- What is timed, who is told ----------------------------------------------------
@@ -260,6 +320,16 @@ TEST(Cycle, EventsSeeAndChangeTheOutput) {
   EXPECT_EQ(run.Meter("reg").meterValue, 150.0);
 }
 
+// A long message is cut.
+TEST(Cycle, EventsThatFailLeaveTheOutput) {
+  CIntegrator run("inverse;", "1",
+                  "script\nfunction reg.OnOutputChange(u) error(string.rep('x', 300)) end\nend_script;\n");
+  run.Steps(1);
+  EXPECT_EQ(run.Output(), 99.0);
+  ASSERT_EQ(run.messages.size(), 1u);
+  EXPECT_EQ(run.messages[0].text.size(), 127u);
+}
+
 TEST(Cycle, ReceiversAreActivatedByAChangeOrAlways) {
   const struct {
     const char* className;
@@ -273,7 +343,11 @@ TEST(Cycle, ReceiversAreActivatedByAChangeOrAlways) {
     for (const std::string always : {"", "always_activate;"}) {
       const bool isPid = receiver.className == std::string("pid_regulator");
       CRun run(OneRegulator(receiver.className,
-                            "receivers = follower; " + always + receiver.entries + (isPid ? kIntegrator : "")) +
+                            "receivers = follower, second; " + always + receiver.entries + (isPid ? kIntegrator : "")) +
+               "data order : integer; end_data;\nscript\n"
+               "function follower.OnOutput() data.order = data.order * 10 + 1 end\n"
+               "function second.OnOutput() data.order = data.order * 10 + 2 end\nend_script;\n"
+               "instrument pid_regulator second expression = hand; end_instrument;\n"
                "instrument pid_regulator follower expression = hand; end_instrument;\n");
       double seen = 0.0;
       for (int k = 0; k < 4; ++k) {
@@ -282,7 +356,10 @@ TEST(Cycle, ReceiversAreActivatedByAChangeOrAlways) {
         run.SetValue("u", -5.0);
         run.Steps(1);
         EXPECT_EQ(run.Value("u") == -5.0, !isPid);  // written without a change
-        if (receiver.changes[k] || !always.empty()) seen = k + 1.0;
+        const bool activated = receiver.changes[k] || !always.empty();
+        if (activated) seen = k + 1.0;
+        EXPECT_EQ(run.Value("order"), activated ? 12.0 : 0.0);
+        run.SetValue("order", 0.0);
         EXPECT_EQ(run.Meter("follower", kValuePane).meterValue, seen) << receiver.className << always << k;
       }
     }
@@ -293,18 +370,23 @@ TEST(Cycle, BlinkingHidesAndShowsAtTheRate) {
   CIntegrator rounded("blink_rate = 1001;", "1.001");  // 1000.9999999999999 ms
   rounded.Steps(1);
   EXPECT_EQ(rounded.Object("reg").hidden, 1);
-  CIntegrator run("blink_rate = 1000;", "0.5");
-  CIntegrator steady("", "0.5");
-  const int hidden[] = {0, 1, 1, 0, 0, 1, 1, 0};
-  for (const int expected : hidden) {
-    run.Steps(1);
-    steady.Steps(1);
-    EXPECT_EQ(run.Object("reg").hidden, expected);
-    EXPECT_EQ(steady.Object("reg").hidden, 0);
-  }
-  for (const std::uint8_t phase : {2, 0}) {
-    run.Object("reg").Blink(phase);
-    EXPECT_EQ(run.Object("reg").hidden, phase != 0 ? 1 : 0);
+  const struct {
+    const char* entry;
+    const char* period;
+    int hidden[8];
+  } rates[] = {{"blink_rate = 1000;", "0.5", {0, 1, 1, 0, 0, 1, 1, 0}},
+               {"blink_rate = 1;", "0.001", {1, 0, 1, 0, 1, 0, 1, 0}},
+               {"", "0.5", {}}};
+  for (const auto& [entry, period, hidden] : rates) {
+    CIntegrator run(entry, period);
+    for (const int expected : hidden) {
+      run.Steps(1);
+      EXPECT_EQ(run.Object("reg").hidden, expected) << entry;
+    }
+    for (const std::uint8_t phase : {2, 0}) {
+      run.Object("reg").Blink(phase);
+      EXPECT_EQ(run.Object("reg").hidden, phase != 0 ? 1 : 0);
+    }
   }
 }
 

@@ -181,6 +181,13 @@ TEST(Identification, Type2WorkedNumbers) {
     ExpectModel(s, c.a1, -0.2, 0.1, c.b2);
     EXPECT_EQ(s.forgetCoefficient, c.forget);
   }
+  // With no difference zero.
+  TPidState all;
+  std::copy_n(std::begin({1.0, 0.5, -0.3, 0.9, 0.2}), 5, all.value);
+  std::copy_n(std::begin({0.0, 1.0, -0.4, 0.3, -0.7}), 5, all.output);
+  all.forgetCoefficient = 0.7;
+  RefilStep(all);
+  ExpectModel(all, -0.2388888088905265, -0.03761131751513341, 0.2845805581117919, 0.08056067998674041);
   TPidState above = FirstData();
   above.forgetCoefficient = 7.0;
   TPidState most = FirstData();

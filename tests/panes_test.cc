@@ -1,6 +1,8 @@
 // The panes of a regulator: their places, colours, sizes and histories.
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "runtime/instruments/meters.h"
 #include "runtime/platform/text_metrics.h"
 #include "runtime/text/wide_text.h"
@@ -129,6 +131,26 @@ TEST(Panes, CentreAndClipTheirDescriptions) {
     EXPECT_EQ(text.gContext->mode, 1);
     EXPECT_EQ(text.gContext->font, &vgr::SystemN9);
   }
+}
+
+// 511 characters are measured; the text of a pane that vanishes stays as it was.
+TEST(Panes, MeasureTheirDescriptions) {
+  CRun run(Pid("show_description;"));
+  vcont::CStaticText& text = const_cast<vcont::CStaticText&>(Description(run, kDescriptions[0]));
+  std::u16string longText(600, u'x');
+  char16_t* const own = std::exchange(text.text, longText.data());
+  runtime::SetTextMeasure(
+      [](const vgr::TFontInfoEx*, std::u16string_view measured) { return static_cast<std::int32_t>(measured.size()); });
+  run.Object("reg").NewRect({0, 0, 3000, kHeight});
+  runtime::SetTextMeasure(nullptr);
+  text.text = own;
+  EXPECT_EQ(text.rect.width, 511);
+  const vcont::CStaticText& last = Description(run, kDescriptions[2]);
+  const int width = last.rect.width;
+  run.Object("reg").NewRect({0, 0, 3, kHeight});
+  EXPECT_EQ(run.Meter("reg").disabled, 1);
+  EXPECT_EQ(last.disabled, 0);
+  EXPECT_EQ(last.rect.width, width);
 }
 
 TEST(Panes, HideDescriptionsUnlessAskedFor) {
@@ -298,13 +320,17 @@ void ExpectPainter(const gaugekit::CMeter& own, const gaugekit::CMeter& other) {
 }
 
 TEST(Panes, HistoriesOfWishAndValueAreOfOneLengthAndRange) {
-  for (int modes = 0; modes < 4; ++modes) {
-    SCOPED_TRACE(modes);
+  const std::vector<std::string> names = tests::ClassNames();
+  for (std::size_t row = 0; row < 4 * names.size(); ++row) {
+    const int modes = row % 4;
+    SCOPED_TRACE(names[row / 4] + " " + std::to_string(modes));
     const std::string wishMode = (modes & 1) != 0 ? "mode = history;" : "";
     const std::string valueMode = (modes & 2) != 0 ? "mode = history;" : "";
-    CRun run(Pid("colors value = #010203; ink = #040506; end_colors;" +
-                 Sections(wishMode + "range_from = -5; range_to = 95; low_limit = 11; high_limit = 77; history = 3;",
-                          valueMode + "history = 9; range_to = 60; content = full; dec_places = 2;", "")));
+    CRun run(OneRegulator(
+        names[row / 4],
+        "colors value = #010203; ink = #040506; end_colors;" +
+            Sections(wishMode + "range_from = -5; range_to = 95; low_limit = 11; high_limit = 77; history = 3;",
+                     valueMode + "history = 9; range_to = 60; content = full; dec_places = 2;", "")));
     const gaugekit::CMeter& wish = run.Meter("reg", kWishPane);
     const gaugekit::CMeter& value = run.Meter("reg", kValuePane);
     const gaugekit::CMeter& output = run.Meter("reg");
@@ -354,6 +380,34 @@ TEST(Panes, ReadAgainHaveNothingOfTheHostsPartBefore) {
   EXPECT_EQ(run.Object("reg").winHeight, 80);
   EXPECT_EQ(run.Object("reg").stateWord & hx_vinst::kStateActivateAlways, 0u);
   EXPECT_EQ(reg.title + reg.quantityUnit + reg.outputUnit, "");
+}
+
+// Reals stay as they were read, whole numbers are taken with their ";" alone. Told
+// is the keyword of the top level.
+TEST(Panes, KeepWhatARefusedDefinitionRead) {
+  const struct {
+    std::string entries;
+    std::uint32_t history;
+    double rangeTo;
+    std::string token;
+  } cases[] = {
+      {"value_section history = 7 range_to = 3;", 100, 100, "value_sec"},
+      {"inverse; value_section history = 7; range_to = 3 ratio", 7, 3, "value_sec"},
+      {"value_section history = 7; end_value_section; inverse 5;", 7, 100, "inverse"},
+  };
+  for (const auto& [entries, history, rangeTo, token] : cases) {
+    const std::string text = Pid("") + "/*" + entries + "*/";
+    CRun run(text);
+    runtime::TInstrumentState& reg = run.State().instruments[0];
+    reg.begin = static_cast<std::uint32_t>(text.size() - 2 - entries.size());
+    char16_t error[64] = {};
+    char16_t told[64] = {};
+    EXPECT_FALSE(
+        runtime::ReadDefinition(run.State(), reg, static_cast<std::uint32_t>(text.size() - 2), {63, error, 9, told}));
+    EXPECT_EQ(runtime::Utf8(told), token);
+    EXPECT_EQ(run.Meter("reg", kValuePane).history, history);
+    EXPECT_EQ(run.Meter("reg", kValuePane).rangeTo, rangeTo);
+  }
 }
 
 }  // namespace

@@ -90,8 +90,9 @@ TEST(ParameterFile, IsReadWhenTheDefinitionHasBeenRead) {
       const std::string bytes = ParameterFile(codes[law], kOther);
       folder.Write("reg.par", bytes);
       const std::string name = "parameters file_name = \"reg.par\"; end_parameters;";
-      const std::string rest =
-          std::string("parameters adaptive = true; regulator_type = ") + laws[law] + "; end_parameters;";
+      // Whether it is adaptive makes no difference.
+      const std::string rest = std::string("parameters adaptive = ") + (nameFirst || law == 4 ? "true" : "false") +
+                               "; regulator_type = " + laws[law] + "; end_parameters;";
       CRun run(folder, "test.lbx", OneRegulator("pid_regulator", nameFirst ? name + rest : rest + name));
       EXPECT_EQ(run.Call("reg", "Debug__RRRR", {0, 0, 0, 0})[3], kOther[4]);
       if (law != 4) ExpectModel(run, kOther);
@@ -99,6 +100,10 @@ TEST(ParameterFile, IsReadWhenTheDefinitionHasBeenRead) {
       Keep(run);
       EXPECT_EQ(ReadFile(folder.Path("reg.par")), bytes);
       EXPECT_TRUE(run.messages.empty());
+      // The law is the one that is chosen when the file is written.
+      run.Call("reg", "SetRegulatorType__n", {4.0});
+      Keep(run);
+      EXPECT_EQ(ReadFile(folder.Path("reg.par")), ParameterFile(4, kOther));
     }
   }
 }

@@ -3,8 +3,10 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
-#include <set>
+#include <algorithm>
+#include <map>
 
+#include "plugin/artwork.h"
 #include "runtime/instruments/driver.h"
 #include "runtime/platform/module_init.h"
 #include "runtime/text/wide_text.h"
@@ -54,48 +56,87 @@ TEST(Plugin, TellsWhatItIs) {
   char16_t message[64] = u"#";
   EXPECT_EQ(Exports().check(63, message, 0, 0, 0, hx_main::kInterfaceNumber - 1), 0);
   EXPECT_EQ(runtime::Utf8(message), "Chybná verze rozhraní");
-}
-
-// Each initialiser's list runs once; nested and later calls only count.
-TEST(Plugin, InitialisesItsModulesOnce) {
-  void* library = runtime::StateOf(Plugin()).library;
-  const std::uint32_t before = runtime::ModuleInitCount("gaugekit");
-  EXPECT_EQ(before, 2u);  // by loopbox and, through it, by loopbox0
-  EXPECT_EQ(runtime::ModuleInitCount("vgr"), 3u);
-  EXPECT_EQ(runtime::ModuleInitCount("hx_proc"), 1u);
-  for (const char* symbol : {"_ZN7loopbox5Init_Ev", "_ZN8loopbox05Init_Ev", "_ZN8loopbox_5Init_Ev"}) {
-    void* initialiser = dlsym(library, symbol);
-    ASSERT_NE(initialiser, nullptr) << symbol;
-    reinterpret_cast<void (*)()>(initialiser)();
+  for (const std::string& name : tests::ClassNames()) {
+    const tests::CRun run(tests::OneRegulator(name, ""));
+    EXPECT_EQ(run.Object("reg").attributeWord, 0xFF1Fu);
+    EXPECT_EQ(run.Object("reg").optionWord, 0x110u);
   }
-  EXPECT_EQ(runtime::ModuleInitCount("gaugekit"), before);
 }
 
-// Their form is what the conformance check looks at.
+// Each initialiser's list runs once, whichever comes first; nested and later calls
+// only count.
+TEST(Plugin, InitialisesItsModulesOnce) {
+  const std::string_view modules[] = {"view",    "vgr",     "vcore",   "vwin",    "vcont",    "hx_vinst", "hx_expr",
+                                      "hx_main", "hx_keyw", "hx_proc", "hx_tool", "gaugekit", "gaugekit_"};
+  const struct {
+    const char* symbol;
+    std::uint32_t counts[3];  // of vgr, hx_proc and each other module
+  } initialisers[] = {
+      {"_ZN7loopbox5Init_Ev", {3, 1, 2}}, {"_ZN8loopbox05Init_Ev", {2, 0, 1}}, {"_ZN8loopbox_5Init_Ev", {1, 0, 0}}};
+  for (const auto& first : initialisers) {
+    const tests::CFolder folder;
+    const std::string path = folder.Write("copy.so", tests::ReadFile(tests::BuildPath("loopbox.so")));
+    void* library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(library, nullptr) << dlerror();
+    std::map<std::string_view, std::uint32_t> before;
+    for (const std::string_view module : modules) before[module] = runtime::ModuleInitCount(module);
+    const auto expect = [&](const std::uint32_t(&counts)[3]) {
+      for (const std::string_view module : modules) {
+        EXPECT_EQ(runtime::ModuleInitCount(module) - before[module], counts[module == "vgr"       ? 0
+                                                                            : module == "hx_proc" ? 1
+                                                                                                  : 2])
+            << first.symbol << " " << module;
+      }
+    };
+    const auto call = [library](const char* symbol) { reinterpret_cast<void (*)()>(dlsym(library, symbol))(); };
+    call(first.symbol);
+    expect(first.counts);
+    for (const auto& next : initialisers) call(next.symbol);
+    expect(initialisers[0].counts);
+    dlclose(library);
+  }
+}
+
+// The rows of a picture by the format, a letter for each pixel.
+std::vector<std::string> Picture(const std::uint8_t* data, bool masked) {
+  const auto word = [](const std::uint8_t* at) { return at[0] + 256U * at[1]; };
+  const unsigned width = word(data + 8);
+  const unsigned height = word(data + 10);
+  const std::uint8_t* mask = data + 12;
+  const std::uint8_t* colors = masked ? mask + (width + 7) / 8 * height + 8 : mask;
+  std::vector<std::string> rows(height);
+  for (unsigned y = 0; y < height; ++y) {
+    for (unsigned x = 0; x < width; ++x) {
+      const bool opaque = !masked || (mask[y * ((width + 7) / 8) + x / 8] >> (7 - x % 8) & 1) != 0;
+      const unsigned color = colors[y * ((width + 1) / 2) + x / 2] >> (x % 2 == 0 ? 4 : 0) & 0xF;
+      rows[y] += opaque ? "KmgonptSGRLYbfaW"[color] : color == 0 ? '.' : '?';
+    }
+  }
+  EXPECT_EQ(std::string(data, data + 8), masked ? ".NIC.IBW" : ".NIC.I04");
+  if (!masked) return rows;
+  EXPECT_EQ(std::string(colors - 8, colors - 4), ".I04");
+  EXPECT_EQ(word(colors - 4), width);
+  EXPECT_EQ(word(colors - 2), height);
+  return rows;
+}
+
+// A blank is the ground, which is navy.
+template <std::size_t height, std::size_t size>
+std::vector<std::string> Artwork(const char (&art)[height][size]) {
+  std::vector<std::string> rows(std::begin(art), std::end(art));
+  for (std::string& row : rows) std::replace(row.begin(), row.end(), ' ', 'n');
+  return rows;
+}
+
 TEST(Plugin, CarriesItsImages) {
   const auto& classes = Plugin().Classes();
-  const struct {
-    const std::uint8_t* data;
-    unsigned width, height;
-    bool masked;
-  } images[] = {
-      {Plugin().LargeImage(), 40, 40, false}, {classes[0].smallImage, 20, 20, true},
-      {classes[0].largeImage, 40, 40, true},  {classes[1].smallImage, 20, 20, true},
-      {classes[1].largeImage, 36, 40, true},  {classes[2].smallImage, 19, 19, true},
-      {classes[2].largeImage, 36, 40, true},
-  };
-  std::set<const std::uint8_t*> different;
-  for (const auto& [data, width, height, masked] : images) {
-    different.insert(data);
-    // Behind the signature and, where there is a mask, the mask and a further one.
-    const std::uint8_t* at = data + 8 + (masked ? 4 + (width + 7) / 8 * height + 4 : 0);
-    EXPECT_EQ(at[0], width);
-    EXPECT_EQ(at[2], height);
-    // A picture, not a plain area.
-    const std::set<std::uint8_t> pixels(at + 4, at + 4 + (width + 1) / 2 * height);
-    EXPECT_GT(pixels.size(), 3u);
-  }
-  EXPECT_EQ(different.size(), std::size(images));
+  EXPECT_EQ(Picture(Plugin().LargeImage(), false), Artwork(loopbox::kLibraryLargeArt));
+  EXPECT_EQ(Picture(classes[0].smallImage, true), Artwork(loopbox::kPidSmallArt));
+  EXPECT_EQ(Picture(classes[0].largeImage, true), Artwork(loopbox::kPidLargeArt));
+  EXPECT_EQ(Picture(classes[1].smallImage, true), Artwork(loopbox::kBooleanSmallArt));
+  EXPECT_EQ(Picture(classes[1].largeImage, true), Artwork(loopbox::kBooleanLargeArt));
+  EXPECT_EQ(Picture(classes[2].smallImage, true), Artwork(loopbox::kStepSmallArt));
+  EXPECT_EQ(Picture(classes[2].largeImage, true), Artwork(loopbox::kStepLargeArt));
 }
 
 }  // namespace

@@ -283,9 +283,21 @@ TEST(Procedures, CallsWithWrongArgumentsAreRefusedAsAWhole) {
   std::string error;
   EXPECT_TRUE(Invoke(run, 17, {Real(8), Real(kNaN)}, &error));
   EXPECT_EQ(run.Meter("reg").rangeFrom, 0.0);
-  // Any kind of number is a real; a null array has no arguments.
-  EXPECT_TRUE(Invoke(run, 5, {Bits(hx_expr::kSigned8, 0xFE), Single(0.5F), Bits(hx_expr::kUnsigned16, 7)}, &error));
-  EXPECT_EQ(run.Call("reg", "GetParameters__RRR", {0, 0, 0}), (std::vector<double>{-2, 0.5, 7}));
+  // Any kind of number is a real; a null array has no arguments. What stands above
+  // an identifier's 16 bits is no part of it.
+  using namespace hx_expr;
+  const struct {
+    std::vector<TValue> values;
+    std::vector<double> reals;
+  } kinds[] = {
+      {{Bits(kSigned8, 0xFE), Single(0.5F), Bits(kUnsigned16, 0x19C40)}, {-2, 0.5, 40000}},
+      {{Bits(kUnsigned8, 0x1C8), Bits(kUnsigned32, 4000000000), Bits(kSigned16, 0xFFFE)}, {200, 4e9, -2}},
+      {{Bits(kSigned32, 0xFFFFFFFD), Real(1e300), Real(-0.25)}, {-3, 1e300, -0.25}},
+  };
+  for (const auto& [values, reals] : kinds) {
+    EXPECT_TRUE(Invoke(run, 0x00010005, values, &error));
+    EXPECT_EQ(run.Call("reg", "GetParameters__RRR", {0, 0, 0}), reals);
+  }
   char16_t text[128];
   EXPECT_EQ(run.Object("reg").Invoke(1, nullptr, 127, text), 0);
   EXPECT_EQ(runtime::Utf8(text), kCount);
@@ -324,6 +336,11 @@ TEST(Procedures, CallsOfAStepRegulatorTruncateAndSaturateTheInactivePeriods) {
     run.Call("reg", "SetInactiveHit__R", {given});
     EXPECT_EQ(run.Call("reg", "GetInactiveHit__R", {0})[0], kept) << given;
   }
+  run.Call("reg", "SetInactiveHit__R", {3.0});
+  std::string error;
+  EXPECT_FALSE(Invoke(run, 4, {Boolean(true)}, &error));
+  EXPECT_EQ(error, "Chybný typ argumentu");
+  EXPECT_EQ(run.Call("reg", "GetInactiveHit__R", {0})[0], 3.0);
   for (const char* name : {"DivergencePlus__R", "DivergenceMinus__R"}) {
     EXPECT_EQ(run.Call("reg", std::string("Get") + name, {1})[0], 0.0);
     run.Call("reg", std::string("Set") + name, {-7.25});

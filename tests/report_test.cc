@@ -1,6 +1,7 @@
 // The report of a run, opened in a browser as a person would.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 
@@ -163,6 +164,26 @@ TEST(Report, ShowsWhatTheApplicationSaysAsText) {
   EXPECT_EQ(Found(walked, "violations"), "0");
   for (const char* shown : {"unit", "mark"})
     ExpectParts(Found(walked, shown), {"&lt;form class=markup action=//x&gt;"});
+}
+
+// The page without what it embeds: a picture, the licence, styles and scripts.
+TEST(Report, TellsAllOfARun) {
+  const std::string folder = tests::SourcePath("tests/runs/whole_report/");
+  const tests::CFolder place;
+  ASSERT_EQ(Loopbox("run " + folder + "application.lbx --quiet --report " + place.Path("page.html") + " --compare " +
+                    folder + "earlier.csv")
+                .status,
+            0);
+  std::string page = tests::ReadFile(place.Path("page.html"));
+  const auto cut = [&page](const char* from, const char* to) {
+    const std::size_t begin = page.find(from) + std::strlen(from);
+    page.erase(begin, page.find(to, begin) - begin);
+  };
+  page.erase(0, page.find("<body>"));
+  cut("src=\"", "\"");
+  cut("<details>", "</details>");
+  page.erase(page.find("</script>"));
+  EXPECT_EQ(page + "\n", tests::ReadFile(folder + "page.html"));
 }
 
 // A sample among a million is seen, and the page stays small.

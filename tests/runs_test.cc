@@ -1,4 +1,5 @@
-// Whole runs: folders with an application, its trace and a line that says why.
+// Whole runs: folders with an application, its trace, its summary and a line that
+// says why.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -26,9 +27,12 @@ TEST_P(Runs, GiveTheTraceExpected) {
   const std::string expected = tests::ReadFile(folder + "expected.csv");
   EXPECT_GT(std::count(expected.begin(), expected.end(), '\n'), 20);
   EXPECT_FALSE(tests::ReadFile(folder + "README.md").empty());
-  const tests::TOutcome outcome = tests::Loopbox("run " + folder + "application.lbx --trace - --quiet");
+  const tests::CFolder place;
+  const std::string trace = place.Path("trace.csv");
+  const tests::TOutcome outcome = tests::Loopbox("run " + folder + "application.lbx --trace " + trace);
   EXPECT_EQ(outcome.status, 0);
-  EXPECT_EQ(outcome.output, expected);
+  EXPECT_EQ(outcome.output, tests::ReadFile(folder + "summary.txt"));
+  EXPECT_EQ(tests::ReadFile(trace), expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(Tests, Runs, testing::ValuesIn(Folders()), [](const auto& run) { return run.param; });

@@ -109,6 +109,10 @@ TEST(Script, CallsProceduresAsTheyResolveAtTheMoment) {
        "! line 9: wrong number of arguments (1) for SetParameters( ksi, omega : real ) or SetParameters( "
        "r0, tI, tD : real )"},
       {"heater:SetParameters(1, 2, 'x')", "! line 9: argument 3 of 'SetParameters': number expected, got string"},
+      {"heater:SetParameters('x', 2, 3)", "! line 9: argument 1 of 'SetParameters': number expected, got string"},
+      {"heater:SetRegulatorType(2147483648)",
+       "! line 9: argument 1 of 'SetRegulatorType' is out of the range of 32 bits"},
+      {"heater:Debug(1)", "! line 9: 'heater' has no procedure 'Debug' for these arguments (1) at this moment"},
       {"heater:SetParameters(1, 2, 1/0)", "! line 9: argument 3 of 'SetParameters' is not a finite number"},
       {"heater:SetAdaptive(1)", "! line 9: argument 1 of 'SetAdaptive': boolean expected, got number"},
       {"heater:Nothing()", "! line 9: 'heater' (pid_regulator) has no procedure 'Nothing' at this moment"},
@@ -117,6 +121,26 @@ TEST(Script, CallsProceduresAsTheyResolveAtTheMoment) {
        "! line 9: 'RunIdentification' is called with a colon: "
        "NAME:RunIdentification(…)"},
   });
+}
+
+// What yields nothing does something; what is refused did nothing.
+TEST(Script, TellsWhatItDoes) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"heater:SetParameters(3, 0.5, -8)", "heater.SetParameters(3, 0.5, -8)"},
+      {"heater:SetAdaptive(true) heater:RunIdentification()", "heater.SetAdaptive(true)heater.RunIdentification()"},
+      {"heater:SetAdaptive(false)", "heater.SetAdaptive(false)"},
+      {"heater:SetRegulatorType(2)", "heater.SetRegulatorType(2)"},
+      {"print(heater:GetParameters(), heater:Debug(0, 0, 0, 0))", ""},
+      {"heater:SetRegulatorType(9)", ""},
+  };
+  for (const auto& [statements, expected] : rows) {
+    std::string told;
+    runtime::TReadOptions options;
+    options.action = [&told](const std::string& name, const std::string& what) { told += name + "." + what; };
+    CRun run(WithScript("at(0, function() " + std::string(statements) + " end)"), options);
+    run.Steps(1);
+    EXPECT_EQ(told, expected);
+  }
 }
 
 TEST(Script, IsRefusedAtItsLine) {

@@ -107,6 +107,17 @@ TEST(Synthesis, RealPoleReachesMinusOne) {
   EXPECT_DOUBLE_EQ(CriticalOf(s).period, 0.5);
 }
 
+// A pair that meets at an end of the circle is left there.
+TEST(Synthesis, DoublePoleOnTheCircle) {
+  TPidState s = Model(0.25, -2.25, 0.5, 0.125, 0.25);  // at 1
+  ControllerSynthesis(s);
+  EXPECT_EQ(s.r0, 2.0 * 0.6);
+  EXPECT_EQ(s.tI, HUGE_VAL);
+  s = Model(0.25, 1.75, 0.5, 0.125, 0.25);  // at -1
+  ControllerSynthesis(s);
+  EXPECT_EQ(CriticalOf(s).period, 0.5);
+}
+
 // A model so large that rounding puts the pair off the circle, at both ends.
 TEST(Synthesis, ArcCosineStaysInItsRange) {
   for (const double a1 : {3.0, -3.0}) {

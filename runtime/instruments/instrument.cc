@@ -177,9 +177,9 @@ void CInstrument::SetDataElement(std::uint64_t elementId, hx_expr::TExprTreeReco
 }
 
 // A receiver item's words are the instrument's number and its complement.
-void CInstrument::InstrumentException(std::uint32_t word0, std::uint32_t word1, std::uint32_t) {
+void CInstrument::InstrumentException(std::uint32_t word0, std::uint32_t word1, std::uint32_t reserved) {
   runtime::TApplicationState* application = Application(*this);
-  if (application == nullptr || word1 != ~word0 || word0 >= application->instruments.size()) return;
+  if (application == nullptr || word1 != ~word0 || word0 >= application->instruments.size() || reserved != 0) return;
   runtime::TInstrumentState& receiver = application->instruments[word0];
   const std::uint64_t period = application->periodsDone + 1;
   if (receiver.activatedIn == period) return;
@@ -208,8 +208,8 @@ std::uint8_t Match(std::uint32_t candidateLength, const char16_t* candidate, std
 namespace hx_main {
 
 void RunTimeError(std::uint32_t nameCapacity, const char16_t* name, std::uint32_t length, const char16_t* message,
-                  TContext* ctx, std::uint32_t) {
-  if (ctx == nullptr) return;
+                  TContext* ctx, std::uint32_t reserved) {
+  if (ctx == nullptr || reserved != 0) return;
   char16_t instrument[runtime::kNameCapacity + 1];
   char16_t text[runtime::kTextCapacity + 1];
   runlib::WStrAssign(std::min(nameCapacity, runtime::kNameCapacity), instrument, nameCapacity, name);

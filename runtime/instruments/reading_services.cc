@@ -17,6 +17,9 @@ using runtime::CLexer;
 using runtime::ELexeme;
 using runtime::TLexeme;
 
+// For whoever writes the plug-in: a reserved argument has another value than told.
+constexpr const char* kWrongCall = "a service is called in another way than it is offered";
+
 // Leaves a message with the caller and, with its place, in the reading.
 void Complain(runtime::TReading& reading, std::uint32_t capacity, char16_t* message, const runtime::TTextError& error) {
   std::u16string text = runtime::Utf16(error.message);
@@ -106,11 +109,13 @@ hx_expr::TExprTreeRecord* CompileHeld(CInstrument& instrument, runtime::EType ty
 
 }  // namespace
 
-std::uint8_t CInstrument::ReadToken(std::uint32_t capacity, char16_t* message, vtape::TToken* token, std::uint32_t) {
+std::uint8_t CInstrument::ReadToken(std::uint32_t capacity, char16_t* message, vtape::TToken* token,
+                                    std::uint32_t reserved) {
   // Every definition comes to its end: that is nothing to throw for.
   bool ended = false;
   const std::uint8_t served = Serve(*this, capacity, message, [&](runtime::TReading& reading) {
     const TLexeme& lexeme = reading.lexer->Peek();
+    if (reserved != 0) throw runtime::TTextError{lexeme.offset, kWrongCall};
     ended = lexeme.offset >= reading.end;
     if (ended) return;
     reading.last = lexeme.offset;
@@ -298,12 +303,13 @@ std::uint8_t CInstrument::ReadEquExpression(std::uint32_t capacity, char16_t* me
 
 std::uint8_t CInstrument::ReadEquDataElement(std::uint32_t capacity, char16_t* message, std::uint64_t* elementId,
                                              hx_expr::TExprTreeRecord** indexExpression, std::uint32_t nameCapacity,
-                                             char16_t* elementName, std::uint32_t type, std::uint32_t) {
+                                             char16_t* elementName, std::uint32_t type, std::uint32_t reserved) {
   return Serve(*this, capacity, message, [&](runtime::TReading& reading) {
     runtime::TApplicationState& application = ApplicationOf(ctx);
     reading.lexer->Expect("=");
     MarkNext(reading);
     const TLexeme read = reading.lexer->ExpectIdentifier("the name of a data element");
+    if (reserved != 8) throw runtime::TTextError{read.offset, kWrongCall};
     const std::string spelling(read.text);
     const std::int32_t index = application.data.Find(read.text);
     if (index < 0) throw runtime::TTextError{read.offset, "there is no data element '" + spelling + "'"};

@@ -282,8 +282,8 @@ void CreateDirectoryPath(std::uint32_t capacity, const char16_t* path) {
   });
 }
 
-std::uint32_t FileCreate(TFileContext* context, std::uint32_t nameCapacity, const char16_t* name, std::uint32_t) {
-  if (context == nullptr) return kNoHandle;
+std::uint32_t FileCreate(TFileContext* context, std::uint32_t nameCapacity, const char16_t* name, std::uint32_t mode) {
+  if (context == nullptr || mode != 0) return kNoHandle;
   return Shielded(kNoHandle, [&] {
     const std::u16string_view given = runtime::WideView(nameCapacity, name);
     const TFileName found = NameOf(*context, given);
@@ -291,9 +291,9 @@ std::uint32_t FileCreate(TFileContext* context, std::uint32_t nameCapacity, cons
   });
 }
 
-std::uint32_t FileOpen(void* host, std::uint32_t nameCapacity, const char16_t* name, std::uint32_t) {
+std::uint32_t FileOpen(void* host, std::uint32_t nameCapacity, const char16_t* name, std::uint32_t mode) {
   const auto* context = static_cast<const hx_main::TContext*>(host);
-  if (context == nullptr || context->files == nullptr) return kNoHandle;
+  if (context == nullptr || context->files == nullptr || mode != 1) return kNoHandle;
   return Shielded(kNoHandle, [&] {
     const std::u16string_view given = runtime::WideView(nameCapacity, name);
     const TFileName found = NameOf(*context->files, given);

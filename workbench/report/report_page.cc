@@ -117,7 +117,9 @@ void CPage::Metrics(std::size_t index) {
   const auto& earlier = report.Comparison().summaries;
   const bool compared = index < earlier.size() && earlier[index].has_value();
   std::vector<std::vector<std::string>> before;
-  if (compared) before = ReportRows(*earlier[index], summaries[index].report);
+  TRegulatorReport known = summaries[index].report;
+  known.wishLimited = known.valueLimited = 0;  // of the earlier run no trace tells it
+  if (compared) before = ReportRows(*earlier[index], known);
   body += "<div class=\"scroll\"><table>\n<thead><tr><th>metric</th><th>this run</th>";
   if (compared) body += "<th>" + Escaped(report.Comparison().name) + "</th>";
   body += "</tr></thead>\n<tbody>\n";
