@@ -84,7 +84,7 @@ TEST(Supervision, StopsWhenTheLastStepMovedTheModelByAThousandthAtMost) {
   for (int trial = 0; trial < 120; ++trial) {
     const bool refil = trial % 2 == 0;
     CRun run(Adaptive(refil ? "refil = true;" : ""));
-    double& theta0 = static_cast<loopbox::CPidRegulator&>(run.Object("reg")).state->theta[0];
+    double(&theta)[5] = static_cast<loopbox::CPidRegulator&>(run.Object("reg")).state->theta;
     run.Steps(1);
     run.Call("reg", "RunIdentification__", {});
     // Type 1, which takes in the values themselves, settles when they rest.
@@ -94,19 +94,20 @@ TEST(Supervision, StopsWhenTheLastStepMovedTheModelByAThousandthAtMost) {
     double before0 = 0.0;
     for (int counter = 1; counter <= 21; ++counter) {
       before = Model(run);
-      before0 = theta0;
+      before0 = theta[0];
       if (counter == 21) run.SetValue("wish", 60.0);
       Moves(run, 50.0 + (counter < rest ? std::uniform_real_distribution<double>(-size, size)(random) : 0.0));
     }
     const TModel after = Model(run);
-    if (trial % 8 == 1) theta0 += 0.002;  // as a step may that moves nothing else
-    const bool first = std::fabs(theta0 - before0) > 0.001;
+    if (trial % 8 == 1) theta[0] += 0.002;  // as a step may that moves nothing else
+    const bool first = std::fabs(theta[0] - before0) > 0.001;
     bool others = false;
     for (std::size_t i = 0; i < 4; ++i) others = others || std::fabs(after[i] - before[i]) > 0.001;
     byTheFirst += first && !others;
     ASSERT_TRUE(IsRunning(run));
     Moves(run, 50.0);
     EXPECT_EQ(IsRunning(run), first || others) << trial;
+    EXPECT_EQ(TModel(theta + 1, theta + 5), after);
     ++count[refil][first || others];
     Moves(run, 50.0);
     EXPECT_TRUE(IsRunning(run));  // by the error of 10
