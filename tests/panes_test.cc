@@ -357,7 +357,7 @@ TEST(Panes, HistoriesOfWishAndValueAreOfOneLengthAndRange) {
       EXPECT_EQ(Buffer(value), (std::vector<double>{-5.0, -5.0, 21.0, 22.0}));
       EXPECT_EQ(Buffer(wish), (std::vector<double>{-5.0, -5.0, 41.0, 42.0}));
     }
-    EXPECT_EQ(Buffer(output), std::vector<double>(101, 0.0));
+    EXPECT_EQ(Buffer(output), std::vector<double>(101, output.rangeFrom));
     // The wish's limits are the value's too, and were given.
     run.SetValue("x", 80.0);
     run.Steps(1);
