@@ -5,7 +5,6 @@
 #include <array>
 #include <cmath>
 #include <ctime>
-#include <sstream>
 
 #include "host/panes.h"
 #include "tests/support.h"
@@ -23,65 +22,6 @@ runtime::TReadOptions Times(std::optional<double> period, std::optional<double> 
 
 std::string Numbered(std::size_t number) { return std::to_string(number); }
 
-// Expression | value, at time 2.
-constexpr char kExpressions[] = R"(1 + 2 * 3 | 7
-(1 + 2) * 3 | 9
-10 - 4 - 3 | 3
-8 / 4 / 2 | 1
-2 * 7 % 4 | 2
-7 % -3 | 1
--7.5 % 2 | -1.5
-2 ^ 3 ^ 2 | 512
--2 ^ 2 | -4
-2 ^ -1 | 0.5
-2 ^ -2 ^ 2 | 0.0625
-2 * -3 | -6
---3 | 3
-- 3 - -3 | 0
-0x1F | 31
-2e-3 | 0.002
-0.1 + 0.2 | 0.30000000000000004
-1 + 1e16 - 1e16 | 0
-1 + (1e16 - 1e16) | 1
-pi | 3.141592653589793
-time | 2
-i / 2 | -3.5
-ra[1.9] | 20
-ra[-0.9] | 10
-ra[ra[0] / 5] | 30
-la[1] | 5
-round(2.5) | 3
-round(-2.5) | -3
-round(0.49999999999999994) | 0
-floor(-1.5) | -2
-ceil(-1.5) | -1
-abs(i) | 7
-sign(i) | -1
-sign(2) | 1
-sign(0) | 0
-min(3, 1, 2) | 1
-max(3, 1, 4, 2) | 4
-limit(5, 0, 3) | 3
-limit(-5, 0, 3) | 0
-limit(5, 9, 3) | 3
-log10(1000) | 3
-sqrt(6.25) | 2.5
-if(yes, 1, 1 / 0) | 1
-if(not yes, ra[9], 2) | 2
-if(yes or ra[9] > 0, 1, 2) | 1
-if(not yes and ra[9] > 0, 1, 2) | 2
-if(true or true and false, 1, 2) | 1
-if(not false and false, 1, 2) | 2
-if(not true == false, 1, 2) | 1
-if(1 < 2 == true, 1, 2) | 1
-if(not not yes, 1, 2) | 1
-if(1 + 1 >= 2, 1, 2) | 1
-if(2 != 2 or 2 > 2 or 2 < 2, 1, 2) | 2
-if(ba[1] and not ba[0], 1, 2) | 1
-1 + if(yes, if(yes, 2, 3), 4) * 5 | 11
-1 /* one */ + 1 // and no more | 2
-)";
-
 TEST(Application, ExpressionsHaveTheirValues) {
   std::vector<std::pair<std::string, double>> rows = {
       {"sin(1)", std::sin(1.0)},     {"cos(1)", std::cos(1.0)},
@@ -89,10 +29,8 @@ TEST(Application, ExpressionsHaveTheirValues) {
       {"asin(0.5)", std::asin(0.5)}, {"acos(0.5)", std::acos(0.5)},
       {"atan(2)", std::atan(2.0)},   {"atan2(1, -2)", std::atan2(1.0, -2.0)},
       {"ln(10)", std::log(10.0)}};
-  std::istringstream lines(kExpressions);
-  for (std::string line; std::getline(lines, line);) {
-    const std::size_t bar = line.find(" | ");
-    rows.emplace_back(line.substr(0, bar), std::stod(line.substr(bar + 3)));
+  for (const auto& cells : tests::TableRows("application.txt", "Expressions")) {
+    rows.emplace_back(cells.at(0), std::stod(cells.at(1)));
   }
   std::string text =
       "data i : integer = -7; yes : boolean = true; ra : real[3] = [10, 20, 30]; la : integer[2] = 5; "
@@ -268,50 +206,22 @@ TEST(Application, PeriodCountsDurationsAndKeepsTheClock) {
   }
 }
 
-// Assignment | the value, or what is wrong with it.
-constexpr char kInitialValues[] = R"(r=1.5e1 | 15
-r=-3 | -3
-i=-4 | -4
-i=-2147483648 | -2147483648
-i=2147483647 | 2147483647
-b=true | 1
-b=0 | 0
-a[1]=7 | 7
-r=0x10 | expected a number
-r= | expected a number
-r=infinity | expected a number
-r=true | expected a number
-r=1x | expected a number
-b=2 | expected true or false
-b=yes | expected true or false
-i=1.5 | expected a whole number of 32 bits
-i=3e9 | expected a whole number of 32 bits
-a=1 | an array needs an index
-r[0]=1 | it is no array
-a[2]=1 | the index is out of range
-a[-1]=1 | expected NAME or NAME[INDEX]
-a[1=1 | expected NAME or NAME[INDEX]
-none=1 | there is no such data element
-hidden=1 | there is no such data element
-)";
-
 TEST(Application, InitialValuesAreSetFromOutside) {
-  std::istringstream lines(kInitialValues);
-  for (std::string line; std::getline(lines, line);) {
-    const std::size_t equal = line.find('='), bar = line.find(" | ");
-    const std::string target = line.substr(0, equal), error = line.substr(bar + 3);
+  for (const auto& cells : tests::TableRows("application.txt", "InitialValues")) {
+    const std::string &given = cells.at(0), &error = cells.at(1);
+    const std::string target = given.substr(0, given.find('='));
     runtime::TReadOptions options;
-    options.initialValues = {{target, line.substr(equal + 1, bar - equal - 1)}};
+    options.initialValues = {{target, given.substr(target.size() + 1)}};
     const CRun run(
         "data r : real; i : integer; b : boolean = true; a : real[2]; end_data; "
         "process hidden = 1; end_process;",
         options);
     char* rest = nullptr;
     const double value = std::strtod(error.c_str(), &rest);
-    ASSERT_EQ(run.IsRead(), *rest == 0) << line << run.Diagnostics();
-    EXPECT_EQ(run.Diagnostics(), *rest == 0 ? "" : line.substr(0, bar) + ": " + error + "\n");
+    ASSERT_EQ(run.IsRead(), *rest == 0) << given << run.Diagnostics();
+    EXPECT_EQ(run.Diagnostics(), *rest == 0 ? "" : given + ": " + error + "\n");
     if (*rest == 0) {
-      EXPECT_EQ(run.Value(target.substr(0, 1), target.size() > 1 ? 1 : 0), value) << line;
+      EXPECT_EQ(run.Value(target.substr(0, 1), target.size() > 1 ? 1 : 0), value) << given;
     }
   }
 }

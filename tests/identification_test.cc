@@ -285,36 +285,6 @@ TEST(Identification, Type1ForgetsInTheDirectionOfTheData) {
   }
 }
 
-// With one regressor at a time the step is the scalar least squares
-// θ += P x e/(1 + P x²), 1/P += ε x², and what the data don't touch stays.
-TEST(Identification, Type1LearnsOneCoefficientFromOneRegressor) {
-  std::mt19937 random(6);
-  std::uniform_real_distribution<double> any(-1.0, 1.0);
-  for (std::size_t i = 0; i < kThetaLength; ++i) {
-    TPidState s;
-    TIdentState ident;
-    std::fill(std::begin(s.ldFactor), std::end(s.ldFactor), 0.0);
-    double* const regressors[kThetaLength] = {&s.output[0], &s.value[1], &s.output[1], &s.value[2], &s.output[2]};
-    double theta = s.theta[i];
-    double p = ident.dDiag[i + 1];
-    for (int k = 0; k < 50; ++k) {
-      const double x = *regressors[i] = any(random);
-      s.value[0] = 0.7 * x + 0.1 * any(random);
-      const double e = s.value[0] - theta * x;
-      const double zeta = p * x * x;
-      theta += p * x * e / (1.0 + zeta);
-      IdentifyStep(s, ident);
-      const double phi = s.forgetCoefficient;
-      p = 1.0 / (1.0 / p + (phi - (1.0 - phi) / zeta) * x * x);
-      for (std::size_t j = 0; j < kThetaLength; ++j) {
-        EXPECT_NEAR(s.theta[j], j == i ? theta : TPidState().theta[j], 1e-6) << i << ' ' << k;
-        EXPECT_NEAR(ident.dDiag[j + 1], j == i ? p : 1000.0, 1e-6 * std::max(p, 1000.0)) << i << ' ' << k;
-      }
-    }
-    EXPECT_NEAR(s.theta[i], 0.7, 0.1);
-  }
-}
-
 // Without noise both types find a plant of second order. A first-order one fits
 // any model with a common factor 1 + c z⁻¹ alike: c stays where the start led it.
 // With noise type 1 averages. Type 2, whose memory is two vectors, does not: it

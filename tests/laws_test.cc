@@ -1,4 +1,5 @@
-// The five laws: worked numbers, then properties in tables across all of them.
+// The five laws: properties in tables across all of them. Their first periods are in
+// cycle_test.cc.
 #include "pid/laws.h"
 
 #include <gtest/gtest.h>
@@ -90,29 +91,6 @@ void WantedPolynomial(const TPidState& s, double* d1, double* d2) {
 }
 
 }  // namespace
-
-TEST(Laws, FirstPeriodOfAWishStep) {
-  const struct {
-    std::size_t law;
-    double ksi, omega, expected, ulps;
-  } cases[] = {
-      {0, 0.0, 0.0, 30.0, 0.0},
-      {1, 0.0, 0.0, 10.0, 0.0},
-      {2, 0.0, 0.0, 28.333333333333336, 0.0},
-      {3, 0.0, 0.0, 8.333333333333334, 0.0},
-      {4, 1.0, 1.0, 13.319213363124266, 1.0},
-      {4, 0.7, 0.5, 5.870209053630981, 1.0},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(kLaws[c.law].name);
-    TPidState s;
-    s.r0 = s.tI = s.tD = 1.0;
-    s.ksi = c.ksi;
-    s.omega = c.omega;
-    s.wish[0] = 10.0;
-    EXPECT_NEAR(kLaws[c.law].law(s), c.expected, Ulps(c.expected, c.ulps));
-  }
-}
 
 TEST(Laws, VariableLawCoefficients) {
   TPidState s;

@@ -22,11 +22,7 @@ class Program : public testing::Test {
  protected:
   // The arguments with FILE for the good application and DIR for the folder.
   TOutcome Call(std::string arguments) const {
-    for (const auto& [word, path] : {std::pair<std::string, std::string>{"GOOD", good}, {"DIR", folder.Path("")}}) {
-      for (std::size_t at = 0; (at = arguments.find(word, at)) != std::string::npos; at += path.size()) {
-        arguments.replace(at, word.size(), path);
-      }
-    }
+    arguments = tests::Replaced(tests::Replaced(arguments, "GOOD", good), "DIR", folder.Path(""));
     return Shell("(" + tests::BuildPath("loopbox") + " " + arguments + ")");  // redirections stay inside
   }
 
@@ -37,6 +33,7 @@ class Program : public testing::Test {
 TEST_F(Program, SaysWhatIsWrongAndExitsWithItsStatus) {
   folder.Write("bad.lbx", "data x : real;\n  y : rael;\nend_data;\n");
   folder.Write("late.lbx", "data a : real[2]; end_data; process x = a[time * 100]; end_process;\n");
+  folder.Write("strange.csv", "time,x\n1,2\n");
   folder.Write("script.lbx", "script\nat(0, function() error('no') end)\nend_script;\n");
   folder.Write("history.lbx",
                "application h end_application; data x : real; u : real; on : boolean; end_data;\n"
@@ -87,6 +84,11 @@ TEST_F(Program, SaysWhatIsWrongAndExitsWithItsStatus) {
       {"run DIRdoubtful.lbx --trace DIRother/../a.par", 1, {"a.par: the trace would overwrite a file that the run"}},
       {"run GOOD --report " + tests::BuildPath("regulator.ref"), 1, {"regulator.ref: the report would overwrite"}},
       {"run GOOD --language en --trace " + tests::BuildPath("en.lang"), 1, {"en.lang: the trace would overwrite"}},
+      {"run GOOD --report DIRnone/r.html", 1, {"none/r.html"}},
+      {"run GOOD --compare DIRstrange.csv", 2, {"--compare"}},
+      {"run GOOD --report DIRr --compare DIRstrange.csv",
+       1,
+       {"strange.csv:1: no column is a pane of this application's"}},
       {"run GOOD --report DIRlog > DIRlog", 1, {"log: the report would overwrite a file that the run uses"}},
       {"run GOOD --trace /dev/stdout > DIRt.csv; tail -n 1 DIRt.csv", 0, {"good: 4 periods", "\n2,5,0,0,0,"}},
       {"run GOOD --duration 9999 --trace DIRt.csv --compare DIRgood.lbx --report DIRr; wc -l < DIRt.csv", 0, {"\n5\n"}},

@@ -221,26 +221,4 @@ TEST(Report, LeavesOutWhatIsTooMuchAndSaysSo) {
   EXPECT_LT(html.size(), 8'000'000u);
 }
 
-TEST(Report, ComparesWithAnEarlierTrace) {
-  const tests::CFolder folder;
-  const std::string furnace = tests::SourcePath("examples/furnace.lbx");
-  const std::string trace = folder.Path("before.csv");
-  const std::string page = folder.Path("page.html");
-  ASSERT_EQ(Loopbox("run " + furnace + " --set outside=0 --quiet --trace " + trace).status, 0);
-  ASSERT_EQ(Loopbox("run " + furnace + " --quiet --report " + page + " --compare " + trace).status, 0);
-  const std::string html = tests::ReadFile(page);
-  const std::string earlier = Loopbox("run " + furnace + " --set outside=0").output;
-  const std::size_t at = earlier.find("IAE") + 3;
-  const std::size_t begin = earlier.find_first_not_of(' ', at);
-  const std::string figure = earlier.substr(begin, earlier.find(' ', begin) - begin);
-  ExpectParts(html, {"<th>before.csv</th>", "\"wish before\"", "\"value before\"", "\"output before\"",
-                     "<td>" + figure + " °C·s</td></tr>"});  // in the second column
-
-  EXPECT_EQ(Loopbox("run " + furnace + " --compare " + trace).status, 2);  // of no use without a report
-  const std::string strange = folder.Write("strange.csv", "time,x\n1,2\n");
-  tests::ExpectOutcome(Loopbox("run " + furnace + " --quiet --report " + page + " --compare " + strange), 1,
-                       {"strange.csv:1: no column is a pane of this application's regulators"});
-  EXPECT_EQ(Loopbox("run " + furnace + " --report " + folder.Path("no/page.html")).status, 1);
-}
-
 }  // namespace

@@ -43,6 +43,30 @@ std::string ReadFile(const std::string& path) {
   return bytes.str();
 }
 
+std::string Replaced(std::string text, const std::string& what, const std::string& by) {
+  for (std::size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += by.size()) {
+    text.replace(at, what.size(), by);
+  }
+  return text;
+}
+
+std::vector<std::vector<std::string>> TableRows(const std::string& file, const std::string& section) {
+  std::vector<std::vector<std::string>> rows;
+  std::istringstream lines(ReadFile(SourcePath("tests/" + file)));
+  bool isInside = false;
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with('[')) isInside = line == "[" + section + "]";
+    if (!isInside || line.empty() || line.starts_with('[') || line.starts_with('#')) continue;
+    std::vector<std::string>& cells = rows.emplace_back();
+    for (std::size_t at = 0, bar = 0; bar != std::string::npos; at = bar + 3) {
+      bar = line.find(" | ", at);
+      cells.push_back(line.substr(at, bar - at));
+    }
+  }
+  EXPECT_FALSE(rows.empty()) << file << " " << section;
+  return rows;
+}
+
 std::vector<std::string> ClassNames() {
   std::vector<std::string> names;
   for (const runtime::TClass& item : Plugin().Classes()) names.push_back(item.name);

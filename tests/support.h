@@ -29,6 +29,11 @@ class CFolder : public processes::CTemporaryFolder {
 
 std::string ReadFile(const std::string& path);
 
+std::string Replaced(std::string text, const std::string& what, const std::string& by);  // everywhere
+// The rows below [SECTION] in a file of tests/, each as its cells between bars; no
+// rows at all fail the test. Lines that begin with # are comments.
+std::vector<std::vector<std::string>> TableRows(const std::string& file, const std::string& section);
+
 // The plug-in's classes, in their order.
 std::vector<std::string> ClassNames();
 // What its events hand over: "R" a continuous output, "l" a two-state one, "ll" the
