@@ -29,6 +29,13 @@ void Blink(TApplicationState& application, std::uint64_t milliseconds) {
   }
 }
 
+void NoteOutputsBefore(TApplicationState& application) {
+  for (const TInstrumentState& instrument : application.instruments) {
+    COutputHost* const output = instrument.object->host->output.get();
+    if (output != nullptr) output->NoteOutputBefore();
+  }
+}
+
 // All links, whichever fails; the first failure tells why.
 void AskLinks(TApplicationState& application, double time, bool (CDataLink::*operation)(double, std::string*)) {
   for (CDataLink* link : application.links) {
@@ -47,6 +54,7 @@ void RunPeriod(TApplicationState& application) {
   const std::uint64_t k = application.periodsDone + 1;
   const double from = application.expressions.Time();
   const double to = static_cast<double>(k) * application.period;
+  if (k == 1) NoteOutputsBefore(application);
   const std::uint64_t clock = ClockAt(k, application.period);
   SetClock(static_cast<std::uint32_t>(clock % vcore::kMillisecondsPerDay));
   application.process.Advance(from, to);
@@ -57,11 +65,11 @@ void RunPeriod(TApplicationState& application) {
       application.timed.size() >= kManyInstruments ? end - kInstrumentsAhead : application.timed.data();
   for (const TTimed* next = application.timed.data(); next != end; ++next) {
     if (next < asking) next[kInstrumentsAhead].AskForMemory();
-    next->object->Action(hx_vinst::kActionTimer);
+    ActIn(k, *next->object, hx_vinst::kActionTimer);
   }
   // Receivers may activate further ones, which join the end of the row.
   for (std::size_t i = 0; i < application.activated.size(); ++i) {
-    application.instruments[application.activated[i]].object->Action(hx_vinst::kActionReceiver);
+    ActIn(k, *application.instruments[application.activated[i]].object, hx_vinst::kActionReceiver);
   }
   application.activated.clear();
   Blink(application, clock);

@@ -32,13 +32,23 @@ bool ReadDefinition(TApplicationState& application, TInstrumentState& instrument
   reading.last = instrument.header;
   reading.ended = false;
   reading.complaint.clear();
+  reading.output = -1;
+  reading.outputIndex = nullptr;
   instrument.receivers.clear();
   instrument.files.clear();
   for (std::string* text : {&instrument.title, &instrument.quantityUnit, &instrument.outputUnit}) text->clear();
   std::string unread;
   CheckFiles(&unread);  // what failed before is none of this reading's
-  const bool accepted =
-      instrument.object->ReadSelf(texts.errorCapacity, texts.error, texts.tokenCapacity, texts.token) != 0;
+  bool accepted = instrument.object->ReadSelf(texts.errorCapacity, texts.error, texts.tokenCapacity, texts.token) != 0;
+  if (COutputHost* const output = instrument.object->host->output.get(); accepted && output != nullptr) {
+    output->NoteOutput(reading.output, reading.outputIndex);
+    try {
+      output->Check();
+    } catch (const TTextError& error) {
+      Complain(reading, texts.errorCapacity, texts.error, error);
+      accepted = false;
+    }
+  }
   if (!CheckFiles(&unread)) application.Report(instrument.name, unread);
   reading.instrument = nullptr;
   reading.lexer.reset();
@@ -54,7 +64,7 @@ bool ReadDefinition(TApplicationState& application, TInstrumentState& instrument
 void Act(TApplicationState& application, hx_vinst::CInstrument& instrument, std::uint32_t milliseconds,
          std::uint32_t reason) {
   SetClock(milliseconds);
-  instrument.Action(reason);
+  ActIn(application.periodsDone + 1, instrument, reason);
   application.activated.clear();
   ++application.periodsDone;
 }

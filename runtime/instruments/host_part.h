@@ -5,10 +5,12 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "host/hx_main.h"
+#include "runtime/instruments/output_host.h"
 
 namespace hx_vinst {
 
@@ -27,7 +29,8 @@ struct THostPart {
   std::vector<hx_expr::TExprTreeRecord*> expressions;
   std::vector<vcom::CList*> receiverLists;
   std::vector<TEvent> events;
-  std::uint32_t blinkRate = 0;  // milliseconds, 0: none
+  std::unique_ptr<runtime::COutputHost> output;  // null: its output is its own alone
+  std::uint32_t blinkRate = 0;                   // milliseconds, 0: none
   std::uint8_t blinkPhase = 0;
   bool blinks = false;  // has a place among the application's blinking ones
   // The window's size that the class gave when it was made, in pixels.
@@ -39,5 +42,18 @@ struct THostPart {
 };
 
 }  // namespace hx_vinst
+
+namespace runtime {
+
+// One Action, in the period of this number.
+inline void ActIn(std::uint64_t period, hx_vinst::CInstrument& instrument, std::uint32_t reason) {
+  if ((instrument.stateWord & kStateHosted) == 0) return instrument.Action(reason);
+  COutputHost& output = *instrument.host->output;
+  output.BeforeAction(period);
+  instrument.Action(reason);
+  output.AfterAction();
+}
+
+}  // namespace runtime
 
 #endif

@@ -49,6 +49,7 @@ CInstrument::CInstrument()
 
 void CInstrument::Done() {
   if (host != nullptr) {
+    host->output.reset();
     for (vcom::CList* list : host->receiverLists) toolkit::ListDone(list);
     host->receiverLists.clear();
     for (hx_expr::TExprTreeRecord* expression : host->expressions) Application(*this)->expressions.Release(expression);
@@ -87,6 +88,7 @@ std::uint8_t CInstrument::ReadSelf(std::uint32_t errorCapacity, char16_t* errorT
   if (host != nullptr) {
     host->blinkRate = 0;
     host->blinkPhase = 0;
+    host->output.reset();
     winWidth = host->madeWidth;
     winHeight = host->madeHeight;
   }
@@ -97,6 +99,10 @@ std::uint8_t CInstrument::GetWinMinMaxSize(vcom::TPoint*, vcom::TPoint*) { retur
 
 std::uint32_t CInstrument::GetIdOfName(std::uint32_t length, const char16_t* procedureName, std::uint8_t flag) {
   if (host == nullptr || flag == 0) return kNoIdentifier;
+  if (host->output != nullptr) {
+    const std::uint32_t answered = host->output->IdOfEvent({procedureName, length});
+    if (answered != kNoIdentifier) return answered;
+  }
   for (std::size_t i = 0; i < host->events.size(); ++i) {
     const std::u16string& event = host->events[i].name;
     if (Match(static_cast<std::uint32_t>(event.size()), event.c_str(), length, procedureName)) {
@@ -121,8 +127,10 @@ std::uint8_t CInstrument::Invoke(std::uint32_t identifier, hx_expr::TValueArray*
   const std::uint32_t number = identifier & ~kHostIdentifier;
   runtime::TApplicationState* application = Application(*this);
   std::string error = "no such procedure";
-  if (host != nullptr && identifier != number && number < host->events.size() && application != nullptr &&
-      application->script != nullptr) {
+  if (host != nullptr && host->output != nullptr && host->output->Answers(identifier)) {
+    if (host->output->Invoke(identifier, arguments, &error)) return 1;
+  } else if (host != nullptr && identifier != number && number < host->events.size() && application != nullptr &&
+             application->script != nullptr) {
     if (application->script->CallEvent(host->events[number].handler, arguments, &error)) return 1;
   }
   const std::u16string text = runtime::Utf16(error);
@@ -136,6 +144,10 @@ void CInstrument::FinishRead(vcom::CRect) {}
 // --- Run-time services ---
 
 void CInstrument::EvaluateExpression(hx_expr::TExprTreeRecord* expression, std::uint32_t type, hx_expr::TValue* value) {
+  if (type == hx_expr::kBoolean && (stateWord & runtime::kStateTracks) != 0) {
+    hx_tool::SetValueBoolean(value, 1);
+    return;
+  }
   // Most conditions need no program to be run, and can't fail.
   if (type == hx_expr::kBoolean && expression != nullptr && expression->isBooleanElement) {
     hx_tool::SetValueBoolean(value, *runtime::BooleanElementOf(expression));

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "runtime/expressions/data_elements.h"
 #include "runtime/instruments/instrument_state.h"
 #include "runtime/platform/capacities.h"
 #include "runtime/text/lexer.h"
@@ -22,7 +23,16 @@ struct TReading {
   bool ended = false;        // the end of the definition was reached
   std::u16string complaint;  // the last message of a service
   std::uint32_t complaintOffset = 0;
+  // The output element that was read last, and its index; -1 where there is none.
+  std::int32_t output = -1;
+  hx_expr::TExprTreeRecord* outputIndex = nullptr;
 };
+
+// Leaves a message with the caller and, with its place, in the reading.
+void Complain(TReading& reading, std::uint32_t capacity, char16_t* message, const TTextError& error);
+// Compiles the expression ahead. The instrument holds it until FreeExpression or
+// Done. Throws TTextError.
+hx_expr::TExprTreeRecord* CompileHeld(hx_vinst::CInstrument& instrument, EType type);
 
 }  // namespace runtime
 

@@ -8,6 +8,25 @@
 #include "runtime/platform/capacities.h"
 #include "runtime/text/wide_text.h"
 
+namespace runtime {
+
+void Complain(TReading& reading, std::uint32_t capacity, char16_t* message, const TTextError& error) {
+  std::u16string text = Utf16(error.message);
+  if (text.size() > capacity) text.resize(capacity);
+  runlib::WStrAssign(capacity, message, static_cast<std::uint32_t>(text.size()), text.c_str());
+  reading.complaint = std::move(text);
+  reading.complaintOffset = error.offset;
+}
+
+hx_expr::TExprTreeRecord* CompileHeld(hx_vinst::CInstrument& instrument, EType type) {
+  TApplicationState& application = ApplicationOf(instrument.ctx);
+  TExpression compiled = application.expressions.Compile(*application.reading.lexer, application.data, type);
+  if (instrument.host != nullptr) instrument.host->expressions.push_back(compiled.get());
+  return compiled.release();
+}
+
+}  // namespace runtime
+
 namespace hx_vinst {
 
 namespace {
@@ -19,15 +38,6 @@ using runtime::TLexeme;
 
 // For whoever writes the plug-in: a reserved argument has another value than told.
 constexpr const char* kWrongCall = "a service is called in another way than it is offered";
-
-// Leaves a message with the caller and, with its place, in the reading.
-void Complain(runtime::TReading& reading, std::uint32_t capacity, char16_t* message, const runtime::TTextError& error) {
-  std::u16string text = runtime::Utf16(error.message);
-  if (text.size() > capacity) text.resize(capacity);
-  runlib::WStrAssign(capacity, message, static_cast<std::uint32_t>(text.size()), text.c_str());
-  reading.complaint = std::move(text);
-  reading.complaintOffset = error.offset;
-}
 
 // Runs one service.
 template <typename TService>
@@ -44,7 +54,7 @@ std::uint8_t Serve(CInstrument& instrument, std::uint32_t capacity, char16_t* me
       error = std::move(thrown);
     }
   }
-  Complain(reading, capacity, message, error);
+  runtime::Complain(reading, capacity, message, error);
   return 0;
 }
 
@@ -98,13 +108,6 @@ std::string UnitOfPlainElement(runtime::TApplicationState& application) {
   lexer.Seek(start);
   const std::int32_t element = plain ? application.data.Find(first.text) : -1;
   return element < 0 ? std::string() : application.data[element].unit;
-}
-
-hx_expr::TExprTreeRecord* CompileHeld(CInstrument& instrument, runtime::EType type) {
-  runtime::TApplicationState& application = ApplicationOf(instrument.ctx);
-  runtime::TExpression compiled = application.expressions.Compile(*application.reading.lexer, application.data, type);
-  if (instrument.host != nullptr) instrument.host->expressions.push_back(compiled.get());
-  return compiled.release();
 }
 
 }  // namespace
@@ -289,7 +292,7 @@ std::uint8_t CInstrument::ReadEquExpression(std::uint32_t capacity, char16_t* me
     MarkNext(reading);
     std::string& quantityUnit = reading.instrument->quantityUnit;
     std::string unit = type == hx_expr::kReal && quantityUnit.empty() ? UnitOfPlainElement(application) : "";
-    hx_expr::TExprTreeRecord* compiled = CompileHeld(*this, TypeOf(type));
+    hx_expr::TExprTreeRecord* compiled = runtime::CompileHeld(*this, TypeOf(type));
     try {
       reading.lexer->Expect(";");
     } catch (...) {
@@ -328,7 +331,7 @@ std::uint8_t CInstrument::ReadEquDataElement(std::uint32_t capacity, char16_t* m
     hx_expr::TExprTreeRecord* compiled = nullptr;
     try {
       if (reading.lexer->TakeIf("[")) {
-        compiled = CompileHeld(*this, runtime::EType::kReal);
+        compiled = runtime::CompileHeld(*this, runtime::EType::kReal);
         reading.lexer->Expect("]");
       }
       reading.lexer->Expect(";");
@@ -340,6 +343,8 @@ std::uint8_t CInstrument::ReadEquDataElement(std::uint32_t capacity, char16_t* m
     application.data.SetOutput(index);
     *elementId = static_cast<std::uint32_t>(index);
     *indexExpression = compiled;
+    reading.output = index;
+    reading.outputIndex = compiled;
     const std::u16string wide = runtime::Utf16(spelling);
     runlib::WStrAssign(nameCapacity, elementName, static_cast<std::uint32_t>(wide.size()), wide.c_str());
   });
@@ -354,6 +359,18 @@ struct TSystemKeyword {
 };
 
 constexpr std::int32_t kMaximumWindow = 1 << 20;  // pixels
+
+// The host's part in the instrument's output, made where there is none yet.
+runtime::COutputHost& OutputOf(CInstrument& instrument, const runtime::TReading& reading) {
+  std::unique_ptr<runtime::COutputHost>& output = instrument.host->output;
+  if (output == nullptr) output = std::make_unique<runtime::COutputHost>(instrument, reading);
+  return *output;
+}
+
+template <void (runtime::COutputHost::*kRead)(runtime::TReading&)>
+void ReadOutputPart(CInstrument& instrument, runtime::TReading& reading) {
+  (OutputOf(instrument, reading).*kRead)(reading);
+}
 
 constexpr TSystemKeyword kSystemKeywords[] = {
     {u"window",
@@ -374,6 +391,10 @@ constexpr TSystemKeyword kSystemKeywords[] = {
      }},
     {u"always_activate",
      [](CInstrument& instrument, runtime::TReading&) { instrument.stateWord |= kStateActivateAlways; }},
+    {u"track", ReadOutputPart<&runtime::COutputHost::ReadTrack>},
+    {u"track_when", ReadOutputPart<&runtime::COutputHost::ReadTrackWhen>},
+    {u"follow", ReadOutputPart<&runtime::COutputHost::ReadFollow>},
+    {u"start", ReadOutputPart<&runtime::COutputHost::ReadStart>},
 };
 
 }  // namespace

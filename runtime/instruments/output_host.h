@@ -1,0 +1,104 @@
+// What the host does with an instrument's output: it tracks another value while a
+// condition holds, and in the first periods. Such an instrument has a part of this
+// kind, through which the host answers the two events of its class itself:
+//
+//   OnOutput        the script's procedure gets the instrument's own output; what
+//                   is tracked replaces it afterwards
+//   OnOutputChange  the script's procedure gets the tracked value, and can't
+//                   change it
+//
+// So the pane, the element, the receivers and the comparison with the output before
+// know the tracked value alone. The law takes it as its previous output, by the
+// procedure `SetLastOutputValue`; laws go back two periods, which is why at least
+// two are tracked (bumpless transfer by tracking: Åström, Hägglund, PID Controllers,
+// 1995, 3.5).
+#ifndef LOOPBOX_RUNTIME_INSTRUMENTS_OUTPUT_HOST_H
+#define LOOPBOX_RUNTIME_INSTRUMENTS_OUTPUT_HOST_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "host/hx_main.h"
+#include "runtime/instruments/reading.h"
+
+namespace runtime {
+
+// Bits of the state word that are the host's alone.
+constexpr std::uint32_t kStateHosted = 0x100;  // the instrument has a part of this kind
+constexpr std::uint32_t kStateTracks = 0x200;  // in this period: conditions are answered with true
+
+class COutputHost {
+ public:
+  // Throws TTextError, with the place of the last keyword, when the class has no
+  // events of an output.
+  COutputHost(hx_vinst::CInstrument& instrument, const TReading& reading);
+  ~COutputHost();
+  COutputHost(const COutputHost&) = delete;
+  COutputHost& operator=(const COutputHost&) = delete;
+
+  // What follows a keyword, without the ";". They throw TTextError.
+  void ReadTrack(TReading& reading);
+  void ReadTrackWhen(TReading& reading);
+  void ReadFollow(TReading& reading);
+  void ReadStart(TReading& reading);
+  // An output element of the instrument was read.
+  void NoteOutput(std::int32_t element, hx_expr::TExprTreeRecord* index) { output = {element, index}; }
+  // When all has been read. Throws TTextError where entries don't fit one another.
+  void Check() const;
+
+  // The identifier of an event of the class; hx_vinst::kNoIdentifier for any other
+  // name.
+  std::uint32_t IdOfEvent(std::u16string_view name) const;
+  bool Answers(std::uint32_t identifier) const;
+  // Runs one of the two. False with a message when the script's procedure failed.
+  bool Invoke(std::uint32_t event, hx_expr::TValueArray* arguments, std::string* error);
+
+  // Before the run: `start = output` means the element's value then.
+  void NoteOutputBefore();
+  // Around every Action of the instrument; in a period of this number, from 1.
+  void BeforeAction(std::uint64_t period);
+  void AfterAction();
+
+ private:
+  enum class EShape { kReal, kBoolean, kSteps };  // of the events' arguments
+
+  struct TElementPlace {
+    std::int32_t element = -1;
+    hx_expr::TExprTreeRecord* index = nullptr;  // where that is an array
+  };
+
+  double Evaluate(hx_expr::TExprTreeRecord* expression, std::uint32_t type) const;
+  TElementPlace PlainElement(TReading& reading) const;
+  double ValueOf(const TElementPlace& place) const;
+  std::uint32_t ValueType() const { return shape == EShape::kBoolean ? hx_expr::kBoolean : hx_expr::kReal; }
+  double Limited(double value) const;
+  void Replace(hx_expr::TValueArray& arguments) const;
+  void SetPreviousOutput();
+
+  hx_vinst::CInstrument& instrument;
+  EShape shape = EShape::kReal;
+  std::u16string names[2];  // of OnOutput and OnOutputChange
+
+  hx_expr::TExprTreeRecord* track = nullptr;
+  hx_expr::TExprTreeRecord* trackWhen = nullptr;
+  hx_expr::TExprTreeRecord* start = nullptr;
+  // Places of the entries; kNoMark where there is none.
+  std::uint32_t trackMark = hx_vinst::kNoMark;
+  std::uint32_t trackWhenMark = hx_vinst::kNoMark;
+  std::uint32_t startMark = hx_vinst::kNoMark;
+  std::uint32_t followMark = hx_vinst::kNoMark;
+  TElementPlace tracked;  // what `track` consists of
+  TElementPlace output;   // the instrument's own
+
+  std::optional<double> outputBefore;
+  std::uint64_t evaluatedIn = 0;  // the period
+  std::uint64_t periodsActed = 0;
+  std::uint32_t heldFor = 0;  // periods in which track_when held, one after another; 2 for more
+  bool tracks = false;
+  double value = 0.0;  // that is tracked
+};
+
+}  // namespace runtime
+
+#endif
