@@ -70,6 +70,7 @@ TEST_F(Program, SaysWhatIsWrongAndExitsWithItsStatus) {
       {"run GOOD --every 0 --trace -", 2, {"--every", "at least 1"}},
       {"run GOOD --every 2", 2, {"--every", "--trace"}},
       {"run GOOD --seed x", 2, {"--seed"}},
+      {"run GOOD --seed 08 --quiet", 0, {}},
       {"run GOOD --set w=x", 1, {"w=x: expected a number"}},
       {"run GOOD --set v=1", 1, {"v=1: there is no such data element"}},
       {"run GOOD --set 'a[2]=1'", 1, {"a[2]=1: the index is out of range"}},

@@ -56,8 +56,6 @@ class CExpressions {
   // Takes an expression back. One that nobody gave back goes with this.
   void Release(hx_expr::TExprTreeRecord* record);
 
-  std::size_t ProgramCount() const { return programs.size(); }
-
  private:
   using TProgram = std::span<const std::uint64_t>;
 

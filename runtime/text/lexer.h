@@ -45,8 +45,6 @@ class CLexer {
  public:
   explicit CLexer(const CSource& text) : source(&text) {}
 
-  const CSource& Source() const { return *source; }
-
   const TLexeme& Peek() {  // valid until the next call
     if (!isAhead) {
       Scan();

@@ -2,6 +2,7 @@
 #include "workbench/commands/command_line.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
 #include <sstream>
 #include <string>
@@ -23,6 +24,12 @@ void Declare(const TOption& option, CLI::App* command) {
       CLI::Option* const declared = command->add_option(option.name, *target, option.help)->type_name(option.value);
       // Each value has the option's name before it.
       if (declared->get_expected_max() > 1) declared->allow_extra_args(false);
+      // 010 is ten.
+      if constexpr (std::is_integral_v<TTarget>) {
+        declared->transform([](const std::string& text) {
+          return text.empty() ? text : text.substr(std::min(text.find_first_not_of('0'), text.size() - 1));
+        });
+      }
       return declared;
     }
   };
