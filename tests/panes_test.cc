@@ -158,6 +158,7 @@ TEST(Panes, HideDescriptionsUnlessAskedFor) {
   CRun partly(Pid("show_description;" + Sections("ratio = 0;", "", "ratio = 0;")));
   for (int i = 0; i < 3; ++i) {
     EXPECT_EQ(Description(plain, kDescriptions[i]).disabled, 1);
+    EXPECT_EQ(Description(plain, kDescriptions[i]).rect.width, 100);
     EXPECT_EQ(Description(partly, kDescriptions[i]).disabled, i == 1 ? 0 : 1);
   }
 }
@@ -293,6 +294,7 @@ TEST(Panes, SizesThatAreGivenStay) {
   EXPECT_EQ(without.Object("reg").winWidth, 100);
   EXPECT_EQ(without.Object("reg").winHeight, 80);
   EXPECT_EQ(without.Object("reg").rect.x, 10);
+  EXPECT_EQ(without.Object("reg").rect.y, 10);
   EXPECT_EQ(without.Object("reg").rect.width, 255);  // of three bars, before the sections were read
 }
 
