@@ -78,6 +78,7 @@ void RunPeriod(TApplicationState& application) {
 }
 
 void KeepLearnt(TApplicationState& application, std::uint32_t reason) {
+  if (!application.options.keepsLearnt) return;
   std::string error;
   CheckFiles(&error);  // what failed before is none of this event's
   for (TInstrumentState& instrument : application.instruments) {

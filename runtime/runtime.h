@@ -112,6 +112,7 @@ struct TReadOptions {
   // not end is left by force. It is called in a signal handler too: it may read
   // a flag, no more.
   bool (*interruptionAsked)() = nullptr;
+  bool keepsLearnt = true;                        // false: what instruments learn isn't kept, whoever asks for it
   std::function<void(const std::string&)> print;  // a script's output, one line a call
   // What a script changes: a call of a procedure that returns nothing, with its
   // instrument, or a data element that gets another value.

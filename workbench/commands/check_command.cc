@@ -1,5 +1,6 @@
 // `loopbox check`: what is wrong with an application, and what is worth knowing
 // before it runs.
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <set>
@@ -19,10 +20,43 @@
 namespace workbench {
 namespace {
 
+// Whether a continuous output goes on from zeros: nothing says what it starts from.
+bool StartsFromZeros(const runtime::CInstrumentHandle& instrument) {
+  const std::vector<runtime::TNamed> events = instrument.Events();
+  if (instrument.PaneCount() == 0 || events.empty() || !events[0].name.ends_with("__R")) return false;
+  const std::vector<runtime::TDefinitionEntry> entries = instrument.Definition();
+  return std::none_of(entries.begin(), entries.end(), [](const runtime::TDefinitionEntry& entry) {
+    return entry.block.empty() && (entry.keyword == "start" || entry.keyword == "track");
+  });
+}
+
+// What those will put out in the first period, by their names, unless they measure
+// 0. One period of a second reading tells, of which nothing is seen or kept.
+std::map<std::string, double> FirstOutputs(const runtime::CApplication& checked, runtime::TReadOptions reading,
+                                           runtime::CPlugin& plugin) {
+  std::set<std::size_t> from;
+  for (std::size_t index = 0; index < checked.InstrumentCount(); ++index) {
+    if (StartsFromZeros(checked.Instrument(index))) from.insert(index);
+  }
+  std::map<std::string, double> outputs;
+  if (from.empty()) return outputs;
+  reading.keepsLearnt = false;
+  std::vector<runtime::TDiagnostic> dropped;
+  const auto trial = ReadApplication(reading, plugin, &dropped);
+  if (!trial || !trial->Step()) return outputs;
+  for (const std::size_t index : from) {
+    const runtime::CInstrumentHandle instrument = trial->Instrument(index);
+    if (instrument.Pane(runtime::kValuePane).value == 0.0) continue;
+    outputs.emplace(instrument.Name(), instrument.Pane(runtime::kOutputPane).value);
+  }
+  return outputs;
+}
+
 class CChecker {
  public:
-  // Both outlive the checker.
-  CChecker(const runtime::CApplication& application, const TReferences& references);
+  // All outlive the checker.
+  CChecker(const runtime::CApplication& application, const TReferences& references,
+           const std::map<std::string, double>& firstOutputs);
 
   void CheckDuration();
   // Prints what is worth knowing of an instrument; warnings, with their places,
@@ -36,6 +70,7 @@ class CChecker {
   void CheckWritten(const runtime::CInstrumentHandle& instrument);
   void CheckReceivers(const runtime::CInstrumentHandle& instrument);
   void CheckNotes(const runtime::CInstrumentHandle& instrument);
+  void CheckStart(const runtime::CInstrumentHandle& instrument);
   bool Acts(const runtime::CInstrumentHandle& instrument) const {
     return instrument.NeedsTiming() || receivers.contains(instrument.Name());
   }
@@ -43,6 +78,7 @@ class CChecker {
 
   const runtime::CApplication& application;
   const TReferences& references;
+  const std::map<std::string, double>& firstOutputs;
   std::map<std::string, bool> timed;  // by instrument
   std::set<std::string> receivers;
   std::map<std::string, std::string> writers;  // of elements and files
@@ -50,8 +86,9 @@ class CChecker {
   std::uint64_t warnings = 0;
 };
 
-CChecker::CChecker(const runtime::CApplication& checked, const TReferences& classReferences)
-    : application(checked), references(classReferences) {
+CChecker::CChecker(const runtime::CApplication& checked, const TReferences& classReferences,
+                   const std::map<std::string, double>& outputs)
+    : application(checked), references(classReferences), firstOutputs(outputs) {
   for (std::size_t index = 0; index < application.InstrumentCount(); ++index) {
     const runtime::CInstrumentHandle instrument = application.Instrument(index);
     timed.emplace(instrument.Name(), instrument.NeedsTiming());
@@ -70,6 +107,7 @@ void CChecker::Check(const runtime::CInstrumentHandle& instrument) {
   CheckWritten(instrument);
   CheckReceivers(instrument);
   CheckNotes(instrument);
+  CheckStart(instrument);
   if (notes.empty()) return;
   std::string text = instrument.Name() + " (" + instrument.ClassName() + ")\n";
   for (const std::string& note : notes) text += Indented(note, 2, 100);
@@ -149,6 +187,18 @@ void CChecker::CheckNotes(const runtime::CInstrumentHandle& instrument) {
   }
 }
 
+void CChecker::CheckStart(const runtime::CInstrumentHandle& instrument) {
+  const auto first = firstOutputs.find(instrument.Name());
+  if (first == firstOutputs.end()) return;
+  const std::vector<runtime::TDefinitionEntry> entries = instrument.Definition();
+  const bool hasElement = std::any_of(entries.begin(), entries.end(), [](const runtime::TDefinitionEntry& entry) {
+    return entry.block.empty() && entry.keyword == "output";
+  });
+  notes.push_back("without start it begins from zeros: its first output will be " +
+                  Quantity(first->second, instrument.OutputUnit()) + "; " +
+                  (hasElement ? "start = output; goes on from the element" : "start = EXPRESSION; goes on from that"));
+}
+
 int Check(const std::string& file, const std::string& pluginPath) {
   const CCrashNotice notice(file + ": crashed while it was checked with the plug-in " + PluginPath(pluginPath));
   std::string error;
@@ -167,7 +217,8 @@ int Check(const std::string& file, const std::string& pluginPath) {
     Print(file + ": " + Count(errors, "error") + ", " + Count(warnings, "warning") + "\n");
     return kApplicationWrong;
   }
-  CChecker checker(*application, references);
+  const std::map<std::string, double> firstOutputs = FirstOutputs(*application, reading, *plugin);
+  CChecker checker(*application, references, firstOutputs);
   checker.CheckDuration();
   for (std::size_t index = 0; index < application->InstrumentCount(); ++index)
     checker.Check(application->Instrument(index));
