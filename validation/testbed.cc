@@ -216,7 +216,8 @@ CClassTexts::CClassTexts(CProbe& theProbe)
     : probe(theProbe), entries(theProbe.Entries().empty() ? CommonEntries() : theProbe.Entries()) {
   probe.Plugin();
   probe.Doing("trying what a definition may hold");
-  data = "data\n";
+  // What the examples of the host's own entries name.
+  data = "data\nhand : real;\nhand_on : boolean;\nby_hand : boolean;\n";
   for (const TEntry& entry : entries) {
     if (entry.type != "expression" && entry.type != "element") continue;
     data += entry.keyword + "_real : real;\n" + entry.keyword + "_flag : boolean;\n";
