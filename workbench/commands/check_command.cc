@@ -5,6 +5,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -20,14 +21,20 @@
 namespace workbench {
 namespace {
 
-// Whether a continuous output goes on from zeros: nothing says what it starts from.
+// Whether the definition has the entry, outside its blocks.
+bool Has(const runtime::CInstrumentHandle& instrument, std::string_view keyword) {
+  const std::vector<runtime::TDefinitionEntry> entries = instrument.Definition();
+  return std::any_of(entries.begin(), entries.end(), [keyword](const runtime::TDefinitionEntry& entry) {
+    return entry.block.empty() && entry.keyword == keyword;
+  });
+}
+
+// Whether it is a continuous regulator of which nothing says what it starts from. One
+// that tracks may do so from the first period on.
 bool StartsFromZeros(const runtime::CInstrumentHandle& instrument) {
   const std::vector<runtime::TNamed> events = instrument.Events();
-  if (instrument.PaneCount() == 0 || events.empty() || !events[0].name.ends_with("__R")) return false;
-  const std::vector<runtime::TDefinitionEntry> entries = instrument.Definition();
-  return std::none_of(entries.begin(), entries.end(), [](const runtime::TDefinitionEntry& entry) {
-    return entry.block.empty() && (entry.keyword == "start" || entry.keyword == "track");
-  });
+  return instrument.PaneCount() != 0 && !events.empty() && events[0].name.ends_with("__R") &&
+         !Has(instrument, "start") && !Has(instrument, "track");
 }
 
 // What those will put out in the first period, by their names, unless they measure
@@ -190,13 +197,10 @@ void CChecker::CheckNotes(const runtime::CInstrumentHandle& instrument) {
 void CChecker::CheckStart(const runtime::CInstrumentHandle& instrument) {
   const auto first = firstOutputs.find(instrument.Name());
   if (first == firstOutputs.end()) return;
-  const std::vector<runtime::TDefinitionEntry> entries = instrument.Definition();
-  const bool hasElement = std::any_of(entries.begin(), entries.end(), [](const runtime::TDefinitionEntry& entry) {
-    return entry.block.empty() && entry.keyword == "output";
-  });
   notes.push_back("without start it begins from zeros: its first output will be " +
                   Quantity(first->second, instrument.OutputUnit()) + "; " +
-                  (hasElement ? "start = output; goes on from the element" : "start = EXPRESSION; goes on from that"));
+                  (Has(instrument, "output") ? "start = output; goes on from the element"
+                                             : "start = EXPRESSION; goes on from that"));
 }
 
 int Check(const std::string& file, const std::string& pluginPath) {
