@@ -1,6 +1,7 @@
 // The public face of an application and of its instruments.
 #include <algorithm>
 #include <filesystem>
+#include <set>
 
 #include "runtime/instruments/application_state.h"
 #include "runtime/instruments/driver.h"
@@ -13,6 +14,16 @@ namespace runtime {
 namespace {
 
 constexpr std::size_t kPaneCount = 3;
+
+// The paths of the files, of those among `chosen` where that is given.
+std::vector<std::string> InFolder(const runlib::TFileContext& context, const std::vector<std::string>& names,
+                                  const std::set<std::string>* chosen) {
+  std::vector<std::string> paths;
+  for (const std::string& name : names) {
+    if (chosen == nullptr || chosen->contains(name)) paths.push_back(context.folder + "/" + name);
+  }
+  return paths;
+}
 
 }  // namespace
 
@@ -126,6 +137,8 @@ bool CApplication::AddLink(CDataLink& link, std::string* error) {
 
 const std::string& CApplication::LinkError() const { return state->linkError; }
 
+bool CApplication::HasScript() const { return state->script != nullptr; }
+
 std::size_t CApplication::InstrumentCount() const { return state->instruments.size(); }
 CInstrumentHandle CApplication::Instrument(std::size_t index) const { return {state.get(), index}; }
 
@@ -147,6 +160,13 @@ const std::string& CInstrumentHandle::Name() const { return State().name; }
 const std::string& CInstrumentHandle::ClassName() const { return State().className; }
 const std::string& CInstrumentHandle::Title() const { return State().title; }
 bool CInstrumentHandle::NeedsTiming() const { return State().timed; }
+void CInstrumentHandle::NoteRegulating() const { State().object->stateWord |= kStateNoted; }
+
+bool CInstrumentHandle::Regulates() const {
+  const hx_vinst::THostPart& host = *State().object->host;
+  return host.conditionHeld && (host.output == nullptr || !host.output->Tracks());
+}
+
 const std::string& CInstrumentHandle::QuantityUnit() const { return State().quantityUnit; }
 const std::string& CInstrumentHandle::OutputUnit() const { return State().outputUnit; }
 std::uint32_t CInstrumentHandle::Offset() const { return State().header; }
@@ -191,9 +211,15 @@ std::vector<std::string> CInstrumentHandle::Receivers() const {
 }
 
 std::vector<std::string> CInstrumentHandle::Files() const {
-  std::vector<std::string> files;
-  for (const std::string& name : State().files) files.push_back(application->files.folder + "/" + name);
-  return files;
+  return InFolder(application->files, State().files, nullptr);
+}
+
+std::vector<std::string> CInstrumentHandle::FilesRead() const {
+  return InFolder(application->files, State().files, &application->files.read);
+}
+
+std::vector<std::string> CInstrumentHandle::FilesWritten() const {
+  return InFolder(application->files, State().files, &application->files.written);
 }
 
 CProcedureName::CProcedureName(const std::string& theName) : name(Utf16(theName)), letters(LettersOf(theName)) {}

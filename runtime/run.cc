@@ -82,6 +82,8 @@ void KeepLearnt(TApplicationState& application, std::uint32_t reason) {
   std::string error;
   CheckFiles(&error);  // what failed before is none of this event's
   for (TInstrumentState& instrument : application.instruments) {
+    const hx_vinst::THostPart& host = *instrument.object->host;
+    if (!host.keeps || (host.output != nullptr && !host.output->MayKeep())) continue;
     vcore::TEvent event = {{vcore::kEventKeep, reason, 0, 0}};
     instrument.object->ReceiveEvent(&event);
     if (!CheckFiles(&error)) application.Report(Utf8(instrument.object->name), error);

@@ -108,6 +108,9 @@ struct TReadOptions {
   // For tests: what a script no longer holds is collected before each piece of
   // memory that it gets.
   bool scriptCollects = false;
+  // Whether instruments keep what they have learnt, at the end and when a script
+  // asks for it.
+  bool keepsLearnt = true;
   // Whether the run is to end. A script then has half a second; one that does
   // not end is left by force. It is called in a signal handler too: it may read
   // a flag, no more.
@@ -186,6 +189,10 @@ class CInstrumentHandle {
   const std::string& ClassName() const;
   const std::string& Title() const;
   bool NeedsTiming() const;
+  // From now on the host notes whether it regulates.
+  void NoteRegulating() const;
+  // Whether its condition held when it acted last, and its output was its own.
+  bool Regulates() const;
   std::size_t PaneCount() const;  // 3 for a regulator, else 0
   TPane Pane(std::size_t pane) const;
   double MeterValue() const;  // of a meter of its own
@@ -193,8 +200,10 @@ class CInstrumentHandle {
   const std::string& QuantityUnit() const;  // of wish and value, where an expression is a plain element
   const std::string& OutputUnit() const;
   std::vector<std::string> Receivers() const;
-  std::vector<std::string> Files() const;  // that its definition names, with the application's folder
-  std::vector<TNamed> Events() const;      // that the class offers
+  std::vector<std::string> Files() const;      // that its definition names, with the application's folder
+  std::vector<std::string> FilesRead() const;  // those of them that were, in this run
+  std::vector<std::string> FilesWritten() const;
+  std::vector<TNamed> Events() const;  // that the class offers
   std::vector<TNamed> Procedures() const;
   // Calls the procedure `Name__letters` if that name resolves now. Arguments
   // are numbers (booleans 0 and 1); what it returns replaces them.
@@ -269,6 +278,7 @@ class CApplication {
   // write what has a writer.
   bool AddLink(CDataLink& link, std::string* error);
 
+  bool HasScript() const;
   std::size_t InstrumentCount() const;
   CInstrumentHandle Instrument(std::size_t index) const;
   std::string_view Text() const;  // of the application, as long as it lives

@@ -160,6 +160,7 @@ bool CReference::AddLine(const std::string& section, std::string_view line, std:
   if (section == "notes") return AddNote(line, error);
   if (section == "state") return AddState(line, error);
   if (section == "band") return AddBand(line, error);
+  if (section == "learning") return AddLearning(line, error);
   return AddKeyword(section, line, error);
 }
 
@@ -247,6 +248,18 @@ bool CReference::AddBand(std::string_view line, std::string* error) {
     return false;
   }
   (field[0] == "plus" ? band.plus : band.minus) = field[1];
+  return true;
+}
+
+bool CReference::AddLearning(std::string_view line, std::string* error) {
+  const std::vector<std::string> field = Split(line, '|');
+  const bool isWhile = field.size() == 2 && field[0] == "while" && ArgumentCount(field[1]) == 1;
+  const bool isAlways = field.size() == 2 && field[0] == "always" && ArgumentCount(field[1]) == 2;
+  if (!isWhile && !isAlways) {
+    *error = "expected while | procedure of one argument, or always | procedure of two";
+    return false;
+  }
+  (isWhile ? learning.whileTrue : learning.always) = field[1];
   return true;
 }
 

@@ -16,6 +16,10 @@
 //   [band]   plus | procedure   and   minus | procedure
 //            what answers how far the value may stray from the wish, in its one
 //            argument.
+//   [learning]  while | procedure   and   always | procedure
+//            a regulator that learns: while the first answers true, or the second
+//            resolves at all, which it does under laws that always learn. Its
+//            columns are then r0, tI, tD and identifying, a1, a2, b1 and b2.
 //   [events], [procedures]  name with its letters | meaning
 //            what is told of an event or procedure beside its declaration;
 //            units of its arguments.
@@ -83,6 +87,11 @@ struct TBandProcedures {
   std::string minus;
 };
 
+struct TLearningProcedures {
+  std::string whileTrue;
+  std::string always;
+};
+
 class CReference {
  public:
   // False with a message that names the file, and the line when that is wrong.
@@ -98,6 +107,8 @@ class CReference {
   const std::vector<runtime::TStateColumn>& State() const { return state; }
   // Empty names when the class has no band.
   const TBandProcedures& Band() const { return band; }
+  // Empty names when the class doesn't learn.
+  const TLearningProcedures& Learning() const { return learning; }
   const std::vector<TNote>& Notes() const { return notes; }
   // The notes whose condition holds, in the file's order.
   std::vector<TFinding> Findings(const std::vector<runtime::TDefinitionEntry>& definition) const;
@@ -110,6 +121,7 @@ class CReference {
   bool AddNote(std::string_view line, std::string* error);
   bool AddState(std::string_view line, std::string* error);
   bool AddBand(std::string_view line, std::string* error);
+  bool AddLearning(std::string_view line, std::string* error);
   static bool AddMeaning(std::string_view line, std::vector<TMeaning>* meanings, std::string* error);
   std::string_view Default(const TPlaceOfKeyword& asked) const;
   // What the entry gives; none: the default. Empty when there is no such keyword.
@@ -123,6 +135,7 @@ class CReference {
   std::vector<TNote> notes;
   std::vector<runtime::TStateColumn> state;
   TBandProcedures band;
+  TLearningProcedures learning;
 };
 
 }  // namespace workbench

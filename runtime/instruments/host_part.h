@@ -36,6 +36,8 @@ struct THostPart {
   // The window's size that the class gave when it was made, in pixels.
   std::int32_t madeWidth = 0;
   std::int32_t madeHeight = 0;
+  bool keeps = true;          // what it learnt
+  bool conditionHeld = true;  // when it acted last, while that is noted
   // Periods in which a pane cut what was measured.
   std::uint64_t wishLimited = 0;
   std::uint64_t valueLimited = 0;

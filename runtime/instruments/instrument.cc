@@ -40,6 +40,13 @@ runtime::TApplicationState* Application(const CInstrument& instrument) {
   expression->failedMark = kNoMark;
 }
 
+bool Holds(const CInstrument& instrument, hx_expr::TExprTreeRecord* expression) {
+  if (expression == nullptr) return false;
+  const runtime::TEvaluation evaluation = runtime::Evaluate(expression);
+  if (evaluation.newError) ReportEvaluation(instrument, evaluation.status);
+  return evaluation.value != 0.0;
+}
+
 }  // namespace
 
 CInstrument::CInstrument()
@@ -89,6 +96,7 @@ std::uint8_t CInstrument::ReadSelf(std::uint32_t errorCapacity, char16_t* errorT
     host->blinkRate = 0;
     host->blinkPhase = 0;
     host->output.reset();
+    host->keeps = true;
     winWidth = host->madeWidth;
     winHeight = host->madeHeight;
   }
@@ -144,8 +152,10 @@ void CInstrument::FinishRead(vcom::CRect) {}
 // --- Run-time services ---
 
 void CInstrument::EvaluateExpression(hx_expr::TExprTreeRecord* expression, std::uint32_t type, hx_expr::TValue* value) {
-  if (type == hx_expr::kBoolean && (stateWord & runtime::kStateTracks) != 0) {
-    hx_tool::SetValueBoolean(value, 1);
+  if (type == hx_expr::kBoolean && (stateWord & (runtime::kStateTracks | runtime::kStateNoted)) != 0) {
+    const bool held = (stateWord & runtime::kStateTracks) != 0 || Holds(*this, expression);
+    host->conditionHeld = held;
+    hx_tool::SetValueBoolean(value, held ? 1 : 0);
     return;
   }
   // Most conditions need no program to be run, and can't fail.

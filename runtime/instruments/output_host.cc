@@ -54,7 +54,7 @@ COutputHost::COutputHost(hx_vinst::CInstrument& theInstrument, const TReading& r
 }
 
 COutputHost::~COutputHost() {
-  instrument.stateWord &= ~(kStateHosted | kStateTracks);
+  instrument.stateWord &= ~(kStateHosted | kStateTracks | kStateNoted);
   for (hx_expr::TExprTreeRecord** expression : {&track, &trackWhen, &start, &tracked.index}) {
     instrument.FreeExpression(expression);
   }
@@ -115,7 +115,14 @@ void COutputHost::ReadStart(TReading& reading) {
   start = Compile(instrument, ValueType());
 }
 
-void COutputHost::Check() const {
+void COutputHost::ReadGuard(TReading& reading) {
+  if (guard) Fail(reading.last, "a second guard");
+  guard.emplace(instrument, reading);
+  instrument.stateWord |= kStateNoted;
+}
+
+void COutputHost::Check() {
+  if (guard) guard->Check();
   if (track != nullptr && trackWhen == nullptr) Fail(trackMark, "track needs track_when = CONDITION");
   if (trackWhen != nullptr && track == nullptr) Fail(trackWhenMark, "track_when needs track = VALUE");
   if (startMark != hx_vinst::kNoMark && start == nullptr && output.element < 0) {
@@ -151,7 +158,16 @@ bool COutputHost::Invoke(std::uint32_t event, hx_expr::TValueArray* arguments, s
   if (procedure != events.end() && application.script != nullptr) {
     succeeded = application.script->CallEvent(procedure->handler, arguments, error);
   }
-  if (tracks) Replace(*arguments);
+  if (number == 0 && guard && instrument.host->conditionHeld && guard->Holds()) {
+    const gaugekit::CMeter* pane = MeterOf(instrument, kOutputPane);
+    guardHolds = pane != nullptr;
+    if (guardHolds) heldOutput = pane->meterValue;
+  }
+  if (tracks) {
+    Replace(*arguments, value);
+  } else if (guardHolds) {
+    Replace(*arguments, heldOutput);
+  }
   return succeeded;
 }
 
@@ -163,16 +179,15 @@ double COutputHost::Limited(double given) const {
   return std::clamp(given, low, high);
 }
 
-// By what is tracked.
-void COutputHost::Replace(hx_expr::TValueArray& arguments) const {
+void COutputHost::Replace(hx_expr::TValueArray& arguments, double other) const {
   hx_expr::TValue* const values = arguments.items;
   if (shape == EShape::kReal) {
-    hx_tool::SetValueLongReal(&values[0], Limited(value));
+    hx_tool::SetValueLongReal(&values[0], Limited(other));
   } else if (shape == EShape::kBoolean) {
-    hx_tool::SetValueBoolean(&values[0], value != 0.0);
+    hx_tool::SetValueBoolean(&values[0], other != 0.0);
   } else {
-    hx_tool::SetValueBoolean(&values[0], value < 0.0);
-    hx_tool::SetValueBoolean(&values[1], value > 0.0);
+    hx_tool::SetValueBoolean(&values[0], other < 0.0);
+    hx_tool::SetValueBoolean(&values[1], other > 0.0);
   }
 }
 
@@ -212,11 +227,15 @@ void COutputHost::BeforeAction(std::uint64_t period) {
     value = held ? wanted : first;
   }
   if (tracks) instrument.stateWord |= kStateTracks;
+  guardHolds = false;
+  instrument.host->conditionHeld = true;  // where it has none
+  if (guard) guard->BeforeAction();
 }
 
 void COutputHost::AfterAction() {
   instrument.stateWord &= ~kStateTracks;
-  if (tracks && shape == EShape::kReal) SetPreviousOutput();
+  if (guard) guard->AfterAction();
+  if ((tracks || guardHolds) && shape == EShape::kReal) SetPreviousOutput(tracks ? value : heldOutput);
   if (tracks || followMark == hx_vinst::kNoMark) return;
   const gaugekit::CMeter* pane = MeterOf(instrument, kOutputPane);
   hx_expr::TValue shown = {};
@@ -226,9 +245,9 @@ void COutputHost::AfterAction() {
 }
 
 // The one law that doesn't offer the procedure is changed for another meanwhile.
-void COutputHost::SetPreviousOutput() {
+void COutputHost::SetPreviousOutput(double givenOutput) {
   hx_expr::TValue previous = {};
-  hx_tool::SetValueLongReal(&previous, Limited(value));
+  hx_tool::SetValueLongReal(&previous, Limited(givenOutput));
   std::uint32_t set = Resolve(instrument, kSetPrevious);
   if (set != hx_vinst::kNoIdentifier) return Call(instrument, set, previous);
   const std::uint32_t setLaw = Resolve(instrument, kSetLaw);

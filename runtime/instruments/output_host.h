@@ -1,9 +1,10 @@
 // What the host does with an instrument's output: it tracks another value while a
-// condition holds, and in the first periods. Such an instrument has a part of this
+// condition holds, and in the first periods, and holds it where a guard of what the
+// instrument learns says so. Such an instrument has a part of this
 // kind, through which the host answers the two events of its class itself:
 //
 //   OnOutput        the script's procedure gets the instrument's own output; what
-//                   is tracked replaces it afterwards
+//                   is tracked or held replaces it afterwards
 //   OnOutputChange  the script's procedure gets the tracked value, and can't
 //                   change it
 //
@@ -20,6 +21,7 @@
 #include <string>
 
 #include "host/hx_main.h"
+#include "runtime/instruments/learning_guard.h"
 #include "runtime/instruments/reading.h"
 
 namespace runtime {
@@ -27,6 +29,7 @@ namespace runtime {
 // Bits of the state word that are the host's alone.
 constexpr std::uint32_t kStateHosted = 0x100;  // the instrument has a part of this kind
 constexpr std::uint32_t kStateTracks = 0x200;  // in this period: conditions are answered with true
+constexpr std::uint32_t kStateNoted = 0x400;   // whether its condition held is noted in its host part
 
 class COutputHost {
  public:
@@ -42,10 +45,11 @@ class COutputHost {
   void ReadTrackWhen(TReading& reading);
   void ReadFollow(TReading& reading);
   void ReadStart(TReading& reading);
+  void ReadGuard(TReading& reading);
   // An output element of the instrument was read.
   void NoteOutput(std::int32_t element, hx_expr::TExprTreeRecord* index) { output = {element, index}; }
   // When all has been read. Throws TTextError where entries don't fit one another.
-  void Check() const;
+  void Check();
 
   // The identifier of an event of the class; hx_vinst::kNoIdentifier for any other
   // name.
@@ -60,6 +64,9 @@ class COutputHost {
   void BeforeAction(std::uint64_t period);
   void AfterAction();
 
+  bool Tracks() const { return tracks; }  // in the period acted in last
+  bool MayKeep() const { return !guard || guard->MayKeep(); }
+
  private:
   enum class EShape { kReal, kBoolean, kSteps };  // of the events' arguments
 
@@ -73,8 +80,8 @@ class COutputHost {
   double ValueOf(const TElementPlace& place) const;
   std::uint32_t ValueType() const { return shape == EShape::kBoolean ? hx_expr::kBoolean : hx_expr::kReal; }
   double Limited(double value) const;
-  void Replace(hx_expr::TValueArray& arguments) const;
-  void SetPreviousOutput();
+  void Replace(hx_expr::TValueArray& arguments, double other) const;
+  void SetPreviousOutput(double givenOutput);
 
   hx_vinst::CInstrument& instrument;
   EShape shape = EShape::kReal;
@@ -97,6 +104,10 @@ class COutputHost {
   std::uint32_t heldFor = 0;  // periods in which track_when held, one after another; 2 for more
   bool tracks = false;
   double value = 0.0;  // that is tracked
+
+  std::optional<CLearningGuard> guard;
+  bool guardHolds = false;  // in this period
+  double heldOutput = 0.0;
 };
 
 }  // namespace runtime

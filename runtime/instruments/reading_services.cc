@@ -395,6 +395,13 @@ constexpr TSystemKeyword kSystemKeywords[] = {
     {u"track_when", ReadOutputPart<&runtime::COutputHost::ReadTrackWhen>},
     {u"follow", ReadOutputPart<&runtime::COutputHost::ReadFollow>},
     {u"start", ReadOutputPart<&runtime::COutputHost::ReadStart>},
+    {u"guard", ReadOutputPart<&runtime::COutputHost::ReadGuard>},
+    {u"keep",
+     [](CInstrument& instrument, runtime::TReading& reading) {
+       reading.lexer->Expect("=");
+       MarkNext(reading);
+       instrument.host->keeps = reading.lexer->ExpectBoolean();
+     }},
 };
 
 }  // namespace

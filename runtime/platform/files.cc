@@ -185,6 +185,7 @@ void Finish(TFile& file) {
   if (file.failed) {
     file.replacement->Abandon();
   } else if (file.replacement->Finish(&why)) {
+    Shielded([&] { file.context->written.insert(file.given); });
     return;
   }
   NoteUnwritten(file.given, why);
@@ -208,6 +209,7 @@ std::uint32_t Open(TFile file, const TFileName& name) {
     return runlib::kNoHandle;
   }
   file.context->unread.erase(file.relative);
+  file.context->read.insert(file.given);
   Files()[handle] = std::move(file);
   return handle;
 }

@@ -17,6 +17,9 @@ struct TFileContext {
   // Files that are there and could not be read when they were to be, by their
   // paths from the folder: none of them is replaced.
   std::set<std::string> unread = {};
+  // Files that were opened, and those that were replaced whole, by the names given.
+  std::set<std::string> read = {};
+  std::set<std::string> written = {};
 };
 
 }  // namespace runlib

@@ -25,6 +25,7 @@
 #include "workbench/report/report.h"
 #include "workbench/run/file_identity.h"
 #include "workbench/run/input_file.h"
+#include "workbench/run/learning_watch.h"
 #include "workbench/run/observation.h"
 #include "workbench/run/pacing.h"
 #include "workbench/run/regulator_watch.h"
@@ -113,6 +114,7 @@ class CRunCommand {
   std::optional<CPacer> pacer;  // in real time
   std::optional<CObservation> observation;
   std::optional<CRunPlot> plot;
+  std::optional<CLearningWatch> learning;
   std::optional<CRegulatorWatch> watch;
   std::optional<CReport> report;
 };
@@ -133,6 +135,7 @@ int CRunCommand::Run() {
   if (!pictures.CheckTimes(application->Duration(), &error)) return Fail(error, kCommandLineWrong);
   if (!CheckFiles(&error) || !Open(&error)) return Fail(error);
   const bool complete = RunPeriods();
+  learning->Finish();
   application->End();
   console.FinishMessages();
   return Finish(complete);
@@ -227,20 +230,23 @@ bool CRunCommand::Open(std::string* error) {
     }
   }
   CatchInterruption();
+  const auto tell = [this](const runtime::TRunTimeMessage& message) {
+    console.RunTimeMessage(message);
+    if (report) report->Mark(message.time, message.instrument, message.text);
+  };
+  learning.emplace(*application, references, tell);
   if (watched) {
-    watch.emplace(*observation, application->Period(), [this](const std::string& instrument, const std::string& text) {
-      if (!options.quiet) console.Note(application->Time(), instrument, text);
-      Mark(instrument, text);
-    });
+    watch.emplace(*observation, *learning, application->Period(),
+                  [this](const std::string& instrument, const std::string& text) {
+                    if (!options.quiet) console.Note(application->Time(), instrument, text);
+                    Mark(instrument, text);
+                  });
   }
   if (!options.report.empty()) {
     report.emplace(*application, *observation);
     if (!options.compare.empty() && !report->Compare(options.compare, error)) return false;
   }
-  application->SetMessageSink([this](const runtime::TRunTimeMessage& message) {
-    console.RunTimeMessage(message);
-    if (report) report->Mark(message.time, message.instrument, message.text);
-  });
+  application->SetMessageSink(tell);
   // Last, since it takes the place of an earlier trace.
   return options.trace.empty() || OpenTrace(error);
 }
@@ -269,6 +275,7 @@ bool CRunCommand::RunPeriods() {
     if (InterruptionAsked()) return false;
     if (!application->Step()) return application->LinkError().empty();
     if (observation) observation->Observe();
+    learning->Observe();
     if (watch) watch->Observe();
     if (plot) plot->Observe();
     if (report) report->Observe();

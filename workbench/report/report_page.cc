@@ -133,6 +133,7 @@ void CPage::Metrics(std::size_t index) {
     }
   }
   body += "</tbody></table></div>\n";
+  for (const std::string& line : summaries[index].learnt) body += "<p>" + Escaped(line) + "</p>\n";
 }
 
 void CPage::Events() {

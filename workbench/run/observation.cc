@@ -1,13 +1,10 @@
 #include "workbench/run/observation.h"
 
-#include <limits>
 #include <string_view>
 #include <utility>
 
 namespace workbench {
 namespace {
-
-constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
 // By the shape of its events' letters: one real, one boolean, two booleans.
 // Without such events its output is taken as a number.
@@ -47,14 +44,7 @@ CObservation::TCalls CObservation::CallsOf(const TRegulator& regulator, TWanted 
     const TBandProcedures& band = regulator.reference->Band();
     calls.band = {runtime::CProcedureName(band.plus), runtime::CProcedureName(band.minus)};
   }
-  if (!wanted.state || regulator.reference == nullptr) return calls;
-  for (const runtime::TStateColumn& column : regulator.reference->State()) {
-    const runtime::TStateColumn* const last = calls.state.empty() ? nullptr : &calls.state.back().columns[0];
-    if (last == nullptr || last->procedure != column.procedure || last->argumentCount != column.argumentCount) {
-      calls.state.push_back({runtime::CProcedureName(column.procedure), {}});
-    }
-    calls.state.back().columns.push_back(column);
-  }
+  if (wanted.state && regulator.reference != nullptr) calls.state = CStateReader(regulator.reference->State());
   return calls;
 }
 
@@ -64,7 +54,7 @@ void CObservation::Observe() {
     const runtime::CInstrumentHandle& instrument = regulators[i].instrument;
     for (std::size_t pane = 0; pane < rows[i].panes.size(); ++pane) rows[i].panes[pane] = instrument.Pane(pane);
     ObserveBand(instrument, calls[i], &rows[i]);
-    ObserveState(instrument, calls[i], &rows[i]);
+    calls[i].state.Read(instrument, &rows[i].state);
   }
 }
 
@@ -78,18 +68,6 @@ void CObservation::ObserveBand(const runtime::CInstrumentHandle& instrument, con
   }
   row->band.reset();
   if (known) row->band = TBand{sides[0], sides[1]};
-}
-
-void CObservation::ObserveState(const runtime::CInstrumentHandle& instrument, const TCalls& called, TObserved* row) {
-  row->state.clear();
-  for (const TStateCall& call : called.state) {
-    arguments.assign(call.columns[0].argumentCount, 0.0);
-    const bool resolves = instrument.Call(call.procedure, &arguments);
-    for (const runtime::TStateColumn& column : call.columns) {
-      const double answer = resolves ? arguments[column.argument] : kNone;
-      row->state.push_back(column.negate ? -answer : answer);
-    }
-  }
 }
 
 }  // namespace workbench

@@ -11,6 +11,7 @@
 
 #include "runtime/runtime.h"
 #include "workbench/references.h"
+#include "workbench/run/state_reader.h"
 #include "workbench/run/summary.h"
 
 namespace workbench {
@@ -56,19 +57,13 @@ class CObservation {
   std::span<const TObserved> Rows() const { return rows; }
 
  private:
-  // Columns of one procedure that stand together: it is called once for them.
-  struct TStateCall {
-    runtime::CProcedureName procedure;
-    std::vector<runtime::TStateColumn> columns;
-  };
   struct TCalls {
     std::vector<runtime::CProcedureName> band;  // plus and minus, or none
-    std::vector<TStateCall> state;
+    CStateReader state;
   };
 
   static TCalls CallsOf(const TRegulator& regulator, TWanted wanted);
   void ObserveBand(const runtime::CInstrumentHandle& instrument, const TCalls& called, TObserved* row);
-  void ObserveState(const runtime::CInstrumentHandle& instrument, const TCalls& called, TObserved* row);
 
   const runtime::CApplication& application;
   double time = 0.0;

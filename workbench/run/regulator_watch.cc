@@ -6,8 +6,10 @@
 
 namespace workbench {
 
-CRegulatorWatch::CRegulatorWatch(const CObservation& theObservation, double periodSeconds, TNoteSink noteSink)
+CRegulatorWatch::CRegulatorWatch(const CObservation& theObservation, const CLearningWatch& theLearning,
+                                 double periodSeconds, TNoteSink noteSink)
     : observation(theObservation),
+      learning(theLearning),
       note(std::move(noteSink)),
       watched(observation.Regulators().size(), {CRegulatorSummary(periodSeconds)}) {}
 
@@ -36,7 +38,8 @@ std::vector<CRegulatorWatch::TSummary> CRegulatorWatch::Summaries() const {
     const TRegulatorReport report = {kind, instrument.QuantityUnit(), instrument.OutputUnit(),
                                      panes[runtime::kWishPane].limitedPeriods,
                                      panes[runtime::kValuePane].limitedPeriods};
-    summaries.push_back({instrument, report, ReportRows(watched[i].summary, report)});
+    summaries.push_back(
+        {instrument, report, ReportRows(watched[i].summary, report), learning.Lines(instrument.Name())});
   }
   return summaries;
 }
@@ -54,6 +57,7 @@ std::string CRegulatorWatch::SummaryText() const {
   for (const TSummary& summary : summaries) {
     text += summary.instrument.Name() + " (" + summary.instrument.ClassName() + ")\n";
     for (std::size_t row = 0; row < summary.rows.size(); ++row) text += lines[next++];
+    for (const std::string& line : summary.learnt) text += "  " + line + "\n";
   }
   return text;
 }

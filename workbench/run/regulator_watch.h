@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "runtime/runtime.h"
+#include "workbench/run/learning_watch.h"
 #include "workbench/run/observation.h"
 #include "workbench/run/summary.h"
 
@@ -19,8 +20,9 @@ class CRegulatorWatch {
   // something: instrument, text.
   using TNoteSink = std::function<void(const std::string&, const std::string&)>;
 
-  // The observation outlives the watch.
-  CRegulatorWatch(const CObservation& observation, double periodSeconds, TNoteSink noteSink);
+  // The observation and the watch of what is learnt outlive this one.
+  CRegulatorWatch(const CObservation& observation, const CLearningWatch& learning, double periodSeconds,
+                  TNoteSink noteSink);
 
   // After each period, once it is observed.
   void Observe();
@@ -29,9 +31,10 @@ class CRegulatorWatch {
     runtime::CInstrumentHandle instrument;
     TRegulatorReport report;
     std::vector<std::vector<std::string>> rows;
+    std::vector<std::string> learnt;  // lines
   };
   std::vector<TSummary> Summaries() const;
-  // A heading and an aligned table for each regulator.
+  // A heading, an aligned table and what was learnt for each regulator.
   std::string SummaryText() const;
 
  private:
@@ -44,6 +47,7 @@ class CRegulatorWatch {
   void NoteLimit(const TRegulator& regulator, const runtime::TPane& pane, const char* what, bool* said);
 
   const CObservation& observation;
+  const CLearningWatch& learning;
   TNoteSink note;
   std::vector<TWatched> watched;  // by regulator
 };
