@@ -110,7 +110,7 @@ TEST(References, AreReadByTheirClassAsTheyStand) {
     });
     EXPECT_EQ(counts["value_section"], 15) << className;
     EXPECT_EQ(counts["output_section"], 15) << className;
-    EXPECT_EQ(counts["system"], className == "step_regulator" ? 6 : 7) << className;
+    EXPECT_EQ(counts["system"], className == "step_regulator" ? 7 : className == "pid_regulator" ? 9 : 8) << className;
     if (className == "pid_regulator") {
       EXPECT_EQ(counts["parameters"], 7);
     }
@@ -257,6 +257,8 @@ TEST(References, SayWhatIsWrongInTheirFile) {
       {"count", "[state]\na | Debug__RRRR | 3 | 5 | +\n", "count:2: Debug__RRRR has 4 arguments, found 5"},
       {"huge", "[state]\na | Debug__RRRR | 18446744073709551614 | 18446744073709551615 | +\n",
        "huge:2: Debug__RRRR has 4 arguments, found 18446744073709551615"},
+      {"learning", "[learning]\nalways | GetAdaptive__l\n",
+       "learning:2: expected while | procedure of one argument, or always | procedure of two"},
       {"band", "[band]\nplus | Debug__RRRR\n", "band:2: expected a procedure of one argument, found Debug__RRRR"},
       {"outside", "[include ../count]\n", "outside:1: a file that is included stands in the same folder"},
       {"long", std::string(1 << 20, '#') + "\n",
