@@ -108,9 +108,6 @@ struct TReadOptions {
   // For tests: what a script no longer holds is collected before each piece of
   // memory that it gets.
   bool scriptCollects = false;
-  // Whether instruments keep what they have learnt, at the end and when a script
-  // asks for it.
-  bool keepsLearnt = true;
   // Whether the run is to end. A script then has half a second; one that does
   // not end is left by force. It is called in a signal handler too: it may read
   // a flag, no more.

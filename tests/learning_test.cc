@@ -142,8 +142,8 @@ TEST(Learning, IsWatched) {
     const tests::TOutcome outcome = tests::Loopbox(run + options);
     tests::ExpectOutcome(
         outcome, 3,
-        {"t=59 s  reg: stuck: the output has been 0, an end of its pane, for 20 periods; the wish is 50, "
-         "the value 20",
+        {"t=59 s  reg: stuck: the output has been at an end of its pane for 20 periods, and is 0; the wish is "
+         "50, the value 20",
          "t=59 s  reg: what it learnt has not been good for 20 periods: r0 = -",
          "t=149 s  reg: what it learnt has not been good for 20 periods: r0 = -"});
     std::size_t count = 0;

@@ -1,15 +1,14 @@
 // What the host does with an instrument's output: it tracks another value while a
-// condition holds, and in the first periods, and holds it where a guard of what the
-// instrument learns says so. Such an instrument has a part of this
-// kind, through which the host answers the two events of its class itself:
+// condition holds, and in the first periods; where a guard of what the instrument
+// learns says so, it stays as it was. Such an instrument has a part of this kind,
+// through which the host answers the two events of its class itself:
 //
 //   OnOutput        the script's procedure gets the instrument's own output; what
 //                   is tracked or held replaces it afterwards
-//   OnOutputChange  the script's procedure gets the tracked value, and can't
-//                   change it
+//   OnOutputChange  the script's procedure gets that value, and can't change it
 //
 // So the pane, the element, the receivers and the comparison with the output before
-// know the tracked value alone. The law takes it as its previous output, by the
+// know that value alone. The law takes it as its previous output, by the
 // procedure `SetLastOutputValue`; laws go back two periods, which is why at least
 // two are tracked (bumpless transfer by tracking: Åström, Hägglund, PID Controllers,
 // 1995, 3.5).

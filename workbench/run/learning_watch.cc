@@ -38,6 +38,13 @@ std::string ParametersText(double r0, double tI, double tD) {
   return "r0 = " + Significant(r0) + ", tI = " + Quantity(tI, "s") + ", tD = " + Quantity(tD, "s");
 }
 
+std::string StuckText(const runtime::CInstrumentHandle& instrument) {
+  const auto shown = [&](runtime::EPane pane) { return Significant(instrument.Pane(pane).value); };
+  return "stuck: the output has been at an end of its pane for " + Count(kLastingPeriods, "period") + ", and is " +
+         shown(runtime::kOutputPane) + "; the wish is " + shown(runtime::kWishPane) + ", the value " +
+         shown(runtime::kValuePane);
+}
+
 std::string RealPoleText(double pole, double period) {
   if (pole > 0.0 && pole < 1.0) return "a lag of " + Quantity(-period / std::log(pole), "s");
   return "a pole at z = " + Significant(pole) + ", which is no lag";
@@ -113,13 +120,7 @@ void CLearningWatch::Observe() {
     const bool regulates = watched.instrument.Regulates();
     watched.periodsAtEnd = regulates && IsAtEnd(watched) ? watched.periodsAtEnd + 1 : 0;
     const bool isStuck = watched.periodsAtEnd >= kLastingPeriods;
-    Note(watched, isStuck,
-         isStuck ? "stuck: the output has been " + Significant(watched.instrument.Pane(runtime::kOutputPane).value) +
-                       ", an end of its pane, for " + Count(kLastingPeriods, "period") + "; the wish is " +
-                       Significant(watched.instrument.Pane(runtime::kWishPane).value) + ", the value " +
-                       Significant(watched.instrument.Pane(runtime::kValuePane).value)
-                 : "",
-         &watched.stuck);
+    Note(watched, isStuck, isStuck ? StuckText(watched.instrument) : "", &watched.stuck);
 
     watched.parameters.Read(watched.instrument, &values);
     if (values[3] == 1.0) ++watched.periodsIdentified;
