@@ -8,6 +8,7 @@
 #include "runtime/instruments/making.h"
 #include "runtime/instruments/meters.h"
 #include "runtime/text/wide_text.h"
+#include "runtime/text_block.h"
 
 namespace runtime {
 
@@ -143,6 +144,9 @@ std::size_t CApplication::InstrumentCount() const { return state->instruments.si
 CInstrumentHandle CApplication::Instrument(std::size_t index) const { return {state.get(), index}; }
 
 std::string_view CApplication::Text() const { return state->source.Text(); }
+std::vector<std::string> CApplication::IncludedFiles() const {
+  return {state->includedFiles.begin(), state->includedFiles.end()};
+}
 
 TDiagnostic CApplication::At(std::uint32_t offset, std::string message) const {
   return MakeDiagnostic(state->source, TDiagnostic::kWarning, offset, std::move(message));
@@ -251,26 +255,9 @@ bool CInstrumentHandle::Call(const CProcedureName& procedure, std::vector<double
 std::vector<TDefinitionEntry> CInstrumentHandle::Definition() const {
   std::vector<TDefinitionEntry> entries;
   const std::string_view text = application->source.Text();
-  CLexer lexer(application->source);
-  lexer.Seek(State().begin);
-  std::string block;
-  while (lexer.Peek().offset < State().end) {
-    const TLexeme keyword = lexer.Next();
-    TDefinitionEntry entry{block, std::string(keyword.text), std::string(), keyword.offset};
-    if (lexer.TakeIf("=")) {
-      const std::uint32_t begin = lexer.Peek().offset;
-      std::uint32_t end = begin;
-      while (!lexer.Peek().Is(";") && lexer.Peek().offset < State().end) end = lexer.Next().EndOffset();
-      entry.value = text.substr(begin, end - begin);
-      lexer.TakeIf(";");
-    } else if (!lexer.TakeIf(";")) {
-      block = entry.keyword;
-      continue;
-    } else if (entry.keyword.starts_with("end_")) {
-      block.clear();
-      continue;
-    }
-    entries.push_back(std::move(entry));
+  for (TEntryPlace& entry : EntriesOf(application->source, State().begin, State().end)) {
+    entries.push_back({std::move(entry.block), std::move(entry.keyword),
+                       std::string(text.substr(entry.begin, entry.end - entry.begin)), entry.offset});
   }
   return entries;
 }

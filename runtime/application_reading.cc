@@ -16,6 +16,8 @@
 #include "runtime/platform/memory.h"
 #include "runtime/script/script.h"
 #include "runtime/text/wide_text.h"
+#include "runtime/text_block.h"
+#include "runtime/whole_text.h"
 
 namespace runtime {
 
@@ -28,12 +30,6 @@ constexpr std::size_t kMaximumErrors = 20;  // shown of one text
 
 // What rooms beside the runtime read, if they are there.
 constexpr std::string_view kBlocksOfOthers[] = {"connections", "panel", "study"};
-
-struct TTextBlock {
-  std::uint32_t header;  // offset of the keyword
-  std::uint32_t begin;
-  std::uint32_t end;
-};
 
 // The blocks whose reading waits until all names are known.
 struct TLaterBlocks {
@@ -53,10 +49,8 @@ class CApplicationReader {
   void ReadBlocks();
   void ReadApplicationBlock(std::uint32_t header);
   TLexeme ExpectName(const char* what);
-  TTextBlock SkipBlock(std::uint32_t header, std::string_view endKeyword);
   bool TakeBlockOfOthers(const TLexeme& keyword);
   void ReadBlockOfOthers(CBlockReader& reader, const TTextBlock& block);
-  TTextBlock SkipScript(const TLexeme& keyword);
   void ReadInstrumentHeader(std::uint32_t header);
   void CheckNames();
   void SetInitialValues();
@@ -133,14 +127,18 @@ void CApplicationReader::ReadBlocks() {
     } else if (keyword.Is("data")) {
       ReadDataBlock(lexer, application.data);
     } else if (keyword.Is("process")) {
-      later.processes.push_back(SkipBlock(keyword.offset, "end_process"));
+      later.processes.push_back(SkipBlock(lexer, keyword.offset, "end_process"));
     } else if (keyword.Is("instrument")) {
       ReadInstrumentHeader(keyword.offset);
     } else if (keyword.Is("script")) {
-      later.scripts.push_back(SkipScript(keyword));
+      later.scripts.push_back(SkipScript(lexer, application.source.Text(), keyword));
+    } else if (keyword.Is("constants")) {
+      SkipBlock(lexer, keyword.offset, "end_constants");
+    } else if (keyword.Is("for")) {  // those with an end are no more
+      throw TTextError{keyword.offset, "this loop is not closed: expected end_for"};
     } else if (!TakeBlockOfOthers(keyword)) {
-      throw TTextError{keyword.offset,
-                       "expected application, data, process, instrument or script, found " + Describe(keyword)};
+      throw TTextError{keyword.offset, "expected application, constants, data, process, instrument or script, found " +
+                                           Describe(keyword)};
     }
   }
 }
@@ -170,22 +168,6 @@ void CApplicationReader::ReadApplicationBlock(std::uint32_t header) {
   lexer.Expect(";");
 }
 
-TTextBlock CApplicationReader::SkipBlock(std::uint32_t header, std::string_view endKeyword) {
-  TTextBlock block{header, lexer.Offset(), 0};
-  for (;;) {
-    const TLexeme& next = lexer.Peek();
-    if (next.kind == ELexeme::kEnd) {
-      throw TTextError{header, "this block is not closed: expected " + std::string(endKeyword)};
-    }
-    const bool closes = next.kind == ELexeme::kIdentifier && next.text == endKeyword;
-    block.end = next.offset;
-    lexer.Skip();
-    if (closes) break;
-  }
-  lexer.Expect(";");
-  return block;
-}
-
 // Those that nobody reads are passed over.
 bool CApplicationReader::TakeBlockOfOthers(const TLexeme& keyword) {
   const std::vector<CBlockReader*>& readers = application.options.blocks;
@@ -194,7 +176,7 @@ bool CApplicationReader::TakeBlockOfOthers(const TLexeme& keyword) {
   const bool known =
       std::any_of(std::begin(kBlocksOfOthers), std::end(kBlocksOfOthers), [&](auto name) { return keyword.Is(name); });
   if (reader == readers.end() && !known) return false;
-  const TTextBlock block = SkipBlock(keyword.offset, "end_" + std::string(keyword.text));
+  const TTextBlock block = SkipBlock(lexer, keyword.offset, "end_" + std::string(keyword.text));
   if (reader != readers.end()) later.ofOthers.emplace_back(*reader, block);
   return true;
 }
@@ -205,23 +187,6 @@ void CApplicationReader::ReadBlockOfOthers(CBlockReader& reader, const TTextBloc
   CBlockText text(state);
   reader.Read(text);
   if (!text.IsAtEnd()) state.lexer.FailExpected("end_" + std::string(reader.Keyword()));
-}
-
-// A script follows its own rules, up to a line that begins with end_script.
-TTextBlock CApplicationReader::SkipScript(const TLexeme& keyword) {
-  constexpr std::string_view kEnd = "end_script";
-  const std::string_view text = application.source.Text();
-  for (std::size_t line = text.find('\n', keyword.offset); line != std::string_view::npos;
-       line = text.find('\n', line + 1)) {
-    const std::size_t first = text.find_first_not_of(" \t\r", line + 1);
-    if (first == std::string_view::npos || text.substr(first, kEnd.size()) != kEnd) continue;
-    const TTextBlock block{keyword.offset, keyword.EndOffset(), static_cast<std::uint32_t>(first)};
-    lexer.Seek(block.end);
-    lexer.Expect(kEnd);
-    lexer.Expect(";");
-    return block;
-  }
-  throw TTextError{keyword.offset, "this block is not closed: expected a line with end_script"};
 }
 
 void CApplicationReader::ReadInstrumentHeader(std::uint32_t header) {
@@ -237,7 +202,7 @@ void CApplicationReader::ReadInstrumentHeader(std::uint32_t header) {
     throw TTextError{name.offset, "'" + instrument.name + "' has a meaning of its own and can't name an instrument"};
   }
   nameOffsets.push_back(name.offset);
-  const TTextBlock block = SkipBlock(header, "end_instrument");
+  const TTextBlock block = SkipBlock(lexer, header, "end_instrument");
   instrument.header = header;
   instrument.begin = block.begin;
   instrument.end = block.end;
@@ -245,10 +210,19 @@ void CApplicationReader::ReadInstrumentHeader(std::uint32_t header) {
 }
 
 void CApplicationReader::CheckNames() {
+  for (const auto& [name, value] : application.numbers) {
+    const std::int32_t element = application.data.Find(name);
+    if (element >= 0) {
+      throw TTextError{application.data[element].mark, "'" + name + "' names a constant and a data element"};
+    }
+  }
   for (std::size_t i = 0; i < application.instruments.size(); ++i) {
     const std::string& name = application.instruments[i].name;
     if (!application.instrumentByName.emplace(name, i).second) {
       throw TTextError{nameOffsets[i], "a second instrument '" + name + "'"};
+    }
+    if (application.numbers.contains(name)) {
+      throw TTextError{nameOffsets[i], "'" + name + "' names a constant and an instrument"};
     }
     if (application.data.Find(name) >= 0) {
       throw TTextError{nameOffsets[i], "'" + name + "' names a data element and an instrument"};
@@ -259,6 +233,7 @@ void CApplicationReader::CheckNames() {
 // NAME or NAME[INDEX], and a number, true or false, from the command line.
 void CApplicationReader::SetInitialValues() {
   for (const auto& [target, value] : application.options.initialValues) {
+    if (application.numbers.contains(target) || target.find('.') != std::string::npos) continue;  // of the text
     std::string error;
     if (SetInitialValue(target, value, &error)) continue;
     TDiagnostic diagnostic;
@@ -346,7 +321,8 @@ void CApplicationReader::ReadInstrument(TInstrumentState& instrument) {
 
 void ReadApplication(TApplicationState& application) {
   SetClock(0);
-  CApplicationReader(application).Read();
+  MakeTextWhole(application);
+  if (!application.HasErrors()) CApplicationReader(application).Read();
 }
 
 }  // namespace runtime

@@ -99,9 +99,11 @@ class CPlugin {
 
 struct TReadOptions {
   std::string path;
-  std::optional<double> period;                                    // seconds, replaces the application's
-  std::optional<double> duration;                                  // seconds
-  std::vector<std::pair<std::string, std::string>> initialValues;  // element name, value
+  std::optional<double> period;    // seconds, replaces the application's
+  std::optional<double> duration;  // seconds
+  // Of an element or a constant by its name, or of an entry of a definition,
+  // INSTRUMENT.KEYWORD or INSTRUMENT.BLOCK.KEYWORD; and the value.
+  std::vector<std::pair<std::string, std::string>> initialValues;
   std::uint64_t seed = 1;
   std::int64_t scriptWork = 10'000'000;  // Lua instructions that a script's block, callback or event may take
   double scriptTime = 10.0;              // the same in seconds of processor time; a second later it is left by force
@@ -278,7 +280,9 @@ class CApplication {
   bool HasScript() const;
   std::size_t InstrumentCount() const;
   CInstrumentHandle Instrument(std::size_t index) const;
-  std::string_view Text() const;  // of the application, as long as it lives
+  // As it was read, with what it includes and repeats; as long as it lives.
+  std::string_view Text() const;
+  std::vector<std::string> IncludedFiles() const;  // paths
   // The place of an offset in the application's text, as a diagnostic.
   TDiagnostic At(std::uint32_t offset, std::string message) const;
 

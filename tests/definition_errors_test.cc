@@ -111,6 +111,7 @@ void CheckRows(const std::vector<TRow>& rows, bool isRead) {
 }
 
 TEST(DefinitionErrors, InBlocksAndData) { CheckRows(Rows("InBlocksAndData"), false); }
+TEST(DefinitionErrors, InConstantsAndLoops) { CheckRows(Rows("InConstantsAndLoops"), false); }
 TEST(DefinitionErrors, InProcessesAndExpressions) { CheckRows(Rows("InProcessesAndExpressions"), false); }
 TEST(DefinitionErrors, InInstruments) { CheckRows(Rows("InInstruments"), false); }
 

@@ -37,7 +37,7 @@ TEST(HostileText, EndsInAClearErrorSoon) {
       {"data \xED\xA0\x80", "the file is no text: invalid UTF-8"},
       {std::string("\xFF\xFE\x00\xDC", 4), "the file is no text: invalid UTF-16"},
       {"\xFF\xFE!", "the file is no text: invalid UTF-16"},
-      {std::string(10'000'000, 'a'), "expected application, data, process, instrument or script, found 'aaa"},
+      {std::string(10'000'000, 'a'), "expected application, constants, data, process, instrument or script, found 'aaa"},
       {"data x : real \"" + std::string(10'000'000, '\''), "string without an end"},
       {std::string(10'000'000, ' ') + "?", "FILE:1:10000001: unexpected character"},
       {"data x : real = " + std::string(10'000'000, '9') + ";", "number out of range"},

@@ -172,6 +172,11 @@ CCompiler::TOperand CCompiler::CompileNested(std::uint32_t offset) {
 bool CCompiler::CompileName(std::string_view name, std::uint32_t offset) {
   const std::int32_t element = elements.Find(name);
   if (element >= 0) return CompileElement(elements[element], offset);
+  if (const double* const number = lexer.Number(name)) {
+    program.EmitConstant(*number);
+    lexer.Skip();
+    return false;
+  }
   for (const TConstant& row : kConstants) {
     if (row.name != name) continue;
     lexer.Skip();

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -45,7 +46,9 @@ struct TApplicationState {
 
   CPlugin& plugin;
   TReadOptions options;
+  TNamedNumbers numbers;  // the constants
   CSource source;
+  std::set<std::string> includedFiles;              // paths
   std::vector<TDiagnostic>* diagnostics = nullptr;  // only while reading
 
   std::string name;

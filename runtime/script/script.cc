@@ -46,9 +46,10 @@ int Load(lua_State* lua) {
   return 1;
 }
 
-// Of the first character of a line that is no blank.
-std::uint32_t OffsetOfLine(std::string_view text, std::uint32_t line) {
-  std::size_t offset = 0;
+// Of the first character that is no blank in a line, counted from that at `begin`,
+// which is 1.
+std::uint32_t OffsetOfLine(std::string_view text, std::size_t begin, std::uint32_t line) {
+  std::size_t offset = begin;
   for (std::uint32_t i = 1; i < line; ++i) {
     const std::size_t end = text.find('\n', offset);
     if (end == std::string_view::npos) break;
@@ -95,7 +96,8 @@ void CScript::RunBlock(std::uint32_t begin, std::uint32_t end) {
   if (state->left) return;  // which was an error of the text
   if (lua == nullptr) throw TTextError{begin, "not enough memory for a script"};
   const CSource& source = state->application.source;
-  TBlockReader reader{source.Locate(begin).line - 1, source.Text().substr(begin, end - begin)};
+  const std::uint32_t first = source.Locate(begin).line;
+  TBlockReader reader{first - 1, source.Text().substr(begin, end - begin)};
   state->linesBefore += reader.linesBefore;
   if (state->linesBefore > kMaximumLinesBefore) {
     throw TTextError{begin, "too many script blocks so far down the text: join them"};
@@ -104,7 +106,7 @@ void CScript::RunBlock(std::uint32_t begin, std::uint32_t end) {
   lua_pushlightuserdata(lua, &reader);
   if (Run(*state, 1, 1) && Run(*state, 0, 0)) return;
   if (state->left) CloseState(*state);
-  const std::uint32_t place = state->line == 0 ? begin : OffsetOfLine(source.Text(), state->line);
+  const std::uint32_t place = state->line < first ? begin : OffsetOfLine(source.Text(), begin, state->line - first + 1);
   state->line = 0;
   throw TTextError{place, ErrorText(*state)};
 }

@@ -2,9 +2,11 @@
 
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <system_error>
 #include <utility>
 
+#include "runtime/text/number_format.h"
 #include "runtime/text/utf8.h"
 
 namespace runtime {
@@ -98,11 +100,16 @@ bool CLexer::ExpectBoolean() {
   return value;
 }
 
+const double* CLexer::NumberAhead() {
+  return Peek().kind == ELexeme::kIdentifier ? source->Number(Peek().text) : nullptr;
+}
+
 double CLexer::ExpectReal() {
   const std::uint32_t start = Peek().offset;
   const bool isNegative = TakeIf("-");
-  if (Peek().kind != ELexeme::kNumber) FailExpected("a number");
-  const double value = Peek().number;
+  const double* const named = NumberAhead();
+  if (named == nullptr && Peek().kind != ELexeme::kNumber) FailExpected("a number");
+  const double value = named != nullptr ? *named : Peek().number;
   Skip();
   lastOffset = start;
   return isNegative ? -value : value;
@@ -110,10 +117,19 @@ double CLexer::ExpectReal() {
 
 std::int64_t CLexer::ExpectInteger(std::int64_t low, std::int64_t high) {
   const std::uint32_t start = Peek().offset;
-  const bool isNegative = TakeIf("-");
-  if (Peek().kind != ELexeme::kNumber || !Peek().isInteger) FailExpected("an integer");
+  bool isNegative = TakeIf("-");
+  std::uint64_t magnitude = Peek().integer;
+  if (const double* const named = NumberAhead()) {
+    if (std::trunc(*named) != *named || std::fabs(*named) > 0x1p53) {
+      throw TTextError{start,
+                       "expected an integer, but '" + std::string(Peek().text) + "' is " + ShortestNumber(*named)};
+    }
+    magnitude = static_cast<std::uint64_t>(std::fabs(*named));
+    isNegative = isNegative != (*named < 0.0);
+  } else if (Peek().kind != ELexeme::kNumber || !Peek().isInteger) {
+    FailExpected("an integer");
+  }
   // The magnitudes that either end allows; -low overflows for the lowest.
-  const std::uint64_t magnitude = Peek().integer;
   const std::uint64_t limit = isNegative ? std::uint64_t{1} << 63 : (std::uint64_t{1} << 63) - 1;
   const std::int64_t value =
       magnitude > limit ? 0 : static_cast<std::int64_t>(isNegative ? std::uint64_t{0} - magnitude : magnitude);

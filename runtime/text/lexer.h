@@ -70,13 +70,16 @@ class CLexer {
   TLexeme ExpectIdentifier(std::string_view what = "a name");
   std::string ExpectString();
   bool ExpectBoolean();  // true, false
-  // With an optional minus sign.
+  // With an optional minus sign; a number or the name of one.
   double ExpectReal();
   std::int64_t ExpectInteger(std::int64_t low, std::int64_t high);
+  // The number of that name; null when none has it.
+  const double* Number(std::string_view name) const { return source->Number(name); }
   [[noreturn]] void FailExpected(std::string_view what);  // "expected WHAT, found …"
 
  private:
-  void Scan();  // reads the lexeme at `position` into `ahead`
+  const double* NumberAhead();  // by its name; null when it isn't one
+  void Scan();                  // reads the lexeme at `position` into `ahead`
   std::uint32_t SkipBlanks(std::uint32_t offset) const;
   void ScanNumber();
   void ScanString();

@@ -119,6 +119,47 @@ bool CSource::FromBytes(const std::string& path, std::string bytes, CSource* sou
   return true;
 }
 
+const double* CSource::Number(std::string_view name) const {
+  if (numbers == nullptr) return nullptr;
+  const auto found = numbers->find(name);
+  return found == numbers->end() ? nullptr : &found->second;
+}
+
+std::size_t CSource::PieceAt(std::uint32_t offset) const {
+  const auto after = std::upper_bound(pieces.begin(), pieces.end(), offset,
+                                      [](std::uint32_t place, const TPiece& piece) { return place < piece.begin; });
+  return after == pieces.begin() ? 0 : static_cast<std::size_t>(after - pieces.begin()) - 1;
+}
+
+// Pieces of pieces become pieces of what has places of its own.
+void CSource::CAssembly::Append(const std::shared_ptr<const CSource>& from, std::uint32_t begin, std::uint32_t end) {
+  const std::string_view text = from->Text();
+  if (from->pieces.empty()) return Add(from, begin, text.substr(begin, end - begin), false);
+  for (std::size_t i = from->PieceAt(begin); i < from->pieces.size() && from->pieces[i].begin < end; ++i) {
+    const TPiece& piece = from->pieces[i];
+    const std::uint32_t pieceEnd = i + 1 < from->pieces.size() ? from->pieces[i + 1].begin : from->Size();
+    const std::uint32_t first = std::max(begin, piece.begin);
+    const std::uint32_t last = std::min(end, pieceEnd);
+    if (first >= last) continue;
+    const std::uint32_t origin = piece.isReplacement ? piece.origin : piece.origin + (first - piece.begin);
+    Add(piece.source, origin, text.substr(first, last - first), piece.isReplacement);
+  }
+}
+
+void CSource::CAssembly::Replace(const std::shared_ptr<const CSource>& from, std::uint32_t place,
+                                 std::string_view text) {
+  if (from->pieces.empty()) return Add(from, place, text, true);
+  const TPiece& piece = from->pieces[from->PieceAt(place)];
+  Add(piece.source, piece.isReplacement ? piece.origin : piece.origin + (place - piece.begin), text, true);
+}
+
+void CSource::CAssembly::Add(const std::shared_ptr<const CSource>& from, std::uint32_t origin, std::string_view text,
+                             bool isReplacement) {
+  if (text.empty()) return;
+  made.pieces.push_back({made.Size(), origin, from, isReplacement});
+  made.text += text;
+}
+
 void CSource::MakeIndex() {
   const std::string_view whole = text;
   blocks.resize(whole.size() / kIndexBlock + 1);
@@ -148,6 +189,10 @@ std::uint32_t CSource::Continuations(std::uint32_t offset) const {
 
 TPosition CSource::Locate(std::uint32_t offset) const {
   offset = std::min(offset, Size());
+  if (!pieces.empty()) {
+    const TPiece& piece = pieces[PieceAt(offset)];
+    return piece.source->Locate(piece.isReplacement ? piece.origin : piece.origin + (offset - piece.begin));
+  }
   const std::size_t block = offset / kIndexBlock;
   const std::size_t from = block * kIndexBlock;
   const std::string_view bytes = std::string_view(text).substr(from, kIndexBlock);
@@ -161,6 +206,8 @@ TPosition CSource::Locate(std::uint32_t offset) const {
                                                      : Size();
   if (end > start && text[end - 1] == '\r') --end;
   TPosition position;
+  position.path = path;
+  position.caret = offset - start;
   position.line = blocks[block].lines + static_cast<std::uint32_t>(std::count(before.begin(), before.end(), '\n')) + 1;
   position.column = offset - start - (Continuations(offset) - Continuations(start)) + 1;
   position.lineText = std::string_view(text).substr(start, end - start);
@@ -171,15 +218,14 @@ TDiagnostic MakeDiagnostic(const CSource& source, TDiagnostic::EKind kind, std::
   const TPosition place = source.Locate(offset);
   TDiagnostic diagnostic;
   diagnostic.kind = kind;
-  diagnostic.path = source.Path();
+  diagnostic.path = place.path;
   diagnostic.line = place.line;
   diagnostic.column = place.column;
   diagnostic.message = std::move(message);
 
   // The window: half before the place, the rest behind it.
   const std::string_view line = place.lineText;
-  const auto lineStart = static_cast<std::size_t>(line.data() - source.Text().data());
-  std::size_t caret = std::min<std::size_t>(std::min(offset, source.Size()) - lineStart, line.size());
+  std::size_t caret = std::min(place.caret, line.size());
   while (caret > 0 && caret < line.size() && IsContinuation(line[caret])) --caret;
   std::size_t from = caret;
   std::size_t before = 0;

@@ -1,11 +1,15 @@
 // The text of an application: loading, places in it, and messages about them.
 //
-// A text is held as UTF-8. A place is a mark: the offset of a byte, 32 bits.
+// A text is held as UTF-8. A place is a mark: the offset of a byte, 32 bits. A text
+// may be assembled of pieces of others: its places are told as those of the pieces.
 #ifndef LOOPBOX_RUNTIME_TEXT_SOURCE_H
 #define LOOPBOX_RUNTIME_TEXT_SOURCE_H
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,10 +28,15 @@ struct TTextError {
 };
 
 struct TPosition {
+  std::string_view path;      // this and lineText are valid as long as the source
   std::uint32_t line;         // from 1
   std::uint32_t column;       // from 1, in code points
-  std::string_view lineText;  // without its end; valid as long as the source
+  std::string_view lineText;  // without its end
+  std::size_t caret;          // bytes of lineText before the place
 };
+
+// Numbers that a text may use by name, where a number may stand.
+using TNamedNumbers = std::map<std::string, double, std::less<>>;
 
 class CSource {
  public:
@@ -39,6 +48,14 @@ class CSource {
   static bool Load(const std::string& path, CSource* source, std::string* error);
   // The same for bytes in memory; the path serves for messages alone.
   static bool FromBytes(const std::string& path, std::string bytes, CSource* source, std::string* error);
+
+  // A text put together of pieces of others, with their places.
+  class CAssembly;
+
+  // The numbers that have names, which outlive the source; null for none.
+  void SetNumbers(const TNamedNumbers* theNumbers) { numbers = theNumbers; }
+  // Null when none has this name.
+  const double* Number(std::string_view name) const;
 
   const std::string& Path() const { return path; }
   std::string_view Text() const { return text; }
@@ -57,13 +74,39 @@ class CSource {
     std::uint32_t lineEnd;        // of the same, "\n" aside
   };
 
+  // From `begin` to the next piece the text is that of an origin, from its place
+  // `origin` on; or it is a replacement, which has that place as a whole.
+  struct TPiece {
+    std::uint32_t begin;
+    std::uint32_t origin;
+    std::shared_ptr<const CSource> source;
+    bool isReplacement;
+  };
+
   void MakeIndex();
+  std::size_t PieceAt(std::uint32_t offset) const;  // number of the piece there
   // The bytes before `offset` that continue a code point.
   std::uint32_t Continuations(std::uint32_t offset) const;
 
   std::string path;
   std::string text;
   std::vector<TBlock> blocks{TBlock{}};
+  std::vector<TPiece> pieces;  // of an assembled text
+  const TNamedNumbers* numbers = nullptr;
+};
+
+class CSource::CAssembly {
+ public:
+  // The text of `from` between two offsets, as it stands.
+  void Append(const std::shared_ptr<const CSource>& from, std::uint32_t begin, std::uint32_t end);
+  // A text in the place of what stands there.
+  void Replace(const std::shared_ptr<const CSource>& from, std::uint32_t place, std::string_view text);
+  std::size_t Size() const { return made.text.size(); }
+  CSource Take() { return std::move(made); }
+
+ private:
+  void Add(const std::shared_ptr<const CSource>& from, std::uint32_t origin, std::string_view text, bool isReplacement);
+  CSource made;
 };
 
 TDiagnostic MakeDiagnostic(const CSource& source, TDiagnostic::EKind kind, std::uint32_t offset, std::string message);

@@ -187,6 +187,8 @@ bool CRunCommand::CheckFiles(std::string* error) const {
   std::vector<std::string> read;
   if (!FindLanguage(common.language, common.plugin, &read, error)) return false;
   read.insert(read.end(), {options.file, plugin->Path(), options.input, options.compare});
+  const std::vector<std::string> included = application->IncludedFiles();
+  read.insert(read.end(), included.begin(), included.end());
   for (const auto& [className, reference] : references) {
     read.insert(read.end(), reference.Files().begin(), reference.Files().end());
   }
@@ -332,7 +334,9 @@ std::vector<TOption> Options(TRunOptions& options, TCommonOptions& common) {
       {"--period", "S", &options.period, "Seconds between periods, instead of the application's",
        AtLeast(0.001, "a number of seconds of at least 0.001")},
       {"--duration", "S", &options.duration, "Simulated seconds, instead of the application's", AtLeast(0.0, kSeconds)},
-      {"--set", "NAME=VALUE", &options.assignments, "The initial value of a data element; may be repeated",
+      {"--set", "NAME=VALUE", &options.assignments,
+       "The initial value of a data element, a constant, or an entry of a definition (INSTRUMENT.KEYWORD); may be "
+       "repeated",
        Assignment()},
       {"--seed", "N", &options.seed, "What random numbers start from (default: 1)", Whole(0)},
       {"--input", "FILE.csv", &options.input, "Recorded data, as a trace, that drive the data elements they name",
