@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstdio>
 #include <iterator>
-#include <string_view>
 #include <vector>
 
 #include "runtime/instruments/application_state.h"
@@ -14,9 +13,8 @@ namespace runtime {
 namespace {
 
 constexpr std::uint32_t kRest = 2;  // periods after which identification counts as stopped
-constexpr const char* kNames[] = {"r0", "tI", "tD"};
 
-// None where the procedure's name doesn't resolve.
+// False where the procedure's name doesn't resolve.
 bool Call(const hx_vinst::CInstrument& instrument, const char* procedure, std::vector<double>* arguments) {
   return CInstrumentHandle(&ApplicationOf(instrument.ctx), instrument.host->index).Call(procedure, arguments);
 }
@@ -34,12 +32,8 @@ bool IsGood(const TSet& set) {
 
 template <typename TSet>
 std::string TextOf(const TSet& set) {
-  std::string text;
-  for (std::size_t i = 0; i < set.size(); ++i) {
-    char number[32];
-    std::snprintf(number, sizeof number, "%.4g", set[i]);
-    text.append(i == 0 ? "" : ", ").append(kNames[i]).append(" = ").append(number);
-  }
+  char text[96];
+  std::snprintf(text, sizeof text, "r0 = %.4g, tI = %.4g, tD = %.4g", set[0], set[1], set[2]);
   return text;
 }
 
@@ -62,11 +56,10 @@ CLearningGuard::CLearningGuard(hx_vinst::CInstrument& theInstrument, TReading& r
 
 void CLearningGuard::Check() {
   if (!IsAdaptive()) throw TTextError{mark, "guard needs an adaptive regulator, and not the law variable"};
-  const TApplicationState& application = ApplicationOf(instrument.ctx);
+  TApplicationState& application = ApplicationOf(instrument.ctx);
   std::optional<double> given[3];
   std::uint32_t place = 0;
-  for (const TDefinitionEntry& entry :
-       CInstrumentHandle(&ApplicationOf(instrument.ctx), instrument.host->index).Definition()) {
+  for (const TDefinitionEntry& entry : CInstrumentHandle(&application, instrument.host->index).Definition()) {
     for (std::size_t i = 0; i < std::size(given); ++i) {
       if (entry.block != "parameters" || entry.keyword != "param_" + std::to_string(i + 1)) continue;
       CLexer lexer(application.source);
