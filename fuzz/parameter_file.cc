@@ -16,11 +16,13 @@ bool IsSound(const std::string& file) {
   fuzz::CBytes bytes(reinterpret_cast<const std::uint8_t*>(file.data()), file.size());
   bytes.Word();
   bool finite = true;
+  double last = 0.0;  // rho, which is positive
   while (!bytes.IsAtEnd()) {
     const std::uint64_t low = bytes.Word();
-    finite = finite && std::isfinite(std::bit_cast<double>(low | std::uint64_t{bytes.Word()} << 32));
+    last = std::bit_cast<double>(low | std::uint64_t{bytes.Word()} << 32);
+    finite = finite && std::isfinite(last);
   }
-  return finite;
+  return finite && last > 0.0;
 }
 
 // What the regulator keeps now.

@@ -20,6 +20,11 @@ std::string Adaptive(const std::string& parameters) {
   return OneRegulator("pid_regulator", "parameters adaptive = true; " + parameters + " end_parameters;");
 }
 
+// The type of the object is the plug-in's, unknown outside.
+__attribute__((no_sanitize("vptr"))) double* Theta(const CRun& run) {
+  return static_cast<loopbox::CPidRegulator&>(run.Object("reg")).state->theta;
+}
+
 TModel Model(const CRun& run) { return run.Call("reg", "Debug__RRRR", {0, 0, 0, 0}); }
 bool IsRunning(const CRun& run) { return run.Call("reg", "IsIdentificationRunning__l", {0})[0] != 0.0; }
 
@@ -84,7 +89,7 @@ TEST(Supervision, StopsWhenTheLastStepMovedTheModelByAThousandthAtMost) {
   for (int trial = 0; trial < 120; ++trial) {
     const bool refil = trial % 2 == 0;
     CRun run(Adaptive(refil ? "refil = true;" : ""));
-    double(&theta)[5] = static_cast<loopbox::CPidRegulator&>(run.Object("reg")).state->theta;
+    double* const theta = Theta(run);
     run.Steps(1);
     run.Call("reg", "RunIdentification__", {});
     // Type 1, which takes in the values themselves, settles when they rest.

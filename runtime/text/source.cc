@@ -133,8 +133,8 @@ std::size_t CSource::PieceAt(std::uint32_t offset) const {
 
 // Pieces of pieces become pieces of what has places of its own.
 void CSource::CAssembly::Append(const std::shared_ptr<const CSource>& from, std::uint32_t begin, std::uint32_t end) {
-  const std::string_view text = from->Text();
-  if (from->pieces.empty()) return Add(from, begin, text.substr(begin, end - begin), false);
+  const std::string_view whole = from->Text();
+  if (from->pieces.empty()) return Add(from, begin, whole.substr(begin, end - begin), false);
   for (std::size_t i = from->PieceAt(begin); i < from->pieces.size() && from->pieces[i].begin < end; ++i) {
     const TPiece& piece = from->pieces[i];
     const std::uint32_t pieceEnd = i + 1 < from->pieces.size() ? from->pieces[i + 1].begin : from->Size();
@@ -142,22 +142,22 @@ void CSource::CAssembly::Append(const std::shared_ptr<const CSource>& from, std:
     const std::uint32_t last = std::min(end, pieceEnd);
     if (first >= last) continue;
     const std::uint32_t origin = piece.isReplacement ? piece.origin : piece.origin + (first - piece.begin);
-    Add(piece.source, origin, text.substr(first, last - first), piece.isReplacement);
+    Add(piece.source, origin, whole.substr(first, last - first), piece.isReplacement);
   }
 }
 
 void CSource::CAssembly::Replace(const std::shared_ptr<const CSource>& from, std::uint32_t place,
-                                 std::string_view text) {
-  if (from->pieces.empty()) return Add(from, place, text, true);
+                                 std::string_view added) {
+  if (from->pieces.empty()) return Add(from, place, added, true);
   const TPiece& piece = from->pieces[from->PieceAt(place)];
-  Add(piece.source, piece.isReplacement ? piece.origin : piece.origin + (place - piece.begin), text, true);
+  Add(piece.source, piece.isReplacement ? piece.origin : piece.origin + (place - piece.begin), added, true);
 }
 
-void CSource::CAssembly::Add(const std::shared_ptr<const CSource>& from, std::uint32_t origin, std::string_view text,
+void CSource::CAssembly::Add(const std::shared_ptr<const CSource>& from, std::uint32_t origin, std::string_view added,
                              bool isReplacement) {
-  if (text.empty()) return;
+  if (added.empty()) return;
   made.pieces.push_back({made.Size(), origin, from, isReplacement});
-  made.text += text;
+  made.text += added;
 }
 
 void CSource::MakeIndex() {

@@ -100,12 +100,13 @@ class CSource::CAssembly {
   // The text of `from` between two offsets, as it stands.
   void Append(const std::shared_ptr<const CSource>& from, std::uint32_t begin, std::uint32_t end);
   // A text in the place of what stands there.
-  void Replace(const std::shared_ptr<const CSource>& from, std::uint32_t place, std::string_view text);
+  void Replace(const std::shared_ptr<const CSource>& from, std::uint32_t place, std::string_view added);
   std::size_t Size() const { return made.text.size(); }
   CSource Take() { return std::move(made); }
 
  private:
-  void Add(const std::shared_ptr<const CSource>& from, std::uint32_t origin, std::string_view text, bool isReplacement);
+  void Add(const std::shared_ptr<const CSource>& from, std::uint32_t origin, std::string_view added,
+           bool isReplacement);
   CSource made;
 };
 
