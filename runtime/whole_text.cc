@@ -93,7 +93,8 @@ class CWholeText {
   const std::string* Replacement(std::string_view target) const;
   void ReplaceEntries();
   void ReplaceEntry(const std::string& target, const std::string& value);
-  void Complain(std::string message);
+  // Of a value from outside, `TARGET=VALUE`.
+  void Complain(const std::string& target, const std::string& value, const std::string& error);
 
   TApplicationState& application;
   CSource::CAssembly whole;
@@ -104,9 +105,9 @@ class CWholeText {
   bool isChanged = false;  // the whole isn't the file's text
 };
 
-void CWholeText::Complain(std::string message) {
+void CWholeText::Complain(const std::string& target, const std::string& value, const std::string& error) {
   TDiagnostic diagnostic;
-  diagnostic.message = std::move(message);
+  diagnostic.message.append(target).append("=").append(value).append(": ").append(error);
   application.diagnostics->push_back(std::move(diagnostic));
 }
 
@@ -188,7 +189,7 @@ void CWholeText::ReadConstants(CLexer& lexer) {
     double value = evaluation.value;
     std::string error;
     if (const std::string* given = Replacement(spelling)) {
-      if (!ReadValue(EType::kReal, *given, &value, &error)) Complain(spelling + "=" + *given + ": " + error);
+      if (!ReadValue(EType::kReal, *given, &value, &error)) Complain(spelling, *given, error);
     }
     if (!application.numbers.emplace(spelling, value).second) {
       throw TTextError{name.offset, "a second constant '" + spelling + "'"};
@@ -311,7 +312,7 @@ void CWholeText::ReplaceEntries() {
     try {
       ReplaceEntry(target, value);
     } catch (const TTextError& error) {
-      Complain(target + "=" + value + ": " + error.message);
+      Complain(target, value, error.message);
     }
   }
 }
