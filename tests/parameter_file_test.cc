@@ -354,6 +354,15 @@ TEST(ParameterFile, StayBelowTheFolder) {
   }
 }
 
+TEST(ParameterFile, HasAPathOfAtMost255Characters) {
+  const CFolder folder;
+  const std::size_t most = 255 - folder.Path("x").size() + 1;
+  for (const std::size_t length : {most, most + 1}) {
+    const CRun run(folder, "test.lbx", Adaptive("file_name = \"" + std::string(length, 'x') + "\";"));
+    EXPECT_EQ(run.Diagnostics().find("the file name is too long") != std::string::npos, length > most);
+  }
+}
+
 TEST(ParameterFile, LeaveAloneWhatIsBeingWritten) {
   const CFolder folder;
   CRun run(folder, "test.lbx", kNamed);

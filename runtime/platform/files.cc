@@ -47,8 +47,11 @@ bool IsBelow(const fs::path& path, const fs::path& folder) {
 }
 
 constexpr char kLeaves[] = "the file name leaves the application's folder";
-constexpr char kTooLong[] = "the file name is too long: with the application's folder it may have 259 characters";
-static_assert(runlib::kPathCapacity == 259);
+// Of a whole path, in UTF-16; what stands beside a file while it is replaced has a
+// longer one.
+constexpr std::size_t kLongestPath = 255;
+constexpr char kTooLong[] = "the file name is too long: with the application's folder it may have 255 characters";
+static_assert(kLongestPath < runlib::kPathCapacity);
 
 struct TFileName {
   const char* problem = nullptr;
@@ -66,7 +69,7 @@ TFileName NameOf(const runlib::TFileContext& context, std::u16string_view name) 
   if (written.is_absolute() || !IsBelow(path, folder)) return {kLeaves, {}, {}};
   if (!path.has_filename()) return {};
   const fs::path relative = path.lexically_relative(folder);
-  const bool isTooLong = runtime::Utf16(path.native()).size() > runlib::kPathCapacity ||
+  const bool isTooLong = runtime::Utf16(path.native()).size() > kLongestPath ||
                          std::any_of(relative.begin(), relative.end(),
                                      [](const fs::path& part) { return part.native().size() > NAME_MAX; });
   if (isTooLong) return {kTooLong, {}, {}};
