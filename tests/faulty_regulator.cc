@@ -1,6 +1,7 @@
 // A plug-in of one small regulator, which keeps every rule of the interface, and
-// breaks exactly one of them when a fault is chosen at compile time. What regulators
-// have in common is ours; it has no reference file beside it.
+// breaks exactly one of them when it is linked with the name of a fault, or compiled
+// for one that is in what it is made of. What regulators have in common is ours; it
+// has no reference file beside it.
 #include <unistd.h>
 
 #include <cmath>
@@ -15,12 +16,19 @@
 #pragma GCC diagnostic ignored "-Wmissing-declarations"
 #define EXPORT extern "C" __attribute__((visibility("default")))
 
+extern "C" const char kFaultName[];
+
 namespace {
 
 using namespace loopbox;
 
-constexpr std::string_view kFault = FAULT;  // "None": right
-constexpr bool kSteps = kFault == "BothSteps";
+#ifdef FAULT
+constexpr std::string_view kMadeWith = FAULT;
+#else
+constexpr std::string_view kMadeWith;
+#endif
+const std::string_view kFault = kFaultName;  // "None": right
+constexpr bool kSteps = kMadeWith == "BothSteps";
 
 constexpr std::uint32_t kFileSize = 16;
 double drift = 0.0;  // over all instruments of the process
@@ -160,11 +168,11 @@ constexpr TRegulatorTables kTables = {
 constexpr std::u16string_view kClassName = u"pid_regulator";
 
 // 4 × 2 pixels; the faulty one claims more than there can be.
-constexpr std::uint8_t kImage[] = {'.', 'N', 'I',  'C',  '.',  'I', '0', '4', 4, kFault == "MalformedImage" ? 0x10 : 0,
-                                   2,   0,   0x12, 0x34, 0x56, 0x78};
+constexpr std::uint8_t kImage[] = {
+    '.', 'N', 'I', 'C', '.', 'I', '0', '4', 4, kMadeWith == "MalformedImage" ? 0x10 : 0, 2, 0, 0x12, 0x34, 0x56, 0x78};
 
 [[gnu::constructor]] void Attach() {
-  if (kFault == "CrashesOnLoad") __builtin_trap();
+  if (std::string_view(kFaultName) == "CrashesOnLoad") __builtin_trap();  // before kFault is made
 }
 
 // What the environment asks for.
