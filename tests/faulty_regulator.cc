@@ -193,8 +193,8 @@ void Misbehave() {
   const bool leaves = how == "leaves";
   if (!leaves && how != "hangs") return;
   if (fork() != 0) {
-    while (!leaves) pause();
-    return;
+    if (leaves) return;
+    for (;;) pause();
   }
   setsid();
   execlp("sleep", std::getenv("LEFT"), "1000", nullptr);
