@@ -13,6 +13,7 @@
 #include "runtime/runtime.h"
 #include "runtime/trace.h"
 #include "workbench/commands/commands.h"
+#include "workbench/commands/run_options.h"
 #include "workbench/console.h"
 #include "workbench/exit_status.h"
 #include "workbench/faults.h"
@@ -34,27 +35,6 @@
 
 namespace workbench {
 namespace {
-
-// Names of files are empty where there is none.
-struct TRunOptions {
-  std::string file;
-  std::optional<double> period;    // seconds
-  std::optional<double> duration;  // seconds
-  std::vector<std::string> assignments;
-  std::uint64_t seed = 1;
-  std::string input;  // recorded data that drive elements
-  bool realtime = false;
-  std::optional<int> realtimePriority;  // 1 to 99; none: as it comes
-  std::string trace;
-  bool traceState = false;
-  std::uint64_t every = 1;      // periods a row
-  std::string panes;            // a picture of the window at the end
-  std::vector<double> panesAt;  // seconds: further pictures
-  std::string plot;             // a plot of the run
-  std::string report;           // a page of the run
-  std::string compare;          // an earlier trace, beside this run in the report
-  bool quiet = false;
-};
 
 std::vector<runtime::TStateColumn> StateColumns(const TReferences& references) {
   std::vector<runtime::TStateColumn> columns;
@@ -326,47 +306,11 @@ void CRunCommand::Mark(const std::string& instrument, const std::string& text) {
   if (report) report->Mark(application->Time(), instrument, text);
 }
 
-// What the command line says, row by row.
-std::vector<TOption> Options(TRunOptions& options, TCommonOptions& common) {
-  constexpr char kSeconds[] = "a number of seconds";
-  return {
-      FileArgument(options.file),
-      {"--period", "S", &options.period, "Seconds between periods, instead of the application's",
-       AtLeast(0.001, "a number of seconds of at least 0.001")},
-      {"--duration", "S", &options.duration, "Simulated seconds, instead of the application's", AtLeast(0.0, kSeconds)},
-      {"--set", "NAME=VALUE", &options.assignments,
-       "The initial value of a data element, a constant, or an entry of a definition (INSTRUMENT.KEYWORD); may be "
-       "repeated",
-       Assignment()},
-      {"--seed", "N", &options.seed, "What random numbers start from (default: 1)", Whole(0)},
-      {"--input", "FILE.csv", &options.input, "Recorded data, as a trace, that drive the data elements they name",
-       FileName()},
-      {"--realtime", "", &options.realtime, "Wait for the wall clock in each period"},
-      {"--realtime-priority", "N", &options.realtimePriority, "Ask for a real-time priority, 1 to 99", Between(1, 99),
-       "--realtime"},
-      {"--trace", "FILE", &options.trace, "Write a trace as CSV; - is standard output", FileName()},
-      {"--trace-state", "", &options.traceState, "Trace what regulators have learnt as well", nullptr, "--trace"},
-      {"--every", "N", &options.every, "A row of the trace each N periods (default: 1)", Whole(1), "--trace"},
-      {"--panes", "FILE.png|.svg", &options.panes, "Write a picture of the window at the end of the run",
-       PictureName()},
-      {"--plot", "FILE.png|.svg", &options.plot, "Write a plot of wish, value and output of each regulator",
-       PictureName()},
-      {"--report", "FILE.html", &options.report, "Write a page of plots, metrics, events and panes", FileName()},
-      {"--compare", "FILE.csv", &options.compare, "An earlier trace, beside this run in the report", FileName(),
-       "--report"},
-      {"--panes-at", "S", &options.panesAt, "Write FILE-S.png at S seconds as well; may be repeated",
-       AtLeast(0.0, kSeconds), "--panes"},
-      PluginOption(common),
-      {"--quiet", "", &options.quiet, "Only errors; no summary, notes or progress"},
-      LanguageOption(common),
-  };
-}
-
 }  // namespace
 
 TCommand RunCommand(TCommonOptions& common) {
   const auto options = std::make_shared<TRunOptions>();
-  return {"run", "Run an application", Options(*options, common),
+  return {"run", "Run an application", RunOptions(*options, common),
           [options, &common] { return CRunCommand(*options, common).Run(); }};
 }
 

@@ -1,0 +1,40 @@
+// What the command line says of a run.
+#ifndef LOOPBOX_WORKBENCH_COMMANDS_RUN_OPTIONS_H
+#define LOOPBOX_WORKBENCH_COMMANDS_RUN_OPTIONS_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "workbench/commands/command.h"
+
+namespace workbench {
+
+// Names of files are empty where there is none.
+struct TRunOptions {
+  std::string file;
+  std::optional<double> period;    // seconds
+  std::optional<double> duration;  // seconds
+  std::vector<std::string> assignments;
+  std::uint64_t seed = 1;
+  std::string input;  // recorded data that drive elements
+  bool realtime = false;
+  std::optional<int> realtimePriority;  // 1 to 99; none: as it comes
+  std::string trace;
+  bool traceState = false;
+  std::uint64_t every = 1;      // periods a row
+  std::string panes;            // a picture of the window at the end
+  std::vector<double> panesAt;  // seconds: further pictures
+  std::string plot;             // a plot of the run
+  std::string report;           // a page of the run
+  std::string compare;          // an earlier trace, beside this run in the report
+  bool quiet = false;
+};
+
+// Row by row. Both outlive the rows.
+std::vector<TOption> RunOptions(TRunOptions& options, TCommonOptions& common);
+
+}  // namespace workbench
+
+#endif
