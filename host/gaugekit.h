@@ -138,7 +138,7 @@ class CMeter final : public hx_vinst::CInstrument {
   // painters: only then is it shifted.
   std::uint32_t drawnAsOf;
   std::uint8_t drawn;
-  runtime::TEvaluated* evaluated;  // the host's: what its instrument evaluated last; null without a context
+  runtime::TEvaluated* evaluated;  // the host's: what its instrument evaluated last; never null
 
   std::uint32_t mode;
   std::uint32_t content;

@@ -47,6 +47,28 @@ bool Holds(const CInstrument& instrument, hx_expr::TExprTreeRecord* expression) 
   return evaluation.value != 0.0;
 }
 
+[[gnu::noinline]] void RunExpression(const CInstrument& instrument, hx_expr::TExprTreeRecord* expression,
+                                     std::uint32_t type, hx_expr::TValue* value) {
+  if (type == hx_expr::kBoolean && (instrument.stateWord & (runtime::kStateTracks | runtime::kStateNoted)) != 0) {
+    const bool held = (instrument.stateWord & runtime::kStateTracks) != 0 || Holds(instrument, expression);
+    instrument.host->conditionHeld = held;
+    hx_tool::SetValueBoolean(value, held ? 1 : 0);
+    return;
+  }
+  const auto rest = [&instrument](runtime::TRun run) {
+    const runtime::TEvaluation evaluation = runtime::Finish(run);
+    if (evaluation.newError) ReportEvaluation(instrument, evaluation.status);
+    return evaluation.value;
+  };
+  const double result = expression == nullptr ? 0.0 : runtime::Evaluate<double>(expression, rest);
+  if (type == hx_expr::kBoolean) {
+    hx_tool::SetValueBoolean(value, result != 0.0);
+    return;
+  }
+  hx_tool::SetValueLongReal(value, result);
+  if (instrument.ctx != nullptr) runtime::EvaluatedOf(instrument.ctx) = {&instrument, result};
+}
+
 }  // namespace
 
 CInstrument::CInstrument()
@@ -152,29 +174,13 @@ void CInstrument::FinishRead(vcom::CRect) {}
 // --- Run-time services ---
 
 void CInstrument::EvaluateExpression(hx_expr::TExprTreeRecord* expression, std::uint32_t type, hx_expr::TValue* value) {
-  if (type == hx_expr::kBoolean && (stateWord & (runtime::kStateTracks | runtime::kStateNoted)) != 0) {
-    const bool held = (stateWord & runtime::kStateTracks) != 0 || Holds(*this, expression);
-    host->conditionHeld = held;
-    hx_tool::SetValueBoolean(value, held ? 1 : 0);
-    return;
-  }
-  // Most conditions need no program to be run, and can't fail.
-  if (type == hx_expr::kBoolean && expression != nullptr && expression->isBooleanElement) {
+  // Most conditions need no program to be run, so no stack for one, and can't fail.
+  if (type == hx_expr::kBoolean && (stateWord & (runtime::kStateTracks | runtime::kStateNoted)) == 0 &&
+      expression != nullptr && expression->isBooleanElement) {
     hx_tool::SetValueBoolean(value, *runtime::BooleanElementOf(expression));
     return;
   }
-  const auto rest = [this](runtime::TRun run) {
-    const runtime::TEvaluation evaluation = runtime::Finish(run);
-    if (evaluation.newError) ReportEvaluation(*this, evaluation.status);
-    return evaluation.value;
-  };
-  const double result = expression == nullptr ? 0.0 : runtime::Evaluate<double>(expression, rest);
-  if (type == hx_expr::kBoolean) {
-    hx_tool::SetValueBoolean(value, result != 0.0);
-    return;
-  }
-  hx_tool::SetValueLongReal(value, result);
-  if (ctx != nullptr) runtime::EvaluatedOf(ctx) = {this, result};
+  RunExpression(*this, expression, type, value);
 }
 
 void CInstrument::FreeExpression(hx_expr::TExprTreeRecord** expression) {

@@ -60,6 +60,9 @@ constexpr TColorEntry kColors[] = {
 
 #undef COLOR
 
+// Of a meter without a context: nothing is ever evaluated there.
+runtime::TEvaluated nothing;
+
 // Room that a pane needs, in pixels; the first row is that of a number.
 constexpr vcom::TPoint kMinimumSize[2][kContentCount] = {{{60, 14}, {70, 15}, {80, 18}},
                                                          {{85, 40}, {100, 60}, {165, 90}}};
@@ -72,7 +75,7 @@ CMeter::CMeter()
       rangeTo(100.0),
       drawnAsOf(0),
       drawn(0),
-      evaluated(nullptr),
+      evaluated(&nothing),
       mode(kBar),
       content(kPlain),
       lowLimit(0.0),
@@ -174,7 +177,7 @@ bool CMeter::IsDrawn() {
 void CMeter::SetMeterValue(double newValue) {
   meterValue = newValue;
   // By a pointer of its own: the context's stands in another cache line.
-  if (evaluated != nullptr && evaluated->instrument != nullptr) {
+  if (evaluated->instrument != nullptr) {
     if (newValue != evaluated->value) return ShowLimited();
     evaluated->instrument = nullptr;
   }
