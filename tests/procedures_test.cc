@@ -217,6 +217,7 @@ TEST(Procedures, CallsSetWhatTheyThenGet) {
                {"StopIdentification__", {}},
                {"IsIdentificationRunning__l", {0}},
                {"SetRegulatorType__n", {5}},
+               {"GetParameters__RR", {0, 0}},
                {"SetParameters__RR", {0.7, 0.3}},
                {"GetParameters__RR", {0.7, 0.3}},
                {"SetRegulatorType__n", {1}},
