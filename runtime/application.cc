@@ -7,6 +7,7 @@
 #include "runtime/instruments/driver.h"
 #include "runtime/instruments/making.h"
 #include "runtime/instruments/meters.h"
+#include "runtime/platform/clock.h"
 #include "runtime/text/wide_text.h"
 #include "runtime/text_block.h"
 
@@ -41,13 +42,16 @@ std::unique_ptr<CApplication> CApplication::Read(const TReadOptions& options, CP
   state.options = options;
   state.diagnostics = diagnostics;
   std::string error;
-  if (!CSource::Load(options.path, &state.source, &error)) {
+  if (!options.text) state.options.folder = std::filesystem::path(options.path).parent_path().string();
+  const bool isLoaded = options.text ? CSource::FromBytes(options.path, *options.text, &state.source, &error)
+                                     : CSource::Load(options.path, &state.source, &error);
+  if (!isLoaded) {
     TDiagnostic diagnostic;
     diagnostic.message = error;
     diagnostics->push_back(std::move(diagnostic));
     return nullptr;
   }
-  state.files = MakeFileContext(std::filesystem::path(options.path).parent_path().string());
+  state.files = MakeFileContext(state.options.folder);
   ReadApplication(state);
   const bool failed = state.HasErrors();
   state.diagnostics = nullptr;
@@ -81,6 +85,7 @@ bool CApplication::Step() {
 void CApplication::End() {
   if (state->ended) return;
   state->ended = true;
+  SetClock(state->clock);
   KeepLearnt(*state, vcore::kKeepAtEnd);
 }
 
@@ -117,6 +122,21 @@ const char* CApplication::WriterOf(TItem item) const {
 
 bool CApplication::ReadValue(std::size_t index, const std::string& text, double* value, std::string* error) const {
   return runtime::ReadValue(state->data[static_cast<std::int32_t>(index)].type, text, value, error);
+}
+
+bool CApplication::WriteElement(TItem item, double value, std::string* error) {
+  const auto element = static_cast<std::int32_t>(item.element);
+  const auto index = static_cast<std::uint32_t>(item.item);
+  const TDataElement& found = state->data[element];
+  const char* const problem = state->process.Computes(state->data.Place(element, index))
+                                  ? "the process computes it in every period"
+                                  : ProblemOfValue(found.type, value);
+  if (problem == nullptr) {
+    state->data.SetFromDouble(element, index, value);
+    return true;
+  }
+  *error = "'" + found.name + "': " + problem;
+  return false;
 }
 
 void CApplication::SetElementValue(TItem item, double value) {
@@ -231,6 +251,7 @@ CProcedureName::CProcedureName(const std::string& theName) : name(Utf16(theName)
 bool CInstrumentHandle::Call(const CProcedureName& procedure, std::vector<double>* arguments) const {
   hx_vinst::CInstrument& object = *State().object;
   const auto& [name, letters] = procedure;
+  SetClock(application->clock);
   const std::uint32_t identifier = object.GetIdOfName(static_cast<std::uint32_t>(name.size()), name.c_str(), 0);
   if (identifier == hx_vinst::kNoIdentifier || letters.size() != arguments->size()) return false;
   std::vector<hx_expr::TValue> values(arguments->size());

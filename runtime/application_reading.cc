@@ -248,8 +248,7 @@ bool CApplicationReader::SetInitialValue(std::string_view target, const std::str
   if (!application.data.FindItem(target, application.declaredCount, &element, &index, error)) return false;
   double number = 0.0;
   if (!ReadValue(application.data[element].type, value, &number, error)) return false;
-  const TDataElement& found = application.data[element];
-  if (application.process.Computes(static_cast<const std::byte*>(found.values) + index * TypeSize(found.type))) {
+  if (application.process.Computes(application.data.Place(element, index))) {
     *error = "the process computes it from the start";
     return false;
   }

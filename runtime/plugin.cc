@@ -1,5 +1,6 @@
 // Loading a plug-in and asking what it offers.
 #include <dlfcn.h>
+#include <link.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -43,6 +44,16 @@ void InitialiseModule(void* library, const std::string& path) {
   const std::string stem = std::filesystem::path(path).stem().string();
   const std::string symbol = "_ZN" + std::to_string(stem.size()) + stem + "5Init_Ev";
   if (void* initialiser = dlsym(library, symbol.c_str())) reinterpret_cast<void (*)()>(initialiser)();
+}
+
+// What the plug-in calls it finds by name among what all of the process sees. A
+// host that was itself loaded later, such as another program's extension, shows its
+// libraries to nobody: then this one is shown.
+void ShowOwnLibrary() {
+  Dl_info found;
+  link_map* own = nullptr;
+  dladdr1(reinterpret_cast<void*>(&ShowOwnLibrary), &found, reinterpret_cast<void**>(&own), RTLD_DL_LINKMAP);
+  if (own != nullptr && own->l_name[0] != 0) dlopen(own->l_name, RTLD_NOW | RTLD_NOLOAD | RTLD_GLOBAL);
 }
 
 // What a text can name.
@@ -100,6 +111,7 @@ std::unique_ptr<CPlugin> CPlugin::Load(const std::string& path, std::string* err
     *error = path + ": the plug-in can't be loaded: it " + problem;
     return nullptr;
   }
+  ShowOwnLibrary();
   state.library = dlopen(state.path.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (state.library == nullptr) {
     *error = path + ": the plug-in can't be loaded: " + dlerror();

@@ -56,7 +56,8 @@ void RunPeriod(TApplicationState& application) {
   const double to = static_cast<double>(k) * application.period;
   if (k == 1) NoteOutputsBefore(application);
   const std::uint64_t clock = ClockAt(k, application.period);
-  SetClock(static_cast<std::uint32_t>(clock % vcore::kMillisecondsPerDay));
+  application.clock = static_cast<std::uint32_t>(clock % vcore::kMillisecondsPerDay);
+  SetClock(application.clock);
   application.process.Advance(from, to);
   AskLinks(application, to, &CDataLink::BeforePeriod);
   if (application.script != nullptr) application.script->RunDue(to);

@@ -9,8 +9,9 @@
 //   application->End();
 //
 // The plug-in outlives the application. Everything runs in the caller's
-// thread, and one application at a time runs in a process, since the clock
-// and the module tables of the platform's libraries are the process's.
+// thread; one thread at a time may be in the runtime, since the clock and the
+// tables of the platform's libraries are the process's. Several applications
+// may take turns, period by period, in one thread or in several that lock.
 #ifndef LOOPBOX_RUNTIME_RUNTIME_H
 #define LOOPBOX_RUNTIME_RUNTIME_H
 
@@ -99,6 +100,11 @@ class CPlugin {
 
 struct TReadOptions {
   std::string path;
+  // A text in memory, encoded as a file may be, in the file's place: the path
+  // is then its name in messages, and `folder` the one in which it finds what it
+  // includes and its parameter files; an empty one is the current folder.
+  std::optional<std::string> text;
+  std::string folder;
   std::optional<double> period;    // seconds, replaces the application's
   std::optional<double> duration;  // seconds
   // Of an element or a constant by its name, or of an entry of a definition,
@@ -271,6 +277,13 @@ class CApplication {
   // Reads a text as a value of the element's type. False when it is none, with
   // what was expected.
   bool ReadValue(std::size_t index, const std::string& text, double* value, std::string* error) const;
+  // Between two periods. An output's or a state's value stands until the next
+  // period has used and replaced it. False, and nothing is written, when the
+  // element's type can't hold the value or the process computes it in every
+  // period, with what is wrong.
+  bool WriteElement(TItem item, double value, std::string* error);
+  // The same without a look at either: what the type can't hold is brought to
+  // what it can.
   void SetElementValue(TItem item, double value);
   // Opens a link and takes it among the others; before the first period. It
   // outlives the run. False with a message when it can't be opened, or would

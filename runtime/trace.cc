@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <limits>
 #include <string_view>
 
 #include "runtime/instruments/driver.h"
@@ -24,12 +25,11 @@ static_assert(static_cast<int>(EType::kReal) == 0 && static_cast<int>(EType::kBo
 CTrace::CTrace(CApplication& theApplication, const std::vector<TStateColumn>& stateColumns, std::FILE* theFile)
     : application(theApplication), file(theFile) {
   const CDataElements& data = StateOf(application).data;
-  row = "time";
+  names.emplace_back("time");
   for (std::size_t i = 0; i < application.ElementCount(); ++i) {
     const TDataElement& element = data[static_cast<std::int32_t>(i)];
     for (std::uint32_t item = 0; item < element.count; ++item) {
-      row += "," + element.name;
-      if (element.isArray) row += "[" + std::to_string(item) + "]";
+      names.push_back(element.name + (element.isArray ? "[" + std::to_string(item) + "]" : ""));
       const auto kind = static_cast<TColumn::EKind>(element.type);
       columns.push_back({kind, static_cast<const std::byte*>(element.values) + item * TypeSize(element.type)});
     }
@@ -37,7 +37,7 @@ CTrace::CTrace(CApplication& theApplication, const std::vector<TStateColumn>& st
   for (std::size_t i = 0; i < application.InstrumentCount(); ++i) {
     const CInstrumentHandle instrument = application.Instrument(i);
     const auto add = [&](const std::string& name, const gaugekit::CMeter& meter) {
-      row += "," + instrument.Name() + "." + name;
+      names.push_back(instrument.Name() + "." + name);
       columns.push_back({TColumn::kReal, &meter.meterValue});
     };
     const view::CNodeView& object = *instrument.View();
@@ -47,11 +47,13 @@ CTrace::CTrace(CApplication& theApplication, const std::vector<TStateColumn>& st
     }
     for (const TStateColumn& column : stateColumns) {
       if (column.className != instrument.ClassName()) continue;
-      row += "," + instrument.Name() + "." + column.name;
+      names.push_back(instrument.Name() + "." + column.name);
       columns.push_back({TColumn::kState, nullptr, state.size()});
       state.emplace_back(instrument, column);
     }
   }
+  if (file == nullptr) return;
+  for (const std::string& name : names) row.append(row.empty() ? "" : ",").append(name);
   row += kLineEnd;
   Write(row.size());
   row.resize((columns.size() + 1) * (1 + kShortestLength) + kLineEnd.size());
@@ -72,7 +74,7 @@ void CTrace::WriteRow() {
         end = PutShortest(*static_cast<const std::int32_t*>(column.value), end);
         break;
       case TColumn::kState:
-        end = PutState(state[column.state], end);
+        end = PutState(column, end);
         break;
     }
   }
@@ -90,11 +92,39 @@ char* CTrace::PutNumber(TColumn& column, double value, char* end) {
   return end + column.lastLength;
 }
 
-char* CTrace::PutState(const std::pair<CInstrumentHandle, TStateColumn>& column, char* end) {
-  const auto& [instrument, shown] = column;
+// False where the procedure's name does not resolve.
+bool CTrace::CallFor(const TColumn& column, double* value) const {
+  const auto& [instrument, shown] = state[column.state];
   std::vector<double> arguments(shown.argumentCount);
-  if (!instrument.Call(shown.procedure, &arguments)) return end;
-  return PutShortest(shown.negate ? -arguments.at(shown.argument) : arguments.at(shown.argument), end);
+  if (!instrument.Call(shown.procedure, &arguments)) return false;
+  *value = shown.negate ? -arguments.at(shown.argument) : arguments.at(shown.argument);
+  return true;
+}
+
+char* CTrace::PutState(const TColumn& column, char* end) const {
+  double value = 0.0;
+  return CallFor(column, &value) ? PutShortest(value, end) : end;
+}
+
+void CTrace::ReadRow(double* values) const {
+  *values++ = application.Time();
+  for (const TColumn& column : columns) {
+    switch (column.kind) {
+      case TColumn::kReal:
+        *values = *static_cast<const double*>(column.value);
+        break;
+      case TColumn::kBoolean:
+        *values = *static_cast<const std::uint8_t*>(column.value) != 0 ? 1.0 : 0.0;
+        break;
+      case TColumn::kInteger:
+        *values = *static_cast<const std::int32_t*>(column.value);
+        break;
+      case TColumn::kState:
+        if (!CallFor(column, values)) *values = std::numeric_limits<double>::quiet_NaN();
+        break;
+    }
+    ++values;
+  }
 }
 
 void CTrace::Write(std::size_t size) {

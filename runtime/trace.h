@@ -31,9 +31,14 @@ struct TStateColumn {
 // decimals that read back as the same double.
 class CTrace {
  public:
-  // Writes the header line. The file stays the caller's.
+  // Writes the header line. The file stays the caller's; null for who takes the
+  // rows as numbers.
   CTrace(CApplication& application, const std::vector<TStateColumn>& state, std::FILE* file);
   void WriteRow();
+  // The columns' names, and what they hold now, in the order of the file: a number
+  // for each name, NaN where a state column is empty.
+  const std::vector<std::string>& Names() const { return names; }
+  void ReadRow(double* values) const;
   // Everything written so far is in the file; false when something was lost.
   bool Flush();
 
@@ -52,10 +57,12 @@ class CTrace {
 
   static char* PutNumber(TColumn& column, double value, char* end);
 
-  char* PutState(const std::pair<CInstrumentHandle, TStateColumn>& column, char* end);
+  bool CallFor(const TColumn& column, double* value) const;
+  char* PutState(const TColumn& column, char* end) const;
   void Write(std::size_t size);
 
   CApplication& application;
+  std::vector<std::string> names;
   std::vector<TColumn> columns;
   std::vector<std::pair<CInstrumentHandle, TStateColumn>> state;
   std::FILE* file;

@@ -273,7 +273,7 @@ void CWholeText::ReadInclude(CLexer& lexer) {
   if (name.empty() || name == "." || name == ".." || name.find('/') != std::string::npos) {
     throw TTextError{place, "expected the name of a text in the same folder"};
   }
-  const std::string path = (std::filesystem::path(application.options.path).parent_path() / name).string();
+  const std::string path = (std::filesystem::path(application.options.folder) / name).string();
   if (std::find(open.begin(), open.end(), path) != open.end()) throw TTextError{place, "this text includes itself"};
   if (open.size() > kMaximumDepth) throw TTextError{place, "texts include one another more than 16 deep"};
   std::string error;

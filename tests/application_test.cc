@@ -7,6 +7,7 @@
 #include <ctime>
 
 #include "host/panes.h"
+#include "runtime/trace.h"
 #include "tests/support.h"
 
 namespace {
@@ -231,6 +232,57 @@ TEST(Application, InitialValuesAreSetFromOutside) {
   }
 }
 
+TEST(Application, IsReadFromMemoryAndDrivenByHand) {
+  const tests::CFolder folder;
+  folder.Write("plant.lbx", "process x' = u - x; twice = 2 * x; end_process;");
+  runtime::TReadOptions options;
+  options.path = "loop";
+  options.folder = folder.Path();
+  options.text =
+      "application loop period = 0.5; end_application; include \"plant.lbx\";\n"
+      "data x : real; u : real; twice : real; i : integer; b : boolean[2]; end_data;\n"
+      "instrument pid_regulator r expression = x; output = u; end_instrument;";
+  std::vector<runtime::TDiagnostic> diagnostics;
+  const auto read = runtime::CApplication::Read(options, tests::Plugin(), &diagnostics);
+  ASSERT_TRUE(read) << runtime::Format(diagnostics.at(0));
+  const struct {
+    const char* name;
+    double value;
+    const char* problem;
+  } rows[] = {{"x", 8, ""},
+              {"u", 8, ""},
+              {"b[1]", 1, ""},
+              {"i", -7, ""},
+              {"x", INFINITY, "'x': expected a number"},
+              {"i", 0.5, "'i': expected a whole number of 32 bits"},
+              {"b[0]", 2, "'b': expected true or false"},
+              {"twice", 1, "'twice': the process computes it in every period"}};
+  std::string error;
+  for (const auto& row : rows) {
+    runtime::TItem item;
+    ASSERT_TRUE(read->FindItem(row.name, &item, &error)) << error;
+    error.clear();
+    const double before = read->ElementValue(item.element, item.item);
+    EXPECT_EQ(read->WriteElement(item, row.value, &error), *row.problem == 0) << row.name;
+    EXPECT_EQ(error, row.problem);
+    EXPECT_EQ(read->ElementValue(item.element, item.item), *row.problem == 0 ? row.value : before);
+  }
+  // The state stays where it was put, as the output does until it was used.
+  ASSERT_TRUE(read->Step());
+  EXPECT_EQ(read->ElementValue(0, 0), 8.0);
+  // Another application takes its turn; the clock is each one's own.
+  CRun other("application a period = 3; end_application;");
+  other.Steps(2);
+  std::vector<double> none;
+  read->Instrument(0).Call("StopIdentification__", &none);
+  EXPECT_EQ(vcore::GetTimeMS(), 500u);
+
+  diagnostics.clear();
+  options.text = "data\n  x : real\nend_data;";
+  EXPECT_FALSE(runtime::CApplication::Read(options, tests::Plugin(), &diagnostics));
+  tests::ExpectParts(runtime::Format(diagnostics.at(0)), {"loop:3:1: "});
+}
+
 TEST(Application, TraceIsCsvOfShortestDecimals) {
   CRun run(
       "application a period = 0.1; duration = 0.3; end_application;\n"
@@ -238,9 +290,17 @@ TEST(Application, TraceIsCsvOfShortestDecimals) {
       "i : integer = -3; third : real; zero : real = -0; end_data; process third = 1 / 3; inner = 5; "
       "end_process;\ninstrument meter m expression = inner; end_instrument;\n"
       "instrument pid_regulator r end_instrument;");
+  runtime::CTrace numbers(*run, {{"meter", "none", "None__R"}}, nullptr);
   const std::string rest = ",0.1,1e-07,123456789,1e+300,1,0,-3,0.3333333333333333,-0,5,0,0,0\r\n";
   EXPECT_EQ(run.Trace(), "time,x,z[0],z[1],z[2],f[0],f[1],i,third,zero,m.value,r.wish_value,r.value,r.output\r\n0.1" +
                              rest + "0.2" + rest + "0.30000000000000004" + rest);
+  std::vector<double> row(numbers.Names().size());
+  numbers.ReadRow(row.data());
+  EXPECT_EQ(row[0], run->Time());
+  EXPECT_EQ(numbers.Names()[7], "i");
+  EXPECT_EQ(row[7], -3.0);
+  EXPECT_EQ(numbers.Names()[11], "m.none");
+  EXPECT_TRUE(std::isnan(row[11]));
 }
 
 TEST(Application, LoadingTakesTimeInProportion) {

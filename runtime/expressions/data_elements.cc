@@ -105,17 +105,17 @@ std::size_t TypeSize(EType type) { return kTypes[static_cast<std::size_t>(type)]
 bool ReadValue(EType type, std::string_view text, double* value, std::string* error) {
   const bool isWord = text == "true" || text == "false";
   if (isWord) *value = text == "true" ? 1.0 : 0.0;
-  const bool isNumber = !isWord && ParseWhole(text, value) && std::isfinite(*value);
-  if (type == EType::kBoolean) {
-    if (isWord || (isNumber && (*value == 0.0 || *value == 1.0))) return true;
-    *error = "expected true or false";
-  } else if (!isNumber) {
-    *error = "expected a number";
-  } else {
-    if (type != EType::kInteger || *value == TruncateToInteger(*value)) return true;
-    *error = "expected a whole number of 32 bits";
-  }
-  return false;
+  if (isWord && type == EType::kBoolean) return true;
+  if (isWord || !ParseWhole(text, value)) *value = std::numeric_limits<double>::quiet_NaN();
+  const char* const problem = ProblemOfValue(type, *value);
+  if (problem != nullptr) *error = problem;
+  return problem == nullptr;
+}
+
+const char* ProblemOfValue(EType type, double value) {
+  if (type == EType::kBoolean) return value == 0.0 || value == 1.0 ? nullptr : "expected true or false";
+  if (!std::isfinite(value)) return "expected a number";
+  return type != EType::kInteger || value == TruncateToInteger(value) ? nullptr : "expected a whole number of 32 bits";
 }
 
 std::int32_t TruncateToInteger(double value) {
@@ -197,6 +197,11 @@ double CDataElements::AsDouble(std::int32_t element, std::uint32_t index) const 
       break;
   }
   return static_cast<const double*>(place.values)[index];
+}
+
+const void* CDataElements::Place(std::int32_t element, std::uint32_t index) const {
+  const TElementPlace& place = places[static_cast<std::size_t>(element)];
+  return static_cast<const std::byte*>(place.values) + index * TypeSize(place.type);
 }
 
 void ReadDataBlock(CLexer& lexer, CDataElements& elements) {

@@ -33,6 +33,8 @@ std::int32_t TruncateToInteger(double value);
 // Reads a value of a type: a finite number, of integers a whole one of 32 bits,
 // of booleans `true`, `false`, 1 or 0. False when it is none, with what was expected.
 bool ReadValue(EType type, std::string_view text, double* value, std::string* error);
+// What a type expects in place of a value that it can't hold; null: it can.
+const char* ProblemOfValue(EType type, double value);
 
 struct TDataElement {
   std::string name;
@@ -84,6 +86,7 @@ class CDataElements {
   // TruncateToInteger says.
   std::uint32_t CountOf(std::int32_t element) const { return places[static_cast<std::size_t>(element)].count; }
   double AsDouble(std::int32_t element, std::uint32_t index) const;
+  const void* Place(std::int32_t element, std::uint32_t index) const;
   void SetFromDouble(std::int32_t element, std::uint32_t index, double value) {
     const TElementPlace& place = places[static_cast<std::size_t>(element)];
     if (place.type == EType::kReal) {

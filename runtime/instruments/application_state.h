@@ -56,6 +56,7 @@ struct TApplicationState {
   double duration = 60.0;  // seconds
   std::uint64_t periodCount = 0;
   std::uint64_t periodsDone = 0;
+  std::uint32_t clock = 0;  // milliseconds; others may have set the process's since
   bool ended = false;
 
   CDataElements data;              // those of the data blocks first, then the process's own
