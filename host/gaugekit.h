@@ -168,6 +168,7 @@ class CMeter final : public hx_vinst::CInstrument {
   CLimitLabel lowLabel;
   CLimitLabel highLabel;
   hx_expr::TExprTreeRecord* expression;  // of a meter of its own; owned
+  std::uint64_t samples;                 // that the history got since it was made; the newest are in the buffer
 
  private:
   bool IsDrawn();

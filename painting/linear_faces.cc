@@ -1,7 +1,6 @@
 // The straight faces: bar, slider and LED bar lie, column and thermometer stand.
 #include <algorithm>
 #include <cmath>
-#include <utility>
 #include <vector>
 
 #include "painting/meter_face.h"
@@ -63,27 +62,22 @@ void PaintScaleBelow(const TFace& face, const std::vector<TTick>& ticks, const T
   }
 }
 
-// Where the range runs along a limit's line: its zone beside the track, and a
-// mark over it.
+// Where values are beyond a limit: a zone beside the track, and a mark over it.
 void PaintLimits(const TFace& face, const TTrack& track) {
-  const bool ordered = face.low <= face.high;
-  const double width = ZoneWidth(face);
-  face.canvas.Fill(track.Beside(0, std::min(face.low, face.high), 1, width),
-                   ordered ? face.Colors().lowLimit : face.Colors().highLimit);
-  face.canvas.Fill(track.Beside(std::max(face.low, face.high), 1, 1, width),
-                   ordered ? face.Colors().highLimit : face.Colors().lowLimit);
+  for (const TLimit& limit : face.limits) {
+    face.canvas.Fill(track.Beside(limit.from, limit.to, 1, ZoneWidth(face)), limit.color);
+  }
 }
 
 void PaintLimitMarks(const TFace& face, const TTrack& track) {
   const double half = std::max(0.75, face.font.size * 0.08);
   const double beyond = ZoneWidth(face) + 1;
-  for (const auto& [share, color] :
-       {std::pair{face.low, face.Colors().lowLimit}, std::pair{face.high, face.Colors().highLimit}}) {
-    const double at = track.At(share);
+  for (const TLimit& limit : face.limits) {
+    const double at = track.At(limit.share);
     const TBox& box = track.box;
     face.canvas.Fill(track.upright ? TBox{box.x - beyond, at - half, box.width + beyond, 2 * half}
                                    : TBox{at - half, box.y, 2 * half, box.height + beyond},
-                     color);
+                     limit.color);
   }
 }
 
@@ -215,10 +209,10 @@ void PaintLedBar(const TFace& face) {
     TBox segment = track.Part(i / count, (i + 1) / count);
     segment.x += gap / 2;
     segment.width -= gap;
-    const std::uint32_t zone = !face.hasLimits      ? face.Colors().value
-                               : middle < face.low  ? face.Colors().lowLimit
-                               : middle > face.high ? face.Colors().highLimit
-                                                    : face.Colors().value;
+    std::uint32_t zone = face.Colors().value;
+    for (const TLimit& limit : face.limits) {
+      if (face.hasLimits && limit.from < middle && middle < limit.to) zone = limit.color;
+    }
     face.canvas.Fill(segment, i < lit ? face.value : Mixed(0x000000, zone, 0.28));
   }
   if (face.hasLimits) PaintLimitMarks(face, track);

@@ -5,12 +5,24 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "host/gaugekit.h"
 #include "painting/canvas.h"
+#include "painting/meter_painter.h"
 #include "painting/scale.h"
 
 namespace painting {
+
+// A limit that the definition gives.
+struct TLimit {
+  double value;
+  std::uint32_t color;
+  bool isLow;
+  double share;  // of the range
+  double from;   // shares between which values are beyond it
+  double to;
+};
 
 struct TFace {
   CCanvas& canvas;
@@ -21,9 +33,9 @@ struct TFace {
   TFont font;           // of labels
   std::uint32_t value;  // colour word: the value's, or that of the limit it is beyond
   bool hasScale;
-  bool hasLimits;
-  double low;  // shares of the limits
-  double high;
+  bool hasLimits;              // and shows them, if there are any
+  std::vector<TLimit> limits;  // the low one before the high one
+  const TMeterText& about;
 
   const gaugekit::TColors& Colors() const { return meter.colors; }
   double Share() const { return scale.Share(meter.meterValue); }
@@ -36,6 +48,8 @@ struct TFace {
   // A number, shortened where the whole one has no room.
   void Number(const TBox& box, const std::u16string& text, double number, const TFont& withFont, EAlign align,
               TPaint paint) const;
+  // What stands for the value: its number and, where its mode was not given, the unit.
+  std::u16string ValueText() const;
   // The ends of the range at the footer's ends, where a face has no room for
   // the texts of its scale and no limits stand there.
   void FootRange() const;
@@ -53,6 +67,9 @@ void PaintLamp(const TFace& face);
 void PaintLedBar(const TFace& face);
 void PaintThermometer(const TFace& face);
 void PaintHistory(const TFace& face);
+// Where the definition gives no mode and asks for no scale: name, number and unit,
+// and how far the value is within its range.
+void PaintUnasked(const TFace& face);
 
 // A scale beside an upright track: its ticks at the left of x, their texts
 // right-aligned before them. The width that it takes is ScaleWidth.

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "painting/meter_face.h"
+#include "runtime/instruments/meters.h"
 #include "runtime/text/wide_text.h"
 
 namespace painting {
@@ -21,6 +22,7 @@ constexpr double kFooterLines = 1.35;     // the value's size, in label sizes
 constexpr double kFooterShare = 0.36;     // of the field's height, at most
 constexpr double kFootValueShare = 0.44;  // of the footer's width
 constexpr double kGridLeast = 3.0;        // between lines
+constexpr double kHeadShare = 0.45;       // of the field's height that a name may take
 
 // By mode code; a code that is in no table is drawn as a bar.
 constexpr TFacePainter kFaces[gaugekit::kModeCount + 1] = {
@@ -44,9 +46,28 @@ TBox PaintFrame(CCanvas& canvas, const TBox& box, const gaugekit::TColors& color
   return field;
 }
 
+// A limit that nobody gave is none.
+std::vector<TLimit> LimitsOf(const gaugekit::CMeter& meter, const CScale& scale) {
+  const gaugekit::CMeter& given = runtime::GiverOf(meter);
+  const bool rises = meter.rangeFrom <= meter.rangeTo;
+  std::vector<TLimit> limits;
+  const auto add = [&](std::uint32_t mark, double limit, std::uint32_t color, bool isLow) {
+    if (mark == hx_vinst::kNoMark) return;
+    const double share = scale.Share(limit);
+    const bool endsAtShare = isLow == rises;
+    limits.push_back({limit, color, isLow, share, endsAtShare ? 0 : share, endsAtShare ? share : 1});
+  };
+  add(given.lowLimitMark, meter.lowLimit, meter.colors.lowLimit, true);
+  add(given.highLimitMark, meter.highLimit, meter.colors.highLimit, false);
+  return limits;
+}
+
 std::uint32_t ValueColor(const gaugekit::CMeter& meter) {
-  if (meter.meterValue > meter.highLimit) return meter.colors.highLimit;
-  if (meter.meterValue < meter.lowLimit) return meter.colors.lowLimit;
+  const gaugekit::CMeter& given = runtime::GiverOf(meter);
+  const bool hasHigh = given.highLimitMark != hx_vinst::kNoMark;
+  const bool hasLow = given.lowLimitMark != hx_vinst::kNoMark;
+  if (hasHigh && meter.meterValue > meter.highLimit) return meter.colors.highLimit;
+  if (hasLow && meter.meterValue < meter.lowLimit) return meter.colors.lowLimit;
   return meter.colors.value;
 }
 
@@ -65,14 +86,13 @@ void PaintFooter(const TFace& face) {
     const TBox left = middle.CutLeft(side);
     const TBox right = {middle.Right() - side, middle.y, side, middle.height};
     middle.width -= side;
-    const gaugekit::CMeter& meter = face.meter;
-    face.Number(left, NumberText(meter.lowLimit, meter.decPlaces), meter.lowLimit, face.font, EAlign::kLeft,
-                face.Colors().lowLimit);
-    face.Number(right, NumberText(meter.highLimit, meter.decPlaces), meter.highLimit, face.font, EAlign::kRight,
-                face.Colors().highLimit);
+    for (const TLimit& limit : face.limits) {
+      face.Number(limit.isLow ? left : right, NumberText(limit.value, face.meter.decPlaces), limit.value, face.font,
+                  limit.isLow ? EAlign::kLeft : EAlign::kRight, limit.color);
+    }
   }
   const TFont font = {*face.font.face, face.font.size * kFooterLines / kLineShare};
-  face.Number(middle, ValueText(face.meter), face.meter.meterValue, font, EAlign::kCentre, face.value);
+  face.Number(middle, face.ValueText(), face.meter.meterValue, font, EAlign::kCentre, face.value);
 }
 
 }  // namespace
@@ -98,6 +118,12 @@ void TFace::Number(const TBox& box, const std::u16string& text, double number, c
   }
 }
 
+std::u16string TFace::ValueText() const {
+  std::u16string shown = painting::ValueText(meter);
+  if (!about.isModeGiven && !about.unit.empty()) shown += u" " + about.unit;
+  return shown;
+}
+
 void TFace::FootRange() const {
   if (footer.Empty() || hasLimits) return;
   TBox middle = footer;
@@ -119,7 +145,7 @@ double TextLength(const TFace& face) {
 
 double TickLength(const TFace& face) { return std::max(3.0, face.font.size * 0.4); }
 
-void PaintMeter(CCanvas& canvas, const gaugekit::CMeter& meter, double reserved) {
+void PaintMeter(CCanvas& canvas, const gaugekit::CMeter& meter, const TMeterText& text, double reserved) {
   const TBox box = {0, 0, static_cast<double>(meter.rect.width), static_cast<double>(meter.rect.height)};
   if (box.Empty()) return;
   TBox field = PaintFrame(canvas, box, meter.colors, reserved > 0);
@@ -138,14 +164,19 @@ void PaintMeter(CCanvas& canvas, const gaugekit::CMeter& meter, double reserved)
                 LabelFont(meter, field),
                 ValueColor(meter),
                 hasScale,
-                meter.content >= gaugekit::kFull,
-                scale.Share(meter.lowLimit),
-                scale.Share(meter.highLimit)};
+                false,
+                LimitsOf(meter, scale),
+                text};
+  face.hasLimits = meter.content >= gaugekit::kFull && !face.limits.empty();
   const CCanvas::CInside inside(canvas, field);
   const bool isHistory = meter.mode == gaugekit::kHistory;
   if (!isHistory) face.Grid(field);
   const double margin = isNumber ? 0 : std::clamp(std::min(field.width, field.height) * 0.05, 2.0, 12.0);
   face.field = field.Shrunk(margin);
+  if (!text.isModeGiven && covered <= 0) {
+    const TBox head = face.field.CutTop(std::min(face.LineHeight(), face.field.height * kHeadShare));
+    canvas.CutText(head, text.name, face.font, EAlign::kCentre, meter.colors.ink);
+  }
   const double footer = face.font.size * kFooterLines * 1.1;
   if (hasScale && !isNumber && footer <= face.field.height * kFooterShare) {
     face.footer = face.field.CutBottom(footer);
@@ -153,6 +184,7 @@ void PaintMeter(CCanvas& canvas, const gaugekit::CMeter& meter, double reserved)
     PaintFooter(face);
   }
   if (face.field.Empty()) return;
+  if (!text.isModeGiven && !hasScale) return PaintUnasked(face);
   kFaces[meter.mode <= gaugekit::kModeCount ? meter.mode : 0](face);
 }
 

@@ -4,7 +4,9 @@
 #include <limits>
 #include <memory>
 #include <numeric>
+#include <set>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "host/hx_main.h"
@@ -12,6 +14,7 @@
 #include "painting/file_surface.h"
 #include "painting/icon.h"
 #include "painting/views.h"
+#include "runtime/instruments/meters.h"
 #include "runtime/platform/text_metrics.h"
 #include "runtime/text/wide_text.h"
 
@@ -23,6 +26,7 @@ using TSurface = std::unique_ptr<cairo_surface_t, decltype(&cairo_surface_destro
 
 constexpr std::uint32_t kWindowPaper = 0xDCD8D4;
 constexpr std::uint32_t kCaptionInk = 0x303030;
+constexpr std::uint32_t kTextCapacity = 255;  // of a description
 // Pixels.
 constexpr std::int64_t kMargin = 10;  // right of and below everything
 constexpr double kCaptionLeast = 9;   // height of the strip above an instrument
@@ -31,7 +35,51 @@ constexpr double kCaptionMost = 16;
 struct TInstrument {
   std::string caption;
   const view::CNodeView* view;
+  TMeterTexts texts;
 };
+
+// The modes that the definition gives, by the block in which they stand: a pane's
+// section, or empty for a meter's own.
+std::set<std::string> ModesGiven(const runtime::CInstrumentHandle& instrument) {
+  std::set<std::string> blocks;
+  for (const runtime::TDefinitionEntry& entry : instrument.Definition()) {
+    if (entry.keyword == "mode") blocks.insert(entry.block);
+  }
+  return blocks;
+}
+
+// A pane is called as its class describes it: the descriptions are registered before
+// the panes, each in front of the one before.
+std::u16string PaneName(const view::CNodeView& instrument, const runtime::TPaneName& pane) {
+  std::vector<std::u16string> descriptions;
+  for (const vcont::CStaticText& text : runtime::TextsOf(instrument)) {
+    descriptions.emplace_back(text.text != nullptr ? runtime::WideView(kTextCapacity, text.text) : u"");
+  }
+  if (descriptions.size() != std::size(runtime::kPaneNames)) return runtime::Utf16(pane.word);
+  return descriptions[descriptions.size() - 1 - pane.pane];
+}
+
+TMeterTexts TextsOf(const runtime::CApplication& application, const runtime::CInstrumentHandle& instrument) {
+  const std::set<std::string> modes = ModesGiven(instrument);
+  TMeterTexts texts;
+  const auto add = [&](const gaugekit::CMeter& meter, std::u16string name, const std::string& unit,
+                       const std::string& block) {
+    // A sample in each period: else it isn't known when they were.
+    const double step = meter.samples == application.PeriodsDone() ? application.Period() : 0;
+    texts[&meter] = {std::move(name), runtime::Utf16(unit), modes.contains(block), application.Time(), step};
+  };
+  const view::CNodeView& view = *instrument.View();
+  if (instrument.IsMeter()) {
+    add(static_cast<const gaugekit::CMeter&>(view), runtime::Utf16(instrument.Name()), instrument.QuantityUnit(), "");
+  }
+  for (std::size_t i = 0; i < instrument.PaneCount(); ++i) {
+    const runtime::TPaneName& pane = runtime::kPaneNames[i];
+    add(*runtime::MeterOf(view, pane.pane), PaneName(view, pane),
+        pane.pane == runtime::kOutputPane ? instrument.OutputUnit() : instrument.QuantityUnit(),
+        std::string(pane.column) + "_section");
+  }
+  return texts;
+}
 
 std::vector<TInstrument> InstrumentsOf(const runtime::CApplication& application) {
   std::vector<TInstrument> instruments;
@@ -39,7 +87,8 @@ std::vector<TInstrument> InstrumentsOf(const runtime::CApplication& application)
     const runtime::CInstrumentHandle instrument = application.Instrument(i);
     const view::CNodeView* view = instrument.View();
     if (view == nullptr || view->disabled != 0 || view->rect.width <= 0 || view->rect.height <= 0) continue;
-    instruments.push_back({instrument.Title().empty() ? instrument.Name() : instrument.Title(), view});
+    instruments.push_back(
+        {instrument.Title().empty() ? instrument.Name() : instrument.Title(), view, TextsOf(application, instrument)});
   }
   return instruments;
 }
@@ -108,7 +157,7 @@ void PaintWindow(cairo_t* context, const std::vector<TInstrument>& instruments, 
   cairo_translate(context, static_cast<double>(-extent.left), static_cast<double>(-extent.top));
   const std::vector<TBox> captions = CaptionBoxes(instruments, extent);
   for (std::size_t i = 0; i < instruments.size(); ++i) {
-    PaintView(canvas, *instruments[i].view);
+    PaintView(canvas, *instruments[i].view, instruments[i].texts);
     canvas.CutText(captions[i], runtime::Utf16(instruments[i].caption), TFont(vgr::SystemN9), EAlign::kLeft,
                    kCaptionInk);
   }

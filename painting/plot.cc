@@ -19,13 +19,28 @@ void Extend(TPlotBucket* bucket, const TPlotBucket& by) {
 }  // namespace
 
 std::size_t CPlot::AddPanel(std::string title, std::string unit, double share) {
-  panels.push_back({std::move(title), std::move(unit), share, {}});
+  panels.push_back({std::move(title), std::move(unit), share, false, {}, {}});
   return panels.size() - 1;
+}
+
+std::size_t CPlot::AddPanelBelow(std::string unit, double share) {
+  const std::size_t panel = AddPanel("", std::move(unit), share);
+  panels[panel].below = true;
+  return panel;
 }
 
 void CPlot::AddCurve(std::size_t panel, std::string name, std::uint32_t color, bool holds) {
   panels[panel].curves.push_back(curves.size());
-  curves.push_back({std::move(name), color, holds});
+  Add({std::move(name), color, holds});
+}
+
+std::size_t CPlot::AddShade(std::string name) {
+  Add({std::move(name), kPlotShade, true});
+  return curves.size() - 1;
+}
+
+void CPlot::Add(TPlotCurve curve) {
+  curves.push_back(std::move(curve));
   buckets.emplace_back();
   mostBuckets = 2 * std::clamp<std::size_t>(kMostBucketsInAll / 2 / curves.size(), 1, kMostBuckets / 2);
 }
@@ -47,6 +62,20 @@ void CPlot::Feed(double time, const std::vector<double>& values) {
   }
   ++inLast;
   lastTime = time;
+}
+
+std::vector<TStretch> CPlot::Stretches(std::size_t shade) const {
+  std::vector<TStretch> stretches;
+  for (std::size_t i = 0; i < times.size(); ++i) {
+    if (buckets[shade][i].lowest == 0 && buckets[shade][i].highest == 0) continue;
+    const double end = i + 1 < times.size() ? times[i + 1] : lastTime;
+    if (!stretches.empty() && stretches.back().to == times[i]) {
+      stretches.back().to = end;
+    } else {
+      stretches.push_back({times[i], end});
+    }
+  }
+  return stretches;
 }
 
 // Two buckets become one.

@@ -8,6 +8,7 @@
 #include "painting/file_surface.h"
 #include "painting/plot.h"
 #include "painting/scale.h"
+#include "painting/time_scale.h"
 #include "runtime/text/wide_text.h"
 
 namespace painting {
@@ -20,15 +21,19 @@ constexpr double kPartHeight = 90;  // of a panel's share of 1
 constexpr double kHead = 26;        // title and legend
 constexpr double kLeft = 66;        // numbers
 constexpr double kRight = 16;
-constexpr double kFoot = 40;  // times
-constexpr double kGap = 8;    // below a panel
+constexpr double kFoot = 40;      // times
+constexpr double kFootnote = 20;  // below them
+constexpr double kGap = 8;        // below a panel
 constexpr double kTickDistance = 28;
 constexpr double kCurveWidth = 1.6;
+constexpr double kKey = 42;  // of a curve in the legend, with the space around it
+constexpr std::size_t kTimes = 10;
 
 constexpr std::uint32_t kPaper = 0xFFFFFF;
 constexpr std::uint32_t kInk = 0x303030;
 constexpr std::uint32_t kGridInk = 0xE2E2E2;
 constexpr std::uint32_t kFrameInk = 0x909090;
+constexpr double kShadeCover = 0.7;
 constexpr double kMargin = 0.06;  // of the values' span, above and below
 
 struct TSpan {
@@ -67,15 +72,17 @@ std::vector<TTick> RoundTicks(const CScale& scale, std::size_t most) {
 class CPainter {
  public:
   CPainter(const CPlot& painted, CCanvas& on)
-      : plot(painted), canvas(on), time(0, plot.LastTime() > 0 ? plot.LastTime() : 1) {}
+      : plot(painted),
+        canvas(on),
+        time(plot.Window().from, plot.Window().to),
+        axis(TimeAxis(plot.Window().from, plot.Window().to, kTimes)) {}
 
   void Paint() {
     double top = 0;
     for (const TPlotPanel& panel : plot.Panels()) {
-      const bool titled = !panel.title.empty();
-      if (titled) top += kHead;
+      if (!panel.below) top += kHead;
       const TBox box = {kLeft, top, kWidth - kLeft - kRight, kPartHeight * panel.share};
-      if (titled) PaintTitle(panel, box);
+      if (!panel.below) PaintTitle(panel, box);
       PaintPanel(panel, box);
       top = box.Bottom() + kGap;
       bottom = box;
@@ -93,17 +100,21 @@ class CPainter {
     const auto& panels = plot.Panels();
     std::vector<std::size_t> named;
     for (auto other = panels.begin() + (&panel - panels.data());
-         other != panels.end() && (&*other == &panel || other->title.empty()); ++other) {
+         other != panels.end() && (&*other == &panel || other->below); ++other) {
       named.insert(named.end(), other->curves.begin(), other->curves.end());
     }
+    if (panel.shade && !plot.Stretches(*panel.shade).empty()) named.push_back(*panel.shade);
     for (auto curve = named.rbegin(); curve != named.rend(); ++curve) {
       const TPlotCurve& shown = plot.Curves()[*curve];
       const std::u16string text = runtime::Utf16(shown.name);
-      const double width = canvas.TextWidth(text, font);
+      const double room = right - head.x - kKey;
+      if (room < kKey) break;
+      const double width = std::min(canvas.TextWidth(text, font), room);
       right -= width;
-      canvas.Text({right, head.y, width + 1, head.height}, text, font, EAlign::kLeft, kInk);
+      canvas.CutText({right, head.y, width + 1, head.height}, text, font, EAlign::kLeft, kInk);
       right -= 26;
-      canvas.Line({right, head.CenterY()}, {right + 20, head.CenterY()}, 3, shown.color);
+      canvas.Line({right, head.CenterY()}, {right + 20, head.CenterY()}, shown.color == kPlotShade ? 12 : 3,
+                  shown.color);
       right -= 16;
     }
     head.width = right - head.x;
@@ -114,6 +125,12 @@ class CPainter {
     const TSpan span = SpanOf(plot, panel);
     const CScale scale(span.from, span.to);
     const auto y = [&](double value) { return box.Bottom() - box.height * scale.Share(value); };
+    if (panel.shade) {
+      for (const TStretch& stretch : plot.Stretches(*panel.shade)) {
+        const double left = X(box, stretch.from);
+        canvas.Fill({left, box.y, X(box, stretch.to) - left, box.height}, {kPlotShade, kShadeCover});
+      }
+    }
     const std::vector<TTick> ticks = RoundTicks(scale, static_cast<std::size_t>(box.height / kTickDistance));
     for (const TTick& tick : ticks) {
       const double at = box.Bottom() - box.height * tick.share;
@@ -122,8 +139,7 @@ class CPainter {
       canvas.CutText({2, at - 8, kLeft - 8, 16}, tick.text + (isTop ? u" " + runtime::Utf16(panel.unit) : u""), font,
                      EAlign::kRight, kInk);
     }
-    for (const TTick& tick : time.Ticks(10)) {
-      if (tick.text.empty()) continue;
+    for (const TTick& tick : axis.ticks) {
       const double at = box.x + box.width * tick.share;
       canvas.Line({at, box.y}, {at, box.Bottom()}, 1, kGridInk);
     }
@@ -156,40 +172,44 @@ class CPainter {
   }
 
   void PaintTimes() {
-    for (const TTick& tick : time.Ticks(10)) {
-      if (tick.text.empty()) continue;
+    for (const TTick& tick : axis.ticks) {
       const double at = bottom.x + bottom.width * tick.share;
       canvas.Line({at, bottom.Bottom()}, {at, bottom.Bottom() + 4}, 1, kFrameInk);
       const double width = canvas.TextWidth(tick.text, font);
       canvas.Text({std::min(at - width / 2, kWidth - width - 1), bottom.Bottom() + 4, width + 1, 16}, tick.text, font,
                   EAlign::kLeft, kInk);
     }
-    canvas.Text({bottom.x, bottom.Bottom() + 20, bottom.width, 16}, u"time (s)", font, EAlign::kCentre, kInk);
+    canvas.Text({bottom.x, bottom.Bottom() + 20, bottom.width, 16}, axis.title, font, EAlign::kCentre, kInk);
+    canvas.CutText({bottom.x, bottom.Bottom() + kFoot, bottom.width, 16}, runtime::Utf16(plot.Footnote()), font,
+                   EAlign::kLeft, kInk);
   }
 
   const CPlot& plot;
   CCanvas& canvas;
   const CScale time;
+  const TTimeAxis axis;
   const TFont font{vgr::SystemN9};
   TBox bottom{};
 };
 
 double HeightOf(const CPlot& plot) {
-  double height = kFoot;
+  double height = kFoot + (plot.Footnote().empty() ? 0 : kFootnote);
   for (const TPlotPanel& panel : plot.Panels()) {
-    height += kPartHeight * panel.share + kGap + (panel.title.empty() ? 0 : kHead);
+    height += kPartHeight * panel.share + kGap + (panel.below ? 0 : kHead);
   }
   return height;
 }
 
 }  // namespace
 
+bool CPlot::HasRoomFor(std::initializer_list<double> shares) const {
+  double height = HeightOf(*this) + kFootnote + kHead;
+  for (const double share : shares) height += kPartHeight * share + kGap;
+  return height <= static_cast<double>(kLargestSide);
+}
+
 bool CPlot::Picture(EFormat format, std::string* bytes, std::string* error) const {
   const double height = HeightOf(*this);
-  if (height > static_cast<double>(kLargestSide)) {
-    *error = "the plot has " + std::to_string(panels.size()) + " panels, which are too many to draw";
-    return false;
-  }
   return DrawFile(
       format, kWidth, height,
       [&](cairo_t* context) {

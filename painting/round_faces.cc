@@ -55,10 +55,10 @@ void PaintRing(const TFace& face, const TRing& ring) {
   const TPaint line = face.Outline();
   face.canvas.Arc(ring.centre, ring.radius - band / 2, ring.from, ring.to, band, face.Hollow());
   if (face.hasLimits) {
-    face.canvas.Arc(ring.centre, ring.radius - band / 2, ring.from, ring.Angle(std::min(face.low, face.high)), band,
-                    face.low <= face.high ? face.Colors().lowLimit : face.Colors().highLimit);
-    face.canvas.Arc(ring.centre, ring.radius - band / 2, ring.Angle(std::max(face.low, face.high)), ring.to, band,
-                    face.low <= face.high ? face.Colors().highLimit : face.Colors().lowLimit);
+    for (const TLimit& limit : face.limits) {
+      face.canvas.Arc(ring.centre, ring.radius - band / 2, ring.Angle(limit.from), ring.Angle(limit.to), band,
+                      limit.color);
+    }
   }
   face.canvas.Arc(ring.centre, ring.radius - width / 2, ring.from, ring.to, width, line);
   if (!face.hasScale) {
@@ -79,9 +79,9 @@ void PaintRing(const TFace& face, const TRing& ring) {
                      face.Colors().ink);
   }
   if (face.hasLimits) {
-    for (const auto& [share, color] :
-         {std::pair{face.low, face.Colors().lowLimit}, std::pair{face.high, face.Colors().highLimit}}) {
-      face.canvas.Line(ring.At(share, ring.radius), ring.At(share, ring.radius - band * 1.6), width * 2, color);
+    for (const TLimit& limit : face.limits) {
+      face.canvas.Line(ring.At(limit.share, ring.radius), ring.At(limit.share, ring.radius - band * 1.6), width * 2,
+                       limit.color);
     }
   }
   if (hasTexts) {

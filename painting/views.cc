@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "host/gaugekit.h"
-#include "painting/meter_painter.h"
 #include "runtime/instruments/meters.h"
 #include "runtime/text/wide_text.h"
 
@@ -44,20 +43,23 @@ double DescribedHeight(const view::CView& meter) {
 
 }  // namespace
 
-void PaintView(CCanvas& canvas, const view::CView& view) {
+void PaintView(CCanvas& canvas, const view::CView& view, const TMeterTexts& texts) {
   if (!IsShown(view) || view.rect.width <= 0 || view.rect.height <= 0) return;
   const CCanvas::CInside inside(canvas, view.rect);
   if (view.kind == view::kStaticText) return PaintText(canvas, static_cast<const vcont::CStaticText&>(view));
   if (view.kind == view::kPlainView) return;
   if (view.kind == view::kMeter) {
-    PaintMeter(canvas, static_cast<const gaugekit::CMeter&>(view), DescribedHeight(view));
+    const auto& meter = static_cast<const gaugekit::CMeter&>(view);
+    const auto text = texts.find(&meter);
+    PaintMeter(canvas, meter, text != texts.end() ? text->second : TMeterText(), DescribedHeight(view));
   }
   std::vector<const view::CView*> children;
   for (const view::CView* child = static_cast<const view::CNodeView&>(view).firstChild; child != nullptr;
        child = child->next) {
     children.push_back(child);
   }
-  std::for_each(children.rbegin(), children.rend(), [&](const view::CView* child) { PaintView(canvas, *child); });
+  std::for_each(children.rbegin(), children.rend(),
+                [&](const view::CView* child) { PaintView(canvas, *child, texts); });
 }
 
 }  // namespace painting

@@ -93,8 +93,12 @@ std::size_t CApplication::ElementCount() const { return static_cast<std::size_t>
 
 TElement CApplication::Element(std::size_t index) const {
   const TDataElement& element = state->data[static_cast<std::int32_t>(index)];
-  return {element.name, element.unit, element.isArray ? element.count : 0, element.type == EType::kBoolean,
-          element.type == EType::kInteger};
+  return {element.name,
+          element.unit,
+          element.isArray ? element.count : 0,
+          element.type == EType::kBoolean,
+          element.type == EType::kInteger,
+          element.isOutput};
 }
 
 double CApplication::ElementValue(std::size_t index, std::size_t item) const {
@@ -208,10 +212,7 @@ TPane CInstrumentHandle::Pane(std::size_t pane) const {
   const gaugekit::CMeter* found = MeterOf(*State().object, pane);
   if (found == nullptr || pane >= kPaneCount) return {};
   const gaugekit::CMeter& meter = *found;
-  // Wish and value in one history have the wish's range and limits.
-  const gaugekit::CMeter& wish = *MeterOf(*State().object, kWishPane);
-  const bool follows = pane == kValuePane && (wish.mode == gaugekit::kHistory || meter.mode == gaugekit::kHistory);
-  const gaugekit::CMeter& given = follows ? wish : meter;
+  const gaugekit::CMeter& given = GiverOf(meter);
   return {meter.meterValue,
           meter.rangeFrom,
           meter.rangeTo,

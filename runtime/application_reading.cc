@@ -12,6 +12,7 @@
 #include "runtime/instruments/application_state.h"
 #include "runtime/instruments/driver.h"
 #include "runtime/instruments/making.h"
+#include "runtime/instruments/placing.h"
 #include "runtime/platform/clock.h"
 #include "runtime/platform/memory.h"
 #include "runtime/script/script.h"
@@ -322,6 +323,7 @@ void ReadApplication(TApplicationState& application) {
   SetClock(0);
   MakeTextWhole(application);
   if (!application.HasErrors()) CApplicationReader(application).Read();
+  if (!application.HasErrors()) PlaceInstruments(application);
 }
 
 }  // namespace runtime

@@ -240,6 +240,7 @@ struct TElement {
   std::size_t length = 0;  // 0: single
   bool isBoolean = false;
   bool isInteger = false;
+  bool isOutput = false;  // an instrument's
 };
 
 class CApplication {

@@ -8,6 +8,7 @@
 #include <ctime>
 #include <memory>
 #include <numbers>
+#include <tuple>
 #include <utility>
 
 #include "painting/views.h"
@@ -29,12 +30,12 @@ struct TFound {  // pixels that answer to a condition
 };
 
 struct CImage {
-  CImage(int width, int height, const view::CView* view = nullptr)
+  CImage(int width, int height, const view::CView* view = nullptr, const painting::TMeterTexts& texts = {})
       : surface(cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height), cairo_surface_destroy),
         context(cairo_create(surface.get()), cairo_destroy),
         canvas(context.get()) {
     canvas.Fill({0, 0, double(width), double(height)}, kBackground);
-    if (view != nullptr) PaintView(canvas, *view);
+    if (view != nullptr) PaintView(canvas, *view, texts);
     cairo_surface_flush(surface.get());
   }
   // Pixels whose channels are within `tolerance` of a colour's, or are not.
@@ -119,6 +120,71 @@ TEST(Painting, ShowsValuesBeyondALimitInItsColour) {
       }
     }
   }
+}
+
+TEST(Painting, ColoursNothingByALimitThatNobodyGave) {
+  for (const std::string& mode : kModes) {
+    for (const auto& [given, low, high] :
+         {std::tuple{"", false, false}, {"low_limit = 20;", true, false}, {"high_limit = 80;", false, true}}) {
+      CRun run = MeterRun("mode = " + mode + "; content = full; range_from = -50; range_to = 150; " + given);
+      bool seen[2] = {};  // by value or zone
+      for (const double value : {-10.0, 110.0}) {
+        run.SetValue("x", value);
+        run.Steps(1);
+        seen[0] = seen[0] || CImage(170, 130, &run.Meter("m")).Find(kLow).count > 0;
+        seen[1] = seen[1] || CImage(170, 130, &run.Meter("m")).Find(kHigh).count > 0;
+      }
+      EXPECT_TRUE(seen[0] == low && seen[1] == high) << mode << " " << given;
+    }
+  }
+}
+
+// Letters of an SVG are glyphs that are used.
+std::size_t Letters(const CRun& run) {
+  std::string svg, error;
+  EXPECT_TRUE(painting::Picture(*run, painting::EFormat::kSvg, &svg, &error)) << error;
+  std::size_t count = 0;
+  for (std::size_t at = svg.find("<use "); at != std::string::npos; at = svg.find("<use ", at + 1)) ++count;
+  return count;
+}
+
+TEST(Painting, ShowsNameNumberAndUnitWhereNoModeIsGiven) {
+  const std::string head = "data x : real = 8 \"km\"; end_data; instrument meter gauge expression = x; ";
+  const std::size_t name = 5, number = 3, unit = 2;
+  for (const auto& [entries, letters] : {std::pair<const char*, std::size_t>{"mode = bar;", name},
+                                         {"", name + name + number + 1 + unit},
+                                         {"mode = number;", name + number}}) {
+    const CRun run(head + entries + " position = 10, 20, 160, 60; end_instrument;");
+    EXPECT_EQ(Letters(run), letters) << entries;
+  }
+  // Of a pane: as its class describes it, unless that stands there already.
+  const auto pid = [](const std::string& entries) {
+    return Letters(
+        CRun("data v : real \"km\"; u : real \"%\"; end_data; instrument pid_regulator r expression = v;"
+             " wish_value = v; output = u; position = 10, 20, 900, 60; " +
+             entries + " end_instrument;"));
+  };
+  EXPECT_EQ(pid(""), pid("show_description;"));
+  EXPECT_GT(pid(""), pid("value_section mode = bar; end_value_section;"));
+}
+
+TEST(Painting, BeginsAHistoryWhereTheRunBegan) {
+  CRun run = MeterRun("mode = history; history = 20;");
+  gaugekit::CMeter& meter = run.Meter("m");
+  EXPECT_EQ(CImage(170, 130, &meter).Find(kValue, 100).count, 0);
+  run.SetValue("x", 80);
+  run.Steps(6);
+  const TFound curve = CImage(170, 130, &meter).Find(kValue, 100);
+  EXPECT_EQ(curve.bottom - curve.top, 1);  // a level line, from no other
+  run.Steps(15);
+  const TFound whole = CImage(170, 130, &meter).Find(kValue, 100);
+  EXPECT_NEAR(curve.right - curve.left, (whole.right - whole.left) / 4.0, 3);
+  meter.content = gaugekit::kFull;
+  // With its times below, where they are known.
+  const auto ink = [&](double step) {
+    return CImage(170, 130, &meter, {{&meter, {u"", u"", true, 2.1, step}}}).Find(kInk).count;
+  };
+  EXPECT_GT(ink(0.1), ink(0) + 20);
 }
 
 TEST(Painting, PutsTheNewestSampleAtTheRightEdge) {

@@ -298,6 +298,28 @@ TEST(Panes, SizesThatAreGivenStay) {
   EXPECT_EQ(without.Object("reg").rect.width, 255);  // of three bars, before the sections were read
 }
 
+TEST(Panes, WithoutAPlaceStandSideBySide) {
+  std::string text = "data x : real; end_data;\n";
+  for (const char* place : {"", "", "position = 5, 200, 40, 50;", "", "", "position = 700, 0, 300, 40;", ""}) {
+    text +=
+        "instrument pid_regulator r" + std::to_string(text.size()) + " expression = x; " + place + " end_instrument;\n";
+  }
+  text += "instrument meter m expression = x; end_instrument;\n";
+  CRun run(text);
+  std::vector<vcom::CRect> rects;
+  for (std::size_t i = 0; i < run->InstrumentCount(); ++i) rects.push_back(run->Instrument(i).View()->rect);
+  for (std::size_t i = 0; i < rects.size(); ++i) {
+    for (std::size_t k = 0; k < i; ++k) {
+      const bool isBeside = rects[i].x >= rects[k].x + rects[k].width || rects[k].x >= rects[i].x + rects[i].width;
+      const bool isBelow = rects[i].y >= rects[k].y + rects[k].height || rects[k].y >= rects[i].y + rects[i].height;
+      EXPECT_TRUE(isBeside || isBelow) << i << " " << k;
+    }
+  }
+  EXPECT_EQ(rects[0].y, rects[1].y);
+  EXPECT_EQ(rects[2].x, 5);
+  EXPECT_EQ(rects[0].width, 255);
+}
+
 // --- Histories ------------------------------------------------------------------
 
 std::vector<double> Buffer(const gaugekit::CMeter& meter) {

@@ -141,6 +141,8 @@ TEST(References, StateTheDefaults) {
                                 const std::string& open, const std::string& close) {
       if (!HasLiteral(row) || section == "system") return;
       SCOPED_TRACE(className + " " + open + row.keyword);
+      // Whatever it is: a limit that isn't given colours nothing, a pane without a mode has its name.
+      const bool isDrawnIfGiven = section != "colors" && IsOneOf(row.keyword, {"mode", "low_limit", "high_limit"});
       std::vector<std::string> settings = {""};
       if (section == "colors") {
         settings = {
@@ -160,7 +162,10 @@ TEST(References, StateTheDefaults) {
       for (const std::string& setting : settings) {
         std::string& look = looks[setting];
         if (look.empty()) look = Look(className, setting);
-        EXPECT_EQ(Look(className, setting + open + row.keyword + " = " + given + ";" + close) == look, true) << setting;
+        if (!isDrawnIfGiven) {
+          EXPECT_EQ(Look(className, setting + open + row.keyword + " = " + given + ";" + close) == look, true)
+              << setting;
+        }
         if (Look(className, setting + open + row.example + close) != look) seen[row.keyword] = true;
       }
     });

@@ -14,6 +14,8 @@ void UseFontMetrics() {}
 
 bool Picture(const runtime::CApplication&, EFormat, std::string*, std::string* error) { return IsBuiltIn(error); }
 
+bool CPlot::HasRoomFor(std::initializer_list<double>) const { return true; }
+
 bool CPlot::Picture(EFormat, std::string*, std::string* error) const { return IsBuiltIn(error); }
 
 bool IconPicture(const std::uint8_t*, std::string*, std::string* error) { return IsBuiltIn(error); }

@@ -47,6 +47,20 @@ void CountLimited(const gaugekit::CMeter& meter) {
   if (&meter == MeterOf(instrument, kValuePane)) ++instrument.host->valueLimited;
 }
 
+const gaugekit::CMeter& GiverOf(const gaugekit::CMeter& meter) {
+  if (meter.parent == nullptr || &meter != MeterOf(*meter.parent, kValuePane)) return meter;
+  const gaugekit::CMeter& wish = *MeterOf(*meter.parent, kWishPane);
+  return wish.mode == gaugekit::kHistory || meter.mode == gaugekit::kHistory ? wish : meter;
+}
+
+const gaugekit::CMeter& MeterOfHistory(const gaugekit::CMeter& meter, const double* buffer) {
+  if (meter.parent == nullptr) return meter;
+  for (const gaugekit::CMeter& other : MetersOf(*meter.parent)) {
+    if (other.historyBuffer == buffer) return other;
+  }
+  return meter;
+}
+
 void WarnAtMark(hx_main::TContext* ctx, std::uint32_t mark, std::string_view message) {
   if (ctx == nullptr) return;
   TApplicationState& application = ApplicationOf(ctx);

@@ -33,6 +33,7 @@ bool ReadDefinition(TApplicationState& application, TInstrumentState& instrument
   reading.ended = false;
   reading.complaint.clear();
   reading.output = -1;
+  instrument.isPlaced = false;
   reading.outputIndex = nullptr;
   instrument.receivers.clear();
   instrument.files.clear();

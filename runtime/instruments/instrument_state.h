@@ -25,6 +25,7 @@ struct TInstrumentState {
   std::vector<std::string> files;  // that its definition names
   std::uint64_t activatedIn = 0;   // the period in which it was activated last
   bool timed = false;
+  bool isPlaced = false;  // by its definition
 };
 
 // An instrument that acts in every period, and the cache lines that it will

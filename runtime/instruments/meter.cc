@@ -93,7 +93,8 @@ CMeter::CMeter()
       mask{},
       lowLabel{},
       highLabel{},
-      expression(nullptr) {
+      expression(nullptr),
+      samples(0) {
   kind = view::kMeter;
 }
 
@@ -148,6 +149,7 @@ void CMeter::ResizeBuffer() {
   historyBuffer = static_cast<double*>(block);
   if (historyBuffer != nullptr) std::fill_n(historyBuffer, count, rangeFrom);
   drawnAsOf = 0;
+  samples = 0;
 }
 
 void CMeter::UpdateLabels() {
@@ -200,6 +202,7 @@ void CMeter::KeepHistory(double newValue) {
   if (!drawn) return;
   std::copy(historyBuffer + 1, historyBuffer + history + 1, historyBuffer);
   historyBuffer[history] = newValue;
+  ++samples;
 }
 
 void CMeter::SetBaseRect(vcom::CRect newRect) {

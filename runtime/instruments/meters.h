@@ -55,6 +55,12 @@ inline gaugekit::CMeter* MeterOf(const view::CNodeView& node, std::size_t number
   return nullptr;
 }
 
+// The meter whose definition gave this one's range and limits: where wish and value
+// are in one history, the wish's.
+const gaugekit::CMeter& GiverOf(const gaugekit::CMeter& meter);
+// The one that keeps a history which this one draws.
+const gaugekit::CMeter& MeterOfHistory(const gaugekit::CMeter& meter, const double* buffer);
+
 }  // namespace runtime
 
 #endif

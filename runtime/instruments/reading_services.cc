@@ -230,6 +230,7 @@ std::uint8_t CInstrument::ReadEquXYWD(std::uint32_t capacity, char16_t* message,
     *y = read[1];
     *width = read[2];
     *height = read[3];
+    reading.instrument->isPlaced = true;
   });
 }
 
