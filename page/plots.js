@@ -15,9 +15,66 @@ const loopboxPlots = (function () {
     value !== 0 && (Math.abs(value) >= 1e6 || Math.abs(value) < 1e-4)
       ? value.toExponential(4) : String(Math.round(value * 1e4) / 1e4);
 
+  // Times are seconds. A plot that reaches beyond two hours tells them as h:min, and
+  // with their day where one ends and at its first tick.
+  const day = 86400;
+  const clockFrom = 7200;
+  const steps = [1, 2, 5, 10, 15, 30, 60, 120, 300, 600, 900, 1800, 3600, 7200, 10800, 21600, 43200, day];
+  const places = (step) => Math.max(0, Math.ceil(-Math.log10(step) - 1e-9));
+  function roundStep(least) {
+    const decade = 10 ** Math.floor(Math.log10(least));
+    return [1, 2, 5, 10].map((size) => size * decade).find((step) => step >= least * (1 - 1e-9));
+  }
+  function clockStep(least) {
+    if (least > day) return day * roundStep(least / day);
+    return least < 1 ? roundStep(least) : steps.find((step) => step >= least);
+  }
+  // "3:20", "3:20:05"; with its day "2 d 06:30", "2 d".
+  function clock(time, step, withDay) {
+    const days = Math.floor(time / day);
+    const rest = time - days * day;
+    const minutes = Math.floor(rest / 60);
+    if (withDay && rest === 0) return days + " d";
+    const hours = String(Math.floor(minutes / 60)).padStart(withDay ? 2 : 1, "0");
+    const seconds = (rest - minutes * 60).toFixed(places(step)).padStart(places(step) > 0 ? places(step) + 3 : 2, "0");
+    return (withDay ? days + " d " : "") + hours + ":" + String(minutes % 60).padStart(2, "0") +
+      (step % 60 === 0 ? "" : ":" + seconds);
+  }
+  function clockTicks(from, to, pixels) {
+    const step = clockStep((to - from) / Math.max(2, pixels / 90));
+    const scale = 10 ** places(step);
+    const ticks = [];
+    let before = 0;
+    for (let k = Math.ceil(from / step - 1e-9); k * step <= to + step * 1e-9; ++k) {
+      const v = Math.round(k * step * scale) / scale;
+      const now = Math.floor(v / day);
+      ticks.push({ v, label: clock(v, step, now !== before || step >= day) });
+      before = now;
+    }
+    return ticks;
+  }
+  const isLong = (end) => end > clockFrom;
+  // A plot's options for the axis of time of a run that ends then.
+  const timeAxis = (end) =>
+    isLong(end) ? { xlabel: "time, h:min", axes: { x: { ticker: clockTicks, axisLabelWidth: 70 } } } : { xlabel: "time, s" };
+  const timeText = (time, end) =>
+    "t = " + time + " s" + (isLong(end) ? " (" + clock(time, 1, time >= day) + ")" : "");
+
+  // Draws stretches of time, [from, to], behind the curves: a plot's underlayCallback.
+  const shadeColor = "rgba(230,159,0,0.2)";
+  const shade = (stretches) => (context, area, plot) => {
+    context.fillStyle = shadeColor;
+    for (const [from, to] of stretches) {
+      const left = Math.max(area.x, plot.toDomXCoord(from));
+      const right = Math.min(area.x + area.w, plot.toDomXCoord(to));
+      if (right > left) context.fillRect(left, area.y, right - left, area.h);
+    }
+  };
+
   // A plug-in that names the curves in an element, with their values where the
-  // pointer is. A curve: name, color, dash.
-  function legend(element, curves) {
+  // pointer is, in a run that ends then. A curve: name, color, dash; `shaded` names
+  // what is shaded, if anything is.
+  function legend(element, curves, end, shaded) {
     function entry(curve, point) {
       const text = document.createElement("span");
       text.style.color = curve.color;
@@ -29,10 +86,15 @@ const loopboxPlots = (function () {
     }
     function show(time, points) {
       const by = new Map(points.map((point) => [point.name, point]));
-      element.textContent = time === undefined ? "" : "t = " + time + " s  ";
+      element.textContent = time === undefined ? "" : timeText(time, end) + "  ";
       curves
         .filter((curve) => !by.has(curve.name) || !Number.isNaN(by.get(curve.name).canvasy))
         .forEach((curve, index) => element.append(index > 0 ? "  " : "", entry(curve, by.get(curve.name))));
+      if (!shaded) return;
+      const key = document.createElement("i");
+      key.className = "shade";
+      key.style.background = shadeColor;
+      element.append("  ", key, " " + shaded);
     }
     const clear = () => show(undefined, []);
     return {
@@ -68,5 +130,5 @@ const loopboxPlots = (function () {
     context.restore();
   }
 
-  return { legend, dashedSteps };
+  return { legend, dashedSteps, timeAxis, shade };
 })();

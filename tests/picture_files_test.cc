@@ -7,6 +7,8 @@
 
 #include "painting/icon.h"
 #include "painting/plot.h"
+#include "painting/time_scale.h"
+#include "runtime/text/wide_text.h"
 #include "tests/support.h"
 
 namespace {
@@ -35,6 +37,7 @@ TEST(PictureFiles, AreWrittenByTheProgram) {
   EXPECT_NE(tests::ReadFile(dir + "p-0.png"), tests::ReadFile(dir + "p.png"));
   EXPECT_EQ(Loopbox(run + "p.SVG").status, 0);
   EXPECT_NE(tests::ReadFile(dir + "p.SVG").find("<svg"), std::string::npos);
+  const std::string plot = run + "q.png --plot " + dir + "q.svg ";
   const std::string meter = folder.Write("m.lbx", "instrument meter m end_instrument;");
   const std::string kept = "data x : real; end_data;\n";
   const std::string application = folder.Write("a.png", kept);
@@ -48,6 +51,14 @@ TEST(PictureFiles, AreWrittenByTheProgram) {
       {run + "r.png --plot " + dir + "r.png", 1, {"r.png: the picture would overwrite"}},
       {run + "s.png --panes-at 5 --plot " + dir + "s-5.png", 1, {}},
       {"run " + meter + " --plot " + dir + "m.svg", 1, {"no regulator to plot"}},
+      {"run " + meter + " --plot " + dir + "m.svg --curves m.value", 0, {}},
+      {run + "q.png --curves room", 2, {"--curves, --from and --to need --plot or --report"}},
+      {plot + "--curves 'outside, boiler_control.value ;pump,flow_control.wish_value' --from 20 --to 60.5", 0, {}},
+      {plot + "--curves outside,boiler_control.valu", 1, {"--curves: 'boiler_control.valu': ", "boiler_control.value"}},
+      {plot + "--curves outsid", 1, {"--curves: 'outsid': ", "outside"}},
+      {plot + "--curves 'outside;'", 1, {"--curves: expected names as \"pos,open;heat\", found \"outside;\""}},
+      {plot + "--from 60 --to 60", 2, {"from 60 to 60 s is no part of the run, which ends at 100 s"}},
+      {plot + "--from 60 --to 101", 2, {"from 60 to 101 s is no part"}},
       {"run " + application + " --panes " + application, 1, {}},
       {"run " + application + " --plot " + application, 1, {}},
   };
@@ -57,6 +68,53 @@ TEST(PictureFiles, AreWrittenByTheProgram) {
   }
   EXPECT_TRUE(isPng(dir + "q.png"));
   EXPECT_EQ(tests::ReadFile(application), kept);
+}
+
+TEST(PictureFiles, TellLongTimesInHoursAndDays) {
+  const struct {
+    double from, to;
+    std::u16string first, second, last, title;
+  } rows[] = {
+      {0, 900, u"0", u"100", u"900", u"time (s)"},
+      {0, 7200, u"0", u"1000", u"7000", u"time (s)"},
+      {0, 43200, u"0:00", u"2:00", u"12:00", u"time (h:min)"},
+      {0, 172800, u"0:00", u"6:00", u"2 d", u"time (h:min)"},
+      {64800, 151200, u"18:00", u"21:00", u"18:00", u"time (h:min)"},
+      {180000, 180300, u"2 d 02:00:00", u"2:00:30", u"2:05:00", u"time (h:min:s)"},
+      {9000, 9000.5, u"2:30:00.00", u"2:30:00.05", u"2:30:00.50", u"time (h:min:s)"},
+      {0, 2e6, u"0 d", u"5 d", u"20 d", u"time (days)"},
+  };
+  for (const auto& [from, to, first, second, last, title] : rows) {
+    const painting::TTimeAxis axis = painting::TimeAxis(from, to, 10);
+    ASSERT_GT(axis.ticks.size(), 2u) << to;
+    EXPECT_TRUE(axis.ticks[0].text == first && axis.ticks[1].text == second && axis.ticks.back().text == last)
+        << runtime::Utf8(axis.ticks[0].text) << ", " << runtime::Utf8(axis.ticks[1].text) << " … "
+        << runtime::Utf8(axis.ticks.back().text);
+    EXPECT_EQ(axis.title, title);
+  }
+}
+
+TEST(PictureFiles, ShadeWhereAShadeIsNotZero) {
+  painting::CPlot plot;
+  plot.AddCurve(plot.AddPanel("", "", 1), "value", painting::kPlotBlue, false);
+  const std::size_t shade = plot.AddShade("in hand");
+  for (int k = 1; k <= 10000; ++k) plot.Feed(k, {0.0, (k >= 3000 && k < 4000) || k == 9000 ? 1.0 : 0.0});
+  const auto stretches = plot.Stretches(shade);
+  ASSERT_EQ(stretches.size(), 2u);
+  EXPECT_NEAR(stretches[0].from, 3000, 10);
+  EXPECT_NEAR(stretches[0].to, 4000, 10);
+  EXPECT_NEAR(stretches[1].from, 9000, 10);
+}
+
+TEST(PictureFiles, PlotWhatFitsAndSayTheRest) {
+  const tests::CFolder folder;
+  const std::string many = folder.Write("many.lbx",
+                                        "application many period = 1; duration = 2; end_application; data x : real[60];"
+                                        " u : real[60]; end_data; for i = 0 to 59 instrument pid_regulator r{i}"
+                                        " expression = x[i]; wish_value = 1; output = u[i]; end_instrument; end_for;");
+  tests::ExpectOutcome(Loopbox("run " + many + " --plot " + folder.Path("many.svg")), 0,
+                       {"--plot: … 14 more regulators: --curves chooses what is drawn, --report shows all"});
+  EXPECT_NE(tests::ReadFile(folder.Path("many.svg")).find("height=\"16068"), std::string::npos);
 }
 
 // A peak of one sample among a million stays, in a picture of the usual size.

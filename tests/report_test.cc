@@ -51,15 +51,26 @@ addEventListener("load", () => setTimeout(() => {
   document.getElementById("whole").click();
   found.again = axis(elements[0]);
   found.marks = document.querySelectorAll(".dygraph-annotation").length;
+  found.small = [...document.querySelectorAll("canvas.small")].filter((one) => ink(one.parentElement) > 20).length;
+  found.shaded = document.querySelectorAll(".legend .shade").length;
+  const choice = document.getElementById("quantity");
+  choice.selectedIndex = choice.length - 1;
+  document.getElementById("new-plot").click();
+  choice.selectedIndex = 0;
+  document.getElementById("same-plot").click();
+  found.chosen = [...document.querySelectorAll("#curves .legend")].map((one) => one.textContent).join("|");
   found.requests = performance.getEntriesByType("resource").filter((one) => !one.name.startsWith("data:")).length;
   found.violations = violations.length;
   found.hacked = String(window.hacked);
   found.markup = document.querySelectorAll(".markup").length;
   found.unit = document.querySelector(".dygraph-ylabel").textContent;
-  found.mark = document.querySelector(".dygraph-annotation").title;
-  found.title = document.querySelector("h2").textContent;
-  found.image = [...document.images].every((one) => one.complete && one.naturalWidth > 0);
-  document.body.textContent = Object.entries(found).map(([name, value]) => name + "=" + value).join("\n");
+  found.mark = (document.querySelector(".dygraph-annotation") || {}).title;
+  found.title = document.querySelector("[id^=regulator] h2").textContent;
+  report.showPicture();
+  setTimeout(() => {
+    found.image = [...document.images].every((one) => one.complete && one.naturalWidth > 0);
+    document.body.textContent = Object.entries(found).map(([name, value]) => name + "=" + value).join("\n");
+  }, 100);
 }, 0));
 )";
 
@@ -164,6 +175,45 @@ TEST(Report, ShowsWhatTheApplicationSaysAsText) {
   EXPECT_EQ(Found(walked, "violations"), "0");
   for (const char* shown : {"unit", "mark"})
     ExpectParts(Found(walked, shown), {"&lt;form class=markup action=//x&gt;"});
+}
+
+// Of many loops plots are drawn as they come into view, and an overview stands first.
+TEST(Report, OpensTwoHundredLoops) {
+  const tests::CFolder folder;
+  const std::string application =
+      folder.Write("many.lbx",
+                   "application many period = 10; duration = 20000; end_application;\n"
+                   "data x : real[201] = 0 \"°C\"; u : real[201]; end_data;\n"
+                   "process x[1]' = (u[1] - x[1]) / 600; end_process;\n"
+                   "for i = 1 to 200\n"
+                   "  instrument pid_regulator r{i}\n    expression = x[i]; wish_value = 10 + i / 10; output = u[i];\n"
+                   "    condition = time < 9000 or time > 9500;\n  end_instrument;\nend_for;\n"
+                   "script\nevery(10, function() r1:SetParameters(2, 20, 0) end)\nend_script;\n");
+  const std::string page = folder.Path("page.html");
+  const TOutcome made = Loopbox("run " + application + " --quiet --report " + page +
+                                " --curves 'u[200],r200.value;x[7]' --from 7000 --to 12000");
+  ASSERT_EQ(made.status, 0) << made.output;
+  const std::string html = tests::ReadFile(page);
+  EXPECT_LT(html.size(), 5'000'000u);
+  const std::string event = "<td>SetParameters(2, 20, 0)</td>";
+  EXPECT_NE(html.find(event), std::string::npos);
+  EXPECT_EQ(html.find(event), html.rfind(event));  // the calls after the first change nothing
+  ExpectParts(html, {"\"hand\":[[8970,9530]]"});
+  // The link leads to the loop's own lines, which have the file's number.
+  const std::string link = "\">r200</a> <span";
+  const std::size_t end = html.find(link);
+  ASSERT_NE(end, std::string::npos);
+  const std::size_t begin = html.rfind("#", end) + 1;
+  ExpectParts(html,
+              {"id=\"" + html.substr(begin, end - begin) + "\" data-line=\"5\">instrument pid_regulator r200<"});
+
+  const std::string dump = Browse("--dump-dom", folder.Write("probed.html", Probed(html)));
+  EXPECT_EQ(Found(dump, "plots"), "402");
+  EXPECT_EQ(Found(dump, "drawn"), "2");
+  EXPECT_NE(Found(dump, "small"), "0");
+  EXPECT_EQ(Found(dump, "before"), "2:00 2:15 2:30 2:45 3:00 3:15");
+  EXPECT_EQ(Found(dump, "again"), "0:00 1:00 2:00 3:00 4:00 5:00");
+  EXPECT_EQ(Found(dump, "chosen"), " u[200]   r200.value| x[7]| r200.output   x[0]");
 }
 
 // The page without what it embeds: a picture, the licence, styles and scripts.

@@ -69,6 +69,7 @@ class CRunCommand {
   bool Read();
   // Nothing that the run writes may replace what it reads or writes itself.
   bool CheckFiles(std::string* error) const;
+  bool ReadWindow(std::string* error);
   bool Open(std::string* error);
   bool OpenTrace(std::string* error);
   // True when the run came to its end, false when it was interrupted, a link
@@ -93,6 +94,7 @@ class CRunCommand {
   CTraceFile trace;
   std::optional<CPacer> pacer;  // in real time
   std::optional<CObservation> observation;
+  TView view;
   std::optional<CRunPlot> plot;
   std::optional<CLearningWatch> learning;
   std::optional<CRegulatorWatch> watch;
@@ -110,9 +112,14 @@ CRunCommand::CRunCommand(const TRunOptions& theOptions, const TCommonOptions& th
 
 int CRunCommand::Run() {
   std::string error;
+  if (options.plot.empty() && options.report.empty() && (!options.curves.empty() || options.from || options.to)) {
+    return Fail("--curves, --from and --to need --plot or --report", kCommandLineWrong);
+  }
   if (!Prepare(&error)) return Fail(error);
   if (!Read()) return kApplicationWrong;
-  if (!pictures.CheckTimes(application->Duration(), &error)) return Fail(error, kCommandLineWrong);
+  if (!pictures.CheckTimes(application->Duration(), &error) || !ReadWindow(&error)) {
+    return Fail(error, kCommandLineWrong);
+  }
   if (!CheckFiles(&error) || !Open(&error)) return Fail(error);
   const bool complete = RunPeriods();
   learning->Finish();
@@ -144,7 +151,9 @@ bool CRunCommand::Read() {
     Mark("", line);
   };
   if (!options.report.empty()) {
-    reading.action = [this](const std::string& instrument, const std::string& text) { Mark(instrument, text); };
+    reading.action = [this](const std::string& instrument, const std::string& text) {
+      if (report) report->MarkAction(application->Time(), instrument, text);
+    };
   }
   std::vector<runtime::TDiagnostic> diagnostics;
   application = ReadApplication(reading, *plugin, &diagnostics);
@@ -198,13 +207,30 @@ bool CRunCommand::CheckFiles(std::string* error) const {
   return true;
 }
 
+bool CRunCommand::ReadWindow(std::string* error) {
+  if (!options.from && !options.to) return true;
+  const double end = application->Duration();
+  view.window = {options.from.value_or(0.0), options.to.value_or(end)};
+  const auto& [from, to] = *view.window;
+  if (from < to && to <= end) return true;
+  *error = "from " + Seconds(from) + " to " + Quantity(to, "s") + " is no part of the run, which ends at " +
+           Quantity(end, "s");
+  return false;
+}
+
 bool CRunCommand::Open(std::string* error) {
   const bool watched = !options.quiet || !options.report.empty();
   if (watched || !options.plot.empty()) {
     observation.emplace(*application, references,
-                        CObservation::TWanted{.band = watched, .state = !options.report.empty()});
+                        CObservation::TWanted{.band = watched,
+                                              .state = !options.report.empty(),
+                                              .hands = !options.report.empty() || !options.plot.empty()});
   }
-  if (!options.plot.empty() && !plot.emplace(*observation).Begin(error)) return false;
+  if (!options.curves.empty() && !ReadCurves(*observation, options.curves, &view.curves, error)) return false;
+  if (!options.plot.empty()) {
+    if (!plot.emplace(*observation, view).Begin(error)) return false;
+    if (!options.quiet && !plot->LeftOut().empty()) console.Note(0.0, "", "--plot: " + plot->LeftOut());
+  }
   if (!options.input.empty()) {
     if (!application->AddLink(input.emplace(options.input), error)) return false;
     if (!options.quiet) {
@@ -225,7 +251,7 @@ bool CRunCommand::Open(std::string* error) {
                   });
   }
   if (!options.report.empty()) {
-    report.emplace(*application, *observation);
+    report.emplace(*application, *observation, view);
     if (!options.compare.empty() && !report->Compare(options.compare, error)) return false;
   }
   application->SetMessageSink(tell);

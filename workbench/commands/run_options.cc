@@ -27,6 +27,11 @@ std::vector<TOption> RunOptions(TRunOptions& options, TCommonOptions& common) {
       {"--plot", "FILE.png|.svg", &options.plot, "Write a plot of wish, value and output of each regulator",
        PictureName()},
       {"--report", "FILE.html", &options.report, "Write a page of plots, metrics, events and panes", FileName()},
+      {"--curves", "LIST", &options.curves,
+       "What plot and report draw: data elements, INSTRUMENT.wish_value, .value and .output, as \"pos,open;heat,cool\": "
+       "panels between semicolons, their curves between commas"},
+      {"--from", "S", &options.from, "Where plot and report begin to show the run", AtLeast(0.0, kSeconds)},
+      {"--to", "S", &options.to, "Where they end", AtLeast(0.0, kSeconds)},
       {"--compare", "FILE.csv", &options.compare, "An earlier trace, beside this run in the report", FileName(),
        "--report"},
       {"--panes-at", "S", &options.panesAt, "Write FILE-S.png at S seconds as well; may be repeated",

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <filesystem>
 #include <limits>
+#include <set>
 #include <system_error>
 #include <utility>
 
@@ -15,12 +16,6 @@ namespace workbench {
 namespace {
 
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
-
-// More colours that all can tell apart: Okabe, Ito, Color Universal Design, 2008.
-constexpr std::uint32_t kVermillion = 0x005ED5;
-constexpr std::uint32_t kPurple = 0xA779CC;
-constexpr std::uint32_t kStateColors[] = {painting::kPlotBlue, kVermillion, painting::kPlotGreen, kPurple,
-                                          painting::kPlotOrange};
 
 constexpr struct {
   const char* name;  // in the words of a mark
@@ -38,10 +33,11 @@ bool Differs(double one, double other) { return one != other && !(std::isnan(one
 
 }  // namespace
 
-CReport::CReport(const runtime::CApplication& theApplication, const CObservation& theObservation)
-    : application(theApplication), observation(theObservation) {
+CReport::CReport(const runtime::CApplication& theApplication, const CObservation& theObservation, const TView& theView)
+    : application(theApplication), observation(theObservation), view(theView) {
   const std::size_t count = std::min(observation.Regulators().size(), kMostRegulators);
   for (std::size_t i = 0; i < count; ++i) AddRegulator(observation.Regulators()[i]);
+  AddQuantities();
 }
 
 void CReport::AddRegulator(const TRegulator& observed) {
@@ -49,21 +45,41 @@ void CReport::AddRegulator(const TRegulator& observed) {
   plot.AddCurve(regulator.firstPanel, "wish", painting::kPlotOrange, true);
   plot.AddCurve(regulator.firstPanel, "value", painting::kPlotBlue, false);
   if (observed.HasBand()) {
-    plot.AddCurve(regulator.firstPanel, "band from", kPurple, true);
-    plot.AddCurve(regulator.firstPanel, "band to", kPurple, true);
+    plot.AddCurve(regulator.firstPanel, "band from", painting::kPlotPurple, true);
+    plot.AddCurve(regulator.firstPanel, "band to", painting::kPlotPurple, true);
   }
-  plot.AddCurve(plot.AddPanel("", observed.instrument.OutputUnit(), 1), "output", painting::kPlotGreen, true);
+  const std::size_t lower = plot.AddPanel("", observed.instrument.OutputUnit(), 1);
+  plot.AddCurve(lower, "output", painting::kPlotGreen, true);
+  const std::size_t shade = plot.AddShade("in hand");
+  for (const std::size_t panel : {regulator.firstPanel, lower}) plot.Shade(panel, shade);
   if (observed.reference != nullptr) {
     for (const runtime::TStateColumn& column : observed.reference->State()) {
       if (regulator.state.empty() || regulator.state.back().columns[0].procedure != column.procedure) {
         regulator.state.push_back({{}, plot.AddPanel("", "", 1), {}});
       }
       TReportState& state = regulator.state.back();
-      plot.AddCurve(state.panel, column.name, kStateColors[state.columns.size() % std::size(kStateColors)], true);
+      plot.AddCurve(state.panel, column.name,
+                    painting::kPlotColors[state.columns.size() % std::size(painting::kPlotColors)], true);
       state.columns.push_back(column);
     }
   }
   regulators.push_back(std::move(regulator));
+}
+
+// The first of all, and those that the view names.
+void CReport::AddQuantities() {
+  const std::size_t panel = plot.AddPanel("", "", 1);
+  std::set<std::string> taken;
+  const auto add = [&](const TQuantity& quantity) {
+    if (!taken.insert(quantity.name).second) return;
+    quantityCurves.push_back(plot.Curves().size());
+    plot.AddCurve(panel, quantity.name, 0, quantity.holds);
+    quantities.push_back(quantity);
+  };
+  for (const TQuantity& quantity : QuantitiesOf(observation, kMostQuantities, &furtherQuantities)) add(quantity);
+  for (const auto& chosen : view.curves) {
+    for (const TQuantity& quantity : chosen) add(quantity);
+  }
 }
 
 bool CReport::Compare(const std::string& fileName, std::string* error) {
@@ -126,6 +142,16 @@ void CReport::Mark(double time, const std::string& instrument, const std::string
   }
 }
 
+void CReport::MarkAction(double time, const std::string& instrument, const std::string& text) {
+  const std::size_t call = text.find('(');
+  if (call != std::string::npos && !instrument.empty()) {
+    std::string& before = calls[instrument + "." + text.substr(0, call)];
+    if (before == text) return;
+    before = text;
+  }
+  Mark(time, instrument, text);
+}
+
 void CReport::Observe() {
   values.clear();
   for (std::size_t i = 0; i < regulators.size(); ++i) {
@@ -137,9 +163,11 @@ void CReport::Observe() {
       values.push_back(row.Wish() + (row.band ? row.band->plus : kNone));
     }
     values.push_back(row.Output());
+    values.push_back(row.inHand ? 1.0 : 0.0);
     ObserveState(row, &regulators[i]);
     ObserveAlarms(Instrument(i).Name(), row, &regulators[i]);
   }
+  for (const TQuantity& quantity : quantities) values.push_back(quantity.Value(observation));
   plot.Feed(observation.Time(), values);
 }
 

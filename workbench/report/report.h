@@ -12,7 +12,9 @@
 #include "painting/plot.h"
 #include "runtime/runtime.h"
 #include "runtime/trace.h"
+#include "workbench/pictures/view.h"
 #include "workbench/run/observation.h"
+#include "workbench/run/quantity.h"
 #include "workbench/run/regulator_watch.h"
 
 namespace workbench {
@@ -34,7 +36,7 @@ struct TReportState {
 };
 
 struct TReportRegulator {
-  std::size_t firstPanel;  // of the plot's: wish and value; then the output
+  std::size_t firstPanel;  // of the plot's: wish and value; then the output; both shaded while in hand
   std::vector<TReportState> state;
   bool alarms[3][2] = {};  // by pane: below and above its limit
 };
@@ -55,19 +57,23 @@ struct TReportComparison {
 class CReport {
  public:
   static constexpr std::size_t kMostMarks = 500;
-  static constexpr std::size_t kLongestMark = 1000;    // bytes
-  static constexpr std::size_t kMostRegulators = 500;  // those in the page
-  static constexpr std::size_t kMostPanes = 500;       // instruments whose panes are drawn
-  static constexpr std::size_t kMostLines = 50'000;    // of the application's text
-  static constexpr std::size_t kMostText = 4'000'000;  // bytes of it
+  static constexpr std::size_t kLongestMark = 1000;     // bytes
+  static constexpr std::size_t kMostRegulators = 500;   // those in the page
+  static constexpr std::size_t kMostQuantities = 2000;  // that the page offers for curves
+  static constexpr std::size_t kMostPanes = 500;        // instruments whose panes are drawn
+  static constexpr std::size_t kMostLines = 50'000;     // of the application's text
+  static constexpr std::size_t kMostText = 4'000'000;   // bytes of it
 
-  // Both outlive the report. The observation reads bands and state.
-  CReport(const runtime::CApplication& application, const CObservation& observation);
+  // All outlive the report. The observation reads bands, state and hands.
+  CReport(const runtime::CApplication& application, const CObservation& observation, const TView& view);
   // Reads an earlier trace. False with a message, also when it has no column
   // of this application's regulators.
   bool Compare(const std::string& fileName, std::string* error);
 
   void Mark(double time, const std::string& instrument, const std::string& text);
+  // What a script did: "zone[1] = 3", "SetParameters(3, 60, 8)". A call with the
+  // arguments of that procedure's call before changes nothing, and makes no mark.
+  void MarkAction(double time, const std::string& instrument, const std::string& text);
   // After each period, once it is observed.
   void Observe();
   // False with a message that names the file. `complete`: the run came to its
@@ -83,18 +89,29 @@ class CReport {
   }
   const std::vector<TReportMark>& Marks() const { return marks; }
   std::uint64_t FurtherMarks() const { return furtherMarks; }
+  const TView& View() const { return view; }
+  // What a person may draw curves of, each with its curve in the plot.
+  const std::vector<TQuantity>& Quantities() const { return quantities; }
+  std::size_t CurveOf(std::size_t quantity) const { return quantityCurves[quantity]; }
+  std::uint64_t FurtherQuantities() const { return furtherQuantities; }
   std::size_t FurtherRegulators() const { return observation.Regulators().size() - regulators.size(); }
   const TReportComparison& Comparison() const { return comparison; }
 
  private:
   void AddRegulator(const TRegulator& regulator);
+  void AddQuantities();
   void ObserveState(const TObserved& row, TReportRegulator* regulator);
   void ObserveAlarms(const std::string& instrument, const TObserved& row, TReportRegulator* regulator);
 
   const runtime::CApplication& application;
   const CObservation& observation;
+  const TView& view;
   painting::CPlot plot;
   std::vector<TReportRegulator> regulators;
+  std::vector<TQuantity> quantities;
+  std::vector<std::size_t> quantityCurves;  // of the plot
+  std::uint64_t furtherQuantities = 0;
+  std::map<std::string, std::string> calls;  // the last one by instrument and procedure
   std::vector<TReportMark> marks;
   std::uint64_t furtherMarks = 0;
   TReportComparison comparison;

@@ -2,7 +2,11 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstddef>
+#include <functional>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "json/json.h"
@@ -66,8 +70,51 @@ std::vector<double> Points(const painting::CPlot& plot, std::size_t curve) {
   return points;
 }
 
+// The lists of points in the page. Many curves are one and the same, such as that of
+// a plain element and of the pane that shows it: each list stands there once, and a
+// number alone where all points are it.
+class CSeries {
+ public:
+  // The number of a curve's list.
+  std::size_t Of(const painting::CPlot& plot, std::size_t curve);
+  std::string Text() const { return "[" + lists + "]"; }
+
+ private:
+  struct TKnown {
+    const painting::CPlot* plot;
+    std::size_t curve;
+    std::size_t number;
+  };
+
+  std::unordered_multimap<std::size_t, TKnown> known;  // by a hash of the points
+  std::size_t count = 0;
+  std::string lists;
+};
+
+std::string_view Bytes(const painting::CPlot& plot, std::size_t curve) {
+  const std::vector<painting::TPlotBucket>& buckets = plot.Buckets(curve);
+  return {reinterpret_cast<const char*>(buckets.data()), buckets.size() * sizeof(painting::TPlotBucket)};
+}
+
+std::size_t CSeries::Of(const painting::CPlot& plot, std::size_t curve) {
+  const std::string_view bytes = Bytes(plot, curve);
+  const std::size_t hashed = std::hash<std::string_view>()(bytes);
+  const auto [first, last] = known.equal_range(hashed);
+  for (auto same = first; same != last; ++same) {
+    const auto& [otherPlot, otherCurve, number] = same->second;
+    if (otherPlot == &plot && Bytes(plot, otherCurve) == bytes) return number;
+  }
+  known.insert({hashed, {&plot, curve, count}});
+  const std::vector<double> points = Points(plot, curve);
+  const bool isConstant = !points.empty() && std::count(points.begin(), points.end(), points[0]) ==
+                                                 static_cast<std::ptrdiff_t>(points.size());
+  if (count > 0) lists += ',';
+  lists += (isConstant ? Number(points[0]) : List(points)).Text();
+  return count++;
+}
+
 // `before`: the same curve of the earlier run.
-CValue Curve(const painting::TPlotCurve& drawn, const std::vector<double>& points, bool before) {
+CValue Curve(const painting::TPlotCurve& drawn, std::size_t series, bool before) {
   const bool isBand = drawn.name.starts_with("band");
   return {{"name", before ? drawn.name + " before" : drawn.name},
           {"color", page::Color(drawn.color)},
@@ -76,7 +123,7 @@ CValue Curve(const painting::TPlotCurve& drawn, const std::vector<double>& point
                    : isBand ? List({2, 3})
                             : CValue()},
           {"other", before},
-          {"values", List(points)}};
+          {"series", series}};
 }
 
 // The column of a trace in which a curve stands; empty: in none.
@@ -86,23 +133,50 @@ std::string ColumnOf(const std::string& regulator, const std::string& curve) {
   return std::string();
 }
 
-CValue Panel(const CReport& report, const TShownPanel& shown) {
+CValue Panel(const CReport& report, const TShownPanel& shown, CSeries* series) {
   const painting::CPlot& plot = report.Plot();
+  const painting::TPlotPanel& panel = plot.Panels()[shown.panel];
   const TReportComparison& comparison = report.Comparison();
   const std::string& regulator = report.Instrument(shown.regulator).Name();
   CValue curves = CValue::Array();
-  for (const std::size_t curve : plot.Panels()[shown.panel].curves) {
+  for (const std::size_t curve : panel.curves) {
     const painting::TPlotCurve& drawn = plot.Curves()[curve];
-    curves.Append(Curve(drawn, Points(plot, curve), false));
+    curves.Append(Curve(drawn, series->Of(plot, curve), false));
     const auto before = comparison.curves.find(ColumnOf(regulator, drawn.name));
     if (before == comparison.curves.end()) continue;
-    curves.Append(Curve(drawn, Points(comparison.plot, before->second), true));
+    curves.Append(Curve(drawn, series->Of(comparison.plot, before->second), true));
   }
-  return {{"unit", plot.Panels()[shown.panel].unit},
-          {"regulator", regulator},
-          {"marked", !shown.low},
-          {"zero", shown.low},
-          {"curves", std::move(curves)}};
+  CValue hand = CValue::Array();
+  if (panel.shade) {
+    for (const painting::TStretch& stretch : plot.Stretches(*panel.shade))
+      hand.Append(List({stretch.from, stretch.to}));
+  }
+  return {{"unit", panel.unit}, {"regulator", regulator},  {"marked", !shown.low},
+          {"zero", shown.low},  {"hand", std::move(hand)}, {"curves", std::move(curves)}};
+}
+
+// Whatever a person may draw a curve of.
+CValue Quantities(const CReport& report, CSeries* series) {
+  CValue list = CValue::Array();
+  for (std::size_t i = 0; i < report.Quantities().size(); ++i) {
+    const TQuantity& quantity = report.Quantities()[i];
+    list.Append({{"name", quantity.name},
+                 {"unit", quantity.unit},
+                 {"holds", quantity.holds},
+                 {"series", series->Of(report.Plot(), report.CurveOf(i))}});
+  }
+  return list;
+}
+
+// The panels that the view asks for, by the names of their curves.
+CValue Chosen(const CReport& report) {
+  CValue panels = CValue::Array();
+  for (const std::vector<TQuantity>& curves : report.View().curves) {
+    CValue names = CValue::Array();
+    for (const TQuantity& quantity : curves) names.Append(quantity.name);
+    panels.Append(std::move(names));
+  }
+  return panels;
 }
 
 }  // namespace
@@ -114,11 +188,19 @@ std::string ReportData(const CReport& report, const std::vector<TShownPanel>& pa
   for (const TReportMark& mark : report.Marks()) {
     marks.Append({{"time", Number(mark.time)}, {"instrument", mark.instrument}, {"text", mark.text}});
   }
+  CValue palette = CValue::Array();
+  for (const std::uint32_t color : painting::kPlotColors) palette.Append(page::Color(color));
+  CSeries series;
   const double end = std::max({application.Time(), other.LastTime(), application.Period()});
+  const auto& window = report.View().window;
   const CValue data = {{"from", 0},
                        {"to", Number(end)},
+                       {"window", window ? List({window->from, window->to}) : CValue()},
                        {"times", List(PointTimes(report.Plot()))},
                        {"otherTimes", List(PointTimes(other))},
+                       {"quantities", Quantities(report, &series)},
+                       {"chosen", Chosen(report)},
+                       {"palette", std::move(palette)},
                        {"marks", std::move(marks)}};
   // One panel at a time, since numbers take more memory as JSON than as text.
   std::string text = page::ScriptText(data.Text());
@@ -126,9 +208,9 @@ std::string ReportData(const CReport& report, const std::vector<TShownPanel>& pa
   text += "\"panels\":[";
   for (const TShownPanel& panel : panels) {
     if (&panel != &panels.front()) text += ',';
-    text += page::ScriptText(Panel(report, panel).Text());
+    text += page::ScriptText(Panel(report, panel, &series).Text());
   }
-  return text + "]}";
+  return text + "],\"series\":" + series.Text() + "}";
 }
 
 }  // namespace workbench

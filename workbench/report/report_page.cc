@@ -1,6 +1,8 @@
 // The page of a report. Whatever the application brings, names and texts, is
 // escaped.
 #include <algorithm>
+#include <cstdint>
+#include <filesystem>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -18,6 +20,8 @@ namespace {
 
 using page::Escaped;
 
+constexpr std::size_t kOverviewMetrics = 2;  // of a regulator's
+
 class CPage {
  public:
   CPage(const CReport& theReport, const CRegulatorWatch& watch, bool wasComplete)
@@ -28,6 +32,8 @@ class CPage {
  private:
   void Header();
   void Navigation();
+  void Overview();
+  void Curves();
   void Regulator(std::size_t index);
   void Panel(std::size_t panel, std::size_t regulator, bool low);
   void Metrics(std::size_t index);
@@ -48,11 +54,13 @@ class CPage {
 
 std::string CPage::Text() {
   Header();
-  if (report.Regulators().empty()) {
-    body += "<p>The application has no regulator.</p>\n";
-  } else {
-    Navigation();
-  }
+  Navigation();
+  if (report.Regulators().empty()) body += "<p>The application has no regulator.</p>\n";
+  // What was asked for stands first.
+  const bool hasChosen = !report.View().curves.empty();
+  if (hasChosen) Curves();
+  if (report.Regulators().size() > 1) Overview();
+  if (!hasChosen) Curves();
   for (std::size_t i = 0; i < report.Regulators().size(); ++i) Regulator(i);
   if (report.FurtherRegulators() > 0) {
     body += "<p>… " + Count(report.FurtherRegulators(), "more regulator") + "</p>\n";
@@ -91,13 +99,49 @@ void CPage::Navigation() {
       "move together.</p>\n";
 }
 
+// One line for each regulator, with a small plot of its wish and value.
+void CPage::Overview() {
+  body +=
+      "<section>\n<h2>Overview</h2>\n<div class=\"scroll\"><table class=\"overview\">\n<thead><tr><th>regulator</th>"
+      "<th>wish and value</th><th>whole run</th></tr></thead>\n<tbody>\n";
+  for (std::size_t i = 0; i < report.Regulators().size(); ++i) {
+    body += "<tr><th scope=\"row\"><a href=\"#regulator-" + std::to_string(i + 1) + "\">" +
+            Escaped(report.Instrument(i).Name()) +
+            "</a></th><td><canvas class=\"small\" width=\"336\" height=\"54\" data-regulator=\"" + std::to_string(i) +
+            "\"></canvas></td><td>";
+    const std::vector<std::string>& cells = summaries[i].rows.front();
+    for (std::size_t cell = 0; cell + 1 < std::min(cells.size(), 2 * kOverviewMetrics); cell += 2) {
+      if (cell > 0) body += ", ";
+      body += Escaped(cells[cell]) + " " + Escaped(cells[cell + 1]);
+    }
+    body += "</td></tr>\n";
+  }
+  body += "</tbody></table></div>\n</section>\n";
+}
+
+// Where the page's script draws the curves that a person chooses.
+void CPage::Curves() {
+  body +=
+      "<section id=\"curves\">\n<h2>Curves</h2>\n<p class=\"choice\"><label>Draw <select id=\"quantity\"></select>"
+      "</label> <button id=\"new-plot\">in a new plot</button> <button id=\"same-plot\">in the last one</button> "
+      "<button id=\"clear-plots\">Clear</button></p>\n";
+  if (report.FurtherQuantities() > 0) {
+    body +=
+        "<p>… " + std::to_string(report.FurtherQuantities()) + " more are not recorded; --curves records them</p>\n";
+  }
+  body += "</section>\n";
+}
+
 void CPage::Regulator(std::size_t index) {
   const TReportRegulator& regulator = report.Regulators()[index];
   const runtime::CInstrumentHandle& instrument = report.Instrument(index);
-  const std::uint32_t line = application.At(instrument.Offset(), "").line;
-  body += "<section>\n<h2>" + Escaped(instrument.Title().empty() ? instrument.Name() : instrument.Title()) +
-          "</h2>\n<p><a href=\"#line-" + std::to_string(line) + "\">" + Escaped(instrument.Name()) +
-          "</a> <span class=\"dim\">" + Escaped(instrument.ClassName()) + "</span></p>\n";
+  // Of the whole text, as it is shown below.
+  const std::string_view before = application.Text().substr(0, instrument.Offset());
+  const auto line = 1 + std::count(before.begin(), before.end(), '\n');
+  body += "<section id=\"regulator-" + std::to_string(index + 1) + "\">\n<h2>" +
+          Escaped(instrument.Title().empty() ? instrument.Name() : instrument.Title()) + "</h2>\n<p><a href=\"#line-" +
+          std::to_string(line) + "\">" + Escaped(instrument.Name()) + "</a> <span class=\"dim\">" +
+          Escaped(instrument.ClassName()) + "</span></p>\n";
   Panel(regulator.firstPanel, index, false);
   Panel(regulator.firstPanel + 1, index, true);
   for (const TReportState& state : regulator.state) {
@@ -159,29 +203,40 @@ void CPage::Panes() {
   if (application.InstrumentCount() > CReport::kMostPanes) {
     body += "<p>There are too many to show here; --panes draws them.</p>\n";
   } else if (painting::Picture(application, painting::EFormat::kSvg, &picture, &error)) {
-    body +=
-        "<img alt=\"The panes at the end of the run\" src=\"" + page::ImageAddress("image/svg+xml", picture) + "\">\n";
+    body += "<img alt=\"The panes at the end of the run\" data-src=\"" +
+            page::ImageAddress("image/svg+xml", picture) + "\">\n";
   } else {
     body += "<p>" + Escaped(error) + "</p>\n";
   }
   body += "</section>\n";
 }
 
+// Each line with the number that it has in its file, by which messages tell it: one
+// that `for` repeats has that number each time.
 void CPage::ApplicationText() {
   body += "<section class=\"text\">\n<h2>Application</h2>\n<pre>";
   const std::string text = Shortened(application.Text(), CReport::kMostText);
   std::size_t number = 0;
-  bool isWhole = text.empty();
-  for (std::size_t begin = 0; begin < text.size() && number < CReport::kMostLines;) {
+  std::size_t begin = 0;
+  // Where there is one file it needs no name.
+  std::string path = application.IncludedFiles().empty() ? application.At(0, "").path : "";
+  while (begin < text.size() && number < CReport::kMostLines) {
     const std::size_t end = std::min(text.find('\n', begin), text.size());
     std::string_view line = std::string_view(text).substr(begin, end - begin);
     if (line.ends_with('\r')) line.remove_suffix(1);
-    body += "<span class=\"line\" id=\"line-" + std::to_string(++number) + "\">" + Escaped(line) + "</span>";
+    const runtime::TDiagnostic place = application.At(static_cast<std::uint32_t>(begin), "");
+    if (place.path != path) {
+      path = place.path;
+      body += "<span class=\"file\">" + Escaped(std::filesystem::path(path).filename().string()) + "</span>";
+    }
+    body += "<span class=\"line\" id=\"line-" + std::to_string(++number) + "\" data-line=\"" +
+            std::to_string(place.line) + "\">" + Escaped(line) + "</span>";
     begin = end + 1;
-    isWhole = begin >= application.Text().size();
   }
   body += "</pre>\n";
-  if (!isWhole) body += "<p>… the text is longer: " + Count(application.Text().size(), "byte") + " in all</p>\n";
+  if (begin < application.Text().size()) {
+    body += "<p>… the text is longer: " + Count(application.Text().size(), "byte") + " in all</p>\n";
+  }
   body += "</section>\n";
 }
 

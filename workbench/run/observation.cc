@@ -26,7 +26,7 @@ bool TRegulator::HasBand() const {
 }
 
 CObservation::CObservation(const runtime::CApplication& theApplication, const TReferences& references, TWanted wanted)
-    : application(theApplication) {
+    : application(theApplication), hands(wanted.hands) {
   for (std::size_t index = 0; index < application.InstrumentCount(); ++index) {
     const runtime::CInstrumentHandle instrument = application.Instrument(index);
     if (instrument.PaneCount() == 0) continue;
@@ -34,6 +34,7 @@ CObservation::CObservation(const runtime::CApplication& theApplication, const TR
     regulators.push_back(
         {instrument, KindOf(instrument.Events()), found == references.end() ? nullptr : &found->second});
     calls.push_back(CallsOf(regulators.back(), wanted));
+    if (hands) instrument.NoteRegulating();
   }
   rows.resize(regulators.size());
 }
@@ -53,6 +54,7 @@ void CObservation::Observe() {
   for (std::size_t i = 0; i < regulators.size(); ++i) {
     const runtime::CInstrumentHandle& instrument = regulators[i].instrument;
     for (std::size_t pane = 0; pane < rows[i].panes.size(); ++pane) rows[i].panes[pane] = instrument.Pane(pane);
+    rows[i].inHand = hands && !instrument.Regulates();
     ObserveBand(instrument, calls[i], &rows[i]);
     calls[i].state.Read(instrument, &rows[i].state);
   }

@@ -31,6 +31,7 @@ struct TObserved {
   // In the order of the reference's columns, NaN where a procedure's name does
   // not resolve now; empty: not asked for.
   std::vector<double> state;
+  bool inHand = false;  // it doesn't regulate: its condition doesn't hold, or it tracks; false: not asked for
 
   double Wish() const { return panes[runtime::kWishPane].value; }
   double Value() const { return panes[runtime::kValuePane].value; }
@@ -43,6 +44,7 @@ class CObservation {
   struct TWanted {
     bool band = false;
     bool state = false;
+    bool hands = false;
   };
 
   // Both outlive the observation.
@@ -51,6 +53,7 @@ class CObservation {
   // After each period.
   void Observe();
 
+  const runtime::CApplication& Application() const { return application; }
   double Time() const { return time; }  // seconds, of the period read last
   // In the order of definition, and what each showed then.
   const std::vector<TRegulator>& Regulators() const { return regulators; }
@@ -66,6 +69,7 @@ class CObservation {
   void ObserveBand(const runtime::CInstrumentHandle& instrument, const TCalls& called, TObserved* row);
 
   const runtime::CApplication& application;
+  const bool hands;
   double time = 0.0;
   std::vector<TRegulator> regulators;
   std::vector<TCalls> calls;      // by regulator
