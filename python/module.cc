@@ -301,10 +301,12 @@ bool Call(const runtime::CInstrumentHandle& handle, const std::string& name, con
   }
   for (const runtime::TNamed& procedure : handle.Procedures()) {
     if (procedure.name.substr(0, procedure.name.find("__")) != name) continue;
-    std::vector<double> arguments;
-    std::size_t used = 0;
     const std::vector<bool> givenBack = GivenBack(procedure.description);
-    for (const bool back : givenBack) arguments.push_back(back || used >= given.size() ? 0.0 : given[used++]);
+    std::vector<double> arguments(givenBack.size());
+    std::size_t used = 0;
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+      if (!givenBack[i] && used < given.size()) arguments[i] = given[used++];
+    }
     const auto inputs = static_cast<std::size_t>(std::count(givenBack.begin(), givenBack.end(), false));
     if (inputs != given.size() || !handle.Call(procedure.name, &arguments)) continue;
     for (std::size_t i = 0; i < arguments.size(); ++i) {
