@@ -15,7 +15,9 @@
 #include "runtime/instruments/placing.h"
 #include "runtime/platform/clock.h"
 #include "runtime/platform/memory.h"
+#include "runtime/refused_definition.h"
 #include "runtime/script/script.h"
+#include "runtime/text/near_names.h"
 #include "runtime/text/wide_text.h"
 #include "runtime/text_block.h"
 #include "runtime/whole_text.h"
@@ -28,9 +30,6 @@ constexpr double kMinimumPeriod = 0.001;        // seconds, one step of the cloc
 constexpr double kMaximumTime = 0x1p53 / 1000;  // seconds, whose milliseconds a double counts exactly
 constexpr std::size_t kMaximumInstruments = 100'000;
 constexpr std::size_t kMaximumErrors = 20;  // shown of one text
-
-// What rooms beside the runtime read, if they are there.
-constexpr std::string_view kBlocksOfOthers[] = {"connections", "panel", "study"};
 
 // The blocks whose reading waits until all names are known.
 struct TLaterBlocks {
@@ -73,7 +72,6 @@ class CApplicationReader {
   std::vector<std::uint32_t> classOffsets;
   std::vector<std::uint32_t> nameOffsets;
   std::uint32_t periodOffset = 0;
-  std::uint32_t durationOffset = 0;
 };
 
 template <typename TRead>
@@ -138,8 +136,7 @@ void CApplicationReader::ReadBlocks() {
     } else if (keyword.Is("for")) {  // those with an end are no more
       throw TTextError{keyword.offset, "this loop is not closed: expected end_for"};
     } else if (!TakeBlockOfOthers(keyword)) {
-      throw TTextError{keyword.offset, "expected application, constants, data, process, instrument or script, found " +
-                                           Describe(keyword)};
+      FailNoBlock(keyword);
     }
   }
 }
@@ -158,12 +155,15 @@ void CApplicationReader::ReadApplicationBlock(std::uint32_t header) {
     if (entry.Is("end_application")) break;
     double* value = entry.Is("period") ? &application.period : entry.Is("duration") ? &application.duration : nullptr;
     if (value == nullptr) {
-      throw TTextError{entry.offset, "expected period, duration or end_application, found " + Describe(entry)};
+      CNearNames near(entry.text);
+      for (const std::string_view known : {"period", "duration", "end_application"}) near.Offer(known);
+      throw TTextError{entry.offset,
+                       "expected period, duration or end_application, found " + Describe(entry) + near.Question()};
     }
     lexer.Expect("=");
     const std::uint32_t place = lexer.Peek().offset;
     *value = lexer.ExpectReal();
-    (value == &application.period ? periodOffset : durationOffset) = place;
+    (value == &application.period ? periodOffset : application.durationOffset) = place;
     lexer.Expect(";");
   }
   lexer.Expect(";");
@@ -261,9 +261,10 @@ void CApplicationReader::SettleTimes() {
   if (application.options.period) application.period = *application.options.period;
   if (application.options.duration) application.duration = *application.options.duration;
   if (!(application.period >= kMinimumPeriod)) throw TTextError{periodOffset, "a period is at least 0.001 s"};
-  if (!(application.duration >= 0.0)) throw TTextError{durationOffset, "a duration is not negative"};
+  if (!(application.duration >= 0.0)) throw TTextError{application.durationOffset, "a duration is not negative"};
   if (application.period > kMaximumTime) throw TTextError{periodOffset, "a period is at most 2^53 ms"};
-  if (application.duration > kMaximumTime) throw TTextError{durationOffset, "a duration is at most 2^53 ms"};
+  if (application.duration > kMaximumTime)
+    throw TTextError{application.durationOffset, "a duration is at most 2^53 ms"};
   application.periodCount =
       static_cast<std::uint64_t>(std::floor(application.duration / application.period + kForgivenRounding));
 }
@@ -310,7 +311,10 @@ void CApplicationReader::ReadInstrument(TInstrumentState& instrument) {
     const std::uint32_t place = fromService     ? reading.complaintOffset
                                 : reading.ended ? instrument.header
                                                 : reading.last;
-    application.Complain(TDiagnostic::kError, place, error[0] == 0 ? "the definition was refused" : Utf8(error));
+    TTextError refusal{place, error[0] == 0 ? "the definition was refused" : Utf8(error)};
+    if (!reading.ended && !fromService) refusal = Explained(application, instrument, std::move(refusal));
+    if (reading.ended && fromService) refusal = ExplainedEnd(application, instrument, std::move(refusal));
+    application.Complain(TDiagnostic::kError, refusal.offset, refusal.message);
   } else {
     instrument.timed = instrument.object->NeedsTiming() != 0;
     if (instrument.timed) application.timed.push_back(TimedOf(*instrument.object));

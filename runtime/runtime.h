@@ -98,6 +98,13 @@ class CPlugin {
 
 // --- The application ----------------------------------------------------------
 
+// A word that the definitions of a class know.
+struct TClassWord {
+  std::string block;    // that it stands in; empty: at the top
+  std::string valueOf;  // the keyword that it is a value of; empty: it is a keyword
+  std::string word;
+};
+
 struct TReadOptions {
   std::string path;
   // A text in memory, encoded as a file may be, in the file's place: the path
@@ -125,6 +132,9 @@ struct TReadOptions {
   // What a script changes: a call of a procedure that returns nothing, with its
   // instrument, or a data element that gets another value.
   std::function<void(const std::string& instrument, const std::string& text)> action;
+  // The words of a class, asked for where a definition of it is refused, to name those
+  // near a wrong one; none where nobody knows.
+  std::function<std::vector<TClassWord>(const std::string& className)> words;
   // Who reads the blocks that are none of the runtime's; those that nobody reads
   // are passed over. They are needed while reading alone.
   std::vector<CBlockReader*> blocks;
@@ -243,6 +253,12 @@ struct TElement {
   bool isOutput = false;  // an instrument's
 };
 
+// What is allowed in a text and hardly meant.
+struct TDoubt {
+  std::uint32_t offset;  // its place, for CApplication::At
+  std::string text;
+};
+
 class CApplication {
  public:
   // Null when something is wrong: the diagnostics then hold at least one error.
@@ -290,6 +306,17 @@ class CApplication {
   // outlives the run. False with a message when it can't be opened, or would
   // write what has a writer.
   bool AddLink(CDataLink& link, std::string* error);
+
+  // What its process and its times hardly mean, in the order of the text.
+  std::vector<TDoubt> Doubts() const;
+  // Whether the process is integrated in steps too long for its fastest rate as it
+  // stands, and how many substeps would do. Nothing changes by asking; it costs less
+  // than a period of ten substeps.
+  std::optional<TDoubt> StepDoubt() const;
+  // The way in which `value` goes when `output` is changed by `change` and nothing else
+  // acts: 1 the same, -1 the other, 0 when that can't be told by so many evaluations of
+  // a line of the process.
+  int Direction(TItem output, TItem value, double change, std::uint64_t work) const;
 
   bool HasScript() const;
   std::size_t InstrumentCount() const;

@@ -24,6 +24,9 @@ TTextBlock SkipBlock(CLexer& lexer, std::uint32_t header, std::string_view endKe
 // A script follows its own rules, up to a line that begins with end_script.
 TTextBlock SkipScript(CLexer& lexer, std::string_view text, const TLexeme& keyword);
 
+// Says that no block begins so.
+[[noreturn]] void FailNoBlock(const TLexeme& keyword);
+
 // One entry of a definition: `keyword = value;` or `keyword;`.
 struct TEntryPlace {
   std::string block;  // "parameters", "value_section", …; empty at the top
@@ -36,6 +39,16 @@ struct TEntryPlace {
 
 // Those between two offsets.
 std::vector<TEntryPlace> EntriesOf(const CSource& source, std::uint32_t begin, std::uint32_t end);
+
+// Where a word of a definition stands.
+struct TWordPlace {
+  std::optional<TEntryPlace> block;  // that is open there; none at the top
+  std::string valueOf;               // the keyword before "="; empty: it isn't behind one
+};
+
+// Of the word at `place` in the definition that begins at `begin`, whose form is
+// right up to there.
+TWordPlace PlaceInDefinition(const CSource& source, std::uint32_t begin, std::uint32_t place);
 
 }  // namespace runtime
 

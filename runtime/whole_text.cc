@@ -87,7 +87,7 @@ class CWholeText {
   void ReadConstants(CLexer& lexer);
   void ReadLoop(const TSource& text, CLexer& lexer);
   void ReadInclude(CLexer& lexer);
-  static void PassBlock(const TSource& text, CLexer& lexer, const TLexeme& keyword, bool repeats);
+  void PassBlock(const TSource& text, CLexer& lexer, const TLexeme& keyword, bool repeats) const;
   void Append(const TSource& text, std::uint32_t begin, std::uint32_t end);
   TSource Repeated(const TSource& text, std::uint32_t begin, std::uint32_t end, const TCount& count) const;
   const std::string* Replacement(std::string_view target) const;
@@ -175,9 +175,11 @@ void CWholeText::ReadBlocks(const TSource& text, bool repeats) {
 // Each reads those before it alone.
 void CWholeText::ReadConstants(CLexer& lexer) {
   const CDataElements none;
+  const std::uint32_t header = lexer.LastOffset();
   while (!lexer.TakeIf("end_constants")) {
     const TLexeme name = lexer.ExpectIdentifier("the name of a constant or end_constants");
     const std::string spelling(name.text);
+    if (IsBlockKeyword(name.text) && !lexer.Peek().Is("=")) FailOpen(header, "end_constants", name);
     if (IsReservedName(name.text)) throw TTextError{name.offset, "'" + spelling + "' has a meaning of its own"};
     lexer.Expect("=");
     const std::uint32_t place = lexer.Peek().offset;
@@ -291,13 +293,17 @@ void CWholeText::ReadInclude(CLexer& lexer) {
 }
 
 // One that is none is left to who reads the whole.
-void CWholeText::PassBlock(const TSource& text, CLexer& lexer, const TLexeme& keyword, bool repeats) {
+void CWholeText::PassBlock(const TSource& text, CLexer& lexer, const TLexeme& keyword, bool repeats) const {
+  const std::vector<CBlockReader*>& readers = application.options.blocks;
+  const bool isBlock = IsBlockKeyword(keyword.text) || std::any_of(readers.begin(), readers.end(), [&](auto* reader) {
+                         return keyword.Is(reader->Keyword());
+                       });
   if (repeats && (keyword.Is("application") || keyword.Is("script"))) {
     throw TTextError{keyword.offset, std::string(keyword.text) + " can't stand in a loop"};
   }
   if (keyword.Is("script")) {
     SkipScript(lexer, text->Text(), keyword);
-  } else if (keyword.kind == ELexeme::kIdentifier) {
+  } else if (isBlock) {
     SkipBlock(lexer, keyword.offset, "end_" + std::string(keyword.text));
   } else {
     lexer.Seek(text->Size());

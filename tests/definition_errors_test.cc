@@ -5,6 +5,7 @@
 
 #include "runtime/platform/memory.h"
 #include "tests/support.h"
+#include "workbench/references.h"
 
 namespace {
 
@@ -90,11 +91,23 @@ std::vector<TRow> Rows(const std::string& section) {
   return rows;
 }
 
+const workbench::TReferences& References() {
+  static const workbench::TReferences references = [] {
+    workbench::TReferences read;
+    std::string error;
+    EXPECT_TRUE(workbench::LoadReferences(tests::Plugin(), &read, &error)) << error;
+    return read;
+  }();
+  return references;
+}
+
 void CheckText(const std::string& text, const std::vector<std::string>& messages, bool isRead) {
   SCOPED_TRACE(text);
   const runtime::TMemoryStatistics before = runtime::MemoryStatistics();
   {
-    const CRun run(WithoutMarks(text));
+    runtime::TReadOptions options;
+    options.words = [](const std::string& className) { return workbench::WordsOf(References(), className); };
+    const CRun run(WithoutMarks(text), options);
     EXPECT_EQ(run.Diagnostics(), Expected(text, messages));
     EXPECT_EQ(run.IsRead(), isRead);
   }

@@ -64,40 +64,115 @@ TEST(Input, ReplaysATrace) {
   EXPECT_EQ(Column(replayed, "power"), power);
 }
 
-TEST(Input, IsRefusedWithItsLine) {
+// What can't drive anything ends it before the run.
+TEST(Input, IsRefused) {
   const struct {
     const char* csv;
     const char* message;  // behind the file's name
+    const char* options = "";
   } rows[] = {
       {"", ": expected a line of column names, found nothing"},
-      {"x,on\n1,1\n", ":1: expected a column \"time\", in seconds"},
+      {"x,on\n1,1\n", ":1: expected a column \"time\", in seconds or ISO 8601; --map time=COLUMN names another"},
       {"time,x,x\n", ":1: two columns are named \"x\""},
       {"time,x\n", ":2: expected rows behind the column names, found none"},
+      {"time,x\nnow,1\n",
+       ":2: column time: expected a number, found \"now\"; the row is left out\nloopbox: FILE:3: expected rows behind "
+       "the column names, found none"},
       {"time,y,u,a,a[2],sum\n0,0,0,0,0,0\n",
        ":1: no column names a data element that can be driven; a: an array needs an index; a[2]: the index is out of "
        "range; y: there is no such data element; u: written by an instrument's output; sum: written by the process"},
-      {"time,x\n0,1\n1\n", ":3: expected 2 fields as in the first line, found 1"},
-      {"time,x\n0,1\n1,2,3\n", ":3: expected 2 fields as in the first line, found 3"},
-      {"time,x\n0,1\n0,2\n", ":3: column time: expected more than the 0 of the row before, found 0"},
-      {"time,x\nnow,1\n", ":2: column time: expected a number, found \"now\""},
-      {"time,x\n0,nan\n", ":2: column x: expected a number, found \"nan\""},
-      {"time,x\n0,1e999\n", ":2: column x: expected a number, found \"1e999\""},
-      {"time,x\n0, 1\n", ":2: column x: expected a number, found \" 1\""},
-      {"time,x\n0,\n", ":2: column x: expected a number, found \"\""},
-      {"time,on\n0,2\n", ":2: column on: expected true or false, found \"2\""},
-      {"time,n\n0,2147483648\n", ":2: column n: expected a whole number of 32 bits, found \"2147483648\""},
-      {"time,x\n0,\"1\n", ":2: a quoted field has no end"},
-      {"time,x\n0,\"1\"2\n", ":2: expected a comma or the line's end behind a quoted field"},
-      {"time,x\n\"0\n\",1\n", ":2: column time: expected a number, found \"0\n\""},
-      {"time,x\n0,1\"\n", ":2: a quote inside a field that is not quoted"},
+      {"time,x\n0,1\n", ":1: --map x=y: the file has no such column", "--map x=y"},
+      {"time,y\n0,1\n", ":1: --map z=y: there is no such data element", "--map z=y"},
+      {"time,y\n0,1\n", ":1: --map sum=y: written by the process", "--map sum=y"},
+      {"time,y,z\n0,1,1\n", ":1: --map x=z: another column drives it", "--map x=y --map x=z"},
   };
   for (const auto& row : rows) {
-    const TOutcome outcome = RunWith(row.csv);
+    const TOutcome outcome = RunWith(row.csv, row.options);
     EXPECT_EQ(outcome.status, 1) << row.csv;
-    EXPECT_EQ(outcome.output, "loopbox: " + Folder().Path("data.csv") + row.message + "\n");
+    const std::string file = Folder().Path("data.csv");
+    const std::string start = std::string(row.message).starts_with(":2: column") ? "t=0 s  input: " : "loopbox: ";
+    EXPECT_EQ(outcome.output, start + file + tests::Replaced(row.message, "FILE", file) + "\n");
   }
   EXPECT_EQ(Loopbox("run " + Folder().Path("driven.lbx") + " --input " + Folder().Path("")).status, 1);
   EXPECT_EQ(RunWith("time,x\n0,1\n", "--trace " + Folder().Path("data.csv")).status, 1);  // would overwrite it
+}
+
+// What is no row or no value is told with its place, and the run goes on by what was
+// there before: x in the periods at 0.5, 1, 1.5 and 2 s.
+TEST(Input, HoldsWhatIsNoValue) {
+  const struct {
+    const char* csv;
+    const char* x;
+    std::vector<std::string> messages;
+  } rows[] = {
+      {"time,x,on\n0,3,1\n1,,0\n1.5,NaN,1\n2, 4 ,1\n",
+       "3 3 3 4 ",
+       {"t=0.5 s  input: FILE:3: column x: no value; what was there before is held",
+        "column x: 2 cells without a value"}},
+      {"time,x\n0,nan\n1,1e999\n2,5\n", "7 7 7 5 ", {":2: column x: no value", "column x: 2 cells without a value"}},
+      {"time,x\n0,3\n1,bad\n", "3 3 3 3 ", {":3: column x: expected a number, found \"bad\"; what was there before"}},
+      {"time,on\n0,2\n", "7 7 7 7 ", {":2: column on: expected true or false, found \"2\""}},
+      {"time,n\n0,2147483648\n",
+       "7 7 7 7 ",
+       {":2: column n: expected a whole number of 32 bits, found \"2147483648\""}},
+      {"time,x\n0,1\n1\n1.5,2\n",
+       "1 1 2 2 ",
+       {":3: expected 2 fields as in the first line, found 1; the row is left out"}},
+      {"time,x\n0,1\n1,2,3\n", "1 1 1 1 ", {":3: expected 2 fields as in the first line, found 3"}},
+      {"time,x\n0,1\n0,2\n1,3\n",
+       "1 3 3 3 ",
+       {":3: column time: expected a time after the 0 s of the row before, found \"0\""}},
+      {"time,x\n0,1\n1,\"1\n", "1 1 1 1 ", {":3: a quoted field has no end; what was there before is held to the end"}},
+      {"time,x\n0,1\n1,\"1\"2\n2,4\n",
+       "1 1 1 4 ",
+       {":3: expected a separator or the line's end behind a quoted field"}},
+      {"time,x\n0,1\n1,1\"\n2,4\n", "1 1 1 4 ", {":3: a quote inside a field that is not quoted"}},
+      {"time,x\n2024-03-01,1\n1,2\n2024-03-01T00:00:01Z,3\n2024-02-30,4\n",
+       "1 1 1 1 ",
+       {":3: column time: expected a time of ISO 8601 without an offset, as in the first row, found \"1\"",
+        ":4: ", ":5: "}},
+  };
+  for (const auto& row : rows) {
+    const TOutcome outcome = RunWith(row.csv, "--trace " + Folder().Path("t.csv"));
+    std::vector<std::string> messages = row.messages;
+    for (std::string& message : messages) message = tests::Replaced(message, "FILE", Folder().Path("data.csv"));
+    tests::ExpectOutcome(outcome, 3, messages);
+    EXPECT_EQ(Column(Folder().Path("t.csv"), "x"), row.x) << row.csv;
+  }
+}
+
+// What historians write: x in the periods at 0.5, 1, 1.5 and 2 s.
+TEST(Input, TakesWhatHistoriansGive) {
+  const struct {
+    const char* csv;
+    const char* x;
+    const char* options = "";
+  } rows[] = {
+      {"time,x\n2024-02-28T23:59:59Z,1\n2024-02-29T01:00:00+01:00,2\n2024-02-28 23:00:00.5-0100,3\n", "1 2 3 3 "},
+      {"Timestamp;\"x\"\r\n2024-12-31 23:59:59,5;1,5\r\n2025-01-01 00:00:00,25;-2,5e0\r\n", "1.5 -2.5 -2.5 -2.5 "},
+      {"DateTime,x\n2024-03-01 12:00,1\n", "1 1 1 1 "},
+      {"time;x\n0;1.5\n1,5;2,25\n", "1.5 1.5 2.25 2.25 "},
+      {"\xEF\xBB\xBF\"Tag time\";\"TI101.PV\";x;;\n0;1;9;;\n1;2;9;;\n", "1 2 2 2 ",
+       "--map x=TI101.PV --map 'time=Tag time'"},
+  };
+  for (const auto& row : rows) {
+    const TOutcome outcome = RunWith(row.csv, "--trace " + Folder().Path("t.csv") + " " + row.options);
+    EXPECT_EQ(outcome.status, 0) << outcome.output;
+    EXPECT_EQ(Column(Folder().Path("t.csv"), "x"), row.x) << row.csv;
+  }
+}
+
+// Once; in real time a row that comes late drives from when it has come.
+TEST(Input, ReadsStandardInput) {
+  RunWith("time,x\n0,1\n");
+  const std::string run = tests::BuildPath("loopbox") + " run " + Folder().Path("driven.lbx") + " --quiet --input - " +
+                          "--trace " + Folder().Path("t.csv");
+  EXPECT_EQ(tests::Shell("printf 'time,x\\n0,1\\n1,2\\n' | " + run).status, 0);
+  EXPECT_EQ(Column(Folder().Path("t.csv"), "x"), "1 2 2 2 ");
+  const std::string late = "{ printf 'time,x\\n0,1\\n0.07,5\\n0.'; sleep 0.3; printf '1,2\\n'; sleep 0.3; } | ";
+  EXPECT_EQ(tests::Shell(late + run + " --realtime --period 0.05 --duration 0.4").status, 0);
+  const std::string x = Column(Folder().Path("t.csv"), "x");
+  EXPECT_TRUE(x.starts_with("1 5 5 5 ") && x.ends_with("2 ")) << x;
 }
 
 }  // namespace

@@ -121,13 +121,13 @@ TEST_F(Program, SaysWhatIsWrongAndExitsWithItsStatus) {
        0,
        {"history.lbx:4:31: warning: with mode history the value's pane takes range, limits",
         "history.lbx:7:16: warning: the output pane's limits are the ends of its own range", "the wish of b is limited",
-        "2 instruments, 4 warnings"}},
+        "2 instruments, 6 warnings"}},
       {"check DIRcold.lbx; ls DIRc.par",
        2,
        {"without start it begins from zeros: its first output will be 12.39 %; start = output;", "No such file"}},
       {"check DIRlate.lbx", 0, {"0 instruments, 0 warnings"}},
-      {"run DIRlate.lbx --duration 1", 3, {"process: line 1: Index mimo rozsah"}},
-      {"run DIRlate.lbx --duration 1 --quiet", 3, {"process: line 1: Index mimo rozsah"}},
+      {"run DIRlate.lbx --duration 1", 3, {"process: line 1: Index out of range"}},
+      {"run DIRlate.lbx --duration 1 --quiet", 3, {"process: line 1: Index out of range"}},
       {"run DIRscript.lbx --duration 1", 3, {"no"}},
       {"run GOOD --plugin DIRnone.so", 1, {"none.so: there is no such plug-in"}},
       {"check GOOD --plugin GOOD", 1, {"good.lbx: the plug-in can't be loaded"}},
@@ -214,14 +214,14 @@ TEST_F(Program, IsInterruptedWithItsTraceWhole) {
 }
 
 TEST_F(Program, SaysWhatThePluginOffers) {
-  ExpectOutcome(
-      Loopbox("classes"), 0,
-      {"pid_regulator\n", "boolean_regulator\n", "step_regulator\n",
-       "Regulátor analogové veličiny se spojitým výstupem", "0x02010102", "0x02010202", "version", "mask and colour"});
+  ExpectOutcome(Loopbox("classes"), 0,
+                {"pid_regulator\n", "boolean_regulator\n", "step_regulator\n",
+                 "Regulator of an analogue quantity with a continuous output", "0x02010102", "0x02010202", "version",
+                 "mask and colour"});
   const std::pair<const char*, std::vector<std::string>> rows[] = {
       {"pid_regulator",
        {"OnOutput__R", "OnOutputChange( &U : real )", "SetParameters", "SetRegulatorType", "param_1", "takahashi",
-        "file_name", "blink_rate", "name      classical", "#00FF00", "Barva inkoustu okraje", "always_activate"}},
+        "file_name", "blink_rate", "name      classical", "#00FF00", "Ink of the border", "always_activate"}},
       {"boolean_regulator", {"OnOutput__l", "SetDivergenceMinus__R", "GetDivergencePlus( &DivPlus : real )", "output"}},
       {"step_regulator",
        {"OnOutputChange__ll", "SetInactiveHit( InactiveHit : real )", "output_minus", "integer      5"}},

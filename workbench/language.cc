@@ -59,8 +59,9 @@ std::set<std::string> Languages(const std::string& pluginPath) {
 bool FindLanguage(const std::string& name, const std::string& pluginPath, std::vector<std::string>* files,
                   std::string* error) {
   files->clear();
-  const std::string chosen = name.empty() ? OfEnvironment() : name;
-  if (chosen == kCzech || (name.empty() && chosen != kEnglish)) return true;
+  std::string chosen = name;
+  if (name.empty()) chosen = OfEnvironment() == kCzech ? kCzech : kEnglish;
+  if (chosen == kCzech) return true;
   for (const TFile& file : Files(pluginPath)) {
     if (file.language == chosen) files->push_back(file.path);
   }

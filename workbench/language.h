@@ -1,5 +1,5 @@
-// The language of the system's own texts: the plug-in's, and the messages of a
-// run. The program itself speaks English.
+// The language of what the program shows of the plug-in and of a run: their own
+// texts are Czech, and are translated when they are printed.
 #ifndef LOOPBOX_WORKBENCH_LANGUAGE_H
 #define LOOPBOX_WORKBENCH_LANGUAGE_H
 
@@ -14,9 +14,9 @@ std::set<std::string> Languages(const std::string& pluginPath);
 
 // The files of a language for runtime::SetLanguage: none of cs, else each
 // NAME.lang beside the program's own plug-in and beside this one. An empty name
-// stands for the environment's language (LC_ALL, LC_MESSAGES, LANG, the first
-// that is set) when that is en and there, else for cs. False with a message when
-// there is no language of that name.
+// stands for cs where the environment (LC_ALL, LC_MESSAGES, LANG, the first that
+// is set) says so, else for en. False with a message when there is no language of
+// that name.
 bool FindLanguage(const std::string& name, const std::string& pluginPath, std::vector<std::string>* files,
                   std::string* error);
 

@@ -1,8 +1,11 @@
 #include "workbench/references.h"
 
 #include <filesystem>
+#include <sstream>
 #include <system_error>
 #include <utility>
+
+#include "workbench/text.h"
 
 namespace workbench {
 namespace {
@@ -28,6 +31,22 @@ bool LoadReferences(const runtime::CPlugin& plugin, TReferences* references, std
     if (reference) references->emplace(item.name, *std::move(reference));
   }
   return true;
+}
+
+std::vector<runtime::TClassWord> WordsOf(const TReferences& references, const std::string& className) {
+  std::vector<runtime::TClassWord> words;
+  const CReference* const reference = ReferenceOf(references, className);
+  if (reference == nullptr) return words;
+  for (const TKeyword& keyword : reference->Keywords()) {
+    std::istringstream blocks(keyword.section);
+    for (std::string block; blocks >> block;) {
+      if (block == "instrument" || block == "system") block.clear();
+      words.push_back({block, "", keyword.keyword});
+      if (keyword.type != "name") continue;
+      for (std::string& value : Split(keyword.range, ',')) words.push_back({block, keyword.keyword, std::move(value)});
+    }
+  }
+  return words;
 }
 
 const CReference* ReferenceOf(const TReferences& references, const std::string& className) {

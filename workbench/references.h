@@ -5,6 +5,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "runtime/runtime.h"
 #include "workbench/reference.h"
@@ -22,6 +23,9 @@ using TReferences = std::map<std::string, CReference>;
 // Those of all classes of the plug-in. False with a message when a file is
 // wrong.
 bool LoadReferences(const runtime::CPlugin& plugin, TReferences* references, std::string* error);
+
+// The words of the class by its reference; none where it has none.
+std::vector<runtime::TClassWord> WordsOf(const TReferences& references, const std::string& className);
 
 // Null when the class has none.
 const CReference* ReferenceOf(const TReferences& references, const std::string& className);

@@ -190,7 +190,7 @@ bool CCompiler::CompileName(std::string_view name, std::uint32_t offset) {
     if (row.name == name) return CompileForm(row, offset);
   }
   if (IsReservedName(name)) lexer.FailExpected("a value");
-  throw TTextError{offset, "unknown name " + Quoted(name)};
+  throw TTextError{offset, "unknown name " + Quoted(name) + MeantBy(name, elements, lexer.Numbers())};
 }
 
 bool CCompiler::CompileElement(const TDataElement& element, std::uint32_t offset) {

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "runtime/expressions/vocabulary.h"
+#include "runtime/text/near_names.h"
 
 namespace runtime {
 namespace {
@@ -77,8 +78,9 @@ void ReadInitialValue(CLexer& lexer, CDataElements& elements, std::int32_t eleme
   for (std::uint32_t i = 0; i < elements[element].count; ++i) elements.SetFromDouble(element, i, value);
 }
 
-void ReadEntry(CLexer& lexer, CDataElements& elements) {
+void ReadEntry(CLexer& lexer, CDataElements& elements, std::uint32_t header) {
   const TLexeme name = lexer.ExpectIdentifier("a name or 'end_data'");
+  if (IsBlockKeyword(name.text) && !lexer.Peek().Is(":")) FailOpen(header, "end_data", name);
   lexer.Expect(":");
   const EType type = ReadType(lexer);
   std::uint32_t arrayCount = 0;
@@ -172,6 +174,12 @@ std::int32_t CDataElements::Find(std::string_view name) const {
   return byName.Find(HashOf(name), [&](std::int32_t element) { return (*this)[element].name == name; });
 }
 
+std::string CDataElements::MeantBy(std::string_view name) const {
+  CNearNames near(name);
+  for (const TDataElement& element : elements) near.Offer(element.name);
+  return near.Question();
+}
+
 void* CDataElements::Allocate(std::size_t size, std::size_t alignment) {
   std::size_t start = (blockUsed + alignment - 1) / alignment * alignment;
   if (start + size > blockSize) {
@@ -205,7 +213,8 @@ const void* CDataElements::Place(std::int32_t element, std::uint32_t index) cons
 }
 
 void ReadDataBlock(CLexer& lexer, CDataElements& elements) {
-  while (!lexer.TakeIf("end_data")) ReadEntry(lexer, elements);
+  const std::uint32_t header = lexer.LastOffset();
+  while (!lexer.TakeIf("end_data")) ReadEntry(lexer, elements, header);
   lexer.Expect(";");
 }
 

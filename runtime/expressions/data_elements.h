@@ -69,6 +69,9 @@ class CDataElements {
   // `count`. False when there is none, with what is wrong.
   bool FindItem(std::string_view target, std::int32_t count, std::int32_t* element, std::uint32_t* index,
                 std::string* error) const;
+  // What a person may have meant by a name that no element has, for the end of a
+  // message: "; did you mean 'x'?", or nothing.
+  std::string MeantBy(std::string_view name) const;
   std::int32_t Count() const { return static_cast<std::int32_t>(places.size()); }
   bool Has(std::uint32_t element) const { return element < places.size(); }
   // In order of declaration.

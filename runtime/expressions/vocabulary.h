@@ -3,8 +3,10 @@
 #define LOOPBOX_RUNTIME_EXPRESSIONS_VOCABULARY_H
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
+#include "runtime/expressions/data_elements.h"
 #include "runtime/expressions/machine.h"
 
 namespace runtime {
@@ -94,6 +96,17 @@ inline constexpr TForm kForms[] = {
     {"time", EForm::kTime},      {"limit", EForm::kLimit, 3}, {"if", EForm::kIf, 3},
     {"noise", EForm::kNoise, 1}, {"delay", EForm::kDelay},  // of a process; none within an expression
 };
+
+// What stands at the start of a block or in a block's place.
+inline constexpr std::string_view kBlockKeywords[] = {"application", "constants", "data", "process",
+                                                      "instrument",  "script",    "for",  "include"};
+// Those of blocks that rooms beside the runtime read, if they are there.
+inline constexpr std::string_view kBlocksOfOthers[] = {"connections", "panel", "study"};
+bool IsBlockKeyword(std::string_view name);  // of either kind
+
+// What a person may have meant by an unknown name in an expression, for the end of
+// a message: "; did you mean 'x'?", or nothing.
+std::string MeantBy(std::string_view name, const CDataElements& elements, const TNamedNumbers* numbers);
 
 // Words that expressions and blocks use and no element may be named by.
 bool IsReservedName(std::string_view name);

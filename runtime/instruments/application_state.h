@@ -52,8 +52,9 @@ struct TApplicationState {
   std::vector<TDiagnostic>* diagnostics = nullptr;  // only while reading
 
   std::string name;
-  double period = 0.1;     // seconds
-  double duration = 60.0;  // seconds
+  double period = 0.1;               // seconds
+  double duration = 60.0;            // seconds
+  std::uint32_t durationOffset = 0;  // in the text; 0 where it isn't given
   std::uint64_t periodCount = 0;
   std::uint64_t periodsDone = 0;
   std::uint32_t clock = 0;  // milliseconds; others may have set the process's since

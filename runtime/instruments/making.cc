@@ -16,7 +16,6 @@ namespace runtime {
 namespace {
 
 constexpr std::uint32_t kMaximumEntries = 1000;  // an instrument that never says no is cut off
-constexpr char16_t kMeterClass[] = u"meter";
 
 hx_vinst::CInstrument* MakeMeter() {
   void* block = nullptr;
@@ -25,9 +24,7 @@ hx_vinst::CInstrument* MakeMeter() {
 }
 
 hx_vinst::CInstrument* Construct(TApplicationState& application, const std::string& className, std::string* error) {
-  if (className == Utf8(kMeterClass)) {
-    return MakeMeter();
-  }
+  if (className == kMeterClass) return MakeMeter();
   const TPluginState& plugin = StateOf(application.plugin);
   for (const TClass& known : plugin.classes) {
     if (known.name != className) continue;
@@ -149,7 +146,7 @@ namespace hx_main {
 
 // Handle 1 is the meter's, the only class that instruments make for themselves.
 std::uint32_t CInstrumentManager::GetClassHandle(std::uint32_t length, const char16_t* className) {
-  return runlib::WStrCompare(5, runtime::kMeterClass, length, className) == 0 ? 1 : 0;
+  return runlib::WStrCompare(5, u"meter", length, className) == 0 ? 1 : 0;
 }
 
 hx_vinst::CInstrument* CInstrumentManager::MakeInstrument(std::uint32_t handle, TContext* ctx, std::uint32_t* word) {

@@ -3,6 +3,7 @@
 #define LOOPBOX_RUNTIME_INSTRUMENTS_MAKING_H
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/hx_main.h"
@@ -15,6 +16,9 @@ namespace runtime {
 // null, or memory ran out on the way.
 hx_vinst::CInstrument* MakeObject(TApplicationState& application, const std::string& className,
                                   const std::string& instrumentName, std::string* error);
+constexpr std::string_view kMeterClass = "meter";  // the host's own
+// What a definition of it may say, the system keywords and colours aside.
+std::vector<TClassWord> WordsOfMeter();
 // What acting in every period touches, as far as the host can know: the values
 // of its meters, the start of its object and of its other larger blocks.
 TTimed TimedOf(hx_vinst::CInstrument& object);

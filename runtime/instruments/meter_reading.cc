@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "host/gaugekit.h"
+#include "runtime/instruments/making.h"
 #include "runtime/platform/capacities.h"
 #include "runtime/text/wide_text.h"
 
@@ -177,3 +178,15 @@ void CMeter::FinishRead(vcom::CRect finalRect) {
 }
 
 }  // namespace gaugekit
+
+namespace runtime {
+
+std::vector<TClassWord> WordsOfMeter() {
+  std::vector<TClassWord> words;
+  for (const gaugekit::TEntry& entry : gaugekit::kEntries) words.push_back({"", "", Utf8(entry.keyword)});
+  for (const auto& mode : gaugekit::ModeStringArray) words.push_back({"", "mode", Utf8(mode)});
+  for (const auto& content : gaugekit::ContentStringArray) words.push_back({"", "content", Utf8(content)});
+  return words;
+}
+
+}  // namespace runtime

@@ -6,6 +6,7 @@
 #include "host/gaugekit.h"
 #include "runtime/instruments/application_state.h"
 #include "runtime/platform/capacities.h"
+#include "runtime/text/near_names.h"
 #include "runtime/text/wide_text.h"
 
 namespace runtime {
@@ -270,7 +271,10 @@ std::uint8_t CInstrument::ReadEquReceivers(std::uint32_t capacity, char16_t* mes
       const TLexeme receiver = reading.lexer->ExpectIdentifier("the name of an instrument");
       const auto found = application.instrumentByName.find(std::string(receiver.text));
       if (found == application.instrumentByName.end()) {
-        throw runtime::TTextError{receiver.offset, "there is no instrument '" + std::string(receiver.text) + "'"};
+        runtime::CNearNames near(receiver.text);
+        for (const runtime::TInstrumentState& known : application.instruments) near.Offer(known.name);
+        throw runtime::TTextError{receiver.offset,
+                                  "there is no instrument '" + std::string(receiver.text) + "'" + near.Question()};
       }
       void* block = nullptr;
       runlib::MemAllocate(&block, sizeof(vcom::TListItem));
@@ -316,7 +320,9 @@ std::uint8_t CInstrument::ReadEquDataElement(std::uint32_t capacity, char16_t* m
     if (reserved != 8) throw runtime::TTextError{read.offset, kWrongCall};
     const std::string spelling(read.text);
     const std::int32_t index = application.data.Find(read.text);
-    if (index < 0) throw runtime::TTextError{read.offset, "there is no data element '" + spelling + "'"};
+    if (index < 0)
+      throw runtime::TTextError{read.offset,
+                                "there is no data element '" + spelling + "'" + application.data.MeantBy(spelling)};
     const runtime::TDataElement& element = application.data[index];
     if (element.type != TypeOf(type)) {
       throw runtime::TTextError{read.offset, "the output must be " + std::string(runtime::TypeName(TypeOf(type))) +

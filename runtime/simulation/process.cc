@@ -105,11 +105,7 @@ void CProcess::EvaluateAlgebraic(double time, bool records) {
   expressions.Time() = time;
   for (TAlgebraic& line : algebraic) {
     const double value = line.seconds.expression ? DelayedValue(line, time, records) : Value(line.formula);
-    if (line.type == EType::kBoolean) {
-      *static_cast<std::uint8_t*>(line.target) = value != 0 ? 1 : 0;
-    } else {
-      *static_cast<double*>(line.target) = value;
-    }
+    line.Put(value);
   }
 }
 

@@ -58,6 +58,8 @@ class CDelay {
 };
 
 class CProcess {
+  friend class CProcessProbe;
+
  public:
   // Receives run-time errors: the place and the message, each once until it
   // has been absent for a whole period.
@@ -84,6 +86,11 @@ class CProcess {
   bool Computes(const void* value) const;
   bool IsEmpty() const { return algebraic.empty() && derivatives.empty(); }
 
+  std::uint32_t Substeps() const { return substeps; }
+  // What is allowed and hardly meant: the place and what it comes to. By a lexer of
+  // the text that was read.
+  std::vector<TTextError> Doubts(CLexer& lexer) const;
+
   // Once, at time 0, before the first period: evaluates the algebraic lines.
   // A delay that has no record yet yields its input.
   void Start(std::uint64_t seed, TErrorSink sink);
@@ -104,6 +111,17 @@ class CProcess {
     TFormula formula;
     TFormula seconds;  // without an expression: no delay
     CDelay delay;
+
+    double Get() const {
+      return type == EType::kBoolean ? *static_cast<std::uint8_t*>(target) : *static_cast<double*>(target);
+    }
+    void Put(double value) {
+      if (type == EType::kBoolean) {
+        *static_cast<std::uint8_t*>(target) = value != 0 ? 1 : 0;
+      } else {
+        *static_cast<double*>(target) = value;
+      }
+    }
   };
   struct TDerivative {
     double* target;
@@ -117,11 +135,18 @@ class CProcess {
     std::uint32_t index;
     std::uint32_t mark;
   };
+  // An algebraic line in the text.
+  struct TWrittenLine {
+    TTarget target;
+    std::uint32_t begin;  // of its right side
+    std::uint32_t end;
+  };
 
   void ReadLine(CLexer& lexer);
   void ReadSubsteps(CLexer& lexer);
   TTarget ReadTarget(CLexer& lexer);
   void ReadAlgebraic(CLexer& lexer, const TTarget& target);
+  bool ReadsItself(CLexer& lexer, const TWrittenLine& line) const;
   void ReadDerivative(CLexer& lexer, const TTarget& target);
   TFormula ReadFormula(CLexer& lexer, EType type);
 
@@ -138,6 +163,7 @@ class CProcess {
   std::uint32_t substeps = kDefaultSubsteps;
   bool substepsGiven = false;
   std::vector<TAlgebraic> algebraic;
+  std::vector<TWrittenLine> written;  // of each of them
   std::vector<TDerivative> derivatives;
   std::set<std::pair<std::int32_t, std::uint32_t>> targets;  // element, index
   TNoiseDraws noise;

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "runtime/expressions/machine.h"
 #include "runtime/simulation/process.h"
 
 namespace runtime {
@@ -49,7 +50,8 @@ void CProcess::ReadSubsteps(CLexer& lexer) {
 CProcess::TTarget CProcess::ReadTarget(CLexer& lexer) {
   const TLexeme name = lexer.ExpectIdentifier("a data element or 'end_process'");
   TTarget target{elements.Find(name.text), 0, name.offset};
-  if (target.element < 0) throw TTextError{name.offset, "unknown data element " + Describe(name)};
+  if (target.element < 0)
+    throw TTextError{name.offset, "unknown data element " + Describe(name) + elements.MeantBy(name.text)};
   const TDataElement& element = elements[target.element];
   if (lexer.Peek().Is("[") != element.isArray) {
     throw TTextError{name.offset,
@@ -71,6 +73,7 @@ void CProcess::ReadAlgebraic(CLexer& lexer, const TTarget& target) {
     throw TTextError{target.mark, "'" + element.name + "' is an integer; a process computes reals and booleans"};
   }
   lexer.Expect("=");
+  const std::uint32_t begin = lexer.Offset();
   TAlgebraic line;
   line.type = element.type;
   line.target = static_cast<std::byte*>(element.values) + target.index * TypeSize(element.type);
@@ -85,6 +88,38 @@ void CProcess::ReadAlgebraic(CLexer& lexer, const TTarget& target) {
     line.formula = ReadFormula(lexer, element.type);
   }
   algebraic.push_back(std::move(line));
+  written.push_back({target, begin, lexer.Offset()});
+}
+
+// Whether the name stands on its own line's right side; of an array's item with its
+// index.
+bool CProcess::ReadsItself(CLexer& lexer, const TWrittenLine& line) const {
+  const TDataElement& element = elements[line.target.element];
+  lexer.Seek(line.begin);
+  while (lexer.Offset() < line.end) {
+    if (!lexer.Next().Is(element.name)) continue;
+    if (!element.isArray) return true;
+    lexer.Expect("[");
+    const TLexeme index = lexer.Next();
+    if (index.isInteger && index.integer == line.target.index && lexer.Peek().Is("]")) return true;
+  }
+  return false;
+}
+
+std::vector<TTextError> CProcess::Doubts(CLexer& lexer) const {
+  std::vector<TTextError> doubts;
+  for (std::size_t i = 0; i < algebraic.size(); ++i) {
+    hx_expr::TExprTreeRecord* const seconds = algebraic[i].seconds.expression.get();
+    if (seconds == nullptr && ReadsItself(lexer, written[i])) {
+      doubts.push_back({written[i].target.mark,
+                        "this line reads what it computes: it goes on from itself each time that it is evaluated, four "
+                        "times a substep and once more in a period"});
+    }
+    if (seconds != nullptr && Evaluate(seconds).value < 0) {
+      doubts.push_back({seconds->mark, "a delay of a negative time is none"});
+    }
+  }
+  return doubts;
 }
 
 bool CProcess::Computes(const void* value) const {

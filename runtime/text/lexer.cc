@@ -34,6 +34,23 @@ bool IsDigit(char c) { return ClassOf(c) == kDigit; }
 bool IsHexDigit(char c) { return IsDigit(c) || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f'); }
 bool IsWordCharacter(char c) { return ClassOf(c) == kLetter || IsDigit(c); }
 
+// Signs of other languages, and what is written for them here; longer ones first.
+struct TForeignSign {
+  std::string_view sign;
+  std::string_view written;
+};
+constexpr TForeignSign kForeignSigns[] = {
+    {"&&", "and"}, {"||", "or"}, {"&", "and"}, {"|", "or"}, {"!", "not"}, {"?", "if(condition, a, b)"},
+};
+
+[[noreturn]] void FailUnexpected(std::uint32_t offset, std::string_view rest) {
+  for (const TForeignSign& row : kForeignSigns) {
+    if (!rest.starts_with(row.sign)) continue;
+    throw TTextError{offset, "unexpected '" + std::string(row.sign) + "': write " + std::string(row.written)};
+  }
+  throw TTextError{offset, "unexpected character"};
+}
+
 std::string_view WordAt(std::string_view text) {
   std::size_t length = 1;
   while (length < text.size() && IsWordCharacter(text[length])) ++length;
@@ -54,6 +71,10 @@ std::string Describe(const TLexeme& lexeme) {
   if (lexeme.kind == ELexeme::kEnd) return "the end of the text";
   if (lexeme.kind == ELexeme::kString) return "a string";
   return "'" + Shorten(lexeme.text) + "'";
+}
+
+void FailOpen(std::uint32_t header, std::string_view end, const TLexeme& next) {
+  throw TTextError{header, "this block is not closed: expected " + std::string(end) + " before " + Describe(next)};
 }
 
 TLexeme CLexer::Next() {
@@ -80,7 +101,11 @@ bool CLexer::TakeIf(std::string_view spelling) {
 }
 
 void CLexer::Expect(std::string_view spelling) {
-  if (!TakeIf(spelling)) FailExpected("'" + std::string(spelling) + "'");
+  if (TakeIf(spelling)) return;
+  const std::string what = "'" + std::string(spelling) + "'";
+  // What lacks its end lacks it where it ends, not where the next thing begins.
+  if (spelling == ";") throw TTextError{position, "expected " + what + ", found " + Describe(Peek())};
+  FailExpected(what);
 }
 
 TLexeme CLexer::ExpectIdentifier(std::string_view what) {
@@ -195,14 +220,14 @@ void CLexer::Scan() {
       const char first = rest[0];
       const bool pairs = first == '=' || first == '!' || first == '<' || first == '>';
       const bool isPair = pairs && rest.size() > 1 && rest[1] == '=';
-      if (first == '!' && !isPair) throw TTextError{ahead.offset, "unexpected character"};
+      if (first == '!' && !isPair) FailUnexpected(ahead.offset, rest);
       ahead.kind = ELexeme::kPunctuation;
       ahead.text = rest.substr(0, isPair ? 2 : 1);
       break;
     }
     case kBlank:
     case kOther:
-      throw TTextError{ahead.offset, "unexpected character"};
+      FailUnexpected(ahead.offset, rest);
   }
 }
 

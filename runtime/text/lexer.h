@@ -37,6 +37,9 @@ struct TLexeme {
   }
 };
 
+// "this block is not closed: expected END before 'x'", at the block's header.
+[[noreturn]] void FailOpen(std::uint32_t header, std::string_view end, const TLexeme& next);
+
 // How messages name a lexeme: 'x', a string, the end of the text. Long ones
 // are cut.
 std::string Describe(const TLexeme& lexeme);
@@ -65,7 +68,7 @@ class CLexer {
   // Takes the lexeme when it is that identifier or punctuation.
   bool TakeIf(std::string_view spelling);
   // The following throw, naming what was expected and what was found, at the
-  // place of what was found.
+  // place of what was found; of a missing ";" behind what was taken last.
   void Expect(std::string_view spelling);
   TLexeme ExpectIdentifier(std::string_view what = "a name");
   std::string ExpectString();
@@ -75,7 +78,8 @@ class CLexer {
   std::int64_t ExpectInteger(std::int64_t low, std::int64_t high);
   // The number of that name; null when none has it.
   const double* Number(std::string_view name) const { return source->Number(name); }
-  [[noreturn]] void FailExpected(std::string_view what);  // "expected WHAT, found …"
+  const TNamedNumbers* Numbers() const { return source->Numbers(); }  // null for none
+  [[noreturn]] void FailExpected(std::string_view what);              // "expected WHAT, found …"
 
  private:
   const double* NumberAhead();  // by its name; null when it isn't one

@@ -54,6 +54,7 @@ class CSource {
 
   // The numbers that have names, which outlive the source; null for none.
   void SetNumbers(const TNamedNumbers* theNumbers) { numbers = theNumbers; }
+  const TNamedNumbers* Numbers() const { return numbers; }
   // Null when none has this name.
   const double* Number(std::string_view name) const;
 

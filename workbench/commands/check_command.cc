@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -11,6 +12,7 @@
 
 #include "runtime/runtime.h"
 #include "workbench/commands/commands.h"
+#include "workbench/commands/loop_doubts.h"
 #include "workbench/console.h"
 #include "workbench/exit_status.h"
 #include "workbench/faults.h"
@@ -66,6 +68,7 @@ class CChecker {
            const std::map<std::string, double>& firstOutputs);
 
   void CheckDuration();
+  void CheckProcess();
   // Prints what is worth knowing of an instrument; warnings, with their places,
   // go to standard error.
   void Check(const runtime::CInstrumentHandle& instrument);
@@ -105,6 +108,13 @@ CChecker::CChecker(const runtime::CApplication& checked, const TReferences& clas
 
 void CChecker::CheckDuration() {
   if (application.PeriodCount() == 0) Warn(0, "the duration holds no period: nothing will act");
+}
+
+void CChecker::CheckProcess() {
+  std::vector<runtime::TDoubt> doubts = application.Doubts();
+  if (std::optional<runtime::TDoubt> doubt = application.StepDoubt()) doubts.push_back(*std::move(doubt));
+  for (runtime::TDoubt& doubt : LoopDoubts(application, references)) doubts.push_back(std::move(doubt));
+  for (runtime::TDoubt& doubt : doubts) Warn(doubt.offset, std::move(doubt.text));
 }
 
 void CChecker::Check(const runtime::CInstrumentHandle& instrument) {
@@ -212,6 +222,7 @@ int Check(const std::string& file, const std::string& pluginPath) {
   if (!LoadReferences(*plugin, &references, &error)) return Fail(error);
   runtime::TReadOptions reading;
   reading.path = file;
+  reading.words = [&references](const std::string& className) { return WordsOf(references, className); };
   std::vector<runtime::TDiagnostic> diagnostics;
   const auto application = ReadApplication(reading, *plugin, &diagnostics);
   PrintDiagnostics(diagnostics);
@@ -224,6 +235,7 @@ int Check(const std::string& file, const std::string& pluginPath) {
   const std::map<std::string, double> firstOutputs = FirstOutputs(*application, reading, *plugin);
   CChecker checker(*application, references, firstOutputs);
   checker.CheckDuration();
+  checker.CheckProcess();
   for (std::size_t index = 0; index < application->InstrumentCount(); ++index)
     checker.Check(application->Instrument(index));
   warnings += checker.Warnings();

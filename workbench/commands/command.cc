@@ -99,7 +99,7 @@ TOption LanguageOption(TCommonOptions& common) {
   std::string names;
   for (const std::string& name : Languages("")) names.append(names.empty() ? "" : "|").append(name);
   return {"--language", names, &common.language,
-          "Of the plug-in's texts and a run's messages (default: the environment's when cs or en, else cs)"};
+          "Of the plug-in's texts and a run's messages (default: cs where the environment is Czech, else en)"};
 }
 
 }  // namespace workbench

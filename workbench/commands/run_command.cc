@@ -36,6 +36,8 @@
 namespace workbench {
 namespace {
 
+constexpr std::uint64_t kPeriodsBetweenDoubts = 100;
+
 std::vector<runtime::TStateColumn> StateColumns(const TReferences& references) {
   std::vector<runtime::TStateColumn> columns;
   for (const auto& [className, reference] : references) {
@@ -77,6 +79,7 @@ class CRunCommand {
   bool RunPeriods();
   int Finish(bool complete);
   void PrintSummary(bool complete);
+  void DoubtStep();
   void Mark(const std::string& instrument, const std::string& text);
 
   const TRunOptions& options;
@@ -99,6 +102,7 @@ class CRunCommand {
   std::optional<CLearningWatch> learning;
   std::optional<CRegulatorWatch> watch;
   std::optional<CReport> report;
+  bool stepDoubted = false;
 };
 
 CRunCommand::CRunCommand(const TRunOptions& theOptions, const TCommonOptions& theCommon)
@@ -123,6 +127,7 @@ int CRunCommand::Run() {
   if (!CheckFiles(&error) || !Open(&error)) return Fail(error);
   const bool complete = RunPeriods();
   learning->Finish();
+  if (input) input->Finish();
   application->End();
   console.FinishMessages();
   return Finish(complete);
@@ -138,6 +143,7 @@ bool CRunCommand::Prepare(std::string* error) {
 bool CRunCommand::Read() {
   runtime::TReadOptions reading;
   reading.path = options.file;
+  reading.words = [this](const std::string& className) { return WordsOf(references, className); };
   reading.period = options.period;
   reading.duration = options.duration;
   for (const std::string& assignment : options.assignments) {
@@ -175,13 +181,15 @@ bool CRunCommand::CheckFiles(std::string* error) const {
   };
   std::vector<std::string> read;
   if (!FindLanguage(common.language, common.plugin, &read, error)) return false;
-  read.insert(read.end(), {options.file, plugin->Path(), options.input, options.compare});
+  read.insert(read.end(), {options.file, plugin->Path(), options.compare});
   const std::vector<std::string> included = application->IncludedFiles();
   read.insert(read.end(), included.begin(), included.end());
   for (const auto& [className, reference] : references) {
     read.insert(read.end(), reference.Files().begin(), reference.Files().end());
   }
+  if (options.input != kStandardInput) read.push_back(options.input);
   for (const std::string& name : read) use(name);
+  if (options.input == kStandardInput) use(STDIN_FILENO);
   use(STDOUT_FILENO);
   use(STDERR_FILENO);
 
@@ -231,17 +239,18 @@ bool CRunCommand::Open(std::string* error) {
     if (!plot.emplace(*observation, view).Begin(error)) return false;
     if (!options.quiet && !plot->LeftOut().empty()) console.Note(0.0, "", "--plot: " + plot->LeftOut());
   }
+  const auto tell = [this](const runtime::TRunTimeMessage& message) {
+    console.RunTimeMessage(message);
+    if (report) report->Mark(message.time, message.instrument, message.text);
+  };
   if (!options.input.empty()) {
-    if (!application->AddLink(input.emplace(options.input), error)) return false;
+    if (!application->AddLink(input.emplace(TInputSource{options.input, options.maps, !options.realtime}, tell), error))
+      return false;
     if (!options.quiet) {
       for (const std::string& note : input->Notes()) console.Note(0.0, "", note);
     }
   }
   CatchInterruption();
-  const auto tell = [this](const runtime::TRunTimeMessage& message) {
-    console.RunTimeMessage(message);
-    if (report) report->Mark(message.time, message.instrument, message.text);
-  };
   learning.emplace(*application, references, tell);
   if (watched) {
     watch.emplace(*observation, *learning, application->Period(),
@@ -285,6 +294,7 @@ bool CRunCommand::RunPeriods() {
     if (observation) observation->Observe();
     learning->Observe();
     if (watch) watch->Observe();
+    if (watch && !stepDoubted && application->PeriodsDone() % kPeriodsBetweenDoubts == 1) DoubtStep();
     if (plot) plot->Observe();
     if (report) report->Observe();
     if (trace.IsOpen() && application->PeriodsDone() % options.every == 0) {
@@ -325,6 +335,17 @@ void CRunCommand::PrintSummary(bool complete) {
   text += "\n" + watch->SummaryText();
   if (pacer) text += pacer->SummaryText();
   Print(text, output);
+}
+
+// Once: the first time that the process was integrated in steps too long for it.
+void CRunCommand::DoubtStep() {
+  const std::optional<runtime::TDoubt> doubt = application->StepDoubt();
+  if (!doubt) return;
+  stepDoubted = true;
+  const runtime::TDiagnostic place = application->At(doubt->offset, doubt->text);
+  const std::string text = "line " + std::to_string(place.line) + ": " + doubt->text;
+  if (!options.quiet) console.Note(application->Time(), "process", text);
+  Mark("process", text);
 }
 
 // In the report, if there is one.

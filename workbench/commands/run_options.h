@@ -18,7 +18,8 @@ struct TRunOptions {
   std::optional<double> duration;  // seconds
   std::vector<std::string> assignments;
   std::uint64_t seed = 1;
-  std::string input;  // recorded data that drive elements
+  std::string input;              // recorded data that drive elements
+  std::vector<std::string> maps;  // of elements to its columns
   bool realtime = false;
   std::optional<int> realtimePriority;  // 1 to 99; none: as it comes
   std::string trace;

@@ -1,103 +1,207 @@
 #include "workbench/run/input_file.h"
 
+#include <algorithm>
+#include <cctype>
+#include <iterator>
 #include <limits>
 #include <utility>
+
+#include "workbench/text.h"
 
 namespace workbench {
 namespace {
 
 constexpr char kTime[] = "time";
+constexpr const char* kTimeNames[] = {kTime, "timestamp", "datetime"};  // in any case of letters
+constexpr std::size_t kMostNamed = 10;                                  // columns in a note
 constexpr double kBeforeAll = -std::numeric_limits<double>::infinity();
+
+std::string Lower(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
+  return text;
+}
+
+std::string Listed(const std::vector<std::string>& names) {
+  std::string text;
+  for (std::size_t i = 0; i < std::min(names.size(), kMostNamed); ++i) text.append(i == 0 ? "" : ", ").append(names[i]);
+  if (names.size() > kMostNamed) text.append(" … ").append(std::to_string(names.size() - kMostNamed)).append(" more");
+  return text;
+}
 
 }  // namespace
 
+CInputFile::CInputFile(TInputSource from, TSink whoIsTold)
+    : source(std::move(from)), sink(std::move(whoIsTold)), nextTime(kBeforeAll) {}
+
 bool CInputFile::Open(runtime::CApplication& theApplication, std::string* error) {
   application = &theApplication;
-  reader = CCsvReader::Open(path, error);
-  if (!reader || !MatchColumns(error) || !ReadThrough(error)) return false;
-  reader = CCsvReader::Open(path, error);
-  if (!reader) return false;
-  nextTime = kBeforeAll;
-  ahead = ReadAhead(error) == CCsvReader::kRow;
+  reader = CCsvReader::Open(source.path, error);
+  if (!reader || !FindTimes(error) || !MapColumns(error) || !MatchColumns(error)) return false;
   for (const TDriven& element : driven) items.push_back(element.item);
+  if (source.waits) ReadAhead();
+  if (ended && nextTime == kBeforeAll) {
+    *error = reader->Complaint("expected rows behind the column names, found none");
+    return false;
+  }
   return BeforePeriod(0.0, error);
 }
 
-bool CInputFile::MatchColumns(std::string* error) {
-  const std::ptrdiff_t time = reader->Column(kTime);
-  if (time < 0) {
-    *error = reader->Complaint("expected a column \"time\", in seconds");
+bool CInputFile::FindTimes(std::string* error) {
+  const std::vector<std::string>& header = reader->Header();
+  std::ptrdiff_t found = reader->Column(kTime);
+  for (const char* name : kTimeNames) {
+    const auto is = [name](const std::string& column) { return Lower(column) == name; };
+    if (found < 0) found = std::find_if(header.begin(), header.end(), is) - header.begin();
+    if (found == std::ssize(header)) found = -1;
+  }
+  for (const std::string& map : source.maps) {
+    const std::size_t equal = map.find('=');
+    if (map.substr(0, equal) == kTime) found = reader->Column(map.substr(equal + 1));
+  }
+  if (found < 0) {
+    *error = reader->Complaint("expected a column \"time\", in seconds or ISO 8601; --map time=COLUMN names another");
     return false;
   }
-  timeColumn = static_cast<std::size_t>(time);
-  for (std::size_t column = 0; column < reader->Header().size(); ++column) {
-    if (column == timeColumn) continue;
-    const std::string& name = reader->Header()[column];
-    TDriven found{column, {}, 0.0};
+  timeColumn = static_cast<std::size_t>(found);
+  taken.insert(timeColumn);
+  return true;
+}
+
+std::string CInputFile::WhyNot(const runtime::TItem& item) const {
+  if (const char* writer = application->WriterOf(item)) return std::string("written by ") + writer;
+  const auto is = [&item](const TDriven& element) { return element.item == item; };
+  return std::any_of(driven.begin(), driven.end(), is) ? "another column drives it" : "";
+}
+
+bool CInputFile::MapColumns(std::string* error) {
+  for (const std::string& map : source.maps) {
+    const std::size_t equal = map.find('=');
+    const std::string element = map.substr(0, equal);
+    if (element == kTime) continue;
+    const std::ptrdiff_t column = reader->Column(map.substr(equal + 1));
+    TDriven found{static_cast<std::size_t>(column), {}, {}};
     std::string problem;
-    if (!application->FindItem(name, &found.item, &problem)) {
-      Leave(name, problem);
-    } else if (const char* writer = application->WriterOf(found.item)) {
-      Leave(name, std::string("written by ") + writer);
-    } else {
+    if (column < 0) {
+      problem = "the file has no such column";
+    } else if (application->FindItem(element, &found.item, &problem)) {
+      problem = WhyNot(found.item);
+    }
+    if (!problem.empty()) {
+      *error = reader->Complaint("--map " + map + ": " + problem);
+      return false;
+    }
+    driven.push_back(found);
+    taken.insert(found.column);
+  }
+  return true;
+}
+
+bool CInputFile::MatchColumns(std::string* error) {
+  for (std::size_t column = 0; column < reader->Header().size(); ++column) {
+    const std::string& name = reader->Header()[column];
+    if (taken.contains(column) || name.empty()) continue;
+    TDriven found{column, {}, {}};
+    std::string problem;
+    if (application->FindItem(name, &found.item, &problem)) problem = WhyNot(found.item);
+    if (problem.empty()) {
       driven.push_back(found);
+    } else {
+      left[problem].push_back(name);
     }
   }
   if (!driven.empty()) return true;
   *error = reader->Complaint("no column names a data element that can be driven");
-  for (const auto& [reason, names] : left) error->append("; ").append(names).append(": ").append(reason);
+  for (const auto& [reason, names] : left) error->append("; ").append(Listed(names)).append(": ").append(reason);
   return false;
 }
 
-void CInputFile::Leave(const std::string& name, const std::string& reason) {
-  std::string& names = left[reason];
-  names.append(names.empty() ? "" : ", ").append(name);
-}
+void CInputFile::Report(const std::string& problem) { sink({application->Time(), "input", problem}); }
 
-CCsvReader::EOutcome CInputFile::ReadAhead(std::string* error) {
-  const CCsvReader::EOutcome outcome = reader->Next(error);
-  if (outcome != CCsvReader::kRow) return outcome;
-  if (!reader->Later(timeColumn, &nextTime, error)) return CCsvReader::kBad;
-  for (TDriven& element : driven) {
-    const std::string& text = reader->Field(element.column);
-    if (application->ReadValue(element.item.element, text, &element.value, error)) continue;
-    *error = reader->Complaint(element.column, *error + ", found \"" + text + "\"");
-    return CCsvReader::kBad;
-  }
-  return CCsvReader::kRow;
-}
-
-bool CInputFile::ReadThrough(std::string* error) {
-  nextTime = kBeforeAll;
-  CCsvReader::EOutcome outcome = CCsvReader::kRow;
-  while (outcome == CCsvReader::kRow) outcome = ReadAhead(error);
-  if (outcome == CCsvReader::kEnd && nextTime == kBeforeAll) {
-    *error = reader->Complaint("expected rows behind the column names, found none");
+bool CInputFile::ReadTime(double* time, std::string* error) {
+  const std::string text(Trim(reader->Field(timeColumn)));
+  const std::optional<TInstant> instant = ReadIsoTime(text);
+  if (!timesKnown && instant) firstInstant = instant;
+  if (!firstInstant) {
+    if (!reader->Number(timeColumn, time, error)) return false;
+  } else if (!instant || instant->hasOffset != firstInstant->hasOffset) {
+    *error = reader->Complaint(timeColumn, std::string("expected a time of ISO 8601 ") +
+                                               (firstInstant->hasOffset ? "with" : "without") +
+                                               " an offset, as in the first row, found \"" + text + "\"");
     return false;
+  } else {
+    *time =
+        static_cast<double>(instant->seconds - firstInstant->seconds) + (instant->fraction - firstInstant->fraction);
   }
-  return outcome == CCsvReader::kEnd;
+  timesKnown = true;
+  if (*time > nextTime) return true;
+  *error = reader->Complaint(
+      timeColumn, "expected a time after the " + Seconds(nextTime) + " s of the row before, found \"" + text + "\"");
+  return false;
 }
 
-bool CInputFile::BeforePeriod(double time, std::string* error) {
+void CInputFile::ReadCell(TDriven& element) {
+  const std::string text = reader->NumberText(element.column);
+  double value = 0.0;
+  std::string problem = "no value";
+  const bool isGap = text.empty() || Lower(text) == "nan";
+  element.value.reset();
+  if (!isGap && application->ReadValue(element.item.element, text, &value, &problem)) {
+    element.value = value;
+    return;
+  }
+  if (!isGap) problem += ", found \"" + reader->Field(element.column) + "\"";
+  if (element.held++ == 0) Report(reader->Complaint(element.column, problem + "; what was there before is held"));
+}
+
+// The next row, past those that are none.
+void CInputFile::ReadAhead() {
+  std::string problem;
+  while (!ahead && !ended && (source.waits || reader->IsReady())) {
+    const CCsvReader::EOutcome outcome = reader->Next(&problem);
+    ended = outcome == CCsvReader::kEnd || outcome == CCsvReader::kBad;
+    double time = 0.0;
+    ahead = outcome == CCsvReader::kRow && ReadTime(&time, &problem);
+    if (ahead) {
+      nextTime = time;
+      for (TDriven& element : driven) ReadCell(element);
+    } else if (outcome != CCsvReader::kEnd) {
+      Report(problem + (ended ? "; what was there before is held to the end" : "; the row is left out"));
+    }
+  }
+}
+
+bool CInputFile::BeforePeriod(double time, std::string*) {
   const double reached = time + runtime::kForgivenRounding * application->Period();
+  ReadAhead();
   while (ahead && nextTime <= reached) {
-    for (const TDriven& element : driven) application->SetElementValue(element.item, element.value);
-    const CCsvReader::EOutcome outcome = ReadAhead(error);
-    ahead = outcome == CCsvReader::kRow;
-    if (outcome == CCsvReader::kBad) return false;
+    for (const TDriven& element : driven) {
+      if (element.value) application->SetElementValue(element.item, *element.value);
+    }
+    ahead = false;
+    ReadAhead();
   }
   return true;
 }
 
 std::vector<std::string> CInputFile::Notes() const {
-  std::string names;
+  std::vector<std::string> names;
   for (const TDriven& element : driven) {
-    names.append(names.empty() ? "" : ", ").append(reader->Header()[element.column]);
+    const std::string& column = reader->Header()[element.column];
+    const runtime::TElement named = application->Element(element.item.element);
+    const std::string name = named.name + (named.length == 0 ? "" : "[" + std::to_string(element.item.item) + "]");
+    names.push_back(name == column ? name : name + " by " + column);
   }
-  std::vector<std::string> notes{"input drives " + names};
-  for (const auto& [reason, leftNames] : left)
-    notes.emplace_back("input leaves ").append(leftNames).append(": ").append(reason);
+  std::vector<std::string> notes{"input drives " + Listed(names)};
+  for (const auto& [reason, leftNames] : left) notes.push_back("input leaves " + Listed(leftNames) + ": " + reason);
   return notes;
+}
+
+void CInputFile::Finish() {
+  for (const TDriven& element : driven) {
+    if (element.held > 1) {
+      Report("column " + reader->Header()[element.column] + ": " + Count(element.held, "cell") + " without a value");
+    }
+  }
 }
 
 }  // namespace workbench

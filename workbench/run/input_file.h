@@ -2,61 +2,84 @@
 #ifndef LOOPBOX_WORKBENCH_RUN_INPUT_FILE_H
 #define LOOPBOX_WORKBENCH_RUN_INPUT_FILE_H
 
+#include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
+#include <optional>
+#include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "runtime/runtime.h"
 #include "workbench/csv.h"
+#include "workbench/run/iso_time.h"
 
 namespace workbench {
 
-// A CSV file whose column `time` holds ascending seconds and whose other
-// columns name data elements, NAME or NAME[INDEX]. A trace is one. Elements
-// that the process or an instrument's output writes stay theirs, and columns
-// of other names are passed over. From the period at a row's time, and until
-// that of the next row, the elements have the row's values.
+struct TInputSource {
+  std::string path;               // "-": standard input
+  std::vector<std::string> maps;  // ELEMENT=COLUMN, or time=COLUMN
+  bool waits = true;              // for a row that hasn't come yet; false: it is taken when it has
+};
+
+// A CSV file with a column of ascending times and columns of data elements: by their
+// names, NAME or NAME[INDEX], or as mapped. A trace is one. Times are seconds, or ISO
+// 8601, of which the first row's is 0. Elements that the process or an instrument's
+// output writes stay theirs, and columns of other names are passed over. From the
+// period at a row's time, and until that of the next row, the elements have the row's
+// values. A cell that is empty, NaN or no value changes nothing; it is reported, as is
+// a row that is none. The file is read once, as far as the run goes.
 class CInputFile final : public runtime::CDataLink {
  public:
-  explicit CInputFile(std::string fileName) : path(std::move(fileName)) {}
+  using TSink = std::function<void(const runtime::TRunTimeMessage&)>;
+
+  CInputFile(TInputSource from, TSink whoIsTold);
 
   runtime::EDataLink Kind() const override { return runtime::EDataLink::kInput; }
   const char* Name() const override { return "the input"; }
-  // Reads the whole file once, so that a bad row is found before the run, and
-  // gives the elements the values of rows up to time 0.
+  // Reads the names, and gives the elements the values of rows up to time 0.
   bool Open(runtime::CApplication& application, std::string* error) override;
   const std::vector<runtime::TItem>& Written() const override { return items; }
   // To the rows of times up to `time`, with a billionth of a period forgiven.
-  // False when the file, read again, is no longer what it was; nothing is
-  // driven any more then.
   bool BeforePeriod(double time, std::string* error) override;
   bool AfterPeriod(double, std::string*) override { return true; }
   // Which elements are driven, and which of the file's columns are not, and why.
   std::vector<std::string> Notes() const;
+  // At the end of the run: tells how many cells of each column changed nothing.
+  void Finish();
 
  private:
   struct TDriven {
     std::size_t column;
     runtime::TItem item;
-    double value;  // in the row read ahead
+    std::optional<double> value;  // in the row read ahead
+    std::uint64_t held = 0;       // cells that changed nothing
   };
 
+  bool FindTimes(std::string* error);
+  bool MapColumns(std::string* error);
   bool MatchColumns(std::string* error);
-  void Leave(const std::string& name, const std::string& reason);
-  CCsvReader::EOutcome ReadAhead(std::string* error);
-  bool ReadThrough(std::string* error);
+  std::string WhyNot(const runtime::TItem& item) const;
+  void Report(const std::string& problem);
+  bool ReadTime(double* time, std::string* error);
+  void ReadCell(TDriven& element);
+  void ReadAhead();
 
-  std::string path;
+  TInputSource source;
+  TSink sink;
   runtime::CApplication* application = nullptr;
   std::unique_ptr<CCsvReader> reader;
   std::size_t timeColumn = 0;
+  std::set<std::size_t> taken;  // columns that mean something
   std::vector<TDriven> driven;
-  std::vector<runtime::TItem> items;        // that are driven
-  std::map<std::string, std::string> left;  // why, and the names
-  double nextTime = 0.0;                    // of the row read ahead
-  bool ahead = false;                       // there is such a row
+  std::vector<runtime::TItem> items;                     // that are driven
+  std::map<std::string, std::vector<std::string>> left;  // why, and the names
+  std::optional<TInstant> firstInstant;                  // where times are no numbers
+  bool timesKnown = false;                               // whether they are
+  double nextTime;                                       // of the row read ahead or last
+  bool ahead = false;                                    // there is such a row
+  bool ended = false;
 };
 
 }  // namespace workbench
