@@ -43,7 +43,7 @@ std::string KnownInstead(const std::vector<TClassWord>& words, std::string_view 
     }
   }
   if (standsAtTop)
-    return "; it doesn't stand in " + std::string(block) + ", which end_" + std::string(block) + " closes";
+    return "; " + std::string(block) + " is not closed: expected end_" + std::string(block) + " before it";
   if (!others.empty() && valueOf.empty()) return "; it stands in " + Listed(others);
   return near.Question();
 }

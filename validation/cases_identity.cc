@@ -2,6 +2,7 @@
 #include <cstring>
 #include <set>
 
+#include "runtime/platform/messages.h"
 #include "runtime/text/wide_text.h"
 #include "validation/cases.h"
 
@@ -47,7 +48,8 @@ void Identity(CProbe& probe) {
   Name(probe)(kCapacity, text.Buffer());
   probe.Expect(!text.Text(probe, "GetDLLInfo").empty(), "the plug-in has no name");
   probe.Expect(probe.Exports().version() == probe.Plugin().Version(), "the version changes");
-  probe.Expect(probe.Plugin().Name() == runtime::Utf8(text.Text(probe, "GetDLLInfo")), "the name changes");
+  probe.Expect(probe.Plugin().Name() == runtime::Translated(runtime::Utf8(text.Text(probe, "GetDLLInfo"))),
+               "the name changes");
   if (probe.Plugin().Version() == 0) probe.Warn("the version is 0");
 }
 
