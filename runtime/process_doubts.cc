@@ -26,10 +26,11 @@ std::vector<TDoubt> CApplication::Doubts() const {
 // to 2.83 / rate; with one of 1 / rate a step errs by less than a hundredth.
 std::optional<TDoubt> CApplication::StepDoubt() const {
   constexpr double kLongest = 2.0;
+  constexpr double kRounding = 0.999;  // a rate is that of differences
   const auto fastest = CProcessProbe(state->process).FastestRate();
   const double step = state->period / state->process.Substeps();
   if (!fastest || step * fastest->rate <= kLongest) return std::nullopt;
-  const double needed = std::ceil(state->period * fastest->rate);
+  const double needed = std::ceil(kRounding * state->period * fastest->rate);
   char text[160];
   std::snprintf(text, sizeof text, "a step of %.4g s is too long for a rate of %.4g 1/s: ", step, fastest->rate);
   return TDoubt{fastest->mark, text + (needed <= kMaximumSubsteps

@@ -36,7 +36,8 @@ std::string KnownInstead(const std::vector<TClassWord>& words, std::string_view 
   for (const TClassWord& known : words) {
     if (known.valueOf != valueOf) continue;
     if (known.block == block) near.Offer(known.word);
-    if (known.word != word || known.block == block) continue;
+    if (known.word != word) continue;
+    if (known.block == block) return {};
     standsAtTop = standsAtTop || known.block.empty();
     if (!known.block.empty() && std::find(others.begin(), others.end(), known.block) == others.end()) {
       others.push_back(known.block);

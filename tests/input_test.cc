@@ -107,7 +107,7 @@ TEST(Input, HoldsWhatIsNoValue) {
   } rows[] = {
       {"time,x,on\n0,3,1\n1,,0\n1.5,NaN,1\n2, 4 ,1\n",
        "3 3 3 4 ",
-       {"t=0.5 s  input: FILE:3: column x: no value; what was there before is held",
+       {"t=1 s  input: FILE:3: column x: no value; what was there before is held",
         "column x: 2 cells without a value"}},
       {"time,x\n0,nan\n1,1e999\n2,5\n", "7 7 7 5 ", {":2: column x: no value", "column x: 2 cells without a value"}},
       {"time,x\n0,3\n1,bad\n", "3 3 3 3 ", {":3: column x: expected a number, found \"bad\"; what was there before"}},

@@ -55,6 +55,17 @@ TEST_F(Program, SaysWhatIsWrongAndExitsWithItsStatus) {
                "wish_value_section range_from = 9; range_to = 2; end_wish_value_section;\n"
                "parameters param_2 = 0; file_name = \"a.par\"; end_parameters; end_instrument;\n"
                "instrument pid_regulator b expression = x; wish_value = x; output = u; end_instrument;\n");
+  folder.Write(
+      "loops.lbx",
+      "application l\n period = 0.3;\n duration = 10; end_application;\n"
+      "data heat : real; t : real = 20; cool : real; v : real = 20; lone : real; u : real; n : real; end_data;\n"
+      "process late = delay(heat, -4);\n n = n + 1; t' = (2 * late - (t - 20)) / 0.01;\n"
+      "v' = (-cool - (v - 20)) / 50; end_process;\n"
+      "instrument pid_regulator a expression = t; wish_value = 9; output = heat;\n"
+      "parameters param_1 = -3; end_parameters; end_instrument;\n"
+      "instrument pid_regulator b expression = v; wish_value = 9; output = cool; end_instrument;\n"
+      "instrument pid_regulator c expression = v; wish_value = 9; output = cool;\n inverse; end_instrument;\n"
+      "instrument pid_regulator d\n expression = lone; wish_value = 9; output = u; end_instrument;\n");
   std::filesystem::create_symlink("aim.svg", folder.Path("link.svg"));
   std::filesystem::create_symlink("other/../b.par", folder.Path("link.par"));
   std::filesystem::create_directory(folder.Path("other"));
@@ -122,6 +133,17 @@ TEST_F(Program, SaysWhatIsWrongAndExitsWithItsStatus) {
        {"history.lbx:4:31: warning: with mode history the value's pane takes range, limits",
         "history.lbx:7:16: warning: the output pane's limits are the ends of its own range", "the wish of b is limited",
         "2 instruments, 6 warnings"}},
+      {"check DIRloops.lbx",
+       0,
+       {":3:13: warning: the duration is no multiple of the period: the last period ends at 9.9 s",
+        ":5:28: warning: a delay of a negative time is none", ":6:2: warning: this line reads what it computes",
+        ":6:18: warning: a step of 0.03 s is too long for a rate of 100 1/s: substeps = 30 would do",
+        ":9:12: warning: the gain of a has the wrong sign: a higher heat raises t, and a t above the wish makes heat "
+        "higher",
+        ":10:1: warning: the gain of b has the wrong sign: a higher cool lowers v, and a v above the wish makes cool "
+        "lower",
+        ":14:2: warning: nothing computes lone, which d regulates"}},
+      {"run DIRloops.lbx", 0, {"t=0.3 s  process: line 6: a step of 0.03 s is too long"}},
       {"check DIRcold.lbx; ls DIRc.par",
        2,
        {"without start it begins from zeros: its first output will be 12.39 %; start = output;", "No such file"}},
@@ -241,6 +263,8 @@ TEST_F(Program, ChecksAndRunsEveryExample) {
     for (const char* command : {"check ", "run "}) {
       const TOutcome outcome = Loopbox(command + entry.path().string());
       EXPECT_EQ(outcome.status, 0) << command << entry.path() << "\n" << outcome.output;
+      EXPECT_EQ(outcome.output.find("process: line"), std::string::npos) << outcome.output;
+      if (command[0] == 'c') tests::ExpectParts(outcome.output, {", 0 warnings"});
     }
   }
   EXPECT_GE(count, 4u);

@@ -115,7 +115,7 @@ bool CInputFile::MatchColumns(std::string* error) {
   return false;
 }
 
-void CInputFile::Report(const std::string& problem) { sink({application->Time(), "input", problem}); }
+void CInputFile::Report(double time, const std::string& problem) { sink({time, "input", problem}); }
 
 bool CInputFile::ReadTime(double* time, std::string* error) {
   const std::string text(Trim(reader->Field(timeColumn)));
@@ -150,7 +150,8 @@ void CInputFile::ReadCell(TDriven& element) {
     return;
   }
   if (!isGap) problem += ", found \"" + reader->Field(element.column) + "\"";
-  if (element.held++ == 0) Report(reader->Complaint(element.column, problem + "; what was there before is held"));
+  if (element.held++ == 0)
+    Report(nextTime, reader->Complaint(element.column, problem + "; what was there before is held"));
 }
 
 // The next row, past those that are none.
@@ -165,7 +166,8 @@ void CInputFile::ReadAhead() {
       nextTime = time;
       for (TDriven& element : driven) ReadCell(element);
     } else if (outcome != CCsvReader::kEnd) {
-      Report(problem + (ended ? "; what was there before is held to the end" : "; the row is left out"));
+      Report(application->Time(),
+             problem + (ended ? "; what was there before is held to the end" : "; the row is left out"));
     }
   }
 }
@@ -199,7 +201,8 @@ std::vector<std::string> CInputFile::Notes() const {
 void CInputFile::Finish() {
   for (const TDriven& element : driven) {
     if (element.held > 1) {
-      Report("column " + reader->Header()[element.column] + ": " + Count(element.held, "cell") + " without a value");
+      Report(application->Time(),
+             "column " + reader->Header()[element.column] + ": " + Count(element.held, "cell") + " without a value");
     }
   }
 }

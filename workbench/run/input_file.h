@@ -61,7 +61,7 @@ class CInputFile final : public runtime::CDataLink {
   bool MapColumns(std::string* error);
   bool MatchColumns(std::string* error);
   std::string WhyNot(const runtime::TItem& item) const;
-  void Report(const std::string& problem);
+  void Report(double time, const std::string& problem);
   bool ReadTime(double* time, std::string* error);
   void ReadCell(TDriven& element);
   void ReadAhead();
