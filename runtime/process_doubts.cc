@@ -42,6 +42,7 @@ int CApplication::Direction(TItem output, TItem value, double change, std::uint6
   const TDataElement& input = state->data[static_cast<std::int32_t>(output.element)];
   const TDataElement& answer = state->data[static_cast<std::int32_t>(value.element)];
   if (input.type != EType::kReal || answer.type != EType::kReal) return 0;
+  if (!CProcessProbe::Suffices(state->process, work)) return 0;
   return CProcessProbe(state->process)
       .Direction(input.Reals() + output.item, answer.Reals() + value.item, change,
                  {state->duration, state->period / state->process.Substeps(), work});

@@ -81,7 +81,7 @@ TEST(Block, SaysWhatIsWrongAtItsPlace) {
   } rows[] = {
       {"colour = 1;", "FILE:1:7: expected title, limit or when, found 'colour'\n"},
       {"title = 5;", "FILE:1:15: expected a string, found '5'\n"},
-      {"title = \"a\"", "FILE:1:19: expected ';', found 'end_panel'\n"},
+      {"title = \"a\"", "FILE:1:18: expected ';', found 'end_panel'\n"},
       {"title = \"a\"; limit y = 1;", "FILE:1:26: y: there is no such data element\n"},
       {"title = \"a\"; limit zone[3] = 1;", "FILE:1:26: zone[3]: the index is out of range\n"},
       {"title = \"a\"; when = x;", "FILE:1:27: expected a boolean, found a number\n"},

@@ -132,13 +132,9 @@ void CProcessProbe::Step(double h, TNumbers* state) {
 }
 
 int CProcessProbe::Direction(double* input, const double* value, double change, const THorizon& horizon) {
-  constexpr std::uint64_t kFewestSteps = 20;
   constexpr std::uint64_t kMostSteps = 20'000;
   constexpr double kRounding = 1e-9;  // of the value: less is no answer
-  const std::uint64_t lines = process.algebraic.size() + process.derivatives.size();
-  if (lines == 0) return 0;
-  const std::uint64_t steps = std::min(horizon.work / (8 * lines), kMostSteps);
-  if (steps < kFewestSteps) return 0;
+  const std::uint64_t steps = std::min(horizon.work / WorkOfStep(process), kMostSteps);
   const std::optional<TRate> fastest = FastestRate();
   double h = std::max(horizon.step, horizon.seconds / static_cast<double>(steps));
   if (fastest) h = std::min(h, 1 / fastest->rate);

@@ -33,12 +33,22 @@ class CProcessProbe {
     double step;         // of integration, seconds
     std::uint64_t work;  // evaluations of lines, at most
   };
+  // Whether so much is enough to say anything.
+  static bool Suffices(const CProcess& process, std::uint64_t work) {
+    return !process.IsEmpty() && work / WorkOfStep(process) >= kFewestSteps;
+  }
   // How `value` answers when `*input` is changed by `change`: 1 where it goes the same
   // way all the time, -1 the other way, 0 when that can't be told. Delays let pass.
   int Direction(double* input, const double* value, double change, const THorizon& horizon);
 
  private:
   using TNumbers = std::vector<double>;
+
+  static constexpr std::uint64_t kFewestSteps = 20;
+  // Four times each line, for both of the states that are compared.
+  static std::uint64_t WorkOfStep(const CProcess& process) {
+    return 8 * (process.algebraic.size() + process.derivatives.size());
+  }
 
   // What the derivatives are in a state.
   void Slopes(const TNumbers& state, bool delaysPass, TNumbers* slopes);

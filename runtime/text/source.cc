@@ -54,9 +54,10 @@ bool ReadFile(const std::string& path, std::string* bytes, std::string* problem)
   }
   const std::uintmax_t size = std::filesystem::file_size(path, code);
   if (!code && size <= kMaximumSourceSize) bytes->reserve(static_cast<std::size_t>(size));
-  char buffer[65536];
-  while (const std::size_t count = std::fread(buffer, 1, sizeof buffer, file.get())) {
-    bytes->append(buffer, count);
+  constexpr std::size_t kChunk = 65536;
+  const auto buffer = std::make_unique<char[]>(kChunk);
+  while (const std::size_t count = std::fread(buffer.get(), 1, kChunk, file.get())) {
+    bytes->append(buffer.get(), count);
     if (bytes->size() > kMaximumSourceSize) {
       *problem = "is longer than 64 MiB";
       return false;

@@ -32,33 +32,39 @@ bool FindItem(const runtime::CApplication& application, const runtime::TDefiniti
   return application.FindItem(*name, item, &problem);
 }
 
-// A script may write an element by its name, or whichever it likes; what connections
-// write, the text says in a block of theirs.
-bool MayBeWritten(const runtime::CApplication& application, const runtime::TItem& item) {
-  if (application.WriterOf(item) != nullptr) return true;
-  const std::string_view text = application.Text();
-  const auto says = [text](const std::string& part) { return text.find(part) != std::string_view::npos; };
-  if (says("end_connections")) return true;
-  const std::string name = application.Element(item.element).name;
-  return application.HasScript() && (says("data." + name) || says("data["));
-}
-
 class CLoopDoubts {
  public:
-  CLoopDoubts(const runtime::CApplication& doubted, const TReferences& known)
-      : application(doubted), references(known) {}
+  CLoopDoubts(const runtime::CApplication& doubted, const TReferences& known);
 
   std::vector<runtime::TDoubt> Find();
 
  private:
+  bool MayBeWritten(const runtime::TItem& item) const;
+  bool ScriptSays(const std::string& part) const { return script.find(part) != std::string_view::npos; }
   void DoubtValue(const runtime::CInstrumentHandle& instrument);
   void DoubtGain(const runtime::CInstrumentHandle& instrument, std::uint64_t work);
   std::optional<double> GainOf(const runtime::CInstrumentHandle& instrument) const;
 
   const runtime::CApplication& application;
   const TReferences& references;
+  std::string_view script;   // the text from the first script on; empty without one
+  bool isConnected = false;  // to a plant, whose inputs are written
   std::vector<runtime::TDoubt> doubts;
 };
+
+CLoopDoubts::CLoopDoubts(const runtime::CApplication& doubted, const TReferences& known)
+    : application(doubted), references(known) {
+  const std::string_view text = application.Text();
+  isConnected = text.find("end_connections") != std::string_view::npos;
+  const std::size_t begin = text.find("\nscript");
+  if (application.HasScript()) script = text.substr(begin == std::string_view::npos ? 0 : begin);
+}
+
+// A script may write an element by its name, or whichever it likes.
+bool CLoopDoubts::MayBeWritten(const runtime::TItem& item) const {
+  return isConnected || application.WriterOf(item) != nullptr || ScriptSays("data[") ||
+         ScriptSays("data." + application.Element(item.element).name);
+}
 
 std::vector<runtime::TDoubt> CLoopDoubts::Find() {
   const std::size_t count = application.InstrumentCount();
@@ -76,7 +82,7 @@ void CLoopDoubts::DoubtValue(const runtime::CInstrumentHandle& instrument) {
   const runtime::TDefinitionEntry* const entry = EntryOf(definition, "expression");
   std::string value;
   runtime::TItem item;
-  if (!FindItem(application, entry, &value, &item) || MayBeWritten(application, item)) return;
+  if (!FindItem(application, entry, &value, &item) || MayBeWritten(item)) return;
   doubts.push_back({entry->offset, "nothing computes " + value + ", which " + instrument.Name() +
                                        " regulates: it stays as it is, unless an --input drives it"});
 }
@@ -106,7 +112,7 @@ void CLoopDoubts::DoubtGain(const runtime::CInstrumentHandle& instrument, std::u
   runtime::TItem valueItem;
   if (!gain || !FindItem(application, EntryOf(definition, "output"), &output, &outputItem) ||
       !FindItem(application, EntryOf(definition, "expression"), &value, &valueItem) ||
-      application.Text().find(instrument.Name() + ".OnOutput") != std::string_view::npos) {
+      ScriptSays(instrument.Name() + ".OnOutput")) {
     return;
   }
   const runtime::TPane pane = instrument.Pane(runtime::kOutputPane);
