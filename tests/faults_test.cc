@@ -136,7 +136,8 @@ TEST_F(Faults, APluginThatEndsTheProgramIsNamed) {
 
 TEST_F(Faults, ASmallStackIsNoFaultOfThePlugin) {
   ExpectOutcome(In("ulimit -Ss 32; $P run learning.lbx --duration 1"), 0, {"heater"});
-  ExpectOutcome(In("ulimit -s 32; $P run learning.lbx --duration 1"), 1, {"loopbox: the stack of 32 KiB is too small"});
+  folder.Write("deep.lbx", "process x = " + std::string(150, '(') + "1" + std::string(150, ')') + "; end_process;");
+  ExpectOutcome(In("ulimit -s 32; $P run deep.lbx"), 1, {"loopbox: the stack of 32 KiB is too small"});
 }
 
 // Neither by cases that leave processes, nor by a signal, is anything left.
