@@ -280,7 +280,7 @@ TEST(Application, IsReadFromMemoryAndDrivenByHand) {
   diagnostics.clear();
   options.text = "data\n  x : real\nend_data;";
   EXPECT_FALSE(runtime::CApplication::Read(options, tests::Plugin(), &diagnostics));
-  tests::ExpectParts(runtime::Format(diagnostics.at(0)), {"loop:2:11: "});
+  tests::ExpectParts(runtime::Format(diagnostics.at(0)), {"loop:3:1: "});
 }
 
 TEST(Application, TraceIsCsvOfShortestDecimals) {
@@ -320,22 +320,6 @@ TEST(Application, LoadingTakesTimeInProportion) {
   // reading. In proportion it is 4 times, by the square 16.
   const double few = seconds(5'000);
   EXPECT_LT(seconds(20'000), 9 * few);
-}
-
-// Asking leaves every bit of the run as it is.
-TEST(Application, DoubtsStepsThatAreTooLong) {
-  for (const std::vector<std::string>& row : tests::TableRows("application.txt", "Steps")) {
-    const std::string text =
-        "application a period = 1; duration = 5; end_application;\n"
-        "data x : real = 1; y : real; end_data; process " +
-        row[0] + " end_process;\n";
-    const std::string trace = CRun(text).Trace();
-    CRun run(text);
-    const auto doubt = run->StepDoubt();
-    EXPECT_EQ(doubt ? doubt->text : "none", row[1]) << row[0];
-    run->Direction({0, 0}, {1, 0}, 0.5, 1'000'000);
-    EXPECT_EQ(run.Trace(), trace) << row[0];
-  }
 }
 
 }  // namespace
