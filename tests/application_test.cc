@@ -280,7 +280,7 @@ TEST(Application, IsReadFromMemoryAndDrivenByHand) {
   diagnostics.clear();
   options.text = "data\n  x : real\nend_data;";
   EXPECT_FALSE(runtime::CApplication::Read(options, tests::Plugin(), &diagnostics));
-  tests::ExpectParts(runtime::Format(diagnostics.at(0)), {"loop:3:1: "});
+  tests::ExpectParts(runtime::Format(diagnostics.at(0)), {"loop:2:11: "});
 }
 
 TEST(Application, TraceIsCsvOfShortestDecimals) {

@@ -96,7 +96,7 @@ void ReadEntry(CLexer& lexer, CDataElements& elements, std::uint32_t header) {
     if (unit.size() > kMaximumUnitLength) throw TTextError{place, "unit longer than 255 bytes"};
     elements.SetUnit(element, std::move(unit));
   }
-  if (!lexer.TakeIf(";")) lexer.FailExpected("';'");
+  lexer.Expect(";");
 }
 
 }  // namespace
