@@ -31,7 +31,8 @@ std::vector<TOption> RunOptions(TRunOptions& options, TCommonOptions& common) {
        PictureName()},
       {"--report", "FILE.html", &options.report, "Write a page of plots, metrics, events and panes", FileName()},
       {"--curves", "LIST", &options.curves,
-       "What plot and report draw: data elements, INSTRUMENT.wish_value, .value and .output, as \"pos,open;heat,cool\": "
+       "What plot and report draw: data elements, INSTRUMENT.wish_value, .value and .output, as "
+       "\"pos,open;heat,cool\": "
        "panels between semicolons, their curves between commas"},
       {"--from", "S", &options.from, "Where plot and report begin to show the run", AtLeast(0.0, kSeconds)},
       {"--to", "S", &options.to, "Where they end", AtLeast(0.0, kSeconds)},

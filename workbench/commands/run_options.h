@@ -31,8 +31,8 @@ struct TRunOptions {
   std::string curves;           // of the plot and the report; empty: the regulators'
   std::optional<double> from;   // seconds: the part of the run that they show
   std::optional<double> to;
-  std::string report;           // a page of the run
-  std::string compare;          // an earlier trace, beside this run in the report
+  std::string report;   // a page of the run
+  std::string compare;  // an earlier trace, beside this run in the report
   bool quiet = false;
 };
 

@@ -203,8 +203,8 @@ void CPage::Panes() {
   if (application.InstrumentCount() > CReport::kMostPanes) {
     body += "<p>There are too many to show here; --panes draws them.</p>\n";
   } else if (painting::Picture(application, painting::EFormat::kSvg, &picture, &error)) {
-    body += "<img alt=\"The panes at the end of the run\" data-src=\"" +
-            page::ImageAddress("image/svg+xml", picture) + "\">\n";
+    body += "<img alt=\"The panes at the end of the run\" data-src=\"" + page::ImageAddress("image/svg+xml", picture) +
+            "\">\n";
   } else {
     body += "<p>" + Escaped(error) + "</p>\n";
   }
