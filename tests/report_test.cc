@@ -203,7 +203,7 @@ TEST(Report, OpensTwoHundredLoops) {
   const std::string link = "\">r200</a> <span";
   const std::size_t end = html.find(link);
   ASSERT_NE(end, std::string::npos);
-  const std::size_t begin = html.rfind("#", end) + 1;
+  const std::size_t begin = html.rfind('#', end) + 1;
   ExpectParts(html, {"id=\"" + html.substr(begin, end - begin) + "\" data-line=\"5\">instrument pid_regulator r200<"});
 
   const std::string dump = Browse("--dump-dom", folder.Write("probed.html", Probed(html)));

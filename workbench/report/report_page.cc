@@ -188,8 +188,9 @@ void CPage::Events() {
   std::size_t count = 0;
   for (const TReportMark& mark : report.Marks()) {
     const std::string number = std::to_string(++count);
-    body += "<tr id=\"event-" + number + "\"><td>" + number + "</td><td>" + Seconds(mark.time) + " s</td><td>" +
-            Escaped(mark.instrument) + "</td><td>" + Escaped(mark.text) + "</td></tr>\n";
+    body.append("<tr id=\"event-").append(number).append("\"><td>").append(number).append("</td><td>");
+    body.append(Seconds(mark.time)).append(" s</td><td>").append(Escaped(mark.instrument)).append("</td><td>");
+    body.append(Escaped(mark.text)).append("</td></tr>\n");
   }
   body += "</tbody></table></div>\n";
   if (report.FurtherMarks() > 0) body += "<p>… " + std::to_string(report.FurtherMarks()) + " more</p>\n";
