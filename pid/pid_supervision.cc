@@ -4,7 +4,9 @@
 //   off --error over 5 % of the wish pane, or RunIdentification--> counter 0
 //   counter 1, 2: wait          counter 3 to 21: a step in each period
 //   then: off, or counter 0 again when the last step still moved the model
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 
 #include "pid/identification.h"
 #include "pid/pid_regulator.h"
@@ -97,7 +99,7 @@ void CPidRegulator::Supervise() {
   SuperviseIdentification();
   if (supervision.identRunning && supervision.identCounter > kWaitingPeriods) {
     s.ThetaFromModel();
-    for (std::size_t i = 0; i < kThetaLength; ++i) s.thetaPrev[i] = s.theta[i];
+    std::copy(std::begin(s.theta), std::end(s.theta), s.thetaPrev);
     Identify();
   }
   Synthesize();

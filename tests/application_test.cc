@@ -82,6 +82,29 @@ TEST(Application, ExpressionsReportAnErrorOnceUntilItClears) {
     EXPECT_EQ(run.Meter("m").meterValue, row.shown) << row.index;
     EXPECT_NEAR(run.Value("x"), row.x, 1e-12);
   }
+  // A definition read anew has failed nowhere yet, and knows no good value.
+  run.messages.clear();
+  ASSERT_TRUE(run.ReadAgain(0, run.State().instruments[0].end));
+  run.Steps(1);
+  ASSERT_EQ(run.messages.size(), 1u);
+  EXPECT_EQ(run.messages[0].text, outside);
+  EXPECT_EQ(run.Meter("m").meterValue, 0.0);
+}
+
+TEST(Application, ConditionsAreWholeExpressions) {
+  const struct {
+    const char* condition;
+    bool holds;
+  } rows[] = {{"yes", true},       {"no", false},      {"yes and no", false},
+              {"no or yes", true}, {"not yes", false}, {"1 > 2", false}};
+  for (const auto& row : rows) {
+    CRun run(
+        "data yes : boolean = true; no : boolean; u : real; end_data;\ninstrument pid_regulator p\n"
+        "expression = 0; wish_value = 50; output = u; parameters param_1 = 1; end_parameters;\ncondition = " +
+        std::string(row.condition) + ";\nend_instrument;");
+    run.Steps(2);
+    EXPECT_EQ(run.Value("u") != 0.0, row.holds) << row.condition;
+  }
 }
 
 TEST(Application, ProcessFollowsTheClosedFormOfALag) {

@@ -2,6 +2,7 @@
 // folders that go, memory that ends, plug-ins that crash.
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <filesystem>
 
 #include "tests/support.h"
@@ -22,6 +23,9 @@ constexpr char kLearning[] =
 
 class Faults : public testing::Test {
  protected:
+  // Where the tests were started by nohup, they would ignore it, and the program with them.
+  Faults() { std::signal(SIGHUP, SIG_DFL); }
+
   // A command line for bash in the folder, where P is the program.
   TOutcome In(const std::string& command) const {
     return Shell("cd " + folder.Path(".") + " && P=" + tests::BuildPath("loopbox") + " bash -c '" + command + "'");
