@@ -40,9 +40,61 @@ CValue CValue::Array() {
   return array;
 }
 
+void CValue::Add(const std::string& name, CValue value) {
+  In(held).get_ref<TLibraryValue::object_t&>().emplace_back(name, std::move(In(value.held)));
+}
+
+CValue CValue::Object() {
+  CValue object;
+  In(object.held) = TLibraryValue::object();
+  return object;
+}
+
 void CValue::Append(CValue value) { In(held).push_back(std::move(In(value.held))); }
 
 void CValue::Set(const std::string& name, CValue value) { In(held)[name] = std::move(In(value.held)); }
+
+std::optional<CValue> CValue::Parse(std::string_view text) {
+  // Members are looked for as they come, which takes long where they stand in order.
+  const nlohmann::json parsed = nlohmann::json::parse(text, nullptr, false);
+  if (parsed.is_discarded()) return std::nullopt;
+  CValue value;
+  In(value.held) = parsed;
+  return value;
+}
+
+CValue CValue::Member(const std::string& name) const {
+  CValue member;
+  const TLibraryValue& object = In(held);
+  if (object.is_object() && object.contains(name)) In(member.held) = object[name];
+  return member;
+}
+
+std::vector<std::string> CValue::Names() const {
+  std::vector<std::string> names;
+  if (!In(held).is_object()) return names;
+  for (const auto& [name, value] : In(held).items()) names.push_back(name);
+  return names;
+}
+
+bool CValue::IsNull() const { return In(held).is_null(); }
+
+std::optional<double> CValue::Number() const {
+  if (!In(held).is_number()) return std::nullopt;
+  return In(held).get<double>();
+}
+
+std::optional<std::string> CValue::String() const {
+  if (!In(held).is_string()) return std::nullopt;
+  return In(held).get<std::string>();
+}
+
+std::vector<CValue> CValue::Elements() const {
+  std::vector<CValue> elements;
+  if (!In(held).is_array()) return elements;
+  for (const TLibraryValue& element : In(held)) In(elements.emplace_back().held) = element;
+  return elements;
+}
 
 std::string CValue::Text(int indentation) const {
   return In(held).dump(indentation, ' ', false, TLibraryValue::error_handler_t::replace);

@@ -10,8 +10,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace json {
 
@@ -37,6 +39,7 @@ class CValue {
   ~CValue();
 
   static CValue Array();
+  static CValue Object();
   template <typename TList>
   static CValue ArrayOf(const TList& list) {
     CValue array = Array();
@@ -49,6 +52,19 @@ class CValue {
   // Null becomes an object. Members stay in the order in which they were set
   // first.
   void Set(const std::string& name, CValue value);
+  // The same for a name that an object doesn't have yet, which isn't looked for: it
+  // may have many.
+  void Add(const std::string& name, CValue value);
+
+  // None where the text is no JSON.
+  static std::optional<CValue> Parse(std::string_view text);
+  // Of an object; null where there is no such member, or this is none.
+  CValue Member(const std::string& name) const;
+  std::vector<std::string> Names() const;  // of an object's members
+  bool IsNull() const;
+  std::optional<double> Number() const;
+  std::optional<std::string> String() const;
+  std::vector<CValue> Elements() const;  // of an array
 
   // In one line, or with so many blanks for each level. Bytes that are no UTF-8
   // are replaced by U+FFFD.

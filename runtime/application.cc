@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <set>
 
+#include "runtime/expressions/machine.h"
 #include "runtime/instruments/application_state.h"
 #include "runtime/instruments/driver.h"
 #include "runtime/instruments/making.h"
@@ -163,6 +164,7 @@ bool CApplication::AddLink(CDataLink& link, std::string* error) {
 const std::string& CApplication::LinkError() const { return state->linkError; }
 
 bool CApplication::HasScript() const { return state->script != nullptr; }
+const std::vector<TNamedSpan>& CApplication::Windows() const { return state->windows; }
 
 std::size_t CApplication::InstrumentCount() const { return state->instruments.size(); }
 CInstrumentHandle CApplication::Instrument(std::size_t index) const { return {state.get(), index}; }
@@ -197,6 +199,20 @@ bool CInstrumentHandle::Regulates() const {
 
 const std::string& CInstrumentHandle::QuantityUnit() const { return State().quantityUnit; }
 const std::string& CInstrumentHandle::OutputUnit() const { return State().outputUnit; }
+
+std::optional<double> CInstrumentHandle::OutputElement() const {
+  const CDataElements& data = application->data;
+  const std::int32_t element = State().output;
+  if (element < 0) return std::nullopt;
+  std::uint32_t item = 0;
+  if (State().outputIndex != nullptr) {
+    hx_expr::TValue place = {};
+    State().object->EvaluateExpression(State().outputIndex, hx_expr::kReal, &place);
+    if (!ToIndex(place.real, data.CountOf(element), &item)) return std::nullopt;
+  }
+  return data.AsDouble(element, item);
+}
+
 std::uint32_t CInstrumentHandle::Offset() const { return State().header; }
 const view::CNodeView* CInstrumentHandle::View() const { return State().object; }
 bool CInstrumentHandle::IsMeter() const { return State().object->kind == view::kMeter; }
@@ -213,6 +229,9 @@ TPane CInstrumentHandle::Pane(std::size_t pane) const {
   if (found == nullptr || pane >= kPaneCount) return {};
   const gaugekit::CMeter& meter = *found;
   const gaugekit::CMeter& given = GiverOf(meter);
+  const hx_vinst::THostPart& host = *State().object->host;
+  const auto* const cut = pane == kWishPane ? &host.wishCut : pane == kValuePane ? &host.valueCut : nullptr;
+  const std::uint64_t actedIn = State().timed ? application->periodsDone : State().activatedIn;
   return {meter.meterValue,
           meter.rangeFrom,
           meter.rangeTo,
@@ -220,9 +239,7 @@ TPane CInstrumentHandle::Pane(std::size_t pane) const {
           meter.disabled == 0,
           given.lowLimitMark != hx_vinst::kNoMark && meter.meterValue < meter.lowLimit,
           given.highLimitMark != hx_vinst::kNoMark && meter.meterValue > meter.highLimit,
-          pane == kWishPane    ? State().object->host->wishLimited
-          : pane == kValuePane ? State().object->host->valueLimited
-                               : 0};
+          cut != nullptr && cut->period == actedIn ? cut->evaluated : meter.meterValue};
 }
 
 double CInstrumentHandle::MeterValue() const {

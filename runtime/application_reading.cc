@@ -29,6 +29,7 @@ namespace {
 constexpr double kMinimumPeriod = 0.001;        // seconds, one step of the clock
 constexpr double kMaximumTime = 0x1p53 / 1000;  // seconds, whose milliseconds a double counts exactly
 constexpr std::size_t kMaximumInstruments = 100'000;
+constexpr std::size_t kMaximumWindows = 100;
 constexpr std::size_t kMaximumErrors = 20;  // shown of one text
 
 // The blocks whose reading waits until all names are known.
@@ -48,6 +49,7 @@ class CApplicationReader {
  private:
   void ReadBlocks();
   void ReadApplicationBlock(std::uint32_t header);
+  void ReadWindow();
   TLexeme ExpectName(const char* what);
   bool TakeBlockOfOthers(const TLexeme& keyword);
   void ReadBlockOfOthers(CBlockReader& reader, const TTextBlock& block);
@@ -151,14 +153,18 @@ void CApplicationReader::ReadApplicationBlock(std::uint32_t header) {
   if (!application.name.empty()) throw TTextError{header, "a second application block"};
   application.name = ExpectName("the application's name").text;
   for (;;) {
-    const TLexeme entry = lexer.ExpectIdentifier("period, duration or end_application");
+    const TLexeme entry = lexer.ExpectIdentifier("period, duration, window or end_application");
     if (entry.Is("end_application")) break;
+    if (entry.Is("window")) {
+      ReadWindow();
+      continue;
+    }
     double* value = entry.Is("period") ? &application.period : entry.Is("duration") ? &application.duration : nullptr;
     if (value == nullptr) {
       CNearNames near(entry.text);
-      for (const std::string_view known : {"period", "duration", "end_application"}) near.Offer(known);
-      throw TTextError{entry.offset,
-                       "expected period, duration or end_application, found " + Describe(entry) + near.Question()};
+      for (const std::string_view known : {"period", "duration", "window", "end_application"}) near.Offer(known);
+      throw TTextError{entry.offset, "expected period, duration, window or end_application, found " + Describe(entry) +
+                                         near.Question()};
     }
     lexer.Expect("=");
     const std::uint32_t place = lexer.Peek().offset;
@@ -166,6 +172,23 @@ void CApplicationReader::ReadApplicationBlock(std::uint32_t header) {
     (value == &application.period ? periodOffset : application.durationOffset) = place;
     lexer.Expect(";");
   }
+  lexer.Expect(";");
+}
+
+void CApplicationReader::ReadWindow() {
+  const TLexeme name = ExpectName("the window's name");
+  std::vector<TNamedSpan>& windows = application.windows;
+  if (std::any_of(windows.begin(), windows.end(), [&](const TNamedSpan& other) { return other.name == name.text; })) {
+    throw TTextError{name.offset, "a second window '" + std::string(name.text) + "'"};
+  }
+  if (windows.size() == kMaximumWindows) throw TTextError{name.offset, "more than 100 windows"};
+  lexer.Expect("=");
+  const double from = lexer.ExpectReal();
+  lexer.Expect(",");
+  const std::uint32_t place = lexer.Peek().offset;
+  const double to = lexer.ExpectReal();
+  if (!(from < to)) throw TTextError{place, "a window ends after it begins"};
+  windows.push_back({std::string(name.text), from, to});
   lexer.Expect(";");
 }
 

@@ -70,7 +70,10 @@ void RunPeriod(TApplicationState& application) {
   }
   // Receivers may activate further ones, which join the end of the row.
   for (std::size_t i = 0; i < application.activated.size(); ++i) {
-    ActIn(k, *application.instruments[application.activated[i]].object, hx_vinst::kActionReceiver);
+    const TInstrumentState& receiver = application.instruments[application.activated[i]];
+    // Of one that has acted already, this Action counts.
+    if (receiver.timed) receiver.object->host->wishCut = receiver.object->host->valueCut = {};
+    ActIn(k, *receiver.object, hx_vinst::kActionReceiver);
   }
   application.activated.clear();
   Blink(application, clock);

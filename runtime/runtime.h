@@ -171,7 +171,9 @@ struct TPane {
   bool shown = false;       // not disabled
   bool belowLimit = false;  // of a limit that the definition gives
   bool aboveLimit = false;
-  std::uint64_t limitedPeriods = 0;  // in which the quantity was cut to the range
+  // What was evaluated for a wish or a value, before the range cut it; of an output
+  // the same as `value`.
+  double measured = 0.0;
 };
 
 // One entry of a definition's text: `keyword = value …;`, `keyword;`.
@@ -214,6 +216,8 @@ class CInstrumentHandle {
   bool IsMeter() const;
   const std::string& QuantityUnit() const;  // of wish and value, where an expression is a plain element
   const std::string& OutputUnit() const;
+  // What the data element of its output holds now; none where it has no such element.
+  std::optional<double> OutputElement() const;
   std::vector<std::string> Receivers() const;
   std::vector<std::string> Files() const;      // that its definition names, with the application's folder
   std::vector<std::string> FilesRead() const;  // those of them that were, in this run
@@ -242,6 +246,13 @@ struct TItem {
   std::size_t item = 0;
 
   bool operator==(const TItem& other) const = default;
+};
+
+// A window of the run that the text names: from < t <= to, in seconds.
+struct TNamedSpan {
+  std::string name;
+  double from = 0.0;
+  double to = 0.0;
 };
 
 struct TElement {
@@ -319,6 +330,7 @@ class CApplication {
   int Direction(TItem output, TItem value, double change, std::uint64_t work) const;
 
   bool HasScript() const;
+  const std::vector<TNamedSpan>& Windows() const;  // in the order of the text
   std::size_t InstrumentCount() const;
   CInstrumentHandle Instrument(std::size_t index) const;
   // As it was read, with what it includes and repeats; as long as it lives.

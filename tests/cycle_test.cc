@@ -255,8 +255,11 @@ TEST(Cycle, PanesOfWishAndValueLimitWhatTheLawSees) {
   EXPECT_EQ(run.Output(), 6.0 + 3.0);
   EXPECT_EQ(run.Meter("reg", kWishPane).meterValue, 2.0);
   EXPECT_EQ(run.Meter("reg", kValuePane).meterValue, -1.0);
-  EXPECT_EQ(run.Instrument("reg").Pane(kWishPane).limitedPeriods, 2u);
-  EXPECT_EQ(run.Instrument("reg").Pane(kValuePane).limitedPeriods, 2u);
+  EXPECT_EQ(run.Instrument("reg").Pane(kWishPane).measured, -9.0);
+  EXPECT_EQ(run.Instrument("reg").Pane(kValuePane).measured, -8.0);
+  run.SetValue("wish", 2.0);  // the end itself, which isn't cut
+  run.Steps(1);
+  EXPECT_EQ(run.Instrument("reg").Pane(kWishPane).measured, 2.0);
   // Of a reversed pane the end named last comes first.
   CIntegrator reversed("wish_value_section range_from = 4; range_to = 2; end_wish_value_section;");
   for (const double wish : {3.0, 9.0, 1.0}) {

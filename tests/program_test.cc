@@ -66,6 +66,10 @@ TEST_F(Program, SaysWhatIsWrongAndExitsWithItsStatus) {
       "instrument pid_regulator b expression = v; wish_value = 9; output = cool; end_instrument;\n"
       "instrument pid_regulator c expression = v; wish_value = 9; output = cool;\n inverse; end_instrument;\n"
       "instrument pid_regulator d\n expression = lone; wish_value = 9; output = u; end_instrument;\n");
+  folder.Write("equal.lbx",
+               "data x : real; u : real; end_data;\n"
+               "instrument pid_regulator a expression = x; wish_value = x; output = u;\n"
+               "value_section range_from = 5; range_to = 5; end_value_section; end_instrument;\n");
   std::filesystem::create_symlink("aim.svg", folder.Path("link.svg"));
   std::filesystem::create_symlink("other/../b.par", folder.Path("link.par"));
   std::filesystem::create_directory(folder.Path("other"));
@@ -105,7 +109,21 @@ TEST_F(Program, SaysWhatIsWrongAndExitsWithItsStatus) {
       {"run GOOD --compare DIRstrange.csv", 2, {"--compare"}},
       {"run GOOD --report DIRr --compare DIRstrange.csv",
        1,
+       {"strange.csv: is the trace of another application: it has no column a[0], a[1], heater.output, heater.value,",
+        "and 3 more, but a column x; --compare-any"}},
+      {"run GOOD --report DIRr --compare-any --compare DIRstrange.csv",
+       1,
        {"strange.csv:1: no column is a pane of this application's"}},
+      {"run GOOD --window 3-2", 2, {"--window", "expected two seconds as 300-900"}},
+      {"run GOOD --window 0.5-1 --set w=0", 0, {"\n  0.5-1   0.5 s  1 s  0  ", "\n  wish 0  0 s    2 s  0  "}},
+      {"run GOOD --trace DIRc.csv --summary DIRc.csv", 1, {"c.csv: the summary would overwrite a file that the run"}},
+      {"run GOOD --trace DIRc.csv --summary DIRc.json --seed 4", 0, {"good: 4 periods"}},
+      {"run GOOD --report DIRr --compare DIRc.csv --summary DIRc.json", 1, {"c.json: the summary would overwrite"}},
+      {"run GOOD --report DIRr --compare DIRc.csv --set heater.param_1=3 --set w=7 --duration 1.5",
+       0,
+       {"duration 1.5 s, there 2 s\n  3 rows, there 4; 3 of the same time are measured\n",
+        "set {\"heater.param_1\":\"3\",\"w\":\"7\"}, there {}\n  seed 1, there 4\n  heater: r0 3, there 0.1\n"}},
+      {"run GOOD --summary DIRnone/s.json", 1, {"none/s.json: can't be written: No such file or directory"}},
       {"run GOOD --report DIRlog > DIRlog", 1, {"log: the report would overwrite a file that the run uses"}},
       {"run GOOD --trace /dev/stdout > DIRt.csv; tail -n 1 DIRt.csv", 0, {"good: 4 periods", "\n2,5,0,0,0,"}},
       {"run GOOD --duration 9999 --trace DIRt.csv --compare DIRgood.lbx --report DIRr; wc -l < DIRt.csv", 0, {"\n5\n"}},
@@ -115,8 +133,13 @@ TEST_F(Program, SaysWhatIsWrongAndExitsWithItsStatus) {
       {"run DIRdoubtful.lbx --input DIRa.par", 1, {"a.par: the file of a would overwrite a file that the run uses"}},
       {"check DIRdoubtful.lbx",
        0,
-       {"the duration holds no period", "the range of its pane, 9 … 2, doesn't rise",
+       {"the duration holds no period", "wish of a is always 9 or 2: the range of its pane, 9 … 2, is reversed",
         "with tI = 0 the law has no finite", "u is written by a as well"}},
+      {"check DIRequal.lbx",
+       1,
+       {"equal.lbx:2:1: the value of a is always 5: the range of its pane, 5 … 5, has equal ends",
+        "equal.lbx: 1 instrument, 1 error, 2 warnings"}},
+      {"run DIRequal.lbx --duration 1", 0, {"a: the value is limited by its pane to 5 … 5"}},
       {"check GOOD > /dev/full", 1, {"standard output can't be written: No space left on device"}},
       {"run GOOD --trace /dev/full", 1, {"/dev/full: the trace is not complete: No space left on device"}},
       {"run GOOD --trace - > /dev/full", 1, {"standard output: the trace is not complete: No space left on device"}},

@@ -159,6 +159,7 @@ bool CReference::AddLine(const std::string& section, std::string_view line, std:
   if (section == "procedures") return AddMeaning(line, &procedures, error);
   if (section == "notes") return AddNote(line, error);
   if (section == "state") return AddState(line, error);
+  if (section == "settings") return AddSetting(line, error);
   if (section == "band") return AddBand(line, error);
   if (section == "learning") return AddLearning(line, error);
   return AddKeyword(section, line, error);
@@ -207,7 +208,31 @@ bool CReference::AddNote(std::string_view line, std::string* error) {
 }
 
 bool CReference::AddState(std::string_view line, std::string* error) {
-  const std::vector<std::string> field = Split(line, '|');
+  runtime::TStateColumn column;
+  if (!ReadColumn(Split(line, '|'), &column, error)) return false;
+  if (state.size() >= kMostColumns) {
+    *error = "more than 64 state columns";
+    return false;
+  }
+  state.push_back(std::move(column));
+  return true;
+}
+
+bool CReference::AddSetting(std::string_view line, std::string* error) {
+  std::vector<std::string> field = Split(line, '|');
+  TSettingColumn setting;
+  if (field.size() == 6) {
+    setting.words = Split(field[5], ',');
+    field.pop_back();
+  }
+  if (!ReadColumn(field, &setting.column, error)) return false;
+  const std::string& procedure = setting.column.procedure;
+  setting.isTruth = procedure[procedure.size() - setting.column.argumentCount + setting.column.argument] == 'l';
+  settings.push_back(std::move(setting));
+  return true;
+}
+
+bool CReference::ReadColumn(const std::vector<std::string>& field, runtime::TStateColumn* read, std::string* error) {
   runtime::TStateColumn column;
   if (field.size() != 5 || field[0].empty() || field[1].empty() || !Unsigned(field[2], &column.argument) ||
       !Unsigned(field[3], &column.argumentCount) || column.argument >= column.argumentCount ||
@@ -226,14 +251,10 @@ bool CReference::AddState(std::string_view line, std::string* error) {
     *error = "expected a column of at most 63 letters, digits and _, found \"" + field[0] + "\"";
     return false;
   }
-  if (state.size() >= kMostColumns) {
-    *error = "more than 64 state columns";
-    return false;
-  }
   column.name = field[0];
   column.procedure = field[1];
   column.negate = field[4] == "-";
-  state.push_back(std::move(column));
+  *read = std::move(column);
   return true;
 }
 

@@ -13,6 +13,9 @@
 //   [state]  column | procedure | argument index | argument count | sign
 //            further columns of a trace; sign `+` or `-`.
 //            The procedure's name ends in a letter for each argument.
+//   [settings]  name | procedure | argument index | argument count | sign
+//            by what the regulator acts, its law and its parameters. Words behind a
+//            further bar, between commas, stand for 1, 2 and so on; `law` is the law.
 //   [band]   plus | procedure   and   minus | procedure
 //            what answers how far the value may stray from the wish, in its one
 //            argument.
@@ -82,6 +85,13 @@ struct TFinding {
   std::optional<std::uint32_t> offset;  // of what it is about; none: the whole definition
 };
 
+// One of the settings by which a regulator acts.
+struct TSettingColumn {
+  runtime::TStateColumn column;
+  bool isTruth = false;
+  std::vector<std::string> words;  // for 1, 2 and so on; none: a number
+};
+
 struct TBandProcedures {
   std::string plus;
   std::string minus;
@@ -105,6 +115,7 @@ class CReference {
   const std::vector<TMeaning>& Procedures() const { return procedures; }
   // The state columns, ready but for the name of the class.
   const std::vector<runtime::TStateColumn>& State() const { return state; }
+  const std::vector<TSettingColumn>& Settings() const { return settings; }
   // Empty names when the class has no band.
   const TBandProcedures& Band() const { return band; }
   // Empty names when the class doesn't learn.
@@ -119,7 +130,9 @@ class CReference {
   bool AddLine(const std::string& section, std::string_view line, std::string* error);
   bool AddKeyword(const std::string& section, std::string_view line, std::string* error);
   bool AddNote(std::string_view line, std::string* error);
+  static bool ReadColumn(const std::vector<std::string>& field, runtime::TStateColumn* column, std::string* error);
   bool AddState(std::string_view line, std::string* error);
+  bool AddSetting(std::string_view line, std::string* error);
   bool AddBand(std::string_view line, std::string* error);
   bool AddLearning(std::string_view line, std::string* error);
   static bool AddMeaning(std::string_view line, std::vector<TMeaning>* meanings, std::string* error);
@@ -134,6 +147,7 @@ class CReference {
   std::vector<TMeaning> procedures;
   std::vector<TNote> notes;
   std::vector<runtime::TStateColumn> state;
+  std::vector<TSettingColumn> settings;
   TBandProcedures band;
   TLearningProcedures learning;
 };

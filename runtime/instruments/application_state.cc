@@ -40,11 +40,12 @@ bool TApplicationState::HasErrors() const {
          });
 }
 
-void CountLimited(const gaugekit::CMeter& meter) {
+void NoteCut(const gaugekit::CMeter& meter) {
   const hx_vinst::CInstrument& instrument = *meter.evaluated->instrument;
   if (meter.parent != &instrument || instrument.host == nullptr) return;
-  if (&meter == MeterOf(instrument, kWishPane)) ++instrument.host->wishLimited;
-  if (&meter == MeterOf(instrument, kValuePane)) ++instrument.host->valueLimited;
+  const hx_vinst::THostPart::TCut cut = {ApplicationOf(instrument.ctx).periodsDone + 1, meter.evaluated->value};
+  if (&meter == MeterOf(instrument, kWishPane)) instrument.host->wishCut = cut;
+  if (&meter == MeterOf(instrument, kValuePane)) instrument.host->valueCut = cut;
 }
 
 const gaugekit::CMeter& GiverOf(const gaugekit::CMeter& meter) {

@@ -55,6 +55,7 @@ struct TApplicationState {
   double period = 0.1;               // seconds
   double duration = 60.0;            // seconds
   std::uint32_t durationOffset = 0;  // in the text; 0 where it isn't given
+  std::vector<TNamedSpan> windows;
   std::uint64_t periodCount = 0;
   std::uint64_t periodsDone = 0;
   std::uint32_t clock = 0;  // milliseconds; others may have set the process's since
@@ -103,10 +104,10 @@ void KeepLearnt(TApplicationState& application, std::uint32_t reason);
 // Of an instrument with a context, which is the application's.
 inline TEvaluated& EvaluatedOf(hx_main::TContext* ctx) { return static_cast<TApplicationContext*>(ctx)->evaluated; }
 
-// A meter shows another value than the instrument evaluated last: counts the
-// period when that is the meter's own instrument, and it was the wish or the
-// value that its pane cut.
-void CountLimited(const gaugekit::CMeter& meter);
+// A meter shows another value than the instrument evaluated last: keeps that when
+// it is the meter's own instrument, and it was the wish or the value that its pane
+// cut.
+void NoteCut(const gaugekit::CMeter& meter);
 
 }  // namespace runtime
 

@@ -35,6 +35,8 @@ bool ReadDefinition(TApplicationState& application, TInstrumentState& instrument
   reading.output = -1;
   instrument.isPlaced = false;
   reading.outputIndex = nullptr;
+  instrument.output = -1;
+  instrument.outputIndex = nullptr;
   instrument.receivers.clear();
   instrument.files.clear();
   for (std::string* text : {&instrument.title, &instrument.quantityUnit, &instrument.outputUnit}) text->clear();
@@ -50,6 +52,8 @@ bool ReadDefinition(TApplicationState& application, TInstrumentState& instrument
       accepted = false;
     }
   }
+  if (accepted) instrument.output = reading.output;
+  if (accepted) instrument.outputIndex = reading.outputIndex;
   if (!CheckFiles(&unread)) application.Report(instrument.name, unread);
   reading.instrument = nullptr;
   reading.lexer.reset();

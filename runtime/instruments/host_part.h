@@ -38,9 +38,13 @@ struct THostPart {
   std::int32_t madeHeight = 0;
   bool keeps = true;          // what it learnt
   bool conditionHeld = true;  // when it acted last, while that is noted
-  // Periods in which a pane cut what was measured.
-  std::uint64_t wishLimited = 0;
-  std::uint64_t valueLimited = 0;
+  // What a pane's range cut, the last time that it cut anything.
+  struct TCut {
+    std::uint64_t period = 0;  // of the application's, from 1; 0: never
+    double evaluated = 0.0;
+  };
+  TCut wishCut;
+  TCut valueCut;
 };
 
 }  // namespace hx_vinst

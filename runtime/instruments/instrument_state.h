@@ -22,8 +22,10 @@ struct TInstrumentState {
   std::uint32_t end = 0;     // of the keyword that closes it
   hx_vinst::CInstrument* object = nullptr;
   std::vector<std::size_t> receivers;
-  std::vector<std::string> files;  // that its definition names
-  std::uint64_t activatedIn = 0;   // the period in which it was activated last
+  std::vector<std::string> files;                   // that its definition names
+  std::int32_t output = -1;                         // the data element of its output; below 0: none
+  hx_expr::TExprTreeRecord* outputIndex = nullptr;  // where that is an array
+  std::uint64_t activatedIn = 0;                    // the period in which it was activated last
   bool timed = false;
   bool isPlaced = false;  // by its definition
 };

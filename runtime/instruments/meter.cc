@@ -189,7 +189,7 @@ void CMeter::SetMeterValue(double newValue) {
 // The seldom case, and all that is left to do in it, so that the other one needs
 // no room on the stack.
 [[gnu::noinline]] void CMeter::ShowLimited() {
-  runtime::CountLimited(*this);
+  runtime::NoteCut(*this);
   evaluated->instrument = nullptr;
   if (drawnAsOf != runtime::painterChanges || drawn) KeepHistory(meterValue);
 }

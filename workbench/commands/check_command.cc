@@ -69,10 +69,11 @@ class CChecker {
 
   void CheckDuration();
   void CheckProcess();
-  // Prints what is worth knowing of an instrument; warnings, with their places,
-  // go to standard error.
+  // Prints what is worth knowing of an instrument; errors and warnings, with their
+  // places, go to standard error.
   void Check(const runtime::CInstrumentHandle& instrument);
   std::uint64_t Warnings() const { return warnings; }
+  std::uint64_t Errors() const { return errors; }
 
  private:
   void CheckActing(const runtime::CInstrumentHandle& instrument);
@@ -84,7 +85,10 @@ class CChecker {
   bool Acts(const runtime::CInstrumentHandle& instrument) const {
     return instrument.NeedsTiming() || receivers.contains(instrument.Name());
   }
-  void Warn(std::uint32_t offset, std::string message);
+  void Complain(runtime::TDiagnostic::EKind kind, std::uint32_t offset, std::string message);
+  void Warn(std::uint32_t offset, std::string message) {
+    Complain(runtime::TDiagnostic::kWarning, offset, std::move(message));
+  }
 
   const runtime::CApplication& application;
   const TReferences& references;
@@ -94,6 +98,7 @@ class CChecker {
   std::map<std::string, std::string> writers;  // of elements and files
   std::vector<std::string> notes;              // of the instrument being checked
   std::uint64_t warnings = 0;
+  std::uint64_t errors = 0;
 };
 
 CChecker::CChecker(const runtime::CApplication& checked, const TReferences& classReferences,
@@ -131,11 +136,11 @@ void CChecker::Check(const runtime::CInstrumentHandle& instrument) {
   Print(text);
 }
 
-void CChecker::Warn(std::uint32_t offset, std::string message) {
+void CChecker::Complain(runtime::TDiagnostic::EKind kind, std::uint32_t offset, std::string message) {
   runtime::TDiagnostic diagnostic = application.At(offset, std::move(message));
-  diagnostic.kind = runtime::TDiagnostic::kWarning;
+  diagnostic.kind = kind;
   PrintDiagnostics({diagnostic});
-  ++warnings;
+  ++(kind == runtime::TDiagnostic::kError ? errors : warnings);
 }
 
 void CChecker::CheckActing(const runtime::CInstrumentHandle& instrument) {
@@ -152,7 +157,15 @@ void CChecker::CheckRanges(const runtime::CInstrumentHandle& instrument) {
     const runtime::TPane pane = instrument.Pane(name.pane);
     const std::string range = Significant(pane.rangeFrom) + " … " + Significant(pane.rangeTo);
     std::string problem = std::string("the ") + name.word + " of " + instrument.Name();
-    if (!(pane.rangeFrom < pane.rangeTo)) {
+    if (pane.rangeFrom == pane.rangeTo && name.pane != runtime::kOutputPane) {
+      problem += " is always " + Significant(pane.rangeTo) + ": the range of its pane, " + range + ", has equal ends";
+      Complain(runtime::TDiagnostic::kError, instrument.Offset(), std::move(problem));
+      continue;
+    }
+    if (!(pane.rangeFrom < pane.rangeTo) && name.pane != runtime::kOutputPane) {
+      problem += " is always " + Significant(pane.rangeFrom) + " or " + Significant(pane.rangeTo) +
+                 ": the range of its pane, " + range + ", is reversed";
+    } else if (!(pane.rangeFrom < pane.rangeTo)) {
       problem += " has no room: the range of its pane, " + range + ", doesn't rise";
     } else if (!pane.rangeGiven && name.pane != runtime::kOutputPane) {
       problem += " is limited to " + range + ", since its pane was given no range";
@@ -239,8 +252,10 @@ int Check(const std::string& file, const std::string& pluginPath) {
   for (std::size_t index = 0; index < application->InstrumentCount(); ++index)
     checker.Check(application->Instrument(index));
   warnings += checker.Warnings();
-  Print(file + ": " + Count(application->InstrumentCount(), "instrument") + ", " + Count(warnings, "warning") + "\n");
-  return kDone;
+  const std::uint64_t errors = checker.Errors();
+  Print(file + ": " + Count(application->InstrumentCount(), "instrument") + ", " +
+        (errors == 0 ? "" : Count(errors, "error") + ", ") + Count(warnings, "warning") + "\n");
+  return errors == 0 ? kDone : kApplicationWrong;
 }
 
 }  // namespace

@@ -78,6 +78,19 @@ TCheck PictureName() {
   };
 }
 
+TCheck Span() {
+  return [](const std::string& text, std::string* error) {
+    char* end = nullptr;
+    const double from = std::strtod(text.c_str(), &end);
+    const bool joined = end != text.c_str() && *end == '-';
+    const char* const second = joined ? end + 1 : end;
+    const double to = std::strtod(second, &end);
+    if (joined && end != second && *end == 0 && from >= 0.0 && from < to && std::isfinite(to)) return true;
+    *error = "expected two seconds as 300-900, the second above the first" + Found(text);
+    return false;
+  };
+}
+
 TCheck Assignment() {
   return [](const std::string& text, std::string* error) {
     const std::size_t equal = text.find('=');

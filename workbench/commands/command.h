@@ -26,6 +26,8 @@ TCheck OneOf(std::vector<std::string> words);
 TCheck FileName();
 // A file's name that says which format of picture is meant.
 TCheck PictureName();
+// Two numbers with a "-" between, the first at least 0, the second above it.
+TCheck Span();
 // A name, "=", and a value of any kind.
 TCheck Assignment();
 

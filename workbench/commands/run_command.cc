@@ -23,15 +23,19 @@
 #include "workbench/pictures/run_plot.h"
 #include "workbench/plugin_folder.h"
 #include "workbench/references.h"
+#include "workbench/report/comparison.h"
 #include "workbench/report/report.h"
 #include "workbench/run/file_identity.h"
 #include "workbench/run/input_file.h"
 #include "workbench/run/learning_watch.h"
 #include "workbench/run/observation.h"
 #include "workbench/run/pacing.h"
+#include "workbench/run/provenance.h"
 #include "workbench/run/regulator_watch.h"
+#include "workbench/run/summary_file.h"
 #include "workbench/run/trace_file.h"
 #include "workbench/text.h"
+#include "workbench/whole_file.h"
 
 namespace workbench {
 namespace {
@@ -70,7 +74,7 @@ class CRunCommand {
   bool Prepare(std::string* error);
   bool Read();
   // Nothing that the run writes may replace what it reads or writes itself.
-  bool CheckFiles(std::string* error) const;
+  bool CheckFiles(std::string* error);
   bool ReadWindow(std::string* error);
   bool Open(std::string* error);
   bool OpenTrace(std::string* error);
@@ -81,6 +85,7 @@ class CRunCommand {
   void PrintSummary(bool complete);
   void DoubtStep();
   void Mark(const std::string& instrument, const std::string& text);
+  bool WriteSummary(std::string* error);
 
   const TRunOptions& options;
   const TCommonOptions& common;
@@ -103,6 +108,8 @@ class CRunCommand {
   std::optional<CRegulatorWatch> watch;
   std::optional<CReport> report;
   bool stepDoubted = false;
+  std::vector<std::string> filesRead;
+  TProvenance provenance;
 };
 
 CRunCommand::CRunCommand(const TRunOptions& theOptions, const TCommonOptions& theCommon)
@@ -112,7 +119,12 @@ CRunCommand::CRunCommand(const TRunOptions& theOptions, const TCommonOptions& th
       output(tracesToOutput ? stderr : stdout),
       notice(options.file + ": crashed while it ran with the plug-in " + PluginPath(common.plugin)),
       pictures(options.panes, options.panesAt),
-      console(!options.quiet) {}
+      console(!options.quiet) {
+  provenance.options = GivenOptions(options, common);
+  provenance.seed = options.seed;
+  provenance.input = options.input;
+  provenance.plugin = PluginPath(common.plugin);
+}
 
 int CRunCommand::Run() {
   std::string error;
@@ -146,10 +158,7 @@ bool CRunCommand::Read() {
   reading.words = [this](const std::string& className) { return WordsOf(references, className); };
   reading.period = options.period;
   reading.duration = options.duration;
-  for (const std::string& assignment : options.assignments) {
-    const std::size_t equal = assignment.find('=');
-    reading.initialValues.emplace_back(assignment.substr(0, equal), assignment.substr(equal + 1));
-  }
+  reading.initialValues = provenance.set = Assigned(options);
   reading.seed = options.seed;
   reading.interruptionAsked = InterruptionAsked;
   reading.print = [this](const std::string& line) {
@@ -168,7 +177,7 @@ bool CRunCommand::Read() {
   return application != nullptr;
 }
 
-bool CRunCommand::CheckFiles(std::string* error) const {
+bool CRunCommand::CheckFiles(std::string* error) {
   std::set<TFileIdentity> used;
   const auto use = [&used](const auto& file) {
     if (auto identity = IdentityOf(file)) used.insert(*std::move(identity));
@@ -179,9 +188,10 @@ bool CRunCommand::CheckFiles(std::string* error) const {
     if (taken) *error = name + ": " + what + " would overwrite a file that the run uses; name another one";
     return !taken;
   };
-  std::vector<std::string> read;
+  std::vector<std::string>& read = filesRead;
   if (!FindLanguage(common.language, common.plugin, &read, error)) return false;
-  read.insert(read.end(), {options.file, plugin->Path(), options.compare});
+  read.insert(read.end(), {options.file, plugin->Path()});
+  if (!options.compare.empty()) read.insert(read.end(), {options.compare, SummaryBeside(options.compare)});
   const std::vector<std::string> included = application->IncludedFiles();
   read.insert(read.end(), included.begin(), included.end());
   for (const auto& [className, reference] : references) {
@@ -200,6 +210,8 @@ bool CRunCommand::CheckFiles(std::string* error) const {
       if (!spares("the file of " + instrument.Name(), name)) return false;
       kept.push_back(std::move(name));
     }
+    const std::vector<std::string> files = instrument.FilesRead();
+    filesRead.insert(filesRead.end(), files.begin(), files.end());
   }
   for (const std::string& name : kept) use(name);
 
@@ -208,9 +220,11 @@ bool CRunCommand::CheckFiles(std::string* error) const {
   for (std::string& name : pictures.Names()) written.emplace_back("the picture", std::move(name));
   written.emplace_back("the picture", options.plot);
   written.emplace_back("the report", options.report);
+  written.emplace_back("the summary", options.summary);
   for (const auto& [what, name] : written) {
     if (!spares(what, name)) return false;
     use(name);
+    if (!name.empty()) provenance.filesWritten.push_back(name);
   }
   return true;
 }
@@ -227,7 +241,8 @@ bool CRunCommand::ReadWindow(std::string* error) {
 }
 
 bool CRunCommand::Open(std::string* error) {
-  const bool watched = !options.quiet || !options.report.empty();
+  const bool recorded = !options.report.empty() || !options.summary.empty();
+  const bool watched = !options.quiet || recorded;
   if (watched || !options.plot.empty()) {
     observation.emplace(*application, references,
                         CObservation::TWanted{.band = watched,
@@ -252,8 +267,11 @@ bool CRunCommand::Open(std::string* error) {
   }
   CatchInterruption();
   learning.emplace(*application, references, tell);
+  if (recorded) provenance.TakeHashes(*application, filesRead);
   if (watched) {
-    watch.emplace(*observation, *learning, application->Period(),
+    std::vector<runtime::TNamedSpan> windows = application->Windows();
+    for (runtime::TNamedSpan& window : SpansOf(options)) windows.push_back(std::move(window));
+    watch.emplace(*observation, *learning, application->Period(), windows,
                   [this](const std::string& instrument, const std::string& text) {
                     if (!options.quiet) console.Note(application->Time(), instrument, text);
                     Mark(instrument, text);
@@ -261,7 +279,7 @@ bool CRunCommand::Open(std::string* error) {
   }
   if (!options.report.empty()) {
     report.emplace(*application, *observation, view);
-    if (!options.compare.empty() && !report->Compare(options.compare, error)) return false;
+    if (!options.compare.empty() && !report->Compare(options.compare, options.compareAny, error)) return false;
   }
   application->SetMessageSink(tell);
   // Last, since it takes the place of an earlier trace.
@@ -321,7 +339,12 @@ int CRunCommand::Finish(bool complete) {
   if (pictureError.empty()) pictures.WriteLast(*application, &pictureError);
   check(pictureError.empty(), pictureError);
   check(!plot || plot->Write(options.plot, &error), error);
-  check(!report || report->Write(options.report, *watch, complete, &error), error);
+  for (std::size_t i = 0; i < application->InstrumentCount(); ++i) {
+    const std::vector<std::string> files = application->Instrument(i).FilesWritten();
+    provenance.filesWritten.insert(provenance.filesWritten.end(), files.begin(), files.end());
+  }
+  check(!report || report->Write(options.report, *watch, provenance, complete, &error), error);
+  check(options.summary.empty() || WriteSummary(&error), error);
   if (!options.quiet) PrintSummary(complete);
   if (!done) return kApplicationWrong;
   if (!complete) return kInterrupted;
@@ -333,6 +356,10 @@ void CRunCommand::PrintSummary(bool complete) {
                      Count(application->PeriodsDone(), "period") + " of " + Quantity(application->Period(), "s");
   if (!complete) text += ", stopped at t=" + Seconds(application->Time()) + " s";
   text += "\n" + watch->SummaryText();
+  if (!options.compare.empty()) {
+    text += "compared with " + report->Comparison().Name() + "\n";
+    for (const std::string& line : report->Comparison().Differences(*watch, provenance)) text += "  " + line + "\n";
+  }
   if (pacer) text += pacer->SummaryText();
   Print(text, output);
 }
@@ -346,6 +373,10 @@ void CRunCommand::DoubtStep() {
   const std::string text = "line " + std::to_string(place.line) + ": " + doubt->text;
   if (!options.quiet) console.Note(application->Time(), "process", text);
   Mark("process", text);
+}
+
+bool CRunCommand::WriteSummary(std::string* error) {
+  return WriteWholeFile(options.summary, SummaryValue(*application, *watch, provenance).Text(2) + "\n", error);
 }
 
 // In the report, if there is one.

@@ -1,6 +1,29 @@
 #include "workbench/commands/run_options.h"
 
+#include <cstdlib>
+#include <type_traits>
+#include <variant>
+
 namespace workbench {
+namespace {
+
+json::CValue ValueOf(const TOptionTarget& target) {
+  return std::visit(
+      [](const auto* value) -> json::CValue {
+        using TValue = std::remove_cvref_t<decltype(*value)>;
+        if constexpr (std::is_same_v<TValue, std::optional<double>> || std::is_same_v<TValue, std::optional<int>>) {
+          return *value ? json::CValue(**value) : json::CValue();
+        } else if constexpr (std::is_same_v<TValue, std::vector<std::string>> ||
+                             std::is_same_v<TValue, std::vector<double>>) {
+          return json::CValue::ArrayOf(*value);
+        } else {
+          return json::CValue(*value);
+        }
+      },
+      target);
+}
+
+}  // namespace
 
 std::vector<TOption> RunOptions(TRunOptions& options, TCommonOptions& common) {
   constexpr char kSeconds[] = "a number of seconds";
@@ -38,12 +61,51 @@ std::vector<TOption> RunOptions(TRunOptions& options, TCommonOptions& common) {
       {"--to", "S", &options.to, "Where they end", AtLeast(0.0, kSeconds)},
       {"--compare", "FILE.csv", &options.compare, "An earlier trace, beside this run in the report", FileName(),
        "--report"},
+      {"--compare-any", "", &options.compareAny, "Compare with the trace of another application too", nullptr,
+       "--compare"},
+      {"--summary", "FILE.json", &options.summary, "Write the figures and where they come from, as JSON", FileName()},
       {"--panes-at", "S", &options.panesAt, "Write FILE-S.png at S seconds as well; may be repeated",
        AtLeast(0.0, kSeconds), "--panes"},
+      {"--window", "S-S", &options.windows,
+       "Measure the run from the first of these seconds to the second; may be repeated", Span()},
       PluginOption(common),
       {"--quiet", "", &options.quiet, "Only errors; no summary, notes or progress"},
       LanguageOption(common),
   };
+}
+
+std::vector<std::pair<std::string, std::string>> Assigned(const TRunOptions& options) {
+  std::vector<std::pair<std::string, std::string>> assigned;
+  for (const std::string& assignment : options.assignments) {
+    const std::size_t equal = assignment.find('=');
+    assigned.emplace_back(assignment.substr(0, equal), assignment.substr(equal + 1));
+  }
+  return assigned;
+}
+
+std::vector<runtime::TNamedSpan> SpansOf(const TRunOptions& options) {
+  std::vector<runtime::TNamedSpan> spans;
+  for (const std::string& window : options.windows) {
+    char* end = nullptr;
+    const double from = std::strtod(window.c_str(), &end);
+    spans.push_back({window, from, std::strtod(end + 1, nullptr)});
+  }
+  return spans;
+}
+
+std::vector<std::pair<std::string, json::CValue>> GivenOptions(TRunOptions options, TCommonOptions common) {
+  TRunOptions unsaid;
+  TCommonOptions unsaidCommon;
+  const std::vector<TOption> defaults = RunOptions(unsaid, unsaidCommon);
+  const std::vector<TOption> rows = RunOptions(options, common);
+  std::vector<std::pair<std::string, json::CValue>> given;
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    const std::string& name = rows[i].name;
+    json::CValue value = ValueOf(rows[i].target);
+    if (!name.starts_with("--") || name == "--set" || name == "--seed" || name == "--input") continue;
+    if (value.Text() != ValueOf(defaults[i].target).Text()) given.emplace_back(name.substr(2), std::move(value));
+  }
+  return given;
 }
 
 }  // namespace workbench

@@ -5,8 +5,11 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "json/json.h"
+#include "runtime/runtime.h"
 #include "workbench/commands/command.h"
 
 namespace workbench {
@@ -31,13 +34,24 @@ struct TRunOptions {
   std::string curves;           // of the plot and the report; empty: the regulators'
   std::optional<double> from;   // seconds: the part of the run that they show
   std::optional<double> to;
-  std::string report;   // a page of the run
-  std::string compare;  // an earlier trace, beside this run in the report
+  std::string report;                // a page of the run
+  std::string compare;               // an earlier trace, beside this run in the report
+  bool compareAny = false;           // also with another application
+  std::string summary;               // the figures, as JSON
+  std::vector<std::string> windows;  // S-S: measured by themselves
   bool quiet = false;
 };
 
-// Row by row. Both outlive the rows.
+// Row by row.
 std::vector<TOption> RunOptions(TRunOptions& options, TCommonOptions& common);
+
+// By --set: names and values.
+std::vector<std::pair<std::string, std::string>> Assigned(const TRunOptions& options);
+// By --window, named as they are written.
+std::vector<runtime::TNamedSpan> SpansOf(const TRunOptions& options);
+// Those that say something else than the defaults, without their dashes; what is
+// told by itself, --set, --seed and --input, isn't among them.
+std::vector<std::pair<std::string, json::CValue>> GivenOptions(TRunOptions options, TCommonOptions common);
 
 }  // namespace workbench
 

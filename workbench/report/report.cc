@@ -2,15 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 #include <limits>
 #include <set>
-#include <system_error>
 #include <utility>
 
-#include "painting/painting.h"
-#include "workbench/csv.h"
 #include "workbench/text.h"
+#include "workbench/whole_file.h"
 
 namespace workbench {
 namespace {
@@ -21,13 +18,6 @@ constexpr struct {
   const char* name;  // in the words of a mark
   runtime::EPane pane;
 } kPanes[] = {{"output", runtime::kOutputPane}, {"wish", runtime::kWishPane}, {"value", runtime::kValuePane}};
-
-// The columns of a trace that a comparison reads, in the order of the plot's
-// curves.
-constexpr struct {
-  const char* column;
-  bool holds;
-} kCompared[] = {{"wish_value", true}, {"value", false}, {"output", true}};
 
 bool Differs(double one, double other) { return one != other && !(std::isnan(one) && std::isnan(other)); }
 
@@ -82,56 +72,8 @@ void CReport::AddQuantities() {
   }
 }
 
-bool CReport::Compare(const std::string& fileName, std::string* error) {
-  const auto reader = CCsvReader::Open(fileName, error);
-  if (!reader) return false;
-  const std::ptrdiff_t time = reader->Column("time");
-  if (time < 0) {
-    *error = reader->Complaint("expected a column \"time\", in seconds");
-    return false;
-  }
-  comparison.name = std::filesystem::path(fileName).filename().string();
-  std::vector<std::size_t> columns;
-  std::vector<std::ptrdiff_t> bySummary;  // wish, value and output of each regulator
-  for (std::size_t i = 0; i < regulators.size(); ++i) {
-    const std::size_t panel = comparison.plot.AddPanel("", "", 1);
-    for (const auto& compared : kCompared) {
-      const std::string name = Instrument(i).Name() + "." + compared.column;
-      const std::ptrdiff_t column = reader->Column(name);
-      bySummary.push_back(column);
-      if (column < 0) continue;
-      columns.push_back(static_cast<std::size_t>(column));
-      comparison.curves.emplace(name, comparison.curves.size());
-      comparison.plot.AddCurve(panel, name, 0, compared.holds);
-    }
-  }
-  if (columns.empty() && regulators.size() == observation.Regulators().size()) {
-    *error = reader->Complaint("no column is a pane of this application's regulators, as NAME.value");
-    return false;
-  }
-  std::vector<double> row(reader->Header().size(), kNone);
-  std::vector<double> sample(columns.size());
-  const auto timeColumn = static_cast<std::size_t>(time);
-  double now = -std::numeric_limits<double>::infinity();
-  CCsvReader::EOutcome outcome = CCsvReader::kRow;
-  for (std::uint64_t rows = 0; (outcome = reader->Next(error)) == CCsvReader::kRow; ++rows) {
-    if (!reader->Later(timeColumn, &now, error)) return false;
-    for (std::size_t i = 0; i < columns.size(); ++i) {
-      if (!reader->Number(columns[i], &row[columns[i]], error)) return false;
-      sample[i] = row[columns[i]];
-    }
-    comparison.plot.Feed(now, sample);
-    comparison.summaries.resize(regulators.size());
-    for (std::size_t i = 0; i < regulators.size(); ++i) {
-      const std::ptrdiff_t* const of = &bySummary[3 * i];
-      if (of[0] < 0 || of[1] < 0 || of[2] < 0) continue;
-      // The first row of a trace stands one period behind the start.
-      if (rows == 0) comparison.summaries[i].emplace(now);
-      const auto at = [&](std::size_t which) { return row[static_cast<std::size_t>(of[which])]; };
-      comparison.summaries[i]->Feed({now, at(0), at(1), at(2), std::nullopt});
-    }
-  }
-  return outcome == CCsvReader::kEnd;
+bool CReport::Compare(const std::string& fileName, bool any, std::string* error) {
+  return comparison.Open(fileName, application, observation, regulators.size(), any, error);
 }
 
 void CReport::Mark(double time, const std::string& instrument, const std::string& text) {
@@ -169,6 +111,7 @@ void CReport::Observe() {
   }
   for (const TQuantity& quantity : quantities) values.push_back(quantity.Value(observation));
   plot.Feed(observation.Time(), values);
+  if (comparison.IsOpen()) comparison.Observe();
 }
 
 void CReport::ObserveState(const TObserved& row, TReportRegulator* regulator) {
@@ -197,9 +140,13 @@ void CReport::ObserveAlarms(const std::string& instrument, const TObserved& row,
   }
 }
 
-bool CReport::Write(const std::string& fileName, const CRegulatorWatch& watch, bool complete,
-                    std::string* error) const {
-  return painting::WritePicture(fileName, ReportPage(*this, watch, complete), error);
+bool CReport::Write(const std::string& fileName, const CRegulatorWatch& watch, const TProvenance& provenance,
+                    bool complete, std::string* error) const {
+  if (!comparison.Failure().empty()) {
+    *error = comparison.Failure();
+    return false;
+  }
+  return WriteWholeFile(fileName, ReportPage(*this, watch, provenance, complete), error);
 }
 
 }  // namespace workbench

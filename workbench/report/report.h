@@ -4,8 +4,6 @@
 #define LOOPBOX_WORKBENCH_REPORT_REPORT_H
 
 #include <cstdint>
-#include <map>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,7 +11,9 @@
 #include "runtime/runtime.h"
 #include "runtime/trace.h"
 #include "workbench/pictures/view.h"
+#include "workbench/report/comparison.h"
 #include "workbench/run/observation.h"
+#include "workbench/run/provenance.h"
 #include "workbench/run/quantity.h"
 #include "workbench/run/regulator_watch.h"
 
@@ -41,16 +41,6 @@ struct TReportRegulator {
   bool alarms[3][2] = {};  // by pane: below and above its limit
 };
 
-// An earlier run, from its trace.
-struct TReportComparison {
-  std::string name;  // of the file; empty: none
-  painting::CPlot plot;
-  std::map<std::string, std::size_t> curves;  // by column
-  // By regulator, as far as it has panes in the trace. What only the run itself
-  // knows, as the band, is missing.
-  std::vector<std::optional<CRegulatorSummary>> summaries;
-};
-
 // Memory does not grow with the length of the run: what a pixel can't show is
 // kept as its lowest and highest, and the first kMostMarks events. Nor does it
 // with the application beyond what the page shows.
@@ -66,9 +56,8 @@ class CReport {
 
   // All outlive the report. The observation reads bands, state and hands.
   CReport(const runtime::CApplication& application, const CObservation& observation, const TView& view);
-  // Reads an earlier trace. False with a message, also when it has no column
-  // of this application's regulators.
-  bool Compare(const std::string& fileName, std::string* error);
+  // Reads an earlier trace; `any`: also of another application.
+  bool Compare(const std::string& fileName, bool any, std::string* error);
 
   void Mark(double time, const std::string& instrument, const std::string& text);
   // What a script did: "zone[1] = 3", "SetParameters(3, 60, 8)". A call with the
@@ -78,7 +67,8 @@ class CReport {
   void Observe();
   // False with a message that names the file. `complete`: the run came to its
   // end.
-  bool Write(const std::string& fileName, const CRegulatorWatch& watch, bool complete, std::string* error) const;
+  bool Write(const std::string& fileName, const CRegulatorWatch& watch, const TProvenance& provenance, bool complete,
+             std::string* error) const;
 
   const runtime::CApplication& Application() const { return application; }
   const painting::CPlot& Plot() const { return plot; }
@@ -95,7 +85,7 @@ class CReport {
   std::size_t CurveOf(std::size_t quantity) const { return quantityCurves[quantity]; }
   std::uint64_t FurtherQuantities() const { return furtherQuantities; }
   std::size_t FurtherRegulators() const { return observation.Regulators().size() - regulators.size(); }
-  const TReportComparison& Comparison() const { return comparison; }
+  const CComparison& Comparison() const { return comparison; }
 
  private:
   void AddRegulator(const TRegulator& regulator);
@@ -114,7 +104,7 @@ class CReport {
   std::map<std::string, std::string> calls;  // the last one by instrument and procedure
   std::vector<TReportMark> marks;
   std::uint64_t furtherMarks = 0;
-  TReportComparison comparison;
+  CComparison comparison;
   std::vector<double> values;  // of a period
 };
 
@@ -128,7 +118,8 @@ struct TShownPanel {
 // What the page's script draws, in the form that stands in the page.
 std::string ReportData(const CReport& report, const std::vector<TShownPanel>& panels);
 // The page; the watch has the observation's regulators in the same order.
-std::string ReportPage(const CReport& report, const CRegulatorWatch& watch, bool complete);
+std::string ReportPage(const CReport& report, const CRegulatorWatch& watch, const TProvenance& provenance,
+                       bool complete);
 
 }  // namespace workbench
 

@@ -136,15 +136,15 @@ std::string ColumnOf(const std::string& regulator, const std::string& curve) {
 CValue Panel(const CReport& report, const TShownPanel& shown, CSeries* series) {
   const painting::CPlot& plot = report.Plot();
   const painting::TPlotPanel& panel = plot.Panels()[shown.panel];
-  const TReportComparison& comparison = report.Comparison();
+  const CComparison& comparison = report.Comparison();
   const std::string& regulator = report.Instrument(shown.regulator).Name();
   CValue curves = CValue::Array();
   for (const std::size_t curve : panel.curves) {
     const painting::TPlotCurve& drawn = plot.Curves()[curve];
     curves.Append(Curve(drawn, series->Of(plot, curve), false));
-    const auto before = comparison.curves.find(ColumnOf(regulator, drawn.name));
-    if (before == comparison.curves.end()) continue;
-    curves.Append(Curve(drawn, series->Of(comparison.plot, before->second), true));
+    const auto before = comparison.Curves().find(ColumnOf(regulator, drawn.name));
+    if (before == comparison.Curves().end()) continue;
+    curves.Append(Curve(drawn, series->Of(comparison.Plot(), before->second), true));
   }
   CValue hand = CValue::Array();
   if (panel.shade) {
@@ -183,7 +183,7 @@ CValue Chosen(const CReport& report) {
 
 std::string ReportData(const CReport& report, const std::vector<TShownPanel>& panels) {
   const runtime::CApplication& application = report.Application();
-  const painting::CPlot& other = report.Comparison().plot;
+  const painting::CPlot& other = report.Comparison().Plot();
   CValue marks = CValue::Array();
   for (const TReportMark& mark : report.Marks()) {
     marks.Append({{"time", Number(mark.time)}, {"instrument", mark.instrument}, {"text", mark.text}});

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -12,6 +13,7 @@
 #include "painting/painting.h"
 #include "workbench/report/report.h"
 #include "workbench/report/report_assets.h"
+#include "workbench/run/summary.h"
 #include "workbench/text.h"
 #include "workbench/version.h"
 
@@ -24,8 +26,12 @@ constexpr std::size_t kOverviewMetrics = 2;  // of a regulator's
 
 class CPage {
  public:
-  CPage(const CReport& theReport, const CRegulatorWatch& watch, bool wasComplete)
-      : report(theReport), application(report.Application()), summaries(watch.Summaries()), complete(wasComplete) {}
+  CPage(const CReport& theReport, const CRegulatorWatch& theWatch, const TProvenance& theProvenance, bool wasComplete)
+      : report(theReport),
+        application(report.Application()),
+        watch(theWatch),
+        provenance(theProvenance),
+        complete(wasComplete) {}
 
   std::string Text();
 
@@ -37,8 +43,12 @@ class CPage {
   void Regulator(std::size_t index);
   void Panel(std::size_t panel, std::size_t regulator, bool low);
   void Metrics(std::size_t index);
+  void MetricRows(const CRegulatorWatch::TSummary& summary, const std::optional<CComparison::TCommon>& common);
+  void Settings(const CRegulatorWatch::TSummary& summary);
+  void Table(const std::vector<std::vector<std::string>>& rows);
   void Events();
   void Panes();
+  void Provenance();
   void ApplicationText();
   void Licence();
 
@@ -46,7 +56,8 @@ class CPage {
 
   const CReport& report;
   const runtime::CApplication& application;
-  const std::vector<CRegulatorWatch::TSummary> summaries;
+  const CRegulatorWatch& watch;
+  const TProvenance& provenance;
   const bool complete;
   std::vector<TShownPanel> panels;
   std::string body;
@@ -67,6 +78,7 @@ std::string CPage::Text() {
   }
   Events();
   Panes();
+  Provenance();
   ApplicationText();
   Licence();
   page::TPage shown;
@@ -84,8 +96,12 @@ void CPage::Header() {
           Quantity(application.Period(), "s");
   if (!complete) body += ", stopped at " + Seconds(application.Time()) + " s";
   body += "</p>\n";
-  if (!report.Comparison().name.empty()) {
-    body += "<p>Dashed, and in the tables beside: " + Escaped(report.Comparison().name) + "</p>\n";
+  if (report.Comparison().IsOpen()) {
+    body += "<p>Dashed, and in the tables beside: " + Escaped(report.Comparison().Name()) + "</p>\n<ul>\n";
+    for (const std::string& line : report.Comparison().Differences(watch, provenance)) {
+      body += "<li>" + Escaped(line) + "</li>\n";
+    }
+    body += "</ul>\n";
   }
   body += "</header>\n";
 }
@@ -109,7 +125,8 @@ void CPage::Overview() {
             Escaped(report.Instrument(i).Name()) +
             "</a></th><td><canvas class=\"small\" width=\"336\" height=\"54\" data-regulator=\"" + std::to_string(i) +
             "\"></canvas></td><td>";
-    const std::vector<std::string>& cells = summaries[i].rows.front();
+    const CRegulatorWatch::TSummary summary = watch.Summary(i);
+    const std::vector<std::string> cells = FigureRows(summary.kind, summary.whole, summary.units).front();
     for (std::size_t cell = 0; cell + 1 < std::min(cells.size(), 2 * kOverviewMetrics); cell += 2) {
       if (cell > 0) body += ", ";
       body += Escaped(cells[cell]) + " " + Escaped(cells[cell + 1]);
@@ -158,26 +175,68 @@ void CPage::Panel(std::size_t panel, std::size_t regulator, bool low) {
 }
 
 void CPage::Metrics(std::size_t index) {
-  const auto& earlier = report.Comparison().summaries;
-  const bool compared = index < earlier.size() && earlier[index].has_value();
-  std::vector<std::vector<std::string>> before;
-  TRegulatorReport known = summaries[index].report;
-  known.wishLimited = known.valueLimited = 0;  // of the earlier run no trace tells it
-  if (compared) before = ReportRows(*earlier[index], known);
-  body += "<div class=\"scroll\"><table>\n<thead><tr><th>metric</th><th>this run</th>";
-  if (compared) body += "<th>" + Escaped(report.Comparison().name) + "</th>";
-  body += "</tr></thead>\n<tbody>\n";
-  const auto& rows = summaries[index].rows;
-  for (std::size_t row = 0; row < rows.size(); ++row) {
-    for (std::size_t cell = 0; cell + 1 < rows[row].size(); cell += 2) {
-      body +=
-          "<tr><th scope=\"row\">" + Escaped(rows[row][cell]) + "</th><td>" + Escaped(rows[row][cell + 1]) + "</td>";
-      if (compared) body += "<td>" + (row < before.size() ? Escaped(before[row][cell + 1]) : "") + "</td>";
-      body += "</tr>\n";
+  const CRegulatorWatch::TSummary summary = watch.Summary(index);
+  MetricRows(summary, report.Comparison().Common(index));
+  if (const std::vector<TWindow> windows = summary.ShownWindows(); !windows.empty()) {
+    Table(WindowRows(summary.kind, windows, summary.units));
+  }
+  if (summary.furtherWindows > 0) body += "<p>… " + Count(summary.furtherWindows, "more window") + "</p>\n";
+  Settings(summary);
+  for (const std::string& line : summary.learnt) body += "<p>" + Escaped(line) + "</p>\n";
+}
+
+// Of the whole run, and of the rows that it has in common with the earlier one.
+void CPage::MetricRows(const CRegulatorWatch::TSummary& summary, const std::optional<CComparison::TCommon>& common) {
+  using TRows = std::vector<std::vector<std::string>>;
+  std::vector<std::string> heads = {"metric", "this run"};
+  std::vector<TRows> columns = {FigureRows(summary.kind, summary.whole, summary.units)};
+  if (common) {
+    TFigureUnits units = summary.units;
+    units.rowSeconds = common->rowSeconds;
+    if (report.Comparison().CommonRows() != application.PeriodsDone()) {
+      heads.emplace_back("its common rows");
+      columns.push_back(FigureRows(summary.kind, common->here, units));
+    }
+    heads.push_back(report.Comparison().Name());
+    columns.push_back(FigureRows(summary.kind, common->there, units));
+  }
+  std::vector<std::vector<std::string>> table = {heads};
+  // By label, in the order in which they come: not each column has all.
+  for (std::size_t column = 0; column < columns.size(); ++column) {
+    for (const auto& cells : columns[column]) {
+      for (std::size_t cell = 0; cell + 1 < cells.size(); cell += 2) {
+        auto row = std::find_if(table.begin() + 1, table.end(), [&](const auto& one) { return one[0] == cells[cell]; });
+        if (row == table.end()) row = table.insert(table.end(), std::vector<std::string>(heads.size()));
+        (*row)[0] = cells[cell];
+        (*row)[column + 1] = cells[cell + 1];
+      }
     }
   }
+  Table(table);
+}
+
+// The first row is the heading, the first cell of each of the others too.
+void CPage::Table(const std::vector<std::vector<std::string>>& rows) {
+  body += "<div class=\"scroll\"><table>\n<thead><tr>";
+  for (const std::string& cell : rows[0]) body += "<th>" + Escaped(cell) + "</th>";
+  body += "</tr></thead>\n<tbody>\n";
+  for (std::size_t row = 1; row < rows.size(); ++row) {
+    body += "<tr><th scope=\"row\">" + Escaped(rows[row][0]) + "</th>";
+    for (std::size_t cell = 1; cell < rows[row].size(); ++cell) body += "<td>" + Escaped(rows[row][cell]) + "</td>";
+    body += "</tr>\n";
+  }
   body += "</tbody></table></div>\n";
-  for (const std::string& line : summaries[index].learnt) body += "<p>" + Escaped(line) + "</p>\n";
+}
+
+void CPage::Settings(const CRegulatorWatch::TSummary& summary) {
+  std::vector<std::vector<std::string>> rows = {{"setting", "at the start", "at the end"}};
+  const auto row = [&](const std::string& name) -> std::vector<std::string>& {
+    const auto found = std::find_if(rows.begin() + 1, rows.end(), [&](const auto& one) { return one[0] == name; });
+    return found != rows.end() ? *found : rows.emplace_back(std::vector<std::string>{name, "", ""});
+  };
+  for (const TSetting& setting : summary.start) row(setting.name)[1] = setting.Text();
+  for (const TSetting& setting : summary.end) row(setting.name)[2] = setting.Text();
+  if (rows.size() > 1) Table(rows);
 }
 
 void CPage::Events() {
@@ -209,6 +268,21 @@ void CPage::Panes() {
   } else {
     body += "<p>" + Escaped(error) + "</p>\n";
   }
+  body += "</section>\n";
+}
+
+void CPage::Provenance() {
+  std::vector<std::vector<std::string>> rows = {{"of the run", ""}};
+  for (const auto& [name, value] : provenance.options)
+    rows.push_back({"--" + name, value.String().value_or(value.Text())});
+  for (const auto& [name, value] : provenance.set) rows.push_back({"--set " + name, value});
+  rows.push_back({"seed", std::to_string(provenance.seed)});
+  rows.push_back({"plug-in", provenance.plugin + ", SHA-256 " + provenance.pluginHash});
+  rows.push_back({"application's text", "SHA-256 " + provenance.textHash});
+  for (const auto& [file, hash] : provenance.filesRead) rows.push_back({"read", file + ", SHA-256 " + hash});
+  for (const std::string& file : provenance.filesWritten) rows.push_back({"written", file});
+  body += "<section>\n<h2>Run</h2>\n";
+  Table(rows);
   body += "</section>\n";
 }
 
@@ -248,8 +322,9 @@ void CPage::Licence() {
 
 }  // namespace
 
-std::string ReportPage(const CReport& report, const CRegulatorWatch& watch, bool complete) {
-  return CPage(report, watch, complete).Text();
+std::string ReportPage(const CReport& report, const CRegulatorWatch& watch, const TProvenance& provenance,
+                       bool complete) {
+  return CPage(report, watch, provenance, complete).Text();
 }
 
 }  // namespace workbench

@@ -1,5 +1,6 @@
 #include "workbench/run/observation.h"
 
+#include <algorithm>
 #include <string_view>
 #include <utility>
 
@@ -23,6 +24,26 @@ ERegulatorKind KindOf(const std::vector<runtime::TNamed>& events) {
 
 bool TRegulator::HasBand() const {
   return reference != nullptr && !reference->Band().plus.empty() && !reference->Band().minus.empty();
+}
+
+bool TObserved::IsAtEnd(double output) const {
+  const runtime::TPane& pane = panes[runtime::kOutputPane];
+  const auto [low, high] = std::minmax(pane.rangeFrom, pane.rangeTo);
+  return output <= low || output >= high;
+}
+
+TSample TObserved::Sample(double time) const {
+  const runtime::TPane& wish = panes[runtime::kWishPane];
+  const runtime::TPane& value = panes[runtime::kValuePane];
+  return {time,
+          Wish(),
+          Value(),
+          Output(),
+          std::nullopt,
+          wish.measured != wish.value,
+          value.measured != value.value,
+          IsAtEnd(Output()),
+          band};
 }
 
 CObservation::CObservation(const runtime::CApplication& theApplication, const TReferences& references, TWanted wanted)

@@ -11,8 +11,8 @@
 
 #include "runtime/runtime.h"
 #include "workbench/references.h"
+#include "workbench/run/metrics.h"
 #include "workbench/run/state_reader.h"
-#include "workbench/run/summary.h"
 
 namespace workbench {
 
@@ -33,9 +33,15 @@ struct TObserved {
   std::vector<double> state;
   bool inHand = false;  // it doesn't regulate: its condition doesn't hold, or it tracks; false: not asked for
 
-  double Wish() const { return panes[runtime::kWishPane].value; }
-  double Value() const { return panes[runtime::kValuePane].value; }
+  // As their expressions gave them; what the panes' ranges made of them, the panes
+  // show.
+  double Wish() const { return panes[runtime::kWishPane].measured; }
+  double Value() const { return panes[runtime::kValuePane].measured; }
   double Output() const { return panes[runtime::kOutputPane].value; }
+  // Whether an output would stand at an end of its pane's range.
+  bool IsAtEnd(double output) const;
+  // Without the output before it.
+  TSample Sample(double time) const;
 };
 
 class CObservation {

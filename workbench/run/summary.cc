@@ -1,6 +1,5 @@
 #include "workbench/run/summary.h"
 
-#include <algorithm>
 #include <cmath>
 
 #include "workbench/text.h"
@@ -8,131 +7,109 @@
 namespace workbench {
 namespace {
 
-constexpr double kSettlingBand = 0.02;  // of the change
+constexpr char kNone[] = "–";
 
 std::string Product(const std::string& unit, const char* further) {
   return unit.empty() ? further : unit + "·" + further;
 }
 
-std::string SettlingText(const CRegulatorSummary& summary) {
-  const auto time = summary.SettlingTime();
-  return time ? Quantity(*time, "s") : "not settled";
+std::string Square(const std::string& unit) { return unit.empty() ? unit : unit + "²"; }
+
+std::string Text(const std::optional<double>& figure, const std::string& unit) {
+  return figure ? Quantity(*figure, unit) : kNone;
 }
 
-std::string OvershootText(const CRegulatorSummary& summary, const std::string& unit) {
-  const TOvershoot overshoot = summary.Overshoot();
-  return Quantity(overshoot.amount, overshoot.isShare ? "%" : unit);
+std::string Whole(const std::optional<double>& count) { return count ? std::to_string(std::llround(*count)) : kNone; }
+
+std::string SettlingText(const TFigures& figures) {
+  return figures.responds && !figures.settling ? "not settled" : Text(figures.settling, "s");
 }
 
-std::string OutsideText(const CRegulatorSummary& summary) {
-  const auto time = summary.OutsideBand();
-  if (!time) return "not known";
-  return Quantity(*time, "s") + " (" + Quantity(*summary.OutsideBandShare(), "%") + ")";
+std::string OvershootText(const TFigures& figures, const std::string& unit) {
+  return figures.overshootPercent ? Text(figures.overshootPercent, "%") : Text(figures.overshoot, unit);
+}
+
+std::string OutsideText(const TFigures& figures) {
+  if (!figures.outsideBand) return "not known";
+  return Text(figures.outsideBand, "s") + " (" + Text(figures.outsideBandPercent, "%") + ")";
+}
+
+std::string LimitedText(const std::optional<double>& seconds, double rowSeconds) {
+  return Count(static_cast<std::uint64_t>(std::llround(*seconds / rowSeconds)), "period") + " (" + Text(seconds, "s") +
+         ")";
 }
 
 }  // namespace
 
-void CRegulatorSummary::Feed(const TSample& sample) {
-  const double error = sample.wish - sample.value;
-  absoluteError += std::fabs(error) * period;
-  squaredError += error * error * period;
-  if (sample.output > 0.0) ++plusSteps;
-  if (sample.output < 0.0) ++minusSteps;
-  if (periods > 0) {
-    outputTravel += std::fabs(sample.output - last.output);
-    if (sample.output != last.output) ++switchings;
-  }
-  if (sample.band) {
-    bandKnown = true;
-    if (sample.value > sample.wish + sample.band->plus || sample.value < sample.wish - sample.band->minus)
-      ++outsidePeriods;
-  }
-  FollowWish(sample);
-  FollowValue(sample);
-  last = sample;
-  ++periods;
-}
-
-void CRegulatorSummary::FollowWish(const TSample& sample) {
-  const bool changed = periods > 0 && sample.wish != last.wish;
-  if (periods == 0) {
-    changeFrom = sample.value;
-  } else if (changed && !wishChangedJust) {
-    changeFrom = last.wish;
-  }
-  if (periods == 0 || changed) {
-    changeTo = sample.wish;
-    changeTime = sample.time;
-    excursion = 0.0;
-    settled.reset();
-  }
-  wishChanged = wishChanged || changed;
-  wishChangedJust = changed;
-}
-
-void CRegulatorSummary::FollowValue(const TSample& sample) {
-  const double change = changeTo - changeFrom;
-  const double beyond = sample.value - changeTo;
-  // Without a direction, as when a ramp came back, either side counts.
-  const double signedBeyond = change > 0.0 ? beyond : change < 0.0 ? -beyond : std::fabs(beyond);
-  excursion = std::max(excursion, signedBeyond);
-  if (std::fabs(beyond) > kSettlingBand * std::fabs(change)) {
-    settled.reset();
-  } else if (!settled) {
-    settled = sample.time;
-  }
-}
-
-TOvershoot CRegulatorSummary::Overshoot() const {
-  const double change = std::fabs(changeTo - changeFrom);
-  if (!wishChanged || change == 0.0) return {excursion, false};
-  return {excursion / change * 100.0, true};
-}
-
-std::optional<double> CRegulatorSummary::SettlingTime() const {
-  if (!settled) return std::nullopt;
-  return *settled - changeTime;
-}
-
-double CRegulatorSummary::Share(std::uint64_t part) const {
-  return periods == 0 ? 0.0 : static_cast<double>(part) / static_cast<double>(periods) * 100.0;
-}
-
-std::optional<double> CRegulatorSummary::OutsideBand() const {
-  if (!bandKnown) return std::nullopt;
-  return static_cast<double>(outsidePeriods) * period;
-}
-
-std::optional<double> CRegulatorSummary::OutsideBandShare() const {
-  if (!bandKnown) return std::nullopt;
-  return Share(outsidePeriods);
-}
-
-std::vector<std::vector<std::string>> ReportRows(const CRegulatorSummary& summary, const TRegulatorReport& report) {
-  const std::string& unit = report.quantityUnit;
-  const std::string finalError = Quantity(summary.FinalError(), unit);
+std::vector<std::vector<std::string>> FigureRows(ERegulatorKind kind, const TFigures& figures,
+                                                 const TFigureUnits& units) {
+  const std::string& unit = units.quantity;
   std::vector<std::vector<std::string>> rows;
-  switch (report.kind) {
+  const std::string finalError = Text(figures.finalError, unit);
+  switch (kind) {
     case ERegulatorKind::kContinuous:
-      rows.push_back({"final error", finalError, "IAE", Quantity(summary.AbsoluteError(), Product(unit, "s")), "ISE",
-                      Quantity(summary.SquaredError(), Product(unit.empty() ? unit : unit + "²", "s"))});
-      rows.push_back({"overshoot", OvershootText(summary, unit), "settling time (2 %)", SettlingText(summary),
-                      "output travel", Quantity(summary.OutputTravel(), report.outputUnit)});
+      rows.push_back({"final error", finalError, "IAE", Text(figures.absoluteError, Product(unit, "s")), "ISE",
+                      Text(figures.squaredError, Product(Square(unit), "s"))});
+      // A wish that moves is followed: there is no change to answer.
+      rows.push_back(figures.overshoot ? std::vector<std::string>{"overshoot", OvershootText(figures, unit),
+                                                                  "settling time (2 %)", SettlingText(figures)}
+                                       : std::vector<std::string>{"mean error", Text(figures.meanError, unit),
+                                                                  "largest error", Text(figures.largestError, unit)});
+      rows.back().insert(rows.back().end(), {"output travel", Text(figures.travel, units.output)});
       break;
     case ERegulatorKind::kTwoState:
-      rows.push_back({"final error", finalError, "outside the band", OutsideText(summary)});
-      rows.push_back({"switchings", std::to_string(summary.Switchings()), "duty", Quantity(summary.Duty(), "%")});
+      rows.push_back({"final error", finalError, "outside the band", OutsideText(figures)});
+      rows.push_back({"switchings", Whole(figures.switchings), "duty", Text(figures.duty, "%")});
       break;
     case ERegulatorKind::kIncremental:
-      rows.push_back({"final error", finalError, "outside the band", OutsideText(summary)});
-      rows.push_back({"steps",
-                      std::to_string(summary.PlusSteps()) + " plus, " + std::to_string(summary.MinusSteps()) + " minus",
-                      "valve travel", Quantity(summary.ValveTravel(), "s")});
+      rows.push_back({"final error", finalError, "outside the band", OutsideText(figures)});
+      rows.push_back({"steps", Whole(figures.plusSteps) + " plus, " + Whole(figures.minusSteps) + " minus",
+                      "valve travel", Text(figures.valveTravel, "s")});
       break;
   }
-  if (report.wishLimited > 0 || report.valueLimited > 0) {
-    rows.push_back(
-        {"wish limited", Count(report.wishLimited, "period"), "value limited", Count(report.valueLimited, "period")});
+  std::vector<std::string> ends;
+  if (figures.wishLimited.value_or(0.0) > 0.0 || figures.valueLimited.value_or(0.0) > 0.0) {
+    ends = {"wish limited", LimitedText(figures.wishLimited, units.rowSeconds), "value limited",
+            LimitedText(figures.valueLimited, units.rowSeconds)};
+  }
+  if (figures.saturated.value_or(0.0) > 0.0) ends.insert(ends.end(), {"saturated", Text(figures.saturated, "s")});
+  if (!ends.empty()) rows.push_back(std::move(ends));
+  return rows;
+}
+
+std::vector<std::vector<std::string>> WindowRows(ERegulatorKind kind, const std::vector<TWindow>& windows,
+                                                 const TFigureUnits& units) {
+  std::vector<std::string> heading = {"window", "from", "to", "final error", "largest error"};
+  switch (kind) {
+    case ERegulatorKind::kContinuous:
+      heading.insert(heading.end(), {"IAE", "overshoot", "settling", "travel"});
+      break;
+    case ERegulatorKind::kTwoState:
+      heading.insert(heading.end(), {"outside the band", "switchings", "duty"});
+      break;
+    case ERegulatorKind::kIncremental:
+      heading.insert(heading.end(), {"outside the band", "plus", "minus", "valve travel"});
+      break;
+  }
+  std::vector<std::vector<std::string>> rows = {std::move(heading)};
+  for (const TWindow& window : windows) {
+    const TFigures& figures = window.figures;
+    std::vector<std::string> row = {window.name, Seconds(window.from) + " s", Seconds(window.to) + " s",
+                                    Text(figures.finalError, ""), Text(figures.largestError, "")};
+    switch (kind) {
+      case ERegulatorKind::kContinuous:
+        row.insert(row.end(), {Text(figures.absoluteError, ""), OvershootText(figures, units.quantity),
+                               SettlingText(figures), Text(figures.travel, "")});
+        break;
+      case ERegulatorKind::kTwoState:
+        row.insert(row.end(), {OutsideText(figures), Whole(figures.switchings), Text(figures.duty, "%")});
+        break;
+      case ERegulatorKind::kIncremental:
+        row.insert(row.end(), {OutsideText(figures), Whole(figures.plusSteps), Whole(figures.minusSteps),
+                               Text(figures.valveTravel, "s")});
+        break;
+    }
+    rows.push_back(std::move(row));
   }
   return rows;
 }
