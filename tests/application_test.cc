@@ -102,7 +102,7 @@ TEST(Application, ConditionsAreWholeExpressions) {
         "data yes : boolean = true; no : boolean; u : real; end_data;\ninstrument pid_regulator p\n"
         "expression = 0; wish_value = 50; output = u; parameters param_1 = 1; end_parameters;\ncondition = " +
         std::string(row.condition) + ";\nend_instrument;");
-    run.Steps(2);
+    run.Steps(3);
     EXPECT_EQ(run.Value("u") != 0.0, row.holds) << row.condition;
   }
 }
