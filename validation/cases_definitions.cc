@@ -105,6 +105,8 @@ void Over(CProbe& probe) {
     const CBalance balance;
     {
       const auto fresh = MakeTestbed(probe, texts, text);
+      // Reading an application places what has no position; reading anew does not.
+      probe.Expect(fresh->ReadAgain(fresh->State().end), "a definition is refused at the second reading");
       probe.Doing("reading a definition over another");
       const CTestbed testbed(probe, texts.Data(), texts.Fullest(),
                              "instrument " + probe.ClassName() + " other " + text + " end_instrument;\n");
