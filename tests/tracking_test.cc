@@ -58,12 +58,12 @@ struct THandOver {
 };
 
 void ExpectNoBump(const THandOver& row) {
-  constexpr const char* kLaws[] = {"classical", "classicalDelay", "takahashi", "takahashiDelay", "variable"};
+  constexpr const char* kLawNames[] = {"classical", "classicalDelay", "takahashi", "takahashiDelay", "variable"};
   constexpr double kRange = 100;
   const std::string parameters =
       row.law == 5 ? "adaptive = true; param_1 = 0.8; param_2 = 0.3; " : "param_1 = 2; param_2 = 20; param_3 = 5; ";
   CRun run(OneRegulator("pid_regulator", std::string(row.inverse ? "inverse; " : "") + kTracks + "parameters " +
-                                             parameters + "regulator_type = " + kLaws[row.law - 1] +
+                                             parameters + "regulator_type = " + kLawNames[row.law - 1] +
                                              "; end_parameters;"));
   ASSERT_TRUE(run.IsRead()) << run.Diagnostics();
   if (row.law == 5) run.Call("reg", "SetRegulatorType__n", {1});

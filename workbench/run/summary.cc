@@ -7,7 +7,7 @@
 namespace workbench {
 namespace {
 
-constexpr char kNone[] = "–";
+constexpr char kNoFigure[] = "–";
 
 std::string Product(const std::string& unit, const char* further) {
   return unit.empty() ? further : unit + "·" + further;
@@ -16,10 +16,12 @@ std::string Product(const std::string& unit, const char* further) {
 std::string Square(const std::string& unit) { return unit.empty() ? unit : unit + "²"; }
 
 std::string Text(const std::optional<double>& figure, const std::string& unit) {
-  return figure ? Quantity(*figure, unit) : kNone;
+  return figure ? Quantity(*figure, unit) : kNoFigure;
 }
 
-std::string Whole(const std::optional<double>& count) { return count ? std::to_string(std::llround(*count)) : kNone; }
+std::string Whole(const std::optional<double>& count) {
+  return count ? std::to_string(std::llround(*count)) : kNoFigure;
+}
 
 std::string SettlingText(const TFigures& figures) {
   return figures.responds && !figures.settling ? "not settled" : Text(figures.settling, "s");
