@@ -9,7 +9,7 @@ namespace {
 
 using tests::CRun;
 
-const std::string kData =
+const std::string kHostileElements =
     "data r : real; b : boolean; i : integer; ra : real[3]; ba : boolean[2]; computed : real; cb : boolean; end_data; "
     "process computed = 1; cb = true; end_process;\n";
 
@@ -64,7 +64,7 @@ TEST(HostileText, EndsInAClearErrorSoon) {
   }
 }
 
-const std::string kGood = kData +
+const std::string kGood = kHostileElements +
                           "application good period = 0.5; end_application;\n"
                           "instrument pid_regulator t expression = ra[i] + 1; wish_value = r; condition = b; "
                           "manual = 2; output = ra[i + 1]; receivers = u, v;\n"

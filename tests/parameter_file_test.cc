@@ -24,7 +24,7 @@ using tests::ParameterFile;
 using tests::ReadFile;
 using tests::TLearnt;
 
-constexpr TLearnt kFresh = {0.1, 0.1, 0.1, 0.2, 0.2, 0.5, 1.0};
+constexpr TLearnt kFreshRun = {0.1, 0.1, 0.1, 0.2, 0.2, 0.5, 1.0};
 constexpr TLearnt kOther = {-0.3, 1.25, 0.0625, -0.40625, 3e-5, 0.75, 2.5};
 
 std::string Adaptive(const std::string& entries, const std::string& law = "takahashi") {
@@ -54,7 +54,7 @@ TEST(ParameterFile, HoldsSixtyBytes) {
   for (int i = 0; i < 2; ++i) expected += "\x9A\x99\x99\x99\x99\x99\xC9\x3F";
   expected += std::string("\0\0\0\0\0\0\xE0\x3F", 8) + std::string("\0\0\0\0\0\0\xF0\x3F", 8);
   EXPECT_EQ(ReadFile(folder.Path("reg.par")), expected);
-  EXPECT_EQ(ParameterFile(2, kFresh), expected);
+  EXPECT_EQ(ParameterFile(2, kFreshRun), expected);
 }
 
 TEST(ParameterFile, IsWrittenByTheTwoEventsAlone) {
@@ -75,7 +75,7 @@ TEST(ParameterFile, NeedsANameAndGetsItsFolder) {
   CRun named(folder, "named.lbx", Adaptive("file_name = \"kept/deep/reg.par\";"));
   EXPECT_FALSE(fs::exists(folder.Path("kept")));
   named->End();
-  EXPECT_EQ(ReadFile(folder.Path("kept/deep/reg.par")), ParameterFile(2, kFresh));
+  EXPECT_EQ(ReadFile(folder.Path("kept/deep/reg.par")), ParameterFile(2, kFreshRun));
   EXPECT_EQ(std::distance(fs::directory_iterator(folder.Path("kept/deep")), fs::directory_iterator()), 1);
   EXPECT_EQ(std::distance(fs::directory_iterator(folder.Path(".")), fs::directory_iterator()), 3);
 }
@@ -113,7 +113,7 @@ TEST(ParameterFile, OfAnotherLawOrNoneIsPassedOverInSilence) {
     const CFolder folder;
     if (law != 0) folder.Write("reg.par", ParameterFile(law, kOther));
     CRun run(folder, "test.lbx", kNamed);
-    ExpectModel(run, kFresh);
+    ExpectModel(run, kFreshRun);
     EXPECT_TRUE(run.messages.empty());
   }
 }
@@ -144,10 +144,10 @@ TEST(ParameterFile, ThatIsNotWholeAndFiniteIsRefused) {
     ASSERT_EQ(run.messages.size(), 1u);
     EXPECT_EQ(run.messages[0].instrument, "reg");
     EXPECT_EQ(run.messages[0].text, "Soubor parametrů odmítnut");
-    ExpectModel(run, kFresh);
+    ExpectModel(run, kFreshRun);
     EXPECT_EQ(ReadFile(folder.Path("reg.par")), files[i]);
     Keep(run);
-    EXPECT_EQ(ReadFile(folder.Path("reg.par")), ParameterFile(2, kFresh));
+    EXPECT_EQ(ReadFile(folder.Path("reg.par")), ParameterFile(2, kFreshRun));
   }
 }
 
@@ -248,7 +248,7 @@ TEST(ParameterFile, AreWholeAndTheFaultIsTold) {
     std::string expected = said;
     if (act == kReading) {
       EXPECT_TRUE(run.ReadAgain(0, run.State().instruments[0].end));
-      ExpectModel(run, succeeds ? kOther : kFresh);
+      ExpectModel(run, succeeds ? kOther : kFreshRun);
     } else {
       runtime::KeepLearnt(run.State(), vcore::kKeepOnRequest);
       if (!expected.empty()) expected = "'reg.par' can't be written: " + expected;
@@ -258,7 +258,7 @@ TEST(ParameterFile, AreWholeAndTheFaultIsTold) {
       run.State().files.disk = &runtime::SystemDisk();
       Keep(run);
     }
-    EXPECT_EQ(ReadFile(folder.Path("reg.par")), ParameterFile(2, act == kSaving && succeeds ? kFresh : kOther));
+    EXPECT_EQ(ReadFile(folder.Path("reg.par")), ParameterFile(2, act == kSaving && succeeds ? kFreshRun : kOther));
     EXPECT_EQ(FilesIn(folder), 2);
   }
 }
@@ -275,11 +275,11 @@ TEST(ParameterFile, AreWholeWhereverTheirWritingEnds) {
     CFaultyDisk disk({kAnyCall, calls, kAll, EIO});
     run.State().files.disk = &disk;
     Keep(run);
-    EXPECT_EQ(ReadFile(folder.Path("reg.par")), ParameterFile(2, calls < 10 ? kOther : kFresh));
+    EXPECT_EQ(ReadFile(folder.Path("reg.par")), ParameterFile(2, calls < 10 ? kOther : kFreshRun));
     // What was left beside the file goes with the next save.
     run.State().files.disk = &runtime::SystemDisk();
     Keep(run);
-    EXPECT_EQ(ReadFile(folder.Path("reg.par")), ParameterFile(2, kFresh));
+    EXPECT_EQ(ReadFile(folder.Path("reg.par")), ParameterFile(2, kFreshRun));
     EXPECT_EQ(FilesIn(folder), 2);
   }
 }
@@ -345,7 +345,7 @@ TEST(ParameterFile, StayBelowTheFolder) {
     fs::create_directory(folder.Path("real"));
     fs::create_directory_symlink("./real/../real", folder.Path("kept"));
     Keep(run);
-    EXPECT_EQ(ReadFile(folder.Path("real/deep/reg.par")), ParameterFile(2, kFresh));
+    EXPECT_EQ(ReadFile(folder.Path("real/deep/reg.par")), ParameterFile(2, kFreshRun));
   }
   for (const std::string& name :
        {std::string(256, 'x'), std::string(120, 'x') + "/" + std::string(120, 'y') + "/zzzz"}) {

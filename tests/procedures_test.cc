@@ -49,7 +49,7 @@ const std::vector<TProcedureCase> kPid = {
 };
 
 // The first four are boolean_regulator's.
-const std::vector<TProcedureCase> kStep = {
+const std::vector<TProcedureCase> kStepProcedures = {
     {"SetDivergenceMinus__R", "SetDivergenceMinus( DivMinus : real )"},
     {"GetDivergenceMinus__R", "GetDivergenceMinus( &DivMinus : real )"},
     {"SetDivergencePlus__R", "SetDivergencePlus( DivPlus : real )"},
@@ -102,9 +102,9 @@ TEST(Procedures, OfAContinuousRegulatorDependOnItsLaw) {
 
 TEST(Procedures, OfTheOthersAreAlwaysThere) {
   CRun two(OneRegulator("boolean_regulator", ""));
-  ExpectTable(two.Object("reg"), std::span(kStep).first(4), kNotVariable);
+  ExpectTable(two.Object("reg"), std::span(kStepProcedures).first(4), kNotVariable);
   CRun step(OneRegulator("step_regulator", ""));
-  ExpectTable(step.Object("reg"), kStep, kNotVariable);
+  ExpectTable(step.Object("reg"), kStepProcedures, kNotVariable);
 }
 
 TEST(Procedures, EventsAreDescribedForEachClass) {

@@ -12,7 +12,7 @@ using tests::Loopbox;
 using tests::Shell;
 using tests::TOutcome;
 
-constexpr char kGood[] =
+constexpr char kGoodText[] =
     "application good period = 0.5; duration = 2; end_application;\n"
     "data w : real = 5; on : boolean; a : real[2]; p : real; end_data;\n"
     "instrument pid_regulator heater expression = p; wish_value = w; output = p;\n"
@@ -27,7 +27,7 @@ class Program : public testing::Test {
   }
 
   const tests::CFolder folder;
-  const std::string good = folder.Write("good.lbx", kGood);
+  const std::string good = folder.Write("good.lbx", kGoodText);
 };
 
 TEST_F(Program, SaysWhatIsWrongAndExitsWithItsStatus) {
@@ -192,7 +192,7 @@ TEST_F(Program, SaysWhatIsWrongAndExitsWithItsStatus) {
     SCOPED_TRACE(row.arguments);
     ExpectOutcome(Call(row.arguments), row.status, row.parts);
   }
-  EXPECT_EQ(tests::ReadFile(good), kGood);
+  EXPECT_EQ(tests::ReadFile(good), kGoodText);
 }
 
 // Nothing of what a text, a file's name or a column says moves a cursor, hides or

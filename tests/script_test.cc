@@ -12,7 +12,7 @@ namespace {
 using tests::CRun;
 using tests::ExpectParts;
 
-constexpr char kData[] =
+constexpr char kScriptData[] =
     "application a period = 1; duration = 100; end_application;\n"
     "data w : real = 50; x : real; u : real; n : integer = 3; f : boolean; z : real[3] = [1, 2, 3];\n"
     "on : boolean; plus : boolean; minus : boolean; end_data;\n"
@@ -24,7 +24,7 @@ constexpr char kData[] =
     "inactive_hit = 0; end_instrument;\n";
 // A script that is put in begins in line 9.
 
-std::string WithScript(const std::string& script) { return kData + ("script\n" + script) + "\nend_script;\n"; }
+std::string WithScript(const std::string& script) { return kScriptData + ("script\n" + script) + "\nend_script;\n"; }
 
 // What it prints in a callback of the first period, lines joined by "|".
 std::string Printed(const std::string& statements, std::uint64_t seed = 1) {
@@ -221,7 +221,7 @@ TEST(Script, CannotStopTheLoop) {
       {"return 'high'", "number expected, got string"},
       {"return 0/0", "returned what is not a finite number"},
   };
-  CRun undisturbed(kData);
+  CRun undisturbed(kScriptData);
   undisturbed.Steps(2);
   for (const auto& [body, message] : faults) {
     for (const char* event : {"OnOutput", "OnOutputChange"}) {
@@ -258,7 +258,7 @@ TEST(Script, IsEndedWhereverItIs) {
       {"while true do pcall(function() return heater[('x'):rep(1e6)] end) end", "the script ran too long", 2},
       {"while true do save() end", "the script ran too long", 2},
   };
-  CRun undisturbed(kData);
+  CRun undisturbed(kScriptData);
   undisturbed.Steps(2);
   runtime::TReadOptions options;
   options.scriptTime = 0.05;
@@ -314,7 +314,7 @@ TEST(Script, IsLeftThroughCallsInsideCalls) {
                       "function heater.OnOutput(u) data.n = 4 data.f = true return 1 end"),
            options);
   current = &run;
-  CRun undisturbed(kData);
+  CRun undisturbed(kScriptData);
   run.Steps(3);
   undisturbed.Steps(3);
   EXPECT_EQ(inside.rfind("line 9: the script did not come back", 0), 0u) << inside;
@@ -390,9 +390,9 @@ TEST(Script, IsEndedWhileItIsCompiled) {
 TEST(Script, MayStandInManyBlocks) {
   std::string blocks;
   for (int i = 0; i < 2000; ++i) blocks += "script\ndata.n = data.n + 1\nend_script;\n";
-  CRun run(kData + blocks);
+  CRun run(kScriptData + blocks);
   EXPECT_EQ(run.Value("n"), 2003.0);
-  CRun far(kData + std::string(5'000'000, '\n') + blocks);
+  CRun far(kScriptData + std::string(5'000'000, '\n') + blocks);
   ExpectParts(far.Diagnostics(), {"too many script blocks so far down the text: join them"});
 }
 

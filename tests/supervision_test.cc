@@ -16,7 +16,7 @@ using tests::OneRegulator;
 
 using TModel = std::vector<double>;
 
-std::string Adaptive(const std::string& parameters) {
+std::string AdaptiveLoop(const std::string& parameters) {
   return OneRegulator("pid_regulator", "parameters adaptive = true; " + parameters + " end_parameters;");
 }
 
@@ -69,7 +69,7 @@ TEST(Supervision, StartsAboveFivePercentOfTheWishPane) {
 
 TEST(Supervision, WaitsStepsAndChecks) {
   for (const std::string refil : {"false", "true"}) {
-    CRun run(Adaptive("refil = " + refil + ";"));
+    CRun run(AdaptiveLoop("refil = " + refil + ";"));
     std::mt19937 random(3);
     const auto noise = [&random] { return std::uniform_real_distribution<double>(20.0, 80.0)(random); };
     // The counter's states: 0, two waiting periods, steps at 3 to 21, the check. The
@@ -88,7 +88,7 @@ TEST(Supervision, StopsWhenTheLastStepMovedTheModelByAThousandthAtMost) {
   int byTheFirst = 0;  // theta 0, which type 1 alone moves, and nothing else
   for (int trial = 0; trial < 120; ++trial) {
     const bool refil = trial % 2 == 0;
-    CRun run(Adaptive(refil ? "refil = true;" : ""));
+    CRun run(AdaptiveLoop(refil ? "refil = true;" : ""));
     double* const theta = Theta(run);
     run.Steps(1);
     run.Call("reg", "RunIdentification__", {});
@@ -125,7 +125,7 @@ TEST(Supervision, StopsWhenTheLastStepMovedTheModelByAThousandthAtMost) {
 }
 
 TEST(Supervision, ObeysTheApplication) {
-  CRun run(Adaptive(""));
+  CRun run(AdaptiveLoop(""));
   run.Steps(3);
   EXPECT_FALSE(IsRunning(run));
   const auto rests = [&run] {
@@ -169,11 +169,11 @@ void ExpectFiniteState(const CRun& run) {
 double Wave(int k) { return 50.0 + 30.0 * ((k * 7919) % 101 - 50) / 50.0; }
 
 // By code.
-const char* const kLaws[] = {"classical", "takahashi", "classicalDelay", "takahashiDelay", "variable"};
+const char* const kTunedLaws[] = {"classical", "takahashi", "classicalDelay", "takahashiDelay", "variable"};
 
 TEST(Supervision, OutlivesAHundredThousandPeriodsOfConstantInputs) {
   for (const std::string refil : {"false", "true"}) {
-    CRun run(Adaptive("refil = " + refil + ";"));
+    CRun run(AdaptiveLoop("refil = " + refil + ";"));
     run.SetValue("x", 20.0);
     run.Steps(100000);
     ExpectSound(run);
@@ -190,7 +190,7 @@ TEST(Supervision, OutlivesAHundredThousandPeriodsOfConstantInputs) {
 // A broken sensor, in every state of the counter and before it.
 TEST(Supervision, BridgesASensorWithoutAFiniteValue) {
   for (int from = 0; from < 30; ++from) {
-    std::string text = Adaptive("");
+    std::string text = AdaptiveLoop("");
     text.replace(text.find("expression = x;"), 15, "expression = if(hand > 0, sqrt(0 - hand), x);");
     CRun run(text);
     for (int k = 0; k < 60; ++k) {
@@ -223,7 +223,7 @@ const tests::TLearnt kModels[] = {
 // A regulator that finds that in its file.
 CRun Loaded(const CFolder& folder, std::uint32_t law, const tests::TLearnt& learnt, const std::string& parameters) {
   folder.Write("reg.par", tests::ParameterFile(law, learnt));
-  return CRun(folder, "test.lbx", Adaptive("file_name = \"reg.par\"; " + parameters));
+  return CRun(folder, "test.lbx", AdaptiveLoop("file_name = \"reg.par\"; " + parameters));
 }
 
 TEST(Supervision, EnduresAnyFiniteModel) {
@@ -233,7 +233,7 @@ TEST(Supervision, EnduresAnyFiniteModel) {
       for (const std::string refil : {"false", "true"}) {
         SCOPED_TRACE(testing::Message() << "model " << model << ", law " << law << ", refil " << refil);
         CRun run =
-            Loaded(folder, law, kModels[model], "refil = " + refil + "; regulator_type = " + kLaws[law - 1] + ";");
+            Loaded(folder, law, kModels[model], "refil = " + refil + "; regulator_type = " + kTunedLaws[law - 1] + ";");
         ASSERT_EQ(Model(run)[0], kModels[model][1]);
         for (int k = 0; k < 300; ++k) {
           run.SetValue("x", Wave(k));
@@ -252,7 +252,8 @@ TEST(Supervision, CancelsWhatIsNotFiniteOnceAndKeepsTheModel) {
   // A synthesis that divides by a critical gain of zero, at rest: told where its
   // result counts, from the first period that identifies.
   for (const std::uint32_t law : {1u, 5u}) {
-    CRun run = Loaded(folder, law, kModels[4], "refil = true; regulator_type = " + std::string(kLaws[law - 1]) + ";");
+    CRun run =
+        Loaded(folder, law, kModels[4], "refil = true; regulator_type = " + std::string(kTunedLaws[law - 1]) + ";");
     run.Steps(100);
     EXPECT_TRUE(run.messages.empty()) << law;
     if (law == 5) run.Call("reg", "SetRegulatorType__n", {1.0});

@@ -15,13 +15,13 @@ CStateReader::CStateReader(const std::vector<runtime::TStateColumn>& columns) {
 }
 
 void CStateReader::Read(const runtime::CInstrumentHandle& instrument, std::vector<double>* values) {
-  constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+  constexpr double kUnresolved = std::numeric_limits<double>::quiet_NaN();
   values->clear();
   for (const TCall& call : calls) {
     arguments.assign(call.columns[0].argumentCount, 0.0);
     const bool resolves = instrument.Call(call.procedure, &arguments);
     for (const runtime::TStateColumn& column : call.columns) {
-      const double answer = resolves ? arguments[column.argument] : kNone;
+      const double answer = resolves ? arguments[column.argument] : kUnresolved;
       values->push_back(column.negate ? -answer : answer);
     }
   }
