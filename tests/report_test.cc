@@ -170,7 +170,8 @@ TEST(Report, ShowsWhatTheApplicationSaysAsText) {
   ExpectParts(html,
               {"alarm: value above its high limit", "SetParameters(2, 20, 0)", "u = 3", "&lt;!-- &lt;script&gt;"});
 
-  const std::string walked = Browse("--dump-dom", folder.Write("walked.html", Probed(html, kHostileData)));
+  const std::string walked =
+      Browse("--window-size=1200,2000 --dump-dom", folder.Write("walked.html", Probed(html, kHostileData)));
   EXPECT_EQ(Found(walked, "hacked"), "undefined");
   EXPECT_EQ(Found(walked, "markup"), "0");
   EXPECT_EQ(Found(walked, "violations"), "0");
