@@ -123,7 +123,7 @@ TEST(Report, IsDrawnZoomedAndAsksForNothing) {
   Browse("--window-size=1200,1600 --hide-scrollbars --screenshot=" + tests::BuildPath("report.png"), page);
   EXPECT_GT(std::filesystem::file_size(tests::BuildPath("report.png")), 20'000u);
 
-  const std::string dump = Browse("--dump-dom", folder.Write("probed.html", Probed(html)));
+  const std::string dump = Browse("--window-size=1200,2000 --dump-dom", folder.Write("probed.html", Probed(html)));
   EXPECT_EQ(Found(dump, "plots"), "2");
   EXPECT_EQ(Found(dump, "drawn"), "2");
   EXPECT_NE(Found(dump, "before"), "");
