@@ -15,13 +15,13 @@ namespace {
 using tests::CRun;
 using tests::OneRegulator;
 
-enum TWhen { kAlways, kNotVariable, kVariable };
+enum EWhen { kAlways, kNotVariable, kVariable };
 
 // Its place in a table is the identifier.
 struct TProcedureCase {
   std::string name;
   std::string description;  // empty: not listed
-  TWhen when = kAlways;
+  EWhen when = kAlways;
 };
 
 const std::vector<TProcedureCase> kPid = {
@@ -64,7 +64,7 @@ std::uint32_t IdOf(hx_vinst::CInstrument& object, const std::string& name) {
 }
 
 // What is wrong with names, identifiers and capacities is the conformance check's.
-void ExpectTable(hx_vinst::CInstrument& object, std::span<const TProcedureCase> table, TWhen now) {
+void ExpectTable(hx_vinst::CInstrument& object, std::span<const TProcedureCase> table, EWhen now) {
   const auto past = static_cast<std::uint32_t>(table.size());
   for (std::uint32_t id = 0; id < past; ++id) {
     const TProcedureCase& procedure = table[id];

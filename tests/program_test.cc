@@ -161,10 +161,8 @@ TEST_F(Program, SaysWhatIsWrongAndExitsWithItsStatus) {
        {":3:13: warning: the duration is no multiple of the period: the last period ends at 9.9 s",
         ":5:28: warning: a delay of a negative time is none", ":6:2: warning: this line reads what it computes",
         ":6:18: warning: a step of 0.03 s is too long for a rate of 100 1/s: substeps = 30 would do",
-        ":9:12: warning: the gain of a has the wrong sign: a higher heat raises t, and a t above the wish makes heat "
-        "higher",
-        ":10:1: warning: the gain of b has the wrong sign: a higher cool lowers v, and a v above the wish makes cool "
-        "lower",
+        ":9:12: warning: the gain of a has the wrong sign: a higher heat raises t, and a t above the wish makes heat",
+        ":10:1: warning: the gain of b has the wrong sign: a higher cool lowers v, and a v above the wish makes cool",
         ":14:2: warning: nothing computes lone, which d regulates"}},
       {"run DIRloops.lbx", 0, {"t=0.3 s  process: line 6: a step of 0.03 s is too long"}},
       {"check DIRcold.lbx; ls DIRc.par",
