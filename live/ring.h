@@ -1,0 +1,57 @@
+// Small records that one process hands to another, in their order.
+#ifndef LOOPBOX_LIVE_RING_H
+#define LOOPBOX_LIVE_RING_H
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+#include "live/shared_block.h"
+
+namespace live {
+
+// One process puts records in, one takes them out, and neither waits: of a full ring
+// the one who puts is told.
+template <typename T, std::size_t kCapacity>
+class CRing {
+ public:
+  static constexpr std::size_t Bytes() { return PlaceBytes(sizeof(TShared)); }
+
+  // In a block that outlives it.
+  explicit CRing(CSharedBlock& block) : shared(block.Place<TShared>()) {}
+
+  // False when it is full.
+  bool Put(const T& record) {
+    const std::uint64_t end = shared->put.load(std::memory_order_relaxed);
+    if (end - shared->taken.load(std::memory_order_acquire) == kCapacity) return false;
+    shared->records[end % kCapacity] = record;
+    shared->put.store(end + 1, std::memory_order_release);
+    return true;
+  }
+
+  // False when it is empty.
+  bool Take(T* record) {
+    const std::uint64_t begin = shared->taken.load(std::memory_order_relaxed);
+    if (begin == shared->put.load(std::memory_order_acquire)) return false;
+    *record = shared->records[begin % kCapacity];
+    shared->taken.store(begin + 1, std::memory_order_release);
+    return true;
+  }
+
+ private:
+  static_assert(std::is_trivially_copyable_v<T>);
+  static_assert(std::atomic<std::uint64_t>::is_always_lock_free);
+
+  struct TShared {
+    alignas(kPlaceAlignment) std::atomic<std::uint64_t> put{0};
+    alignas(kPlaceAlignment) std::atomic<std::uint64_t> taken{0};
+    T records[kCapacity] = {};
+  };
+
+  TShared* shared;
+};
+
+}  // namespace live
+
+#endif

@@ -1,0 +1,293 @@
+#include "plant/modbus/modbus_link.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "live/clock.h"
+#include "plant/scale.h"
+
+namespace plant {
+namespace {
+
+template <typename TPoints>
+std::vector<TRegisters> RegistersOf(const TPoints& points) {
+  std::vector<TRegisters> registers;
+  for (const auto& point : points) registers.push_back(point.point.registers);
+  return registers;
+}
+
+}  // namespace
+
+CModbusLink::CModbusLink(const TConnection& theConnection, CShare& theShare, const CControl& theControl,
+                         std::shared_ptr<CLine> theLine)
+    : CLink(theConnection, theShare, theControl),
+      line(std::move(theLine)),
+      polls(ReadRequests(RegistersOf(theConnection.inputs), theConnection.gap)),
+      written(theConnection.outputs.size()) {}
+
+void CModbusLink::Drive() {
+  const double every = connection.every > 0.0 ? connection.every : control.Period();
+  nextPoll = live::Now();
+  while (!control.IsEnding()) {
+    if (!isConnected && live::Now() >= nextTry) Connect();
+    if (isConnected && isReady) WriteWhatChanged();
+    if (live::Now() >= nextPoll) {
+      if (!isConnected) {
+        share.state->missed.fetch_add(1);
+      } else if (control.MayAsk(connection.timeout)) {
+        Poll();
+      }
+      // What couldn't be done in its time is left out.
+      nextPoll += every;
+      const double late = std::floor((live::Now() - nextPoll) / every) + 1.0;
+      if (late >= 1.0) {
+        share.state->missed.fetch_add(static_cast<std::uint64_t>(late));
+        nextPoll += late * every;
+      }
+    }
+    Wait(isConnected ? nextPoll : std::min(nextPoll, nextTry));
+  }
+}
+
+void CModbusLink::Connect() {
+  std::string error;
+  if (!line->Connect(&error)) {
+    failures = std::max(failures, 1);  // no trying at once
+    NoteFailure(error);
+    return;
+  }
+  if (wasConnected) share.state->reconnections.fetch_add(1);
+  isConnected = wasConnected = true;
+  std::fill(written.begin(), written.end(), TWritten());
+  if (isReady) {
+    SetWatchdog();
+  } else {
+    ReadBack();
+  }
+}
+
+void CModbusLink::Lose(const std::string& error) {
+  // Units that share the line go on with it.
+  if (!connection.serial) line->Close();
+  isConnected = false;
+  NoteFailure(error);
+}
+
+bool CModbusLink::Poll() {
+  for (TWritten& output : written) {
+    if (output.wasRefused) output = TWritten();
+  }
+  bool isGood = true;
+  std::vector<std::uint16_t> words;
+  for (const TRequest& request : polls) {
+    if (control.IsEnding() || !control.MayAsk(connection.timeout)) return true;
+    if (isReady && !WriteWhatChanged()) return false;
+    words.assign(request.count, 0);
+    std::string error;
+    const double before = live::Now();
+    const EAnswer answer =
+        line->Read(connection.unit, request.table, request.address, request.count, words.data(), &error);
+    if (answer == EAnswer::kMissed) {
+      share.state->missed.fetch_add(1);
+      Lose(error);
+      return false;
+    }
+    NoteRoundTrip(live::Now() - before);
+    const std::string subject = "read " + std::to_string(request.points[0]);
+    if (answer == EAnswer::kRefused) {
+      isGood = false;
+      for (const std::size_t input : request.points) readings[input].quality = EQuality::kLost;
+      Report(subject, PlaceOf(connection.inputs[request.points[0]].point.registers) + " can't be read: " + error);
+      continue;
+    }
+    Clear(subject);
+    for (const std::size_t input : request.points) {
+      const TPoint& point = connection.inputs[input].point;
+      const double raw = Unpacked(words.data() + (point.registers.address - request.address), point.registers.type,
+                                  point.registers.order);
+      const double value = FromRaw(raw, point.scale);
+      Take(input, connection.inputs[input].isBoolean && std::isfinite(value) ? value != 0.0 : value);
+    }
+  }
+  Publish();
+  NoteSuccess();
+  (isGood ? share.state->polls : share.state->missed).fetch_add(1);
+  if (isGood && !isReady) {
+    isReady = true;
+    share.state->isReady.store(true);
+    return SetWatchdog() && CountBeat();
+  }
+  return CountBeat();
+}
+
+bool CModbusLink::ReadBack() {
+  for (std::size_t i = 0; i < connection.outputs.size(); ++i) {
+    const TPoint& point = connection.outputs[i].point;
+    TWords words{};
+    std::string error;
+    const EAnswer answer = ReadPoint(point.registers, &words, &error);
+    if (answer == EAnswer::kMissed) {
+      Lose(error);
+      return false;
+    }
+    // What the device refuses to tell isn't known.
+    if (answer == EAnswer::kRefused) continue;
+    const double raw = Unpacked(words.data(), point.registers.type, point.registers.order);
+    share.readBack[i] = FromRaw(raw, point.scale);
+  }
+  return true;
+}
+
+bool CModbusLink::SetWatchdog() {
+  if (!connection.watchdog || control.IsDry()) return true;
+  const auto& [point, wanted] = *connection.watchdog;
+  std::string error;
+  EAnswer answer = WriteWords(point, {wanted}, &error);
+  TWords found{};
+  if (answer == EAnswer::kGood) answer = ReadPoint(point, &found, &error);
+  if (answer == EAnswer::kMissed) {
+    Lose(error);
+    return false;
+  }
+  if (answer == EAnswer::kRefused) {
+    Report("watchdog", "the watchdog at " + PlaceOf(point) + " can't be set: " + error);
+  } else if (found[0] != wanted) {
+    Report("watchdog", "the watchdog at " + PlaceOf(point) + " reads " + std::to_string(found[0]) + " where " +
+                           std::to_string(wanted) + " was written");
+  } else {
+    Clear("watchdog");
+  }
+  return true;
+}
+
+bool CModbusLink::CountBeat() {
+  if (!connection.beat || control.IsDry() || control.BeatAge() > BeatLimit(control.Period())) return true;
+  std::string error;
+  const EAnswer answer = WriteWords(*connection.beat, {++beat}, &error);
+  if (answer == EAnswer::kMissed) {
+    Lose(error);
+    return false;
+  }
+  if (answer == EAnswer::kRefused) {
+    Report("beat", "the beat at " + PlaceOf(*connection.beat) + " can't be written: " + error);
+  } else {
+    Clear("beat");
+  }
+  return true;
+}
+
+bool CModbusLink::WriteWhatChanged() {
+  if (control.IsDry()) return true;
+  const std::span<const double> wanted = share.outputs.Take();
+  std::vector<std::size_t> changed;
+  std::vector<TWords> words;
+  std::vector<TRegisters> places;
+  for (std::size_t i = 0; i < wanted.size(); ++i) {
+    if (std::isnan(wanted[i]) || wanted[i] == written[i].value) continue;
+    const TWords packed = WordsFor(connection.outputs[i], wanted[i]);
+    if (written[i].value && packed == written[i].words) {
+      written[i].value = wanted[i];
+      continue;
+    }
+    changed.push_back(i);
+    words.push_back(packed);
+    places.push_back(connection.outputs[i].point.registers);
+  }
+  for (const TRequest& request : WriteRequests(places)) {
+    std::vector<std::uint16_t> all;
+    for (const std::size_t point : request.points) {
+      all.insert(all.end(), words[point].begin(), words[point].begin() + WordsOf(places[point].type));
+    }
+    std::string error;
+    const double before = live::Now();
+    const EAnswer answer = WriteWords(places[request.points[0]], all, &error);
+    if (answer == EAnswer::kMissed) {
+      Lose(error);
+      return false;
+    }
+    NoteRoundTrip(live::Now() - before);
+    for (const std::size_t point : request.points) {
+      const std::size_t output = changed[point];
+      const std::string& name = connection.outputs[output].name;
+      written[output] = {wanted[output], words[point], answer == EAnswer::kRefused};
+      if (answer == EAnswer::kRefused) {
+        Report("write " + name, name + ": " + PlaceOf(places[point]) + " can't be written: " + error);
+      } else {
+        Clear("write " + name);
+      }
+    }
+  }
+  return true;
+}
+
+bool CModbusLink::TrySafe(std::string* error) {
+  if (!isConnected) {
+    if (!line->Connect(error)) return false;
+    isConnected = true;
+  }
+  std::vector<TWords> words;
+  std::vector<TRegisters> places;
+  std::vector<const TOutput*> outputs;
+  for (const TOutput& output : connection.outputs) {
+    if (!output.safe) continue;
+    words.push_back(WordsFor(output, *output.safe));
+    places.push_back(output.point.registers);
+    outputs.push_back(&output);
+  }
+  bool isSafe = true;
+  for (const TRequest& request : WriteRequests(places)) {
+    std::vector<std::uint16_t> all;
+    for (const std::size_t point : request.points) {
+      all.insert(all.end(), words[point].begin(), words[point].begin() + WordsOf(places[point].type));
+    }
+    const EAnswer answer = WriteWords(places[request.points[0]], all, error);
+    // Others may be written though this one can't be.
+    isSafe &= answer == EAnswer::kGood;
+    if (answer == EAnswer::kMissed) {
+      isConnected = false;
+      return false;
+    }
+  }
+  for (std::size_t i = 0; isSafe && i < places.size(); ++i) {
+    TWords found{};
+    std::string why;
+    const EAnswer answer = ReadPoint(places[i], &found, &why);
+    // A device may tell nothing of what can be written.
+    if (answer == EAnswer::kRefused) continue;
+    if (answer == EAnswer::kMissed) {
+      *error = why;
+      isConnected = false;
+      return false;
+    }
+    if (found == words[i]) continue;
+    *error = outputs[i]->name + ": " + PlaceOf(places[i]) + " doesn't hold what was written";
+    return false;
+  }
+  return isSafe;
+}
+
+EAnswer CModbusLink::WriteWords(const TRegisters& first, const std::vector<std::uint16_t>& words, std::string* error) {
+  return line->Write(connection.unit, first.table, first.address, words, error);
+}
+
+EAnswer CModbusLink::ReadPoint(const TRegisters& point, TWords* words, std::string* error) {
+  return line->Read(connection.unit, point.table, point.address, WordsOf(point.type), words->data(), error);
+}
+
+TWords CModbusLink::WordsFor(const TOutput& output, double value) {
+  const TRegisters& place = output.point.registers;
+  const double raw = ToRaw(value, output.point.scale);
+  bool wasLimited = false;
+  const TWords words = Packed(raw, place.type, place.order, &wasLimited);
+  const std::string subject = "limit " + output.name;
+  if (wasLimited) {
+    share.state->limited.fetch_add(1);
+    Report(subject, output.name + ": what is written to " + PlaceOf(place) + " is limited to its type's range");
+  } else {
+    Clear(subject);
+  }
+  return words;
+}
+
+}  // namespace plant
