@@ -42,6 +42,12 @@ struct TIconWriter {
   std::array<std::uint8_t, size> bytes = {};
   std::size_t next = 0;
 
+  // All of them: a size that doesn't fit is no constant.
+  consteval std::array<std::uint8_t, size> Whole() const {
+    if (next != size) throw "an icon of another size";
+    return bytes;
+  }
+
   constexpr void Byte(std::size_t byte) { bytes[next++] = static_cast<std::uint8_t>(byte); }
   constexpr void Text(const char* text) {
     while (*text != 0) Byte(static_cast<std::uint8_t>(*text++));
@@ -89,7 +95,7 @@ consteval auto ColorIcon() {
   TIconWriter<8 + ColorsSize(kArtWidth<art>, kArtHeight<art>)> writer;
   writer.Text(".NIC.I04");
   WriteColors<art>(writer);
-  return writer.bytes;
+  return writer.Whole();
 }
 
 template <const auto& art>
@@ -105,7 +111,7 @@ consteval auto MaskedIcon() {
   }
   writer.Text(".I04");
   WriteColors<art>(writer);
-  return writer.bytes;
+  return writer.Whole();
 }
 
 }  // namespace loopbox
