@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <set>
+#include <stdexcept>
 
 #include "runtime/expressions/machine.h"
 #include "runtime/instruments/application_state.h"
@@ -17,6 +18,7 @@ namespace runtime {
 namespace {
 
 constexpr std::size_t kPaneCount = 3;
+constexpr const char* kIsConnected = "it is read from the plant";
 
 // The paths of the files, of those among `chosen` where that is given.
 std::vector<std::string> InFolder(const runlib::TFileContext& context, const std::vector<std::string>& names,
@@ -26,6 +28,10 @@ std::vector<std::string> InFolder(const runlib::TFileContext& context, const std
     if (chosen == nullptr || chosen->contains(name)) paths.push_back(context.folder + "/" + name);
   }
   return paths;
+}
+
+const void* PlaceOf(const TApplicationState& application, TItem item) {
+  return application.data.Place(static_cast<std::int32_t>(item.element), static_cast<std::uint32_t>(item.item));
 }
 
 }  // namespace
@@ -76,6 +82,13 @@ void CApplication::SetMessageSink(std::function<void(const TRunTimeMessage&)> si
   state->unseen.clear();
 }
 
+void CApplication::LeaveOut(std::uint64_t periods) {
+  const std::uint64_t left = state->periodCount - state->periodsDone;
+  const std::uint64_t count = left == 0 ? 0 : std::min(periods, left - 1);
+  state->periodsDone += count;
+  state->leftOut += count;
+}
+
 bool CApplication::Step() {
   if (state->ended || state->periodsDone >= state->periodCount) return false;
   if (!state->linkError.empty()) return false;
@@ -116,7 +129,7 @@ bool CApplication::FindItem(const std::string& name, TItem* item, std::string* e
 
 const char* CApplication::WriterOf(TItem item) const {
   const TDataElement& element = state->data[static_cast<std::int32_t>(item.element)];
-  if (element.writtenByProcess) return "the process";
+  if (state->process.Writes(PlaceOf(*state, item))) return "the process";
   if (element.isOutput) return "an instrument's output";
   for (const CDataLink* link : state->links) {
     const std::vector<TItem>& written = link->Written();
@@ -133,9 +146,10 @@ bool CApplication::WriteElement(TItem item, double value, std::string* error) {
   const auto element = static_cast<std::int32_t>(item.element);
   const auto index = static_cast<std::uint32_t>(item.item);
   const TDataElement& found = state->data[element];
-  const char* const problem = state->process.Computes(state->data.Place(element, index))
-                                  ? "the process computes it in every period"
-                                  : ProblemOfValue(found.type, value);
+  const void* const place = state->data.Place(element, index);
+  const char* const problem = state->connected.contains(place) ? kIsConnected
+                              : state->process.Computes(place) ? "the process computes it in every period"
+                                                               : ProblemOfValue(found.type, value);
   if (problem == nullptr) {
     state->data.SetFromDouble(element, index, value);
     return true;
@@ -151,6 +165,7 @@ void CApplication::SetElementValue(TItem item, double value) {
 bool CApplication::AddLink(CDataLink& link, std::string* error) {
   if (!link.Open(*this, error)) return false;
   for (const TItem& item : link.Written()) {
+    if (link.ReplacesProcess()) state->process.LeaveTo(PlaceOf(*state, item));
     const char* const writer = WriterOf(item);
     if (writer == nullptr) continue;
     *error = "'" + Element(item.element).name + "' is written by " + link.Name() + " and by " + writer;
@@ -160,6 +175,20 @@ bool CApplication::AddLink(CDataLink& link, std::string* error) {
   state->links.insert(std::upper_bound(state->links.begin(), state->links.end(), link.Kind(), later), &link);
   return true;
 }
+
+void CApplication::SetQuality(TItem item, bool good, double age) {
+  const auto element = static_cast<std::int32_t>(item.element);
+  CQualities::TValues* const asked = state->expressions.Qualities().Find(state->data[element]);
+  if (asked == nullptr) return;
+  asked->good[item.item] = good ? 1 : 0;
+  asked->ages[item.item] = age;
+}
+
+bool CApplication::AsksForAge(TItem item) const {
+  return state->expressions.Qualities().Find(state->data[static_cast<std::int32_t>(item.element)]) != nullptr;
+}
+
+void CApplication::SetConnected(TItem item) { state->connected.insert(PlaceOf(*state, item)); }
 
 const std::string& CApplication::LinkError() const { return state->linkError; }
 
@@ -212,6 +241,25 @@ std::optional<double> CInstrumentHandle::OutputElement() const {
   }
   return data.AsDouble(element, item);
 }
+
+const std::vector<TItem>& CInstrumentHandle::OutputItems() const { return State().outputItems; }
+
+namespace {
+
+COutputHost& OutputOf(TInstrumentState& instrument) {
+  std::unique_ptr<COutputHost>& output = instrument.object->host->output;
+  if (output == nullptr) throw std::logic_error("no block of the text steers outputs");
+  return *output;
+}
+
+}  // namespace
+
+void CInstrumentHandle::TrackFromOutside(std::optional<double> value) const {
+  OutputOf(State()).TrackFromOutside(value);
+}
+
+void CInstrumentHandle::StartFrom(double value) const { OutputOf(State()).StartFrom(value); }
+void CInstrumentHandle::SetPreviousOutput(double value) const { OutputOf(State()).SetPreviousOutput(value); }
 
 std::uint32_t CInstrumentHandle::Offset() const { return State().header; }
 const view::CNodeView* CInstrumentHandle::View() const { return State().object; }

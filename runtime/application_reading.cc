@@ -202,6 +202,7 @@ bool CApplicationReader::TakeBlockOfOthers(const TLexeme& keyword) {
   if (reader == readers.end() && !known) return false;
   const TTextBlock block = SkipBlock(lexer, keyword.offset, "end_" + std::string(keyword.text));
   if (reader != readers.end()) later.ofOthers.emplace_back(*reader, block);
+  if (reader != readers.end() && (*reader)->SteersOutputs()) application.outputsAreSteered = true;
   return true;
 }
 

@@ -79,6 +79,9 @@ class CBlockReader {
  public:
   virtual ~CBlockReader() = default;
   virtual const char* Keyword() const = 0;
+  // Whether its blocks let somebody outside steer the instruments' outputs: see
+  // CInstrumentHandle::TrackFromOutside.
+  virtual bool SteersOutputs() const { return false; }
   // For each block of that keyword, in the order of the text, once everything
   // else has been read without an error. It takes the whole block.
   virtual void Read(CBlockText& text) = 0;

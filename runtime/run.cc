@@ -58,7 +58,9 @@ void RunPeriod(TApplicationState& application) {
   const std::uint64_t clock = ClockAt(k, application.period);
   application.clock = static_cast<std::uint32_t>(clock % vcore::kMillisecondsPerDay);
   SetClock(application.clock);
-  application.process.Advance(from, to);
+  for (CDataLink* link : application.links) link->BeforeProcess(to);
+  application.process.Advance(from, to, 1 + application.leftOut);
+  application.leftOut = 0;
   AskLinks(application, to, &CDataLink::BeforePeriod);
   if (application.script != nullptr) application.script->RunDue(to);
   const TTimed* const end = application.timed.data() + application.timed.size();

@@ -138,6 +138,9 @@ struct TReadOptions {
   // Who reads the blocks that are none of the runtime's; those that nobody reads
   // are passed over. They are needed while reading alone.
   std::vector<CBlockReader*> blocks;
+  // Block keywords with the path of a text whose blocks of that keyword stand in the
+  // place of the application's own.
+  std::vector<std::pair<std::string, std::string>> blockFiles;
 };
 
 // Two times are one when they differ by less, a share of a period: a multiple of
@@ -218,6 +221,18 @@ class CInstrumentHandle {
   const std::string& OutputUnit() const;
   // What the data element of its output holds now; none where it has no such element.
   std::optional<double> OutputElement() const;
+  // The items that its outputs are written to; of an array with an index that
+  // changes none.
+  const std::vector<TItem>& OutputItems() const;
+  // Where a block of the text steers outputs (CBlockReader::SteersOutputs), of an
+  // instrument with an output, between two periods:
+  // it tracks this value in each Action until another or none is given, for two
+  // periods at least (of a step class: below 0 minus, above 0 plus);
+  void TrackFromOutside(std::optional<double> value) const;
+  // as if `start` stood in its text with that value, counted from its next Action;
+  void StartFrom(double value) const;
+  // its law takes this as the output before.
+  void SetPreviousOutput(double value) const;
   std::vector<std::string> Receivers() const;
   std::vector<std::string> Files() const;      // that its definition names, with the application's folder
   std::vector<std::string> FilesRead() const;  // those of them that were, in this run
@@ -287,6 +302,9 @@ class CApplication {
 
   // Where run-time messages go; before the first period at the latest.
   void SetMessageSink(std::function<void(const TRunTimeMessage&)> sink);
+  // The next periods are left out, as far as there are any: nothing acts in them, and
+  // their time passes with the period after them. The last period is never left out.
+  void LeaveOut(std::uint64_t periods);
   // Runs one period; false when the duration is over and nothing was done, or
   // when a link failed: that period was finished, and LinkError says why.
   bool Step();
@@ -313,6 +331,13 @@ class CApplication {
   // The same without a look at either: what the type can't hold is brought to
   // what it can.
   void SetElementValue(TItem item, double value);
+  // What `good` and `age` (seconds) say of an item from now on.
+  void SetQuality(TItem item, bool good, double age);
+  // Whether an expression asks for the age of an item.
+  bool AsksForAge(TItem item) const;
+  // The item is read from outside: a script that writes it, or WriteElement, is
+  // told so.
+  void SetConnected(TItem item);
   // Opens a link and takes it among the others; before the first period. It
   // outlives the run. False with a message when it can't be opened, or would
   // write what has a writer.

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <limits>
 #include <string_view>
 
@@ -32,6 +33,14 @@ CTrace::CTrace(CApplication& theApplication, const std::vector<TStateColumn>& st
       names.push_back(element.name + (element.isArray ? "[" + std::to_string(item) + "]" : ""));
       const auto kind = static_cast<TColumn::EKind>(element.type);
       columns.push_back({kind, static_cast<const std::byte*>(element.values) + item * TypeSize(element.type)});
+    }
+  }
+  for (const CDataLink* link : StateOf(application).links) {
+    const std::vector<std::string> further = link->Columns();
+    for (std::size_t i = 0; i < further.size(); ++i) {
+      names.push_back(further[i]);
+      columns.push_back({TColumn::kLink, nullptr, linked.size()});
+      linked.emplace_back(link, i);
     }
   }
   for (std::size_t i = 0; i < application.InstrumentCount(); ++i) {
@@ -76,6 +85,9 @@ void CTrace::WriteRow() {
       case TColumn::kState:
         end = PutState(column, end);
         break;
+      case TColumn::kLink:
+        end = PutLinked(column, end);
+        break;
     }
   }
   end = std::copy(kLineEnd.begin(), kLineEnd.end(), end);
@@ -106,6 +118,15 @@ char* CTrace::PutState(const TColumn& column, char* end) const {
   return CallFor(column, &value) ? PutShortest(value, end) : end;
 }
 
+// A text is a word or two, and as short as a number.
+char* CTrace::PutLinked(const TColumn& column, char* end) const {
+  const auto& [link, number] = linked[column.state];
+  const TLinkCell cell = link->Cell(number);
+  if (cell.text == nullptr) return std::isnan(cell.number) ? end : PutShortest(cell.number, end);
+  const std::string_view text = std::string_view(cell.text).substr(0, kShortestLength);
+  return std::copy(text.begin(), text.end(), end);
+}
+
 void CTrace::ReadRow(double* values) const {
   *values++ = application.Time();
   for (const TColumn& column : columns) {
@@ -122,6 +143,12 @@ void CTrace::ReadRow(double* values) const {
       case TColumn::kState:
         if (!CallFor(column, values)) *values = std::numeric_limits<double>::quiet_NaN();
         break;
+      case TColumn::kLink: {
+        const auto& [link, number] = linked[column.state];
+        const TLinkCell cell = link->Cell(number);
+        *values = cell.text == nullptr ? cell.number : std::numeric_limits<double>::quiet_NaN();
+        break;
+      }
     }
     ++values;
   }

@@ -26,7 +26,7 @@ struct TStateColumn {
 };
 
 // CSV of RFC 4180: `time`, the data elements in order of declaration, then
-// NAME.wish_value, NAME.value, NAME.output of each instrument with panes
+// the columns of links, NAME.wish_value, NAME.value, NAME.output of each instrument with panes
 // (NAME.value of a meter) and its state columns. Numbers are the shortest
 // decimals that read back as the same double.
 class CTrace {
@@ -36,7 +36,7 @@ class CTrace {
   CTrace(CApplication& application, const std::vector<TStateColumn>& state, std::FILE* file);
   void WriteRow();
   // The columns' names, and what they hold now, in the order of the file: a number
-  // for each name, NaN where a state column is empty.
+  // for each name, NaN where a state column is empty and for a link's text.
   const std::vector<std::string>& Names() const { return names; }
   void ReadRow(double* values) const;
   // Everything written so far is in the file; false when something was lost.
@@ -45,10 +45,10 @@ class CTrace {
  private:
   // A value where it stands, or a further column of an instrument.
   struct TColumn {
-    enum EKind : std::uint8_t { kReal, kBoolean, kInteger, kState };
+    enum EKind : std::uint8_t { kReal, kBoolean, kInteger, kState, kLink };
     EKind kind;
     const void* value;      // of its kind; null: of none
-    std::size_t state = 0;  // number of the further column
+    std::size_t state = 0;  // number of the further column, or of the link's
     // The number that was written last, and how: many stay as they are.
     double last = 0.0;
     char lastText[24] = {'0'};
@@ -59,12 +59,14 @@ class CTrace {
 
   bool CallFor(const TColumn& column, double* value) const;
   char* PutState(const TColumn& column, char* end) const;
+  char* PutLinked(const TColumn& column, char* end) const;
   void Write(std::size_t size);
 
   CApplication& application;
   std::vector<std::string> names;
   std::vector<TColumn> columns;
   std::vector<std::pair<CInstrumentHandle, TStateColumn>> state;
+  std::vector<std::pair<const CDataLink*, std::size_t>> linked;  // and the number of its column
   std::FILE* file;
   std::string row;  // with room for a whole one
   bool failed = false;

@@ -87,6 +87,8 @@ class CWholeText {
   void ReadConstants(CLexer& lexer);
   void ReadLoop(const TSource& text, CLexer& lexer);
   void ReadInclude(CLexer& lexer);
+  bool IsTaken(const TLexeme& keyword);
+  void ReadBlocksOf(const std::string& keyword, const std::string& path);
   void PassBlock(const TSource& text, CLexer& lexer, const TLexeme& keyword, bool repeats) const;
   void Append(const TSource& text, std::uint32_t begin, std::uint32_t end);
   TSource Repeated(const TSource& text, std::uint32_t begin, std::uint32_t end, const TCount& count) const;
@@ -102,6 +104,8 @@ class CWholeText {
   std::vector<std::string> open;  // the texts being read, one in another
   std::vector<TCount> counts;     // of the loops around
   std::uint64_t repetitions = 0;
+  std::string chosen;  // the keyword of the only blocks taken; empty: all are
+  std::size_t chosenBlocks = 0;
   bool isChanged = false;  // the whole isn't the file's text
 };
 
@@ -122,15 +126,19 @@ const std::string* CWholeText::Replacement(std::string_view target) const {
 void CWholeText::Make() {
   const std::string_view text = application.source.Text();
   application.source.SetNumbers(&application.numbers);
-  const bool mayChange =
-      text.find("end_for") != std::string_view::npos || text.find("include") != std::string_view::npos;
+  const bool mayChange = !application.options.blockFiles.empty() || text.find("end_for") != std::string_view::npos ||
+                         text.find("include") != std::string_view::npos;
   if (mayChange || text.find("end_constants") != std::string_view::npos) {
     const auto file = std::make_shared<const CSource>(application.source);
     open.push_back(file->Path());
     try {
       ReadBlocks(file, false);
+      for (const auto& [keyword, path] : application.options.blockFiles) ReadBlocksOf(keyword, path);
     } catch (const TTextError& error) {
-      application.diagnostics->push_back(MakeDiagnostic(*failedIn, TDiagnostic::kError, error.offset, error.message));
+      TDiagnostic diagnostic;
+      diagnostic.message = error.message;
+      if (failedIn) diagnostic = MakeDiagnostic(*failedIn, TDiagnostic::kError, error.offset, error.message);
+      application.diagnostics->push_back(std::move(diagnostic));
       return;
     }
     if (isChanged) {
@@ -153,7 +161,7 @@ void CWholeText::ReadBlocks(const TSource& text, bool repeats) {
     while (lexer.Peek().kind != ELexeme::kEnd) {
       const std::uint32_t begin = lexer.Peek().offset;
       const TLexeme keyword = lexer.Next();
-      if (keyword.Is("constants")) {
+      if (keyword.Is("constants") && chosen.empty()) {
         ReadConstants(lexer);
         Append(text, begin, lexer.Offset());
       } else if (keyword.Is("for")) {
@@ -162,7 +170,7 @@ void CWholeText::ReadBlocks(const TSource& text, bool repeats) {
         ReadInclude(lexer);
       } else {
         PassBlock(text, lexer, keyword, repeats);
-        Append(text, begin, lexer.Offset());
+        if (IsTaken(keyword)) Append(text, begin, lexer.Offset());
       }
       whole.Replace(text, lexer.Offset(), "\n");
     }
@@ -170,6 +178,33 @@ void CWholeText::ReadBlocks(const TSource& text, bool repeats) {
     if (failedIn == nullptr) failedIn = text;
     throw;
   }
+}
+
+// Whether a block stands in the whole: others' blocks may take the place of the text's.
+bool CWholeText::IsTaken(const TLexeme& keyword) {
+  const auto& files = application.options.blockFiles;
+  const bool isReplaced =
+      std::any_of(files.begin(), files.end(), [&](const auto& row) { return keyword.Is(row.first); });
+  isChanged = isChanged || isReplaced;
+  if (chosen.empty()) return !isReplaced;
+  if (keyword.Is(chosen)) ++chosenBlocks;
+  return keyword.Is(chosen);
+}
+
+void CWholeText::ReadBlocksOf(const std::string& keyword, const std::string& path) {
+  CSource source;
+  std::string error;
+  if (!IsRegularFile(path, &error)) throw TTextError{0, path + ": " + error};
+  if (!CSource::Load(path, &source, &error)) throw TTextError{0, error};
+  source.SetNumbers(&application.numbers);
+  application.includedFiles.insert(path);
+  open.push_back(path);
+  chosen = keyword;
+  chosenBlocks = 0;
+  ReadBlocks(std::make_shared<const CSource>(std::move(source)), false);
+  chosen.clear();
+  open.pop_back();
+  if (chosenBlocks == 0) throw TTextError{0, path + ": there is no block '" + keyword + "' in it"};
 }
 
 // Each reads those before it alone.

@@ -26,8 +26,8 @@ class CCompiler {
     std::uint32_t offset;
   };
 
-  CCompiler(CLexer& text, const CDataElements& data, const double* timeAddress, TNoiseDraws* draws)
-      : lexer(text), elements(data), time(timeAddress), noise(draws), program(text) {}
+  CCompiler(CLexer& text, const CDataElements& data, CExpressions& shared, TNoiseDraws* draws)
+      : lexer(text), elements(data), expressions(shared), noise(draws), program(text) {}
 
   TOperand CompileWhole(bool isBoolean);
   const CProgramWriter& Program() const { return program; }
@@ -44,6 +44,9 @@ class CCompiler {
   // These yield whether the value is a boolean.
   bool CompileName(std::string_view name, std::uint32_t offset);
   bool CompileElement(const TDataElement& element, std::uint32_t offset);
+  bool CompileItem(const TDataElement& element, EType type, const void* values, std::uint32_t offset);
+  bool CompileQuality(bool isAge);
+  bool IsCall();
   bool CompileFunction(const TFunction& row, std::uint32_t offset);
   bool CompileForm(const TForm& form, std::uint32_t offset);
   bool CompileLimit(const TForm& form, std::uint32_t offset);
@@ -57,7 +60,7 @@ class CCompiler {
 
   CLexer& lexer;
   const CDataElements& elements;
-  const double* time;
+  CExpressions& expressions;
   TNoiseDraws* noise;
   CProgramWriter program;
   int nesting = 0;
@@ -170,6 +173,7 @@ CCompiler::TOperand CCompiler::CompileNested(std::uint32_t offset) {
 }
 
 bool CCompiler::CompileName(std::string_view name, std::uint32_t offset) {
+  if ((name == kGoodName || name == kAgeName) && IsCall()) return CompileQuality(name == kAgeName);
   const std::int32_t element = elements.Find(name);
   if (element >= 0) return CompileElement(elements[element], offset);
   if (const double* const number = lexer.Number(name)) {
@@ -194,8 +198,36 @@ bool CCompiler::CompileName(std::string_view name, std::uint32_t offset) {
 }
 
 bool CCompiler::CompileElement(const TDataElement& element, std::uint32_t offset) {
-  const auto type = static_cast<std::size_t>(element.type);
-  const bool isBoolean = element.type == EType::kBoolean;
+  return CompileItem(element, element.type, element.values, offset);
+}
+
+// Whether the name ahead stands before "(".
+bool CCompiler::IsCall() {
+  const std::uint32_t begin = lexer.Offset();
+  lexer.Skip();
+  const bool isCall = lexer.Peek().Is("(");
+  lexer.Seek(begin);
+  return isCall;
+}
+
+bool CCompiler::CompileQuality(bool isAge) {
+  lexer.Skip();
+  lexer.Expect("(");
+  const TLexeme& name = lexer.Peek();
+  const std::int32_t number = name.kind == ELexeme::kIdentifier ? elements.Find(name.text) : -1;
+  if (number < 0) lexer.FailExpected("the name of a data element");
+  const TDataElement& element = elements[number];
+  CQualities::TValues& values = expressions.Qualities().Of(element);
+  const bool isBoolean = isAge ? CompileItem(element, EType::kReal, values.ages.data(), name.offset)
+                               : CompileItem(element, EType::kBoolean, values.good.data(), name.offset);
+  lexer.Expect(")");
+  return isBoolean;
+}
+
+// What stands in `values` for the element's item that is named ahead.
+bool CCompiler::CompileItem(const TDataElement& element, EType elementType, const void* values, std::uint32_t offset) {
+  const auto type = static_cast<std::size_t>(elementType);
+  const bool isBoolean = elementType == EType::kBoolean;
   lexer.Skip();
   const bool isIndexed = lexer.Peek().Is("[");
   if (isIndexed != element.isArray) {
@@ -203,14 +235,14 @@ bool CCompiler::CompileElement(const TDataElement& element, std::uint32_t offset
                      Quoted(element.name) + (element.isArray ? " is an array and needs an index" : " is not an array")};
   }
   if (!isIndexed) {
-    program.EmitLoad(kLoads[type], element.values);
+    program.EmitLoad(kLoads[type], values);
     return isBoolean;
   }
   lexer.Skip();
   const TOperand index = CompileNested(lexer.Peek().offset);
   Require(index, false);
   lexer.Expect("]");
-  program.EmitIndexedLoad(kIndexedLoads[type], element.values, element.count, index.offset);
+  program.EmitIndexedLoad(kIndexedLoads[type], values, element.count, index.offset);
   return isBoolean;
 }
 
@@ -240,7 +272,7 @@ bool CCompiler::CompileForm(const TForm& form, std::uint32_t offset) {
   switch (form.form) {
     case EForm::kTime:
       lexer.Skip();
-      program.EmitLoad(EOpcode::kLoadReal, time);
+      program.EmitLoad(EOpcode::kLoadReal, &expressions.Time());
       return false;
     case EForm::kLimit:
       return CompileLimit(form, offset);
@@ -349,7 +381,7 @@ const std::uint64_t* CExpressions::Shared(const std::vector<std::uint64_t>& code
 }
 
 TExpression CExpressions::Compile(CLexer& lexer, const CDataElements& elements, EType wanted, TNoiseDraws* noise) {
-  CCompiler compiler(lexer, elements, &time, noise);
+  CCompiler compiler(lexer, elements, *this, noise);
   const CCompiler::TOperand whole = compiler.CompileWhole(wanted == EType::kBoolean);
   const CProgramWriter& program = compiler.Program();
   if (released.empty()) released.push_back(&records.emplace_back());

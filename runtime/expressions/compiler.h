@@ -19,6 +19,7 @@
 #include "runtime/expressions/data_elements.h"
 #include "runtime/expressions/expression.h"
 #include "runtime/expressions/open_index.h"
+#include "runtime/expressions/qualities.h"
 #include "runtime/text/lexer.h"
 
 namespace runtime {
@@ -46,6 +47,8 @@ class CExpressions {
 
   // What `time` reads: seconds since the start of the run.
   double& Time() { return time; }
+  // What `good(x)` and `age(x)` read.
+  CQualities& Qualities() { return qualities; }
 
   // Reads an expression from the lexer up to but not including what cannot
   // continue it, which the caller checks. `wanted` is kReal for a number, or
@@ -72,6 +75,7 @@ class CExpressions {
   std::deque<hx_expr::TExprTreeRecord> records;
   std::vector<hx_expr::TExprTreeRecord*> released;
   double time = 0;
+  CQualities qualities;
 };
 
 inline void TReleaser::operator()(hx_expr::TExprTreeRecord* record) const { expressions->Release(record); }

@@ -54,7 +54,7 @@ std::string MeantBy(std::string_view name, const CDataElements& elements, const 
   for (const TForm& row : kForms) near.Offer(row.name);
   for (const TConstant& row : kConstants) near.Offer(row.name);
   for (const TOperator& row : kOperators) near.Offer(row.spelling);
-  near.Offer(kNotSpelling);
+  for (const std::string_view known : {kNotSpelling, kGoodName, kAgeName}) near.Offer(known);
   return near.Question();
 }
 

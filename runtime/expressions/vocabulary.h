@@ -97,6 +97,11 @@ inline constexpr TForm kForms[] = {
     {"noise", EForm::kNoise, 1}, {"delay", EForm::kDelay},  // of a process; none within an expression
 };
 
+// What an expression may ask of a data element. These are functions before "(" alone:
+// an element may bear their names.
+inline constexpr std::string_view kGoodName = "good";  // boolean
+inline constexpr std::string_view kAgeName = "age";    // seconds
+
 // What stands at the start of a block or in a block's place.
 inline constexpr std::string_view kBlockKeywords[] = {"application", "constants", "data", "process",
                                                       "instrument",  "script",    "for",  "include"};

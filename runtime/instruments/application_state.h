@@ -58,7 +58,8 @@ struct TApplicationState {
   std::vector<TNamedSpan> windows;
   std::uint64_t periodCount = 0;
   std::uint64_t periodsDone = 0;
-  std::uint32_t clock = 0;  // milliseconds; others may have set the process's since
+  std::uint64_t leftOut = 0;  // periods just before the next
+  std::uint32_t clock = 0;    // milliseconds; others may have set the process's since
   bool ended = false;
 
   CDataElements data;              // those of the data blocks first, then the process's own
@@ -76,8 +77,10 @@ struct TApplicationState {
   std::vector<hx_vinst::CInstrument*> blinking;  // that asked for it at any time
   std::vector<std::size_t> activated;            // receivers of this period, in order
 
-  std::vector<CDataLink*> links;  // opened, in the order in which they write
-  std::string linkError;          // of the first that failed
+  bool outputsAreSteered = false;   // from outside: every instrument with an output has a host's part for it
+  std::set<const void*> connected;  // items that are read from outside: no script writes them
+  std::vector<CDataLink*> links;    // opened, in the order in which they write
+  std::string linkError;            // of the first that failed
   std::function<void(const TRunTimeMessage&)> sink;
   std::vector<TRunTimeMessage> unseen;  // reported before there was a sink
 

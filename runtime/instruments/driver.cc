@@ -37,6 +37,7 @@ bool ReadDefinition(TApplicationState& application, TInstrumentState& instrument
   reading.outputIndex = nullptr;
   instrument.output = -1;
   instrument.outputIndex = nullptr;
+  instrument.outputItems.clear();
   instrument.receivers.clear();
   instrument.files.clear();
   for (std::string* text : {&instrument.title, &instrument.quantityUnit, &instrument.outputUnit}) text->clear();

@@ -118,6 +118,10 @@ std::uint8_t CInstrument::ReadSelf(std::uint32_t errorCapacity, char16_t* errorT
     host->blinkRate = 0;
     host->blinkPhase = 0;
     host->output.reset();
+    const runtime::TApplicationState* const application = Application(*this);
+    if (application != nullptr && application->outputsAreSteered && runtime::COutputHost::HasOutput(*this)) {
+      host->output = std::make_unique<runtime::COutputHost>(*this);
+    }
     host->keeps = true;
     winWidth = host->madeWidth;
     winHeight = host->madeHeight;

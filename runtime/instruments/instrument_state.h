@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/hx_main.h"
+#include "runtime/runtime.h"
 
 namespace runtime {
 
@@ -25,6 +26,7 @@ struct TInstrumentState {
   std::vector<std::string> files;                   // that its definition names
   std::int32_t output = -1;                         // the data element of its output; below 0: none
   hx_expr::TExprTreeRecord* outputIndex = nullptr;  // where that is an array
+  std::vector<TItem> outputItems;                   // of all its outputs, where their places stay
   std::uint64_t activatedIn = 0;                    // the period in which it was activated last
   bool timed = false;
   bool isPlaced = false;  // by its definition

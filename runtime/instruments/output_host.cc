@@ -42,14 +42,20 @@ hx_expr::TExprTreeRecord* Compile(hx_vinst::CInstrument& instrument, std::uint32
 
 }  // namespace
 
-COutputHost::COutputHost(hx_vinst::CInstrument& theInstrument, const TReading& reading) : instrument(theInstrument) {
+std::optional<COutputHost::EShape> COutputHost::ShapeOf(const std::vector<TNamed>& events) {
+  const std::string letters = events.empty() ? "" : LettersOf(events[0].name);
+  if (letters == "R") return EShape::kReal;
+  if (letters == "l") return EShape::kBoolean;
+  if (letters == "ll") return EShape::kSteps;
+  return std::nullopt;
+}
+
+bool COutputHost::HasOutput(hx_vinst::CInstrument& instrument) { return ShapeOf(EventsOf(instrument)).has_value(); }
+
+COutputHost::COutputHost(hx_vinst::CInstrument& theInstrument) : instrument(theInstrument) {
   const std::vector<TNamed> events = EventsOf(instrument);
   for (std::size_t i = 0; i < std::size(names) && i < events.size(); ++i) names[i] = Utf16(events[i].name);
-  const std::string letters = events.empty() ? "" : LettersOf(events[0].name);
-  if (letters != "R" && letters != "l" && letters != "ll") {
-    Fail(reading.last, "an instrument of this class has no output that could be another");
-  }
-  shape = letters == "R" ? EShape::kReal : letters == "l" ? EShape::kBoolean : EShape::kSteps;
+  shape = *ShapeOf(events);
   instrument.stateWord |= kStateHosted;
 }
 
@@ -216,13 +222,20 @@ void COutputHost::BeforeAction(std::uint64_t period) {
   if (evaluatedIn != period) {
     evaluatedIn = period;
     NoteOutputBefore();
-    const bool holds = trackWhen != nullptr && Evaluate(trackWhen, hx_expr::kBoolean) != 0.0;
-    const double wanted = track == nullptr ? 0.0 : Evaluate(track, ValueType());
+    const bool asked = trackWhen != nullptr && Evaluate(trackWhen, hx_expr::kBoolean) != 0.0;
+    const double own = track == nullptr ? value : Evaluate(track, ValueType());
+    const bool holds = asked || outside;
     const bool held = holds || heldFor == 1;
+    // A period more of what was tracked from outside alone goes on with that.
+    const double wanted = outside ? *outside : held && !asked && heldByOutside ? value : own;
+    heldByOutside = held && !asked && (outside || heldByOutside);
     heldFor = !held ? 0 : std::min(heldFor + 1, kLeastPeriods);
-    const bool starts = startMark != hx_vinst::kNoMark && periodsActed < kLeastPeriods;
+    const bool starts = (startMark != hx_vinst::kNoMark || outsideStart) && periodsActed < kLeastPeriods;
     if (starts) ++periodsActed;
-    const double first = !starts ? 0.0 : start == nullptr ? *outputBefore : Evaluate(start, ValueType());
+    const double first = !starts            ? 0.0
+                         : outsideStart     ? *outsideStart
+                         : start == nullptr ? *outputBefore
+                                            : Evaluate(start, ValueType());
     tracks = held || starts;
     value = held ? wanted : first;
   }
@@ -230,6 +243,11 @@ void COutputHost::BeforeAction(std::uint64_t period) {
   guardHolds = false;
   instrument.host->conditionHeld = true;  // where it has none
   if (guard) guard->BeforeAction();
+}
+
+void COutputHost::StartFrom(double given) {
+  outsideStart = given;
+  periodsActed = 0;
 }
 
 void COutputHost::AfterAction() {

@@ -32,9 +32,10 @@ constexpr std::uint32_t kStateNoted = 0x400;   // whether its condition held is 
 
 class COutputHost {
  public:
-  // Throws TTextError, with the place of the last keyword, when the class has no
-  // events of an output.
-  COutputHost(hx_vinst::CInstrument& instrument, const TReading& reading);
+  // Whether the class has events of an output.
+  static bool HasOutput(hx_vinst::CInstrument& instrument);
+  // Of an instrument that has.
+  explicit COutputHost(hx_vinst::CInstrument& instrument);
   ~COutputHost();
   COutputHost(const COutputHost&) = delete;
   COutputHost& operator=(const COutputHost&) = delete;
@@ -63,6 +64,11 @@ class COutputHost {
   void BeforeAction(std::uint64_t period);
   void AfterAction();
 
+  // What somebody outside steers, as CInstrumentHandle has it.
+  void TrackFromOutside(std::optional<double> value) { outside = value; }
+  void StartFrom(double value);
+  void SetPreviousOutput(double givenOutput);
+
   bool Tracks() const { return tracks; }  // in the period acted in last
   bool MayKeep() const { return !guard || guard->MayKeep(); }
 
@@ -74,13 +80,13 @@ class COutputHost {
     hx_expr::TExprTreeRecord* index = nullptr;  // where that is an array
   };
 
+  static std::optional<EShape> ShapeOf(const std::vector<TNamed>& events);
   double Evaluate(hx_expr::TExprTreeRecord* expression, std::uint32_t type) const;
   TElementPlace PlainElement(TReading& reading) const;
   double ValueOf(const TElementPlace& place) const;
   std::uint32_t ValueType() const { return shape == EShape::kBoolean ? hx_expr::kBoolean : hx_expr::kReal; }
   double Limited(double value) const;
   void Replace(hx_expr::TValueArray& arguments, double other) const;
-  void SetPreviousOutput(double givenOutput);
 
   hx_vinst::CInstrument& instrument;
   EShape shape = EShape::kReal;
@@ -97,10 +103,13 @@ class COutputHost {
   TElementPlace tracked;  // what `track` consists of
   TElementPlace output;   // the instrument's own
 
+  std::optional<double> outside;       // is tracked
+  std::optional<double> outsideStart;  // takes the place of `start`
   std::optional<double> outputBefore;
   std::uint64_t evaluatedIn = 0;  // the period
   std::uint64_t periodsActed = 0;
-  std::uint32_t heldFor = 0;  // periods in which track_when held, one after another; 2 for more
+  std::uint32_t heldFor = 0;   // periods in which track_when held, one after another; 2 for more
+  bool heldByOutside = false;  // alone
   bool tracks = false;
   double value = 0.0;  // that is tracked
 

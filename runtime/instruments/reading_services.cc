@@ -352,6 +352,12 @@ std::uint8_t CInstrument::ReadEquDataElement(std::uint32_t capacity, char16_t* m
     *indexExpression = compiled;
     reading.output = index;
     reading.outputIndex = compiled;
+    if (compiled == nullptr || compiled->isConstant) {
+      std::uint32_t item = 0;
+      if (compiled == nullptr || runtime::ToIndex(runtime::Evaluate(compiled).value, element.count, &item)) {
+        reading.instrument->outputItems.push_back({static_cast<std::size_t>(index), item});
+      }
+    }
     const std::u16string wide = runtime::Utf16(spelling);
     runlib::WStrAssign(nameCapacity, elementName, static_cast<std::uint32_t>(wide.size()), wide.c_str());
   });
@@ -370,7 +376,10 @@ constexpr std::int32_t kMaximumWindow = 1 << 20;  // pixels
 // The host's part in the instrument's output, made where there is none yet.
 runtime::COutputHost& OutputOf(CInstrument& instrument, const runtime::TReading& reading) {
   std::unique_ptr<runtime::COutputHost>& output = instrument.host->output;
-  if (output == nullptr) output = std::make_unique<runtime::COutputHost>(instrument, reading);
+  if (!runtime::COutputHost::HasOutput(instrument)) {
+    throw runtime::TTextError{reading.last, "an instrument of this class has no output that could be another"};
+  }
+  if (output == nullptr) output = std::make_unique<runtime::COutputHost>(instrument);
   return *output;
 }
 

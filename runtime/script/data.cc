@@ -59,6 +59,9 @@ int WriteElement(TScriptState& script, lua_State* lua, const TDataElement& eleme
 int SetElement(TScriptState& script, lua_State* lua, std::int32_t number, std::uint32_t index, int value) {
   const TApplicationState& application = script.application;
   const TDataElement& element = application.data[number];
+  if (!application.connected.empty() && application.connected.contains(application.data.Place(number, index))) {
+    return Fail(script, "'%s' is read from the plant and can't be written", element.name.c_str());
+  }
   const double before = application.data.AsDouble(number, index);
   const int result = WriteElement(script, lua, element, index, value);
   const double now = application.data.AsDouble(number, index);

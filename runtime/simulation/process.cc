@@ -10,6 +10,7 @@
 namespace runtime {
 namespace {
 
+constexpr std::uint64_t kPeriodsInFull = 1000;
 constexpr std::string_view kDelayLost = "Zpoždění přesahuje paměť";
 
 }  // namespace
@@ -53,15 +54,31 @@ void CProcess::Start(std::uint64_t seed, TErrorSink errorSink) {
   FinishPeriod(0);
 }
 
+bool CProcess::Writes(const void* value) const {
+  return Computes(value) || std::any_of(derivatives.begin(), derivatives.end(),
+                                        [&](const TDerivative& line) { return line.target == value; });
+}
+
+void CProcess::LeaveTo(const void* value) {
+  for (std::size_t i = algebraic.size(); i-- > 0;) {
+    if (algebraic[i].target != value) continue;
+    delayRecords -= algebraic[i].delay.Count();
+    algebraic.erase(algebraic.begin() + static_cast<std::ptrdiff_t>(i));
+    written.erase(written.begin() + static_cast<std::ptrdiff_t>(i));
+  }
+  std::erase_if(derivatives, [&](const TDerivative& line) { return line.target == value; });
+}
+
 // With h the substep's length, substep i starts at from + i h. Algebraic lines
 // stand at the time of each evaluation, so y' = f(t, y) sees them as functions
 // of t and y.
-void CProcess::Advance(double from, double to) {
+void CProcess::Advance(double from, double to, std::uint64_t periods) {
   DrawNoise();
-  substepLength = (to - from) / substeps;
+  const auto steps = static_cast<std::uint32_t>(substeps * std::min(periods, kPeriodsInFull));
+  substepLength = (to - from) / steps;
   double start = from;
-  for (std::uint32_t i = 1; i <= substeps && !IsEmpty(); ++i) {
-    const double end = i == substeps ? to : from + i * substepLength;
+  for (std::uint32_t i = 1; i <= steps && !IsEmpty(); ++i) {
+    const double end = i == steps ? to : from + i * substepLength;
     Substep(start, end);
     start = end;
   }

@@ -84,6 +84,11 @@ class CProcess {
 
   // Whether an algebraic line computes what stands there, over and over.
   bool Computes(const void* value) const;
+  // The same for a line of either kind.
+  bool Writes(const void* value) const;
+  // The lines that compute what stands there are evaluated no more: something else
+  // writes it.
+  void LeaveTo(const void* value);
   bool IsEmpty() const { return algebraic.empty() && derivatives.empty(); }
 
   std::uint32_t Substeps() const { return substeps; }
@@ -94,8 +99,9 @@ class CProcess {
   // Once, at time 0, before the first period: evaluates the algebraic lines.
   // A delay that has no record yet yields its input.
   void Start(std::uint64_t seed, TErrorSink sink);
-  // Integrates one period and leaves the application's time at `to`.
-  void Advance(double from, double to);
+  // Integrates `periods` of them, a thousand of many in full, and leaves the
+  // application's time at `to`.
+  void Advance(double from, double to, std::uint64_t periods);
 
  private:
   // An expression, and whether it failed in this period and in the one before.
