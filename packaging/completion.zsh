@@ -51,7 +51,7 @@ _loopbox() {
   for line in $help; do
     [[ $line == (#b)'Usage: '*' '(|\[)([A-Z]##)(|\]) ]] || continue
     case $match[2] in
-      FILE) rows+=('1:application:_files -g "*.lbx"') ;;
+      FILE|CONNECTION) rows+=('1:application:_files -g "*.lbx"') ;;
       PLUGIN) rows+=('1:plug-in:_files -g "*.so"') ;;
       CLASS) rows+=('1:class:_loopbox_classes') ;;
     esac

@@ -82,6 +82,8 @@ struct TSerial {
   int baud = 19200;
   char parity = 'E';  // 'N', 'E', 'O'
   int stopBits = 1;
+
+  bool operator==(const TSerial& other) const = default;
 };
 
 struct TConnection {

@@ -46,6 +46,7 @@ std::unique_ptr<CApplication> CApplication::Read(const TReadOptions& options, CP
   std::unique_ptr<CApplication> application(new CApplication());
   application->state = std::make_unique<TApplicationState>(plugin);
   TApplicationState& state = *application->state;
+  state.face = application.get();
   state.options = options;
   state.diagnostics = diagnostics;
   std::string error;

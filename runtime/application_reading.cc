@@ -53,6 +53,7 @@ class CApplicationReader {
   TLexeme ExpectName(const char* what);
   bool TakeBlockOfOthers(const TLexeme& keyword);
   void ReadBlockOfOthers(CBlockReader& reader, const TTextBlock& block);
+  void CloseBlocksOf(CBlockReader& reader, const TTextBlock& last);
   void ReadInstrumentHeader(std::uint32_t header);
   void CheckNames();
   void SetInitialValues();
@@ -117,6 +118,12 @@ void CApplicationReader::Read() {
   for (const auto& others : later.ofOthers) {
     if (HasEnoughErrors()) return;
     WithComplaints([&] { ReadBlockOfOthers(*others.first, others.second); });
+  }
+  if (application.HasErrors()) return;
+  for (CBlockReader* reader : application.options.blocks) {
+    const auto isOfReader = [reader](const auto& others) { return others.first == reader; };
+    const auto last = std::find_if(later.ofOthers.rbegin(), later.ofOthers.rend(), isOfReader);
+    if (last != later.ofOthers.rend()) WithComplaints([&] { CloseBlocksOf(*reader, last->second); });
   }
 }
 
@@ -212,6 +219,13 @@ void CApplicationReader::ReadBlockOfOthers(CBlockReader& reader, const TTextBloc
   CBlockText text(state);
   reader.Read(text);
   if (!text.IsAtEnd()) state.lexer.FailExpected("end_" + std::string(reader.Keyword()));
+}
+
+void CApplicationReader::CloseBlocksOf(CBlockReader& reader, const TTextBlock& last) {
+  TBlockTextState state{application, CLexer(application.source), last.end};
+  state.lexer.Seek(last.end);
+  CBlockText text(state);
+  reader.Close(text);
 }
 
 void CApplicationReader::ReadInstrumentHeader(std::uint32_t header) {

@@ -1,8 +1,11 @@
 #include "runtime/block.h"
 
+#include <algorithm>
+
 #include "runtime/block_state.h"
 #include "runtime/expressions/machine.h"
 #include "runtime/runtime.h"
+#include "runtime/text/near_names.h"
 
 namespace runtime {
 
@@ -34,13 +37,41 @@ std::string CBlockText::ExpectName(std::string_view what) {
   return std::string(state.lexer.ExpectIdentifier(what).text);
 }
 
+std::string CBlockText::ExpectOneOf(const std::vector<std::string_view>& words) {
+  const TLexeme& next = state.lexer.Peek();
+  const bool isName = !IsAtEnd() && next.kind == ELexeme::kIdentifier;
+  if (isName && std::find(words.begin(), words.end(), next.text) != words.end()) {
+    return std::string(state.lexer.Next().text);
+  }
+  CNearNames near(isName ? next.text : "");
+  std::string all;
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    near.Offer(words[i]);
+    all.append(i == 0 ? "" : i + 1 == words.size() ? " or " : ", ").append(words[i]);
+  }
+  Fail(next.offset, "expected " + all + ", found " + Describe(next) + near.Question());
+}
+
+std::string CBlockText::MeantBy(std::string_view word, const std::vector<std::string>& names) {
+  CNearNames near(word);
+  for (const std::string& name : names) near.Offer(name);
+  return near.Question();
+}
+
+const CApplication& CBlockText::Application() const { return *state.application.face; }
+
+std::int64_t CBlockText::ExpectInteger(std::int64_t low, std::int64_t high) {
+  return state.lexer.ExpectInteger(low, high);
+}
+
 std::string CBlockText::ExpectText() { return state.lexer.ExpectString(); }
 double CBlockText::ExpectNumber() { return state.lexer.ExpectReal(); }
 bool CBlockText::ExpectBoolean() { return state.lexer.ExpectBoolean(); }
 
 TItem CBlockText::ExpectItem() {
-  std::string name = ExpectName("the name of a data element");
+  const std::string base = ExpectName("the name of a data element");
   const std::uint32_t place = LastOffset();
+  std::string name = base;
   if (TakeIf("[")) {
     name += "[" + std::to_string(state.lexer.ExpectInteger(0, kMaximumArrayCount)) + "]";
     state.lexer.Expect("]");
@@ -50,7 +81,10 @@ TItem CBlockText::ExpectItem() {
   const TApplicationState& application = state.application;
   std::string error;
   if (!application.data.FindItem(name, application.declaredCount, &element, &index, &error)) {
-    Fail(place, name + ": " + error);
+    CNearNames near(base);
+    const bool isKnown = application.data.Find(base) >= 0;
+    for (std::int32_t i = 0; i < application.declaredCount && !isKnown; ++i) near.Offer(application.data[i].name);
+    Fail(place, name + ": " + error + near.Question());
   }
   return {static_cast<std::size_t>(element), index};
 }

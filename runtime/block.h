@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace hx_expr {
 struct TExprTreeRecord;
@@ -18,6 +19,7 @@ struct TExprTreeRecord;
 
 namespace runtime {
 
+class CApplication;
 struct TItem;
 struct TBlockTextState;
 
@@ -58,7 +60,10 @@ class CBlockText {
   bool TakeIf(std::string_view spelling);  // a name or punctuation
   void Expect(std::string_view spelling);
   std::string ExpectName(std::string_view what);
+  // One of these; what else stands there is told with all of them, and those near it.
+  std::string ExpectOneOf(const std::vector<std::string_view>& words);
   std::string ExpectText();
+  std::int64_t ExpectInteger(std::int64_t low, std::int64_t high);
   double ExpectNumber();  // with an optional minus sign
   bool ExpectBoolean();
   // NAME of a single data element, NAME[INDEX] of an array's with a number.
@@ -67,9 +72,13 @@ class CBlockText {
   CBlockExpression ExpectExpression(bool isBoolean);
 
   std::uint32_t LastOffset() const;  // of the word taken last
+  // As it has been read, all but the blocks of others.
+  const CApplication& Application() const;
   // What is wrong at a place; doesn't return.
   [[noreturn]] void Fail(std::uint32_t offset, const std::string& message) const;
   void Warn(std::uint32_t offset, const std::string& message) const;
+  // For the end of a message: "; did you mean 'x'?", of the names near a word.
+  static std::string MeantBy(std::string_view word, const std::vector<std::string>& names);
 
  private:
   TBlockTextState& state;
@@ -85,6 +94,9 @@ class CBlockReader {
   // For each block of that keyword, in the order of the text, once everything
   // else has been read without an error. It takes the whole block.
   virtual void Read(CBlockText& text) = 0;
+  // Behind the last of them, if there was one: what can be judged then alone. Nothing
+  // is left to take.
+  virtual void Close(CBlockText&) {}
 };
 
 }  // namespace runtime

@@ -3,6 +3,7 @@
 // stand in definition_errors.txt, which says how.
 #include <gtest/gtest.h>
 
+#include "plant/plant.h"
 #include "runtime/platform/memory.h"
 #include "tests/support.h"
 #include "workbench/references.h"
@@ -23,17 +24,24 @@ std::vector<std::string> Prefixes(char where) {
     for (const std::string& name : tests::ClassNames()) all.push_back(instrument + name + " t\n");
     return all;
   }
+  const std::string connections = kData + "connections\n";
   const std::map<char, std::string> prefixes = {{'x', kElements + "end_data; process\n"},
                                                 {'e', kElements + "end_data; process\nr = "},
                                                 {'p', instrument + "pid_regulator t\n"},
                                                 {'b', instrument + "boolean_regulator t\n"},
                                                 {'s', instrument + "step_regulator t\n"},
                                                 {'m', instrument + "meter t\n"},
+                                                {'c', connections},
+                                                {'i', connections + "modbus a tcp = \"h\"; input ra[0]\n"},
+                                                {'o', connections + "modbus a tcp = \"h\"; output r\n"},
+                                                {'q', connections + "mqtt a host = \"h\"; input ra[0]\n"},
+                                                {'u', connections + "mqtt a host = \"h\"; output r\n"},
                                                 {'w', ""}};
   return {prefixes.at(where)};
 }
 
 std::string Suffix(char where) {
+  if (std::string("cioqu").find(where) != std::string::npos) return "\nend_connections;";
   return where == 'w' ? "" : where == 'e' ? ";\nend_process;" : where == 'x' ? "\nend_process;" : "\nend_instrument;";
 }
 
@@ -107,6 +115,8 @@ void CheckText(const std::string& text, const std::vector<std::string>& messages
   {
     runtime::TReadOptions options;
     options.words = [](const std::string& className) { return workbench::WordsOf(References(), className); };
+    plant::CConnectionsReader connections;
+    options.blocks = {&connections};
     const CRun run(WithoutMarks(text), options);
     EXPECT_EQ(run.Diagnostics(), Expected(text, messages));
     EXPECT_EQ(run.IsRead(), isRead);
@@ -127,6 +137,7 @@ TEST(DefinitionErrors, InBlocksAndData) { CheckRows(Rows("InBlocksAndData"), fal
 TEST(DefinitionErrors, InConstantsAndLoops) { CheckRows(Rows("InConstantsAndLoops"), false); }
 TEST(DefinitionErrors, InProcessesAndExpressions) { CheckRows(Rows("InProcessesAndExpressions"), false); }
 TEST(DefinitionErrors, InInstruments) { CheckRows(Rows("InInstruments"), false); }
+TEST(DefinitionErrors, InConnections) { CheckRows(Rows("InConnections"), false); }
 
 TEST(DefinitionErrors, WhatIsOddButRight) {
   std::vector<TRow> rows = Rows("WhatIsOddButRight");

@@ -61,6 +61,22 @@ TEST(Pacing, CatchesUpWithoutLeavingAnyPeriodOut) {
   EXPECT_EQ(pacer.Timer().count, 6u);
 }
 
+// On a plant they are left out, but for the last.
+TEST(Pacing, LeavesOutWhatHasPassed) {
+  CFakeClock clock;
+  CPacer pacer(0.5, clock);
+  pacer.WaitFor(1);
+  EXPECT_EQ(pacer.LeaveOut(1, 9), 0u);
+  clock.now += 2250 * kMillisecond;
+  pacer.WaitFor(2);
+  EXPECT_EQ(pacer.LeaveOut(2, 8), 3u);
+  pacer.WaitFor(6);
+  clock.now += 9000 * kMillisecond;
+  EXPECT_EQ(pacer.LeaveOut(6, 4), 4u);
+  EXPECT_EQ(pacer.LeftOut(), 7u);
+  EXPECT_NE(pacer.SummaryText().find(", 7 left out\n"), std::string::npos);
+}
+
 TEST(Pacing, IsSummedUpWithEveryPeriodCounted) {
   const tests::CFolder folder;
   const std::string file = folder.Write("a.lbx", "application a period = 0.01; duration = 0.3; end_application;\n");

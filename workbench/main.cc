@@ -19,8 +19,8 @@ namespace workbench {
 namespace {
 
 // In the order of the help.
-constexpr TCommand (*kCommands[])(TCommonOptions& common) = {RunCommand, CheckCommand, ClassesCommand, DescribeCommand,
-                                                             ValidateCommand};
+constexpr TCommand (*kCommands[])(TCommonOptions& common) = {RunCommand,     CheckCommand,    ProbeCommand,
+                                                             ClassesCommand, DescribeCommand, ValidateCommand};
 
 int Main(int argumentCount, char** arguments) {
   TCommonOptions common;

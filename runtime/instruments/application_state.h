@@ -45,6 +45,7 @@ struct TApplicationState {
   ~TApplicationState();
 
   CPlugin& plugin;
+  CApplication* face = nullptr;  // whose state this is
   TReadOptions options;
   TNamedNumbers numbers;  // the constants
   CSource source;

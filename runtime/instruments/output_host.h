@@ -65,8 +65,8 @@ class COutputHost {
   void AfterAction();
 
   // What somebody outside steers, as CInstrumentHandle has it.
-  void TrackFromOutside(std::optional<double> value) { outside = value; }
-  void StartFrom(double value);
+  void TrackFromOutside(std::optional<double> given) { outside = given; }
+  void StartFrom(double given);
   void SetPreviousOutput(double givenOutput);
 
   bool Tracks() const { return tracks; }  // in the period acted in last

@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "host/gaugekit.h"
+#include "runtime/expressions/machine.h"
 #include "runtime/instruments/application_state.h"
 #include "runtime/platform/capacities.h"
 #include "runtime/text/near_names.h"

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "plant/plant.h"
 #include "runtime/runtime.h"
 #include "workbench/commands/commands.h"
 #include "workbench/commands/loop_doubts.h"
@@ -50,6 +51,7 @@ std::map<std::string, double> FirstOutputs(const runtime::CApplication& checked,
   std::map<std::string, double> outputs;
   if (from.empty()) return outputs;
   reading.keepsLearnt = false;
+  reading.blocks.clear();
   std::vector<runtime::TDiagnostic> dropped;
   const auto trial = ReadApplication(reading, plugin, &dropped);
   if (!trial || !trial->Step()) return outputs;
@@ -67,6 +69,7 @@ class CChecker {
   CChecker(const runtime::CApplication& application, const TReferences& references,
            const std::map<std::string, double>& firstOutputs);
 
+  void CheckConnections(const plant::TConnections& connections);
   void CheckDuration();
   void CheckProcess();
   // Prints what is worth knowing of an instrument; errors and warnings, with their
@@ -109,6 +112,20 @@ CChecker::CChecker(const runtime::CApplication& checked, const TReferences& clas
     timed.emplace(instrument.Name(), instrument.NeedsTiming());
     for (std::string& receiver : instrument.Receivers()) receivers.insert(std::move(receiver));
   }
+}
+
+void CChecker::CheckConnections(const plant::TConnections& connections) {
+  if (connections.empty()) return;
+  std::string text = "connections\n";
+  for (const std::string& line : plant::Listed(connections, application.Period())) text += "  " + line + "\n";
+  for (plant::TPlantDoubt& doubt : plant::Doubts(application, connections)) {
+    if (doubt.isWarning) {
+      Warn(doubt.offset, std::move(doubt.text));
+    } else {
+      text += Indented(doubt.text, 2, 100);
+    }
+  }
+  Print(text);
 }
 
 void CChecker::CheckDuration() {
@@ -226,7 +243,7 @@ void CChecker::CheckStart(const runtime::CInstrumentHandle& instrument) {
                                              : "start = EXPRESSION; goes on from that"));
 }
 
-int Check(const std::string& file, const std::string& pluginPath) {
+int Check(const std::string& file, const std::string& connectionsFile, const std::string& pluginPath) {
   const CCrashNotice notice(file + ": crashed while it was checked with the plug-in " + PluginPath(pluginPath));
   std::string error;
   const auto plugin = LoadPlugin(pluginPath, &error);
@@ -236,6 +253,9 @@ int Check(const std::string& file, const std::string& pluginPath) {
   runtime::TReadOptions reading;
   reading.path = file;
   reading.words = [&references](const std::string& className) { return WordsOf(references, className); };
+  plant::CConnectionsReader connections;
+  reading.blocks = {&connections};
+  if (!connectionsFile.empty()) reading.blockFiles = {{connections.Keyword(), connectionsFile}};
   std::vector<runtime::TDiagnostic> diagnostics;
   const auto application = ReadApplication(reading, *plugin, &diagnostics);
   PrintDiagnostics(diagnostics);
@@ -247,6 +267,7 @@ int Check(const std::string& file, const std::string& pluginPath) {
   }
   const std::map<std::string, double> firstOutputs = FirstOutputs(*application, reading, *plugin);
   CChecker checker(*application, references, firstOutputs);
+  checker.CheckConnections(connections.Connections());
   checker.CheckDuration();
   checker.CheckProcess();
   for (std::size_t index = 0; index < application->InstrumentCount(); ++index)
@@ -262,10 +283,11 @@ int Check(const std::string& file, const std::string& pluginPath) {
 
 TCommand CheckCommand(TCommonOptions& common) {
   const auto file = std::make_shared<std::string>();
+  const auto connections = std::make_shared<std::string>();
   return {"check",
           "Say what is wrong with an application, or worth knowing",
-          {FileArgument(*file), PluginOption(common), LanguageOption(common)},
-          [file, &common] { return Check(*file, common.plugin); }};
+          {FileArgument(*file), ConnectionsOption(*connections), PluginOption(common), LanguageOption(common)},
+          [file, connections, &common] { return Check(*file, *connections, common.plugin); }};
 }
 
 }  // namespace workbench

@@ -91,6 +91,15 @@ TCheck Span() {
   };
 }
 
+TCheck NamedSpan() {
+  return [](const std::string& text, std::string* error) {
+    const std::size_t at = text.find('@');
+    if (at != std::string::npos && at != 0) return Span()(text.substr(at + 1), error);
+    *error = "expected NAME@S-S" + Found(text);
+    return false;
+  };
+}
+
 TCheck Assignment() {
   return [](const std::string& text, std::string* error) {
     const std::size_t equal = text.find('=');
@@ -102,6 +111,11 @@ TCheck Assignment() {
 
 TOption FileArgument(std::string& file) {
   return {.name = "FILE", .value = "", .target = &file, .help = "The application", .isRequired = true};
+}
+
+TOption ConnectionsOption(std::string& connections) {
+  return {"--connections", "FILE", &connections, "A text whose connections take the place of the application's own",
+          FileName()};
 }
 
 TOption PluginOption(TCommonOptions& common) {

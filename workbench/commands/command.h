@@ -28,13 +28,17 @@ TCheck FileName();
 TCheck PictureName();
 // Two numbers with a "-" between, the first at least 0, the second above it.
 TCheck Span();
+// A name, "@" and such a span.
+TCheck NamedSpan();
 // A name, "=", and a value of any kind.
 TCheck Assignment();
 
 // Where a value goes. What stands there is the default. An option that goes to a
-// vector may be repeated.
-using TOptionTarget = std::variant<bool*, std::string*, std::uint64_t*, double*, std::optional<double>*,
-                                   std::optional<int>*, std::vector<std::string>*, std::vector<double>*>;
+// vector may be repeated; one that goes to an optional text may stand without its
+// value, which is empty then.
+using TOptionTarget =
+    std::variant<bool*, std::string*, std::uint64_t*, double*, std::optional<double>*, std::optional<int>*,
+                 std::optional<std::string>*, std::vector<std::string>*, std::vector<double>*>;
 
 struct TOption {
   std::string name;   // "--period"; without dashes, an argument that stands by itself
@@ -61,6 +65,8 @@ struct TCommonOptions {
 };
 // The application, as an argument.
 TOption FileArgument(std::string& file);
+// A text whose connections take the place of the application's own.
+TOption ConnectionsOption(std::string& connections);
 TOption PluginOption(TCommonOptions& common);
 TOption LanguageOption(TCommonOptions& common);
 

@@ -20,6 +20,12 @@ void Declare(const TOption& option, CLI::App* command) {
     using TTarget = std::remove_pointer_t<decltype(target)>;
     if constexpr (std::is_same_v<TTarget, bool>) {
       return command->add_flag(option.name, *target, option.help);
+    } else if constexpr (std::is_same_v<TTarget, std::optional<std::string>>) {
+      const auto take = [target](const CLI::results_t& words) {
+        *target = words.empty() ? "" : words.front();
+        return true;
+      };
+      return command->add_option(option.name, take, option.help)->type_name(option.value)->expected(0, 1);
     } else {
       CLI::Option* const declared = command->add_option(option.name, *target, option.help)->type_name(option.value);
       // Each value has the option's name before it.

@@ -9,6 +9,7 @@ namespace workbench {
 // `common` outlives the command.
 TCommand RunCommand(TCommonOptions& common);
 TCommand CheckCommand(TCommonOptions& common);
+TCommand ProbeCommand(TCommonOptions& common);
 TCommand ClassesCommand(TCommonOptions& common);
 TCommand DescribeCommand(TCommonOptions& common);
 TCommand ValidateCommand(TCommonOptions& common);

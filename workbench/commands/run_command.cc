@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "plant/plant.h"
 #include "runtime/runtime.h"
 #include "runtime/trace.h"
 #include "workbench/commands/commands.h"
@@ -76,13 +77,17 @@ class CRunCommand {
   // Nothing that the run writes may replace what it reads or writes itself.
   bool CheckFiles(std::string* error);
   bool ReadWindow(std::string* error);
+  // What the command line says of the plant.
+  bool ReadPlant(std::string* error);
   bool Open(std::string* error);
+  bool OpenPlant(std::string* error);
   bool OpenTrace(std::string* error);
   // True when the run came to its end, false when it was interrupted, a link
   // failed, or its trace or a picture can't be written any more.
   bool RunPeriods();
   int Finish(bool complete);
   void PrintSummary(bool complete);
+  std::string LinksText() const;
   void DoubtStep();
   void Mark(const std::string& instrument, const std::string& text);
   bool WriteSummary(std::string* error);
@@ -90,15 +95,20 @@ class CRunCommand {
   const TRunOptions& options;
   const TCommonOptions& common;
   const bool tracesToOutput;
+  const bool isRealTime;
   std::FILE* const output;    // what a person reads stays out of a trace on standard output
   std::string pictureError;   // during the run
   const CCrashNotice notice;  // outlives all that calls the plug-in
   std::unique_ptr<runtime::CPlugin> plugin;
   TReferences references;
+  plant::CConnectionsReader connections;
+  plant::TPlantOptions plantOptions;
   CPanePictures pictures;
   CRunConsole console;
   std::unique_ptr<runtime::CApplication> application;
   std::optional<CInputFile> input;
+  std::optional<plant::CPlant> plant;  // where the text has connections
+  std::string plantError;              // at the end of the run
   CTraceFile trace;
   std::optional<CPacer> pacer;  // in real time
   std::optional<CObservation> observation;
@@ -116,6 +126,7 @@ CRunCommand::CRunCommand(const TRunOptions& theOptions, const TCommonOptions& th
     : options(theOptions),
       common(theCommon),
       tracesToOutput(IsStandardOutput(options.trace)),
+      isRealTime(options.realtime || options.plant),
       output(tracesToOutput ? stderr : stdout),
       notice(options.file + ": crashed while it ran with the plug-in " + PluginPath(common.plugin)),
       pictures(options.panes, options.panesAt),
@@ -131,13 +142,17 @@ int CRunCommand::Run() {
   if (options.plot.empty() && options.report.empty() && (!options.curves.empty() || options.from || options.to)) {
     return Fail("--curves, --from and --to need --plot or --report", kCommandLineWrong);
   }
+  if (options.realtimePriority && !isRealTime) {
+    return Fail("--realtime-priority needs --realtime or --plant", kCommandLineWrong);
+  }
   if (!Prepare(&error)) return Fail(error);
   if (!Read()) return kApplicationWrong;
-  if (!pictures.CheckTimes(application->Duration(), &error) || !ReadWindow(&error)) {
+  if (!pictures.CheckTimes(application->Duration(), &error) || !ReadWindow(&error) || !ReadPlant(&error)) {
     return Fail(error, kCommandLineWrong);
   }
   if (!CheckFiles(&error) || !Open(&error)) return Fail(error);
   const bool complete = RunPeriods();
+  if (plant && plant->Finish(&plantError)) plantError.clear();
   learning->Finish();
   if (input) input->Finish();
   application->End();
@@ -160,6 +175,8 @@ bool CRunCommand::Read() {
   reading.duration = options.duration;
   reading.initialValues = provenance.set = Assigned(options);
   reading.seed = options.seed;
+  reading.blocks = {&connections};
+  if (!options.connections.empty()) reading.blockFiles = {{connections.Keyword(), options.connections}};
   reading.interruptionAsked = InterruptionAsked;
   reading.print = [this](const std::string& line) {
     console.PrintLine(line, output);
@@ -173,8 +190,31 @@ bool CRunCommand::Read() {
   std::vector<runtime::TDiagnostic> diagnostics;
   application = ReadApplication(reading, *plugin, &diagnostics);
   console.EraseProgress();
+  if (application) {
+    for (const plant::TPlantDoubt& doubt : plant::Doubts(*application, connections.Connections())) {
+      if (doubt.isWarning) diagnostics.push_back(application->At(doubt.offset, doubt.text));
+    }
+  }
   if (!application || !options.quiet) PrintDiagnostics(diagnostics);
   return application != nullptr;
+}
+
+bool CRunCommand::ReadPlant(std::string* error) {
+  const plant::TConnections& all = connections.Connections();
+  if (all.empty() && (options.plant || !options.losses.empty())) {
+    *error = options.file + ": has no connections, which " + (options.plant ? "--plant" : "--lose") + " needs";
+    return false;
+  }
+  if (options.plant && !plant::ReadPlantWords(all, *options.plant, &plantOptions, error)) {
+    *error = "--plant: " + *error;
+    return false;
+  }
+  for (const std::string& loss : options.losses) {
+    if (plant::ReadLoss(all, loss, &plantOptions, error)) continue;
+    *error = "--lose: " + *error;
+    return false;
+  }
+  return true;
 }
 
 bool CRunCommand::CheckFiles(std::string* error) {
@@ -198,6 +238,7 @@ bool CRunCommand::CheckFiles(std::string* error) {
     read.insert(read.end(), reference.Files().begin(), reference.Files().end());
   }
   if (options.input != kStandardInput) read.push_back(options.input);
+  if (!options.connections.empty()) read.push_back(options.connections);
   for (const std::string& name : read) use(name);
   if (options.input == kStandardInput) use(STDIN_FILENO);
   use(STDOUT_FILENO);
@@ -259,13 +300,15 @@ bool CRunCommand::Open(std::string* error) {
     if (report) report->Mark(message.time, message.instrument, message.text);
   };
   if (!options.input.empty()) {
-    if (!application->AddLink(input.emplace(TInputSource{options.input, options.maps, !options.realtime}, tell), error))
+    if (!application->AddLink(input.emplace(TInputSource{options.input, options.maps, !isRealTime}, tell), error))
       return false;
     if (!options.quiet) {
       for (const std::string& note : input->Notes()) console.Note(0.0, "", note);
     }
   }
   CatchInterruption();
+  plantOptions.report = tell;
+  if (!OpenPlant(error)) return false;
   learning.emplace(*application, references, tell);
   if (recorded) provenance.TakeHashes(*application, filesRead);
   if (watched) {
@@ -286,6 +329,16 @@ bool CRunCommand::Open(std::string* error) {
   return options.trace.empty() || OpenTrace(error);
 }
 
+bool CRunCommand::OpenPlant(std::string* error) {
+  if (connections.Connections().empty()) return true;
+  plantOptions.note = [this](const runtime::TRunTimeMessage& message) {
+    if (!options.quiet) console.Note(message.time, message.instrument, message.text);
+    Mark(message.instrument, message.text);
+  };
+  plantOptions.interruptionAsked = InterruptionAsked;
+  return application->AddLink(plant.emplace(connections.Connections(), plantOptions), error);
+}
+
 bool CRunCommand::OpenTrace(std::string* error) {
   std::vector<runtime::TStateColumn> state;
   if (options.traceState) {
@@ -303,11 +356,14 @@ bool CRunCommand::RunPeriods() {
   if (options.realtimePriority && !TakeRealtimePriority(*options.realtimePriority, &error)) {
     console.Note(0.0, "", "--realtime-priority: " + error);
   }
-  if (options.realtime) pacer.emplace(application->Period());
+  if (isRealTime) pacer.emplace(application->Period());
   if (!pictures.WriteDue(*application, &pictureError)) return false;
   while (application->PeriodsDone() < application->PeriodCount()) {
-    if (pacer) pacer->WaitFor(application->PeriodsDone() + 1);
+    const std::uint64_t next = application->PeriodsDone() + 1;
+    if (pacer) pacer->WaitFor(next);
     if (InterruptionAsked()) return false;
+    // What a plant did meanwhile can't be made up for.
+    if (options.plant) application->LeaveOut(pacer->LeaveOut(next, application->PeriodCount() - next));
     if (!application->Step()) return application->LinkError().empty();
     if (observation) observation->Observe();
     learning->Observe();
@@ -319,7 +375,7 @@ bool CRunCommand::RunPeriods() {
       trace.WriteRow();
       if (trace.Failed()) return false;
       // Who follows a run in real time sees each row when it is made.
-      if (options.realtime && !trace.Flush(&error)) return false;
+      if (isRealTime && !trace.Flush(&error)) return false;
     }
     if (!pictures.WriteDue(*application, &pictureError)) return false;
     console.Progress(application->Time(), application->Duration());
@@ -335,6 +391,7 @@ int CRunCommand::Finish(bool complete) {
     if (!succeeded) PrintError(message);
     done = done && succeeded;
   };
+  check(plantError.empty(), plantError);
   check(!trace.IsOpen() || trace.Close(&error), error);
   if (pictureError.empty()) pictures.WriteLast(*application, &pictureError);
   check(pictureError.empty(), pictureError);
@@ -361,7 +418,21 @@ void CRunCommand::PrintSummary(bool complete) {
     for (const std::string& line : report->Comparison().Differences(*watch, provenance)) text += "  " + line + "\n";
   }
   if (pacer) text += pacer->SummaryText();
-  Print(text, output);
+  Print(text + LinksText(), output);
+}
+
+std::string CRunCommand::LinksText() const {
+  const auto links = plant ? plant->Summary() : std::vector<plant::CPlant::TLinkSummary>();
+  if (links.empty()) return "";
+  const auto milliseconds = [](double seconds) { return Quantity(1000.0 * seconds, "ms"); };
+  CTable table;
+  table.Add({"link", "polls", "missed", "round trip", "worst", "reconnections", "limited"});
+  for (const auto& [name, counts] : links) {
+    table.Add({name, std::to_string(counts.polls), std::to_string(counts.missed), milliseconds(counts.roundTripMedian),
+               milliseconds(counts.roundTripWorst), std::to_string(counts.reconnections),
+               std::to_string(counts.limited)});
+  }
+  return "links to the plant\n" + table.Text();
 }
 
 // Once: the first time that the process was integrated in steps too long for it.

@@ -11,7 +11,8 @@ json::CValue ValueOf(const TOptionTarget& target) {
   return std::visit(
       [](const auto* value) -> json::CValue {
         using TValue = std::remove_cvref_t<decltype(*value)>;
-        if constexpr (std::is_same_v<TValue, std::optional<double>> || std::is_same_v<TValue, std::optional<int>>) {
+        if constexpr (std::is_same_v<TValue, std::optional<double>> || std::is_same_v<TValue, std::optional<int>> ||
+                      std::is_same_v<TValue, std::optional<std::string>>) {
           return *value ? json::CValue(**value) : json::CValue();
         } else if constexpr (std::is_same_v<TValue, std::vector<std::string>> ||
                              std::is_same_v<TValue, std::vector<double>>) {
@@ -42,9 +43,17 @@ std::vector<TOption> RunOptions(TRunOptions& options, TCommonOptions& common) {
       {"--map", "ELEMENT=COLUMN", &options.maps,
        "The column of the input that drives an element, or of its times (time=COLUMN); may be repeated", Assignment(),
        "--input"},
+      {"--plant", "WORDS", &options.plant,
+       "Drive the plant by the application's connections, in real time; with words between commas only those named, "
+       "and with dry nothing is written"},
+      ConnectionsOption(options.connections),
+      {"--lose", "NAME@S-S", &options.losses,
+       "Take an input or a connection that is simulated away from the first of these seconds to the second; may be "
+       "repeated",
+       NamedSpan()},
       {"--realtime", "", &options.realtime, "Wait for the wall clock in each period"},
-      {"--realtime-priority", "N", &options.realtimePriority, "Ask for a real-time priority, 1 to 99", Between(1, 99),
-       "--realtime"},
+      {"--realtime-priority", "N", &options.realtimePriority,
+       "Ask for a real-time priority, 1 to 99; needs --realtime or --plant", Between(1, 99)},
       {"--trace", "FILE", &options.trace, "Write a trace as CSV; - is standard output", FileName()},
       {"--trace-state", "", &options.traceState, "Trace what regulators have learnt as well", nullptr, "--trace"},
       {"--every", "N", &options.every, "A row of the trace each N periods (default: 1)", Whole(1), "--trace"},

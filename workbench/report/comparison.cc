@@ -8,6 +8,7 @@
 #include <set>
 #include <utility>
 
+#include "plant/plant.h"
 #include "workbench/text.h"
 
 namespace workbench {
@@ -102,7 +103,7 @@ bool CComparison::CheckColumns(const std::string& path, bool any, std::string* e
     if (reader->Column(column) < 0) missing.push_back(column);
   }
   for (const std::string& column : reader->Header()) {
-    if (own.contains(column)) continue;
+    if (own.contains(column) || plant::IsPlantColumn(column)) continue;
     // What was learnt is traced on demand.
     const std::size_t dot = column.find('.');
     if (dot != std::string::npos && own.contains(column.substr(0, dot) + ".output")) continue;

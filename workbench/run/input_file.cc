@@ -6,6 +6,7 @@
 #include <limits>
 #include <utility>
 
+#include "plant/plant.h"
 #include "workbench/text.h"
 
 namespace workbench {
@@ -99,7 +100,7 @@ bool CInputFile::MapColumns(std::string* error) {
 bool CInputFile::MatchColumns(std::string* error) {
   for (std::size_t column = 0; column < reader->Header().size(); ++column) {
     const std::string& name = reader->Header()[column];
-    if (taken.contains(column) || name.empty()) continue;
+    if (taken.contains(column) || name.empty() || plant::IsPlantColumn(name)) continue;
     TDriven found{column, {}, {}};
     std::string problem;
     if (application->FindItem(name, &found.item, &problem)) problem = WhyNot(found.item);

@@ -127,6 +127,13 @@ void CPacer::WaitFor(std::uint64_t count) {
   if (lateness >= kLate) ++late;
 }
 
+std::uint64_t CPacer::LeaveOut(std::uint64_t count, std::uint64_t most) {
+  const double passed = static_cast<double>(clock.Now() - start) / 1e9 / period - static_cast<double>(count);
+  const auto whole = passed < 1.0 ? 0 : static_cast<std::uint64_t>(passed);
+  leftOut = LeftOut() + std::min(whole, most);
+  return std::min(whole, most);
+}
+
 std::string CPacer::SummaryText() const {
   if (periods.count == 0) return std::string();
   const auto worst = [this](const TLateness& lateness) {
@@ -144,7 +151,8 @@ std::string CPacer::SummaryText() const {
   }
   table.Add({"worst", worst(periods), worst(timer)});
   return "real time: " + Count(late, "period") + " late by 1 ms or more, " + std::to_string(overrun) +
-         " because the one before was still at work\n" + table.Text();
+         " because the one before was still at work" + (leftOut ? ", " + std::to_string(*leftOut) + " left out" : "") +
+         "\n" + table.Text();
 }
 
 }  // namespace workbench

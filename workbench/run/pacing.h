@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace workbench {
@@ -44,7 +45,8 @@ CWallClock& SystemClock();
 // Waits on the wall clock for whole periods since it was made. Each moment
 // is reckoned from the start, so that no error adds up. A period that took too
 // long delays none but the next ones that were due meanwhile: they follow each
-// other without a wait until the schedule is met again, and none is left out.
+// other without a wait until the schedule is met again, and none is left out unless
+// that is asked for.
 //
 // Half-way through each wait it wakes once more and goes back to sleep. How late
 // that is tells what the system's timer is worth at that time, without any work
@@ -54,6 +56,9 @@ class CPacer {
   explicit CPacer(double periodSeconds, CWallClock& wallClock = SystemClock());
   // Until `count` periods have passed, or an interruption is asked for.
   void WaitFor(std::uint64_t count);
+  // Behind a wait for `count`: how many whole periods have passed since, but `most`.
+  // They will not be waited for.
+  std::uint64_t LeaveOut(std::uint64_t count, std::uint64_t most);
   // How late periods began, beside the bare timer: lines for a summary.
   std::string SummaryText() const;
 
@@ -61,6 +66,7 @@ class CPacer {
   const TLateness& Timer() const { return timer; }
   std::uint64_t Late() const { return late; }        // by a millisecond, which regulators' clocks show
   std::uint64_t Overrun() const { return overrun; }  // the one before was still at work when they were due
+  std::uint64_t LeftOut() const { return leftOut.value_or(0); }
 
  private:
   // By how much it overslept, in nanoseconds.
@@ -73,6 +79,7 @@ class CPacer {
   TLateness timer;
   std::uint64_t late = 0;
   std::uint64_t overrun = 0;
+  std::optional<std::uint64_t> leftOut;  // none: nobody asked
 };
 
 }  // namespace workbench

@@ -1,0 +1,314 @@
+#include "plant/plant.h"
+
+#include <time.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <set>
+#include <string_view>
+#include <utility>
+
+#include "plant/words.h"
+
+namespace plant {
+namespace {
+
+constexpr double kNothing = std::numeric_limits<double>::quiet_NaN();
+constexpr double kNever = std::numeric_limits<double>::infinity();
+constexpr double kPollsToStale = 3.0;
+constexpr double kConnecting = 1.0;              // seconds, beside the answers of first polls
+constexpr double kAnswersAwaited = 2.0;          // time-outs
+constexpr timespec kBetweenLooks{0, 2'000'000};  // nanoseconds
+// A dry run tells a change of such a share, and no more often.
+constexpr double kNoticeable = 0.05;
+constexpr double kBetweenTold = 1.0;  // seconds
+
+constexpr std::string_view kQualityColumn = ".quality";
+constexpr std::string_view kWrittenColumn = ".written";
+
+double Now() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
+}
+
+double SecondsToStale(const TConnection& connection, const TInput& input, double period) {
+  if (input.stale) return *input.stale;
+  return connection.kind == TConnection::kMqtt ? kNever : kPollsToStale * std::max(connection.every, period);
+}
+
+double ValueOf(const runtime::CApplication& application, runtime::TItem item) {
+  return application.ElementValue(item.element, item.item);
+}
+
+}  // namespace
+
+bool IsPlantColumn(std::string_view name) { return name.ends_with(kQualityColumn) || name.ends_with(kWrittenColumn); }
+
+CPlant::CPlant(const TConnections& theConnections, TPlantOptions theOptions)
+    : connections(theConnections), options(std::move(theOptions)) {}
+
+CPlant::~CPlant() = default;
+
+// --- Before the run -------------------------------------------------------------------
+
+bool CPlant::Open(runtime::CApplication& theApplication, std::string* error) {
+  application = &theApplication;
+  Gather(*application);
+  FindInstruments(*application);
+  if (made.empty()) return true;
+  links = CLinks::Start(made, application->Period(), options.isDry, error);
+  if (links == nullptr) return false;
+  if (AwaitLinks()) {
+    BeginWriting();
+  } else {
+    options.report({0.0, "", "nothing is written yet: not every connection was read as a whole"});
+  }
+  return true;
+}
+
+void CPlant::Gather(const runtime::CApplication& asked) {
+  std::set<std::string> named;  // by columns
+  std::size_t readings = 0;
+  std::size_t numbers = 0;
+  for (const TConnection& connection : connections) {
+    const auto& names = options.connected;
+    const bool isMade = std::find(names.begin(), names.end(), connection.name) != names.end();
+    if (isMade) made.push_back(connection);
+    for (const TInput& input : connection.inputs) {
+      TWatched one{&input, &connection, {}, {input, SecondsToStale(connection, input, asked.Period())}, {}};
+      if (isMade) one.reading = readings++;
+      if (isMade) written.push_back(input.item);
+      for (const TLoss& loss : options.losses) {
+        if (loss.name == input.name || loss.name == connection.name) one.losses.push_back(loss);
+      }
+      application->SetConnected(input.item);
+      inputs.push_back(std::move(one));
+    }
+    for (const TOutput& output : connection.outputs) {
+      TSteered one(output, connection);
+      if (isMade) one.number = numbers++;
+      one.written = kNothing;
+      outputs.push_back(std::move(one));
+    }
+  }
+  values.assign(numbers, kNothing);
+  for (TSteered& one : outputs) {
+    for (std::size_t i = 0; i < inputs.size(); ++i) {
+      const auto& needs = one.output->needs;
+      if (std::find(needs.begin(), needs.end(), inputs[i].input->name) != needs.end()) one.needs.push_back(i);
+    }
+  }
+}
+
+// Of several outputs of an element one is its own: the first that has a safe value,
+// or else the first.
+void CPlant::FindInstruments(const runtime::CApplication& asked) {
+  std::vector<TSteered*> order;
+  for (TSteered& one : outputs) order.push_back(&one);
+  std::stable_partition(order.begin(), order.end(), [](const TSteered* one) { return one->output->safe.has_value(); });
+  std::vector<runtime::TItem> owned;
+  for (TSteered* const one : order) {
+    const runtime::TItem item = one->output->item;
+    const bool isOwner = std::find(owned.begin(), owned.end(), item) == owned.end();
+    one->column = (isOwner ? "" : one->connection->name + ".") + one->output->name + std::string(kWrittenColumn);
+    if (!isOwner) continue;
+    owned.push_back(item);
+    const bool isInput =
+        std::any_of(inputs.begin(), inputs.end(), [&](const TWatched& input) { return input.input->item == item; });
+    one->meetsProcess = !isInput && (asked.WriterOf(item) == nullptr || asked.Element(item.element).isOutput);
+    for (std::size_t i = 0; i < asked.InstrumentCount(); ++i) {
+      const runtime::CInstrumentHandle instrument = asked.Instrument(i);
+      const std::vector<runtime::TItem>& items = instrument.OutputItems();
+      if (std::find(items.begin(), items.end(), item) == items.end()) continue;
+      one->instrument.emplace(instrument);
+      one->hasSteps = items.size() > 1;
+    }
+  }
+}
+
+// Whether they are ready to be written to.
+bool CPlant::AwaitLinks() {
+  double longest = 0.0;
+  for (const TConnection& connection : made) longest = std::max(longest, connection.timeout);
+  const double until = Now() + kConnecting + kAnswersAwaited * longest;
+  while (!links->IsReady() && links->IsAlive() && Now() < until) {
+    if (options.interruptionAsked != nullptr && options.interruptionAsked()) break;
+    clock_nanosleep(CLOCK_MONOTONIC, 0, &kBetweenLooks, nullptr);
+  }
+  return links->IsReady();
+}
+
+// Goes on from what stands in the plant.
+void CPlant::BeginWriting() {
+  isWriting = true;
+  for (TSteered& one : outputs) {
+    if (!one.number) continue;
+    if (one.instrument) one.instrument->TrackFromOutside(std::nullopt);
+    const std::optional<double> found = links->ReadBack(*one.number);
+    if (!found) continue;
+    one.guard.StandAt(*found);
+    if (options.isDry) one.told = found;
+    if (one.instrument && !one.hasSteps) one.instrument->StartFrom(*found);
+  }
+}
+
+// --- The trace --------------------------------------------------------------------------
+
+std::vector<std::string> CPlant::Columns() const {
+  std::vector<std::string> columns;
+  for (const TWatched& one : inputs) columns.push_back(one.input->name + std::string(kQualityColumn));
+  for (const TSteered& one : outputs) columns.push_back(one.column);
+  return columns;
+}
+
+runtime::TLinkCell CPlant::Cell(std::size_t column) const {
+  if (column < inputs.size()) return {NameOf(inputs[column].watch.Quality()), 0.0};
+  return {nullptr, outputs[column - inputs.size()].written};
+}
+
+// --- Periods ------------------------------------------------------------------------------
+
+// What is simulated goes on from itself, and meets what is written.
+void CPlant::BeforeProcess(double) {
+  for (TWatched& one : inputs) {
+    if (!one.isReplaced) continue;
+    application->SetElementValue(one.input->item, one.own);
+    one.isReplaced = false;
+  }
+  for (TSteered& one : outputs) {
+    if (!one.meetsProcess || std::isnan(one.written)) continue;
+    one.wanted = ValueOf(*application, one.output->item);
+    one.isLeft = one.wanted != one.written;
+    if (one.isLeft) application->SetElementValue(one.output->item, one.written);
+  }
+}
+
+bool CPlant::BeforePeriod(double time, std::string* error) {
+  for (TSteered& one : outputs) {
+    if (one.isLeft) application->SetElementValue(one.output->item, one.wanted);
+    one.isLeft = false;
+  }
+  const std::vector<TReading>* readings = nullptr;
+  bool isAlive = true;
+  if (links != nullptr) {
+    isAlive = links->IsAlive();
+    readings = &links->Read();
+    if (!isWriting && links->IsReady()) BeginWriting();
+  }
+  const double now = links == nullptr ? 0.0 : Now();
+  for (TWatched& one : inputs) Judge(one, time, now, isAlive ? readings : nullptr);
+  if (isAlive) return true;
+  TakeMessages(time);
+  *error = "the links to the plant are lost: their process has ended";
+  return false;
+}
+
+void CPlant::Judge(TWatched& one, double time, double now, const std::vector<TReading>* readings) {
+  const runtime::TItem item = one.input->item;
+  if (one.reading) {
+    one.watch.Judge(readings == nullptr ? TReading() : (*readings)[*one.reading], now);
+    if (one.watch.Value()) application->SetElementValue(item, *one.watch.Value());
+  } else {
+    const double forgiven = runtime::kForgivenRounding * application->Period();
+    const bool isTakenAway = std::any_of(one.losses.begin(), one.losses.end(), [&](const TLoss& loss) {
+      return loss.from <= time + forgiven && time < loss.to - forgiven;
+    });
+    one.own = ValueOf(*application, item);
+    one.watch.JudgeSimulated(one.own, isTakenAway, time);
+    one.isReplaced = one.watch.Quality() != EQuality::kGood && one.watch.Value();
+    if (one.isReplaced) application->SetElementValue(item, *one.watch.Value());
+  }
+  const bool isGood = one.watch.Quality() == EQuality::kGood;
+  if (application->AsksForAge(item)) application->SetQuality(item, isGood, one.watch.Age(one.reading ? now : time));
+  if (isGood != one.isReported) return;
+  one.isReported = !isGood;
+  if (isGood) {
+    Note(time, *one.connection, one.input->name + " is good again");
+    return;
+  }
+  const std::string held = one.watch.Value() ? Number(*one.watch.Value()) + " is held" : "there was no good value yet";
+  Report(time, *one.connection, one.input->name + " is " + NameOf(one.watch.Quality()) + ": " + held);
+}
+
+bool CPlant::AfterPeriod(double time, std::string*) {
+  for (TSteered& one : outputs) {
+    one.wanted = ValueOf(*application, one.output->item);
+    if (!one.number || isWriting) {
+      Steer(one, time);
+    } else if (one.instrument && one.output->safe) {
+      one.instrument->TrackFromOutside(one.hasSteps ? 0.0 : *one.output->safe);
+    }
+    if (one.number) values[*one.number] = one.written;
+  }
+  if (links == nullptr) return true;
+  if (!options.isDry) links->Write(values);
+  links->Beat();
+  TakeMessages(time);
+  return true;
+}
+
+void CPlant::Steer(TSteered& one, double time) {
+  const bool areGood = std::all_of(one.needs.begin(), one.needs.end(), [this](std::size_t input) {
+    return inputs[input].watch.Quality() == EQuality::kGood;
+  });
+  const TGuarded guarded = one.guard.Decide(time, one.wanted, areGood);
+  one.written = guarded.written;
+  if (options.isDry && one.number) TellDry(one, time);
+  if (!one.instrument) return;
+  if (one.hasSteps) {
+    one.instrument->TrackFromOutside(guarded.tracked ? std::optional<double>(0.0) : std::nullopt);
+    return;
+  }
+  one.instrument->TrackFromOutside(guarded.tracked);
+  if (!guarded.tracked && one.written != one.wanted) one.instrument->SetPreviousOutput(one.written);
+}
+
+void CPlant::TellDry(TSteered& one, double time) {
+  const TOutput& output = *one.output;
+  double span = std::max(std::abs(one.written), std::abs(one.told.value_or(0.0)));
+  if (output.limit) {
+    span = output.limit->second - output.limit->first;
+  } else if (output.point.scale) {
+    span = std::abs(output.point.scale->to - output.point.scale->from);
+  }
+  const bool isFirst = one.toldAt == 0.0;
+  const double change = one.told ? std::abs(one.written - *one.told) : kNever;
+  if (change == 0.0 || (!output.isBoolean && change < kNoticeable * span)) return;
+  if (!isFirst && time - one.toldAt < kBetweenTold) return;
+  std::string text =
+      "would write " + output.name + " = " + Number(one.written) + " to " + NameOf(*one.connection, output.point);
+  if (one.told) text += std::string(isFirst ? ", where there is " : ", after ") + Number(*one.told);
+  Note(time, *one.connection, text);
+  one.told = one.written;
+  one.toldAt = time;
+}
+
+// --- Messages -------------------------------------------------------------------------------
+
+void CPlant::Report(double time, const TConnection& connection, const std::string& text) const {
+  options.report({time, connection.name, text});
+}
+
+void CPlant::Note(double time, const TConnection& connection, const std::string& text) const {
+  options.note({time, connection.name, text});
+}
+
+void CPlant::TakeMessages(double time) {
+  for (std::string message; links->TakeMessage(&message);) options.report({time, "", message});
+}
+
+bool CPlant::Finish(std::string* error) {
+  if (links == nullptr) return true;
+  TakeMessages(application->Time());
+  return links->Finish(error);
+}
+
+std::vector<CPlant::TLinkSummary> CPlant::Summary() const {
+  std::vector<TLinkSummary> summary;
+  for (std::size_t i = 0; i < made.size(); ++i) summary.push_back({made[i].name, links->CountsOf(i)});
+  return summary;
+}
+
+}  // namespace plant
