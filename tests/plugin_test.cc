@@ -61,8 +61,8 @@ TEST(Plugin, TellsWhatItIs) {
   char16_t message[64] = u"#";
   EXPECT_EQ(Exports().check(63, message, 0, 0, 0, hx_main::kInterfaceNumber - 1), 0);
   EXPECT_EQ(runtime::Utf8(message), "Chybná verze rozhraní");
-  for (const std::string& name : tests::ClassNames()) {
-    const tests::CRun run(tests::OneRegulator(name, ""));
+  for (const std::string& className : tests::ClassNames()) {
+    const tests::CRun run(tests::OneRegulator(className, ""));
     EXPECT_EQ(run.Object("reg").attributeWord, 0xFF1Fu);
     EXPECT_EQ(run.Object("reg").optionWord, 0x110u);
   }
