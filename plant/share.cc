@@ -4,6 +4,8 @@
 #include <cmath>
 #include <limits>
 
+#include "plant/modbus/requests.h"
+
 namespace plant {
 
 TMessage MessageOf(const std::string& text) {
@@ -33,9 +35,13 @@ CShare::CShare(live::CSharedBlock& block, const TConnection& connection)
 }
 
 double SafeBound(const TConnection& connection) {
-  const auto count = static_cast<double>(connection.outputs.size());
-  // What is under way, connecting, a write and a reading back for each; a pause, and anew.
-  return connection.firstRetry + connection.timeout * (4.0 + 2.0 * count);
+  std::vector<TRegisters> places;
+  for (const TOutput& output : connection.outputs) {
+    if (output.safe) places.push_back(output.point.registers);
+  }
+  const std::size_t requests = connection.kind == TConnection::kModbus ? WriteRequests(places).size() : 1;
+  // What is under way, connecting, writing, reading back; a pause, and anew.
+  return connection.firstRetry + connection.timeout * (4.0 + 2.0 * static_cast<double>(requests));
 }
 
 bool HasSafe(const TConnection& connection) {

@@ -12,9 +12,20 @@ namespace {
 
 template <typename TPoints>
 std::vector<TRegisters> RegistersOf(const TPoints& points) {
-  std::vector<TRegisters> registers;
-  for (const auto& point : points) registers.push_back(point.point.registers);
+  std::vector<TRegisters> registers(points.size());
+  std::transform(points.begin(), points.end(), registers.begin(),
+                 [](const auto& point) { return point.point.registers; });
   return registers;
+}
+
+// The words of a request that writes.
+std::vector<std::uint16_t> Joined(const TRequest& request, const std::vector<TWords>& words,
+                                  const std::vector<TRegisters>& places) {
+  std::vector<std::uint16_t> joined;
+  for (const std::size_t point : request.points) {
+    joined.insert(joined.end(), words[point].begin(), words[point].begin() + WordsOf(places[point].type));
+  }
+  return joined;
 }
 
 }  // namespace
@@ -195,13 +206,9 @@ bool CModbusLink::WriteWhatChanged() {
     places.push_back(connection.outputs[i].point.registers);
   }
   for (const TRequest& request : WriteRequests(places)) {
-    std::vector<std::uint16_t> all;
-    for (const std::size_t point : request.points) {
-      all.insert(all.end(), words[point].begin(), words[point].begin() + WordsOf(places[point].type));
-    }
     std::string error;
     const double before = live::Now();
-    const EAnswer answer = WriteWords(places[request.points[0]], all, &error);
+    const EAnswer answer = WriteWords(places[request.points[0]], Joined(request, words, places), &error);
     if (answer == EAnswer::kMissed) {
       Lose(error);
       return false;
@@ -212,7 +219,8 @@ bool CModbusLink::WriteWhatChanged() {
       const std::string& name = connection.outputs[output].name;
       written[output] = {wanted[output], words[point], answer == EAnswer::kRefused};
       if (answer == EAnswer::kRefused) {
-        Report("write " + name, name + ": " + PlaceOf(places[point]) + " can't be written: " + error);
+        Report("write " + name,
+               std::string(name).append(": ").append(PlaceOf(places[point])) + " can't be written: " + error);
       } else {
         Clear("write " + name);
       }
@@ -228,43 +236,37 @@ bool CModbusLink::TrySafe(std::string* error) {
   }
   std::vector<TWords> words;
   std::vector<TRegisters> places;
-  std::vector<const TOutput*> outputs;
   for (const TOutput& output : connection.outputs) {
     if (!output.safe) continue;
     words.push_back(WordsFor(output, *output.safe));
     places.push_back(output.point.registers);
-    outputs.push_back(&output);
   }
   bool isSafe = true;
   for (const TRequest& request : WriteRequests(places)) {
-    std::vector<std::uint16_t> all;
-    for (const std::size_t point : request.points) {
-      all.insert(all.end(), words[point].begin(), words[point].begin() + WordsOf(places[point].type));
+    const EAnswer answer = WriteWords(places[request.points[0]], Joined(request, words, places), error);
+    if (answer == EAnswer::kMissed) {
+      isConnected = false;
+      return false;
     }
-    const EAnswer answer = WriteWords(places[request.points[0]], all, error);
     // Others may be written though this one can't be.
     isSafe &= answer == EAnswer::kGood;
-    if (answer == EAnswer::kMissed) {
-      isConnected = false;
-      return false;
-    }
   }
-  for (std::size_t i = 0; isSafe && i < places.size(); ++i) {
-    TWords found{};
-    std::string why;
-    const EAnswer answer = ReadPoint(places[i], &found, &why);
-    // A device may tell nothing of what can be written.
-    if (answer == EAnswer::kRefused) continue;
+  if (!isSafe) return false;
+  for (const TRequest& request : ReadRequests(places, 0)) {
+    const std::vector<std::uint16_t> wanted = Joined(request, words, places);
+    std::vector<std::uint16_t> found(wanted.size());
+    const EAnswer answer =
+        line->Read(connection.unit, request.table, request.address, request.count, found.data(), error);
     if (answer == EAnswer::kMissed) {
-      *error = why;
       isConnected = false;
       return false;
     }
-    if (found == words[i]) continue;
-    *error = outputs[i]->name + ": " + PlaceOf(places[i]) + " doesn't hold what was written";
+    // A device may tell nothing of what can be written.
+    if (answer == EAnswer::kRefused || found == wanted) continue;
+    *error = PlaceOf(places[request.points[0]]) + " or what follows doesn't hold what was written";
     return false;
   }
-  return isSafe;
+  return true;
 }
 
 EAnswer CModbusLink::WriteWords(const TRegisters& first, const std::vector<std::uint16_t>& words, std::string* error) {

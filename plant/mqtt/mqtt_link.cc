@@ -8,6 +8,7 @@
 #include <ctime>
 #include <limits>
 #include <numeric>
+#include <set>
 
 #include "live/clock.h"
 #include "plant/mqtt/payload.h"
@@ -22,7 +23,7 @@ constexpr int kMostPayload = 1 << 20;  // of a message that is looked at, bytes
 double SecondsSince1970() {
   timespec time{};
   clock_gettime(CLOCK_REALTIME, &time);
-  return static_cast<double>(time.tv_sec) + 1e-3 * static_cast<double>(time.tv_nsec / 1000000);
+  return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
 }
 
 }  // namespace
@@ -71,12 +72,11 @@ void CMqttLink::OnConnect(int code) {
     refusal = std::string("the broker refuses the connection: ") + mosquitto_connack_string(code);
     return;
   }
-  std::vector<std::string> topics;
-  for (const TInput& input : connection.inputs) topics.push_back(input.point.topic);
-  std::sort(topics.begin(), topics.end());
-  topics.erase(std::unique(topics.begin(), topics.end()), topics.end());
-  std::vector<char*> pointers;
-  for (std::string& topic : topics) pointers.push_back(topic.data());
+  std::set<std::string> topics;
+  for (const TInput& input : connection.inputs) topics.insert(input.point.topic);
+  std::vector<char*> pointers(topics.size());
+  std::transform(topics.begin(), topics.end(), pointers.begin(),
+                 [](const std::string& topic) { return const_cast<char*>(topic.c_str()); });
   if (!pointers.empty()) {
     const int failure = mosquitto_subscribe_multiple(client.get(), &subscription, static_cast<int>(pointers.size()),
                                                      pointers.data(), 1, 0, nullptr);
