@@ -21,6 +21,7 @@ struct CKeeper::TShared {
   std::atomic<std::uint32_t> deaths{0};
   std::atomic<int> howLast{0};
   std::atomic<pid_t> worker{0};
+  std::atomic<bool> hasEnded{false};
 };
 
 namespace {
@@ -102,13 +103,15 @@ std::unique_ptr<CKeeper> CKeeper::Start(const TKeeping& keeping, std::string* er
         shared->worker.store(worker);
         while (waitpid(worker, &status, 0) < 0 && errno == EINTR) {
         }
-        if (status == 0) _exit(0);
+        if (status == 0) break;
       }
       shared->howLast.store(status);
       shared->deaths.fetch_add(1);
       const bool isTired = keeping.times >= 0 && done >= keeping.times;
-      if (isTired || (WaitForHangUp(loops[0], keeping.pause) && !keeping.alone)) _exit(1);
+      if (isTired || (WaitForHangUp(loops[0], keeping.pause) && !keeping.alone)) break;
     }
+    shared->hasEnded.store(true);
+    _exit(0);
   }
   const int failure = errno;
   close(loops[0]);
@@ -131,8 +134,12 @@ CKeeper::~CKeeper() {
 }
 
 bool CKeeper::IsAlive() {
-  if (!wasWaitedFor && waitpid(id, nullptr, WNOHANG) != 0) wasWaitedFor = true;
-  return !wasWaitedFor;
+  const double now = Now();
+  if (!wasWaitedFor && now >= nextLook) {
+    wasWaitedFor = waitpid(id, nullptr, WNOHANG) != 0;
+    nextLook = now + 0.1;
+  }
+  return !wasWaitedFor && !shared->hasEnded.load();
 }
 
 std::uint32_t CKeeper::Deaths() const { return shared->deaths.load(); }

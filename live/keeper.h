@@ -42,7 +42,8 @@ class CKeeper {
   CKeeper(const CKeeper&) = delete;
   CKeeper& operator=(const CKeeper&) = delete;
 
-  // Whether the keeper is there, with a worker or about to make one.
+  // Whether the keeper is there, with a worker or about to make one. Cheap enough for
+  // every period: that somebody killed the keeper itself is seen after 0.1 s at most.
   bool IsAlive();
   std::uint32_t Deaths() const;  // workers that died so far
   int HowLast() const;           // the status of the last that died, as waitpid tells it
@@ -63,6 +64,7 @@ class CKeeper {
   int loop = -1;  // the end whose closing hangs up
   int end = -1;   // hangs up once keeper and worker have ended
   bool wasWaitedFor = false;
+  double nextLook = 0.0;  // at the keeper itself
 };
 
 }  // namespace live

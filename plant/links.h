@@ -28,11 +28,11 @@ struct TReading {
 
 // What a link has done so far.
 struct TLinkCounts {
-  std::uint64_t polls = 0;
-  std::uint64_t missed = 0;  // not done in time, or without an answer
+  std::uint64_t polls = 0;   // of MQTT: messages that brought a value
+  std::uint64_t missed = 0;  // not done in time, or without an answer; of MQTT: messages without a value
   std::uint64_t reconnections = 0;
   std::uint64_t limited = 0;     // raw values out of their type's range
-  double roundTripMedian = 0.0;  // seconds
+  double roundTripMedian = 0.0;  // of a request and its answer, seconds
   double roundTripWorst = 0.0;
 };
 
@@ -46,9 +46,11 @@ class CLinks {
   CLinks(const CLinks&) = delete;
   CLinks& operator=(const CLinks&) = delete;
 
-  // The newest of every input, in the order of the connections and of their inputs.
+  // The newest of every input, in the order of the connections and of their inputs;
+  // all are lost once the links' process is gone.
   const std::vector<TReading>& Read();
-  // Whether each connection has had one whole poll that was good.
+  // Whether each connection has had one whole poll that was good; of MQTT, whether the
+  // broker has taken its subscriptions.
   bool IsReady() const;
   // What an output held in the plant before anything was written, in the order of
   // the connections and of their outputs; none where it can't be read back.
@@ -65,7 +67,7 @@ class CLinks {
   TLinkCounts CountsOf(std::size_t connection) const;
 
   // Every output that has one is brought to its safe value, read back where that can
-  // be, and the processes end. Returns after that, or after a bound that the time-outs
+  // be, and the processes end; with `dry` they only end. Returns after that, or after a bound that the time-outs
   // give. False with a message where a safe value could not be written.
   bool Finish(std::string* error);
 
