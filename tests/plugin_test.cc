@@ -37,10 +37,10 @@ TEST(Plugin, NeedsNothingButTheHostAndTheStandardLibraries) {
 TEST(Plugin, TellsWhatItIs) {
   EXPECT_EQ(Exports().version(), 0x01040000u);
   EXPECT_EQ(Plugin().Name(), "Regulátory");
-  char16_t name[32] = {};
+  char16_t pluginName[32] = {};
   const std::uint8_t* images[2] = {};
   std::uint8_t flag = 0;
-  Exports().getDllInfo(31, name, &images[0], &images[1], &flag);
+  Exports().getDllInfo(31, pluginName, &images[0], &images[1], &flag);
   EXPECT_EQ(flag, 1);
   const struct {
     const char* name;
