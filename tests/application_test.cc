@@ -49,6 +49,23 @@ TEST(Application, ExpressionsHaveTheirValues) {
   EXPECT_TRUE(run.messages.empty());
 }
 
+// What an expression has done before takes no room of what it does then.
+TEST(Application, ExpressionsHaveTheWholeStackAtEachPlace) {
+  constexpr int kDepth = 1024;
+  const auto isRead = [](const std::string& before, int powers) {
+    std::string text = "data x : real; yes : boolean = true; ra : real[2]; end_data;\nprocess x = " + before;
+    for (int i = 0; i < powers; ++i) text += "1 ^ ";
+    return CRun(text + "1; end_process;").IsRead();
+  };
+  for (const char* before :
+       {"1 + ", "limit(1, 2, 3) + ", "min(1, 2, 3) + ", "max(1, 2) + ", "if(yes and not yes or yes, 1, 2) + ",
+        "atan2(1, 2) + ", "sin(1) + ", "-ra[1] + ", "noise(1) + ", "(1 - 2 * 3 / 4 % 5) + ",
+        "if(1 < 2 and 2 <= 3 and 3 > 2 and 3 >= 2 and 1 == 1 and 1 != 2, 1, 2) + "}) {
+    EXPECT_TRUE(isRead(before, kDepth - 2)) << before;
+    EXPECT_FALSE(isRead(before, kDepth - 1)) << before;
+  }
+}
+
 TEST(Application, ExpressionsReportAnErrorOnceUntilItClears) {
   CRun run(
       "data index : real; divisor : real = 1; a : real[3] = [1, 2, 3]; x : real; out : real[2]; end_data;\n"

@@ -2,6 +2,7 @@
 // receivers and blinking.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 
 #include "runtime/platform/clock.h"
@@ -68,6 +69,17 @@ TEST(Cycle, TimeBeginsAnewWithADefinition) {
   run.Call("reg", "SetParameters__RRR", {-20.0, 1.0, 0.0});
   run.At(5500);
   EXPECT_EQ(run.Output(), 80.0);
+}
+
+TEST(Cycle, ADefinitionReadAgainHoldsNothingOfTheOneBefore) {
+  CRun run(
+      "data x : real; u : real[3]; i : real; c : boolean; end_data;\n"
+      "instrument pid_regulator reg expression = x; wish_value = x + i; condition = c; manual = i;\n"
+      "output = u[i]; receivers = m; end_instrument;\ninstrument meter m end_instrument;");
+  const hx_vinst::THostPart& held = *run.Object("reg").host;
+  const std::array before{held.expressions.size(), held.receiverLists.size()};
+  ASSERT_TRUE(run.ReadAgain(0, run.State().instruments[0].end));
+  EXPECT_EQ((std::array{held.expressions.size(), held.receiverLists.size()}), before);
 }
 
 TEST(Cycle, TimeThatStandsStillStopsThePeriodAfterThePanes) {

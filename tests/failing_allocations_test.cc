@@ -6,7 +6,10 @@
 #include <cstdlib>
 #include <limits>
 
+#include "runtime/instruments/driver.h"
+#include "runtime/instruments/making.h"
 #include "runtime/platform/memory.h"
+#include "runtime/text/wide_text.h"
 #include "tests/support.h"
 
 namespace {
@@ -63,6 +66,41 @@ TEST(FailingAllocations, AreRefusedByNameAndLoseNothing) {
   const std::int64_t step = std::getenv("LOOPBOX_ALL_ALLOCATIONS") != nullptr ? 1 : 487;
   for (const std::int64_t failures : {1, -1}) {
     EXPECT_GE(LoadFailing(Instruments(200), step, failures, 10'000), 10'000);
+  }
+}
+
+// An instrument that lacks a block refuses its definition by itself, has nothing to
+// keep, and may be drawn and moved.
+TEST(FailingAllocations, LeaveInstrumentsThatRefuseAndHarmNothing) {
+  const tests::CRun run(Instruments(1));
+  runtime::TApplicationState& application = run.State();
+  for (const runtime::TClass& item : tests::Plugin().Classes()) {
+    const std::u16string name = runtime::Utf16(item.name);
+    for (std::int64_t successes = 0;; ++successes) {
+      const runtime::TMemoryStatistics before = MemoryStatistics();
+      runtime::FailAllocationAfter(successes, 1);
+      hx_vinst::CInstrument* const object =
+          runtime::StateOf(tests::Plugin())
+              .exports.makeInstrument(static_cast<std::uint32_t>(name.size()), name.c_str());
+      if (object != nullptr) {
+        object->ctx = &application.ctx;
+        object->host = new hx_vinst::THostPart();
+        object->InitInstrument();
+      }
+      runtime::FailAllocationAfter(-1);
+      const bool failed = MemoryStatistics().failures != before.failures;
+      if (object != nullptr) {
+        char16_t text[64] = {};
+        if (failed) EXPECT_EQ(object->ReadSelf(63, text, 0, nullptr), 0) << item.name << successes;
+        if (failed) EXPECT_EQ(runtime::Utf8(text), "Nedostatek paměti");
+        object->NewRect({0, 0, 300, 200});
+        vcore::TEvent keep = {{vcore::kEventKeep, vcore::kKeepAtEnd, 0, 0}};
+        object->ReceiveEvent(&keep);
+        runtime::ReleaseObject(object);
+      }
+      EXPECT_EQ(MemoryStatistics().blocks, before.blocks) << item.name << successes;
+      if (!failed || HasFailure()) break;
+    }
   }
 }
 
