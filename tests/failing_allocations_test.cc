@@ -91,8 +91,10 @@ TEST(FailingAllocations, LeaveInstrumentsThatRefuseAndHarmNothing) {
       const bool failed = MemoryStatistics().failures != before.failures;
       if (object != nullptr) {
         char16_t text[64] = {};
-        if (failed) EXPECT_EQ(object->ReadSelf(63, text, 0, nullptr), 0) << item.name << successes;
-        if (failed) EXPECT_EQ(runtime::Utf8(text), "Nedostatek paměti");
+        if (failed) {
+          EXPECT_EQ(object->ReadSelf(63, text, 0, nullptr), 0) << item.name << successes;
+          EXPECT_EQ(runtime::Utf8(text), "Nedostatek paměti");
+        }
         object->NewRect({0, 0, 300, 200});
         vcore::TEvent keep = {{vcore::kEventKeep, vcore::kKeepAtEnd, 0, 0}};
         object->ReceiveEvent(&keep);
