@@ -29,8 +29,6 @@ class COutputGuard {
   TGuarded Decide(double time, double wanted, bool needsAreGood);
   // Of an output that latches: it may come back when all is good.
   void Acknowledge() { isLatched = false; }
-  // Whether it isn't written what is wanted, for the sake of what it needs.
-  bool IsHeld() const { return badSince.has_value() || isLatched; }
 
  private:
   bool HoldsBack(double time, bool needsAreGood);

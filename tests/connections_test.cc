@@ -159,6 +159,9 @@ TEST(Connections, IsToldByTheCommandLine) {
   const CFolder folder;
   const std::string file = folder.Write("rehearsal.lbx", kApplication);
   const std::string other = folder.Write("none.lbx", "data x : real; end_data;");
+  const std::string site = folder.Write("site.lbx",
+                                        "connections mqtt far host = \"far\"; tls = \"ca.pem\"; "
+                                        "input x from = \"x\"; end_input; end_mqtt; end_connections;");
   const tests::TCall rows[] = {
       {"run " + other + " --plant", 2, {"has no connections, which --plant needs"}},
       {"run " + other + " --lose x@1-2", 2, {"has no connections, which --lose needs"}},
@@ -168,6 +171,10 @@ TEST(Connections, IsToldByTheCommandLine) {
       {"run " + file + " --lose y@1-2", 2, {"--lose: 'y' is no input and no connection"}},
       {"run " + file + " --plant dry,io --lose x@1-2", 2, {"--lose: 'x' is connected"}},
       {"run " + file + " --connections " + other, 1, {"none.lbx: there is no block 'connections' in it"}},
+      {"check " + file + " --connections " + site,
+       0,
+       {"connections\n  far: far:8883, as far, by TLS\n    x from \"x\"; never stale\n",
+        "site.lbx:1:58: warning: x is never stale: without stale = S; it is good until far is lost, however old"}},
       {"check " + file,
        0,
        {"connections\n", "  io: 127.0.0.1:1, unit 1, polled each 1 s\n",
@@ -229,20 +236,38 @@ TEST(Connections, DriveADeviceAndLeaveItSafe) {
       " >device.log 2>&1 & device=$!; trap 'kill $device' EXIT; for i in $(seq 50); do "
       "$program probe oven.lbx >probed && break; sleep 0.1; done; cat probed"
       "; $program run oven.lbx --plant dry --period 0.1 --duration 1; echo dry $?; cp device.log dry.log"
-      "; $program run oven.lbx --plant --period 0.1 --duration 2.5 --trace driven.csv; echo driven $?; sleep 0.1; }");
+      "; $program run oven.lbx --plant --period 0.1 --duration 2.5 --trace driven.csv; echo driven $?; sleep 0.1; "
+      "cp device.log driven.log"
+      "; mbpoll -m tcp -p " +
+      port +
+      " -a 1 -0 -q -r 10 -t 4 127.0.0.1 -- 4000 >/dev/null"
+      "; timeout --preserve-status -s INT 1 $program run oven.lbx --plant --period 0.1 --quiet "
+      "--trace restarted.csv; echo restarted $?; sleep 0.1; }");
   if (outcome.output.find("this build of the program has no links") != std::string::npos) GTEST_SKIP();
   tests::ExpectParts(outcome.output,
                      {"  temperature  input[0]  ", ", cdab 2", "  door_open    discrete[0]  0000 = 0, in ",
-                      "oven_io: would write power = ", "dry 0\n", "driven 0\n", "links to the plant\n", " left out\n"});
+                      "oven_io: would write power = ", "dry 0\n", "driven 0\n", "restarted 130\n",
+                      "links to the plant\n", " left out\n"});
   EXPECT_EQ(tests::ReadFile(folder.Path("dry.log")).find("fan on"), std::string::npos);
-  const std::string device = tests::ReadFile(folder.Path("device.log"));
-  EXPECT_NE(device.find("power   2.00 %  fan off"), std::string::npos) << device;
-  EXPECT_NE(device.rfind("power   0.00 %  fan on\n"), std::string::npos) << device;
+  const std::string device = tests::ReadFile(folder.Path("driven.log"));
+  EXPECT_GT(std::count(device.begin(), device.end(), '\n'), 5) << device;
+  EXPECT_TRUE(device.ends_with("power   0.00 %  fan on\n")) << device;
   const std::string driven = tests::ReadFile(folder.Path("driven.csv"));
   EXPECT_EQ(driven.find("lost"), std::string::npos) << driven;
   double temperature = 0.0;
   std::sscanf(driven.c_str() + driven.rfind("\n2.5,"), "\n2.5,80,%lf", &temperature);
   EXPECT_GT(temperature, 20.5) << driven;
+  // One that begins on a running plant takes the power as it is, and moves it by a
+  // step of its rate.
+  const std::string restarted = tests::ReadFile(folder.Path("restarted.csv"));
+  double power = 0.0;
+  double written = 0.0;
+  std::sscanf(restarted.c_str() + restarted.find('\n'), "%*f,80,%lf,%lf,0,%*d,good,good,%lf,", &temperature, &power,
+              &written);
+  EXPECT_EQ(power, 40.0) << restarted;
+  EXPECT_EQ(written, 40.0);
+  const std::string left = tests::ReadFile(folder.Path("device.log"));
+  EXPECT_TRUE(left.ends_with("power   0.00 %  fan on\n")) << left;
 }
 
 }  // namespace
