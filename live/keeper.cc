@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -20,7 +21,6 @@ namespace live {
 struct CKeeper::TShared {
   std::atomic<std::uint32_t> deaths{0};
   std::atomic<int> howLast{0};
-  std::atomic<pid_t> worker{0};
   std::atomic<bool> hasEnded{false};
 };
 
@@ -68,6 +68,8 @@ void CloseInherited(std::vector<int> kept) {
   close_range(from, ~0U, 0);
 }
 
+void Rename(const std::string& name) { prctl(PR_SET_NAME, name.c_str()); }
+
 }  // namespace
 
 std::unique_ptr<CKeeper> CKeeper::Start(const TKeeping& keeping, std::string* error) {
@@ -95,12 +97,15 @@ std::unique_ptr<CKeeper> CKeeper::Start(const TKeeping& keeping, std::string* er
     std::vector<int> kept = keeping.descriptors;
     kept.insert(kept.end(), {loops[0], ends[1]});
     CloseInherited(kept);
+    Rename(keeping.name + "-keeper");
     for (int done = 0;; ++done) {
       const pid_t worker = fork();
-      if (worker == 0) _exit((done == 0 ? keeping.work : keeping.again)(loops[0]));
+      if (worker == 0) {
+        Rename(keeping.name + "-worker");
+        _exit((done == 0 ? keeping.work : keeping.again)(loops[0]));
+      }
       int status = 0;
       if (worker > 0) {
-        shared->worker.store(worker);
         while (waitpid(worker, &status, 0) < 0 && errno == EINTR) {
         }
         if (status == 0) break;
@@ -144,7 +149,6 @@ bool CKeeper::IsAlive() {
 
 std::uint32_t CKeeper::Deaths() const { return shared->deaths.load(); }
 int CKeeper::HowLast() const { return shared->howLast.load(); }
-pid_t CKeeper::Worker() const { return shared->worker.load(); }
 
 bool CKeeper::End(double seconds) {
   if (loop >= 0) close(loop);

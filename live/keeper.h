@@ -31,6 +31,9 @@ struct TKeeping {
   bool alone = false;            // also when the loop's process is gone
   double pause = 0.0;            // seconds before each
   std::vector<int> descriptors;  // stay open, besides standard error
+  // Of at most eight letters: lists of processes show NAME-keeper and NAME-worker, so
+  // that who kills the program by its name doesn't kill these with it.
+  std::string name;
 };
 
 class CKeeper {
@@ -47,7 +50,6 @@ class CKeeper {
   bool IsAlive();
   std::uint32_t Deaths() const;  // workers that died so far
   int HowLast() const;           // the status of the last that died, as waitpid tells it
-  pid_t Worker() const;          // 0 before the first was made
   pid_t Id() const { return id; }
 
   // Hangs up, and waits for the end of keeper and worker for so many seconds at most.

@@ -64,6 +64,7 @@ std::unique_ptr<CLinks> CLinks::Start(const TConnections& connections, double pe
   if (state.block == nullptr) return nullptr;
   process.beat = state.block->Place<TBeat>();
   live::TKeeping keeping;
+  keeping.name = "plant";
   for (const TConnection& connection : process.connections) {
     CShare& share = process.shares.emplace_back(*state.block, connection);
     share.wake = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
@@ -147,8 +148,9 @@ bool CLinks::TakeMessage(std::string* message) {
   }
   if (state->wasDeathTold || IsAlive()) return false;
   state->wasDeathTold = true;
-  *message = state->keeper->Deaths() > 0 ? "the links' process has died: " + HowEnded(state->keeper->HowLast())
-                                         : "the links' process has ended";
+  *message = state->keeper->Deaths() > 0
+                 ? "the links' process has died: " + HowEnded(state->keeper->HowLast())
+                 : std::string("the links' process has ended: ") + state->process.beat->why.text;
   return true;
 }
 

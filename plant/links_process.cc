@@ -122,6 +122,7 @@ int KeepLinks(TLinksProcess& process, int loop) {
   CThreads threads(process, control);
   threads.Start(true);
   const std::string why = WatchLoop(process, control, loop);
+  process.beat->why = MessageOf(why);
   threads.End();
   const bool isInOrder = process.beat->isFinishing.load();
   if (!isInOrder) Say(why + ": outputs are brought to their safe values");

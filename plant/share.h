@@ -39,6 +39,7 @@ struct TLinkState {
 struct TBeat {
   std::atomic<double> last{0.0};  // seconds of the clock; 0: there was none yet
   std::atomic<bool> isFinishing{false};
+  TMessage why{};  // stands once the links' process has ended by itself
 };
 
 // One connection's part of the block, which both sides know by the same addresses.
