@@ -44,10 +44,10 @@ void CModbusLink::Drive() {
     if (!isConnected && live::Now() >= nextTry) Connect();
     if (isConnected && isReady) WriteWhatChanged();
     if (live::Now() >= nextPoll) {
-      if (!isConnected) {
+      if (!isConnected || (control.MayAsk(connection.timeout) && !Poll())) {
         share.state->missed.fetch_add(1);
-      } else if (control.MayAsk(connection.timeout)) {
-        Poll();
+      } else if (isConnected) {
+        CountBeat();
       }
       // What couldn't be done in its time is left out.
       nextPoll += every;
@@ -100,7 +100,6 @@ bool CModbusLink::Poll() {
     const EAnswer answer =
         line->Read(connection.unit, request.table, request.address, request.count, words.data(), &error);
     if (answer == EAnswer::kMissed) {
-      share.state->missed.fetch_add(1);
       Lose(error);
       return false;
     }
@@ -123,16 +122,17 @@ bool CModbusLink::Poll() {
   }
   Publish();
   NoteSuccess();
-  (isGood ? share.state->polls : share.state->missed).fetch_add(1);
-  if (isGood && !isReady) {
+  if (!isGood) return false;
+  share.state->polls.fetch_add(1);
+  if (!isReady) {
     isReady = true;
     share.state->isReady.store(true);
-    return SetWatchdog() && CountBeat();
+    SetWatchdog();
   }
-  return CountBeat();
+  return true;
 }
 
-bool CModbusLink::ReadBack() {
+void CModbusLink::ReadBack() {
   for (std::size_t i = 0; i < connection.outputs.size(); ++i) {
     const TPoint& point = connection.outputs[i].point;
     TWords words{};
@@ -140,18 +140,17 @@ bool CModbusLink::ReadBack() {
     const EAnswer answer = ReadPoint(point.registers, &words, &error);
     if (answer == EAnswer::kMissed) {
       Lose(error);
-      return false;
+      return;
     }
     // What the device refuses to tell isn't known.
     if (answer == EAnswer::kRefused) continue;
     const double raw = Unpacked(words.data(), point.registers.type, point.registers.order);
     share.readBack[i] = FromRaw(raw, point.scale);
   }
-  return true;
 }
 
-bool CModbusLink::SetWatchdog() {
-  if (!connection.watchdog || control.IsDry()) return true;
+void CModbusLink::SetWatchdog() {
+  if (!connection.watchdog || control.IsDry()) return;
   const auto& [point, wanted] = *connection.watchdog;
   std::string error;
   EAnswer answer = WriteWords(point, {wanted}, &error);
@@ -159,9 +158,7 @@ bool CModbusLink::SetWatchdog() {
   if (answer == EAnswer::kGood) answer = ReadPoint(point, &found, &error);
   if (answer == EAnswer::kMissed) {
     Lose(error);
-    return false;
-  }
-  if (answer == EAnswer::kRefused) {
+  } else if (answer == EAnswer::kRefused) {
     Report("watchdog", "the watchdog at " + PlaceOf(point) + " can't be set: " + error);
   } else if (found[0] != wanted) {
     Report("watchdog", "the watchdog at " + PlaceOf(point) + " reads " + std::to_string(found[0]) + " where " +
@@ -169,23 +166,19 @@ bool CModbusLink::SetWatchdog() {
   } else {
     Clear("watchdog");
   }
-  return true;
 }
 
-bool CModbusLink::CountBeat() {
-  if (!connection.beat || control.IsDry() || control.BeatAge() > BeatLimit(control.Period())) return true;
+void CModbusLink::CountBeat() {
+  if (!connection.beat || control.IsDry() || control.BeatAge() > BeatLimit(control.Period())) return;
   std::string error;
   const EAnswer answer = WriteWords(*connection.beat, {++beat}, &error);
   if (answer == EAnswer::kMissed) {
     Lose(error);
-    return false;
-  }
-  if (answer == EAnswer::kRefused) {
+  } else if (answer == EAnswer::kRefused) {
     Report("beat", "the beat at " + PlaceOf(*connection.beat) + " can't be written: " + error);
   } else {
     Clear("beat");
   }
-  return true;
 }
 
 bool CModbusLink::WriteWhatChanged() {

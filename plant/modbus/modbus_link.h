@@ -25,12 +25,11 @@ class CModbusLink final : public CLink {
 
  private:
   void Connect();
-  // Each of these is false when the connection was lost over it.
-  bool Poll();
-  bool ReadBack();          // what the outputs hold before anything is written
-  bool SetWatchdog();       // the device's own
-  bool CountBeat();         // for a controller behind the device
-  bool WriteWhatChanged();  // of what the loop wants
+  bool Poll();              // false when it wasn't whole
+  void ReadBack();          // what the outputs hold before anything is written
+  void SetWatchdog();       // the device's own
+  void CountBeat();         // for a controller behind the device
+  bool WriteWhatChanged();  // of what the loop wants; false when the connection was lost over it
   EAnswer WriteWords(const TRegisters& first, const std::vector<std::uint16_t>& words, std::string* error);
   EAnswer ReadPoint(const TRegisters& point, TWords* words, std::string* error);
 

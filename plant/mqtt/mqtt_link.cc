@@ -53,8 +53,10 @@ bool CMqttLink::Connect(std::string* error) {
   });
   mosquitto_publish_callback_set(
       client.get(), [](mosquitto*, void* self, int id) { static_cast<CMqttLink*>(self)->OnPublished(id); });
-  mosquitto_subscribe_callback_set(client.get(), [](mosquitto*, void* self, int id, int, const int*) {
-    static_cast<CMqttLink*>(self)->OnPublished(id);
+  mosquitto_subscribe_callback_set(client.get(), [](mosquitto*, void* self, int id, int count, const int* granted) {
+    static_cast<CMqttLink*>(self)->OnSubscribed(id, std::all_of(granted, granted + count, [](int level) {
+                                                  return level <= 2;  // else it is a refusal
+                                                }));
   });
   connectedBy = live::Now() + connection.timeout;
   return true;
@@ -102,7 +104,15 @@ void CMqttLink::OnPublished(int id) {
   if (found == unanswered.end()) return;
   NoteRoundTrip(live::Now() - found->second);
   unanswered.erase(found);
-  if (id == subscription) share.state->isReady.store(true);
+}
+
+void CMqttLink::OnSubscribed(int id, bool isGranted) {
+  OnPublished(id);
+  if (isGranted) {
+    share.state->isReady.store(true);
+  } else {
+    refusal = "the broker refuses a subscription";
+  }
 }
 
 void CMqttLink::OnMessage(const mosquitto_message& message) {
@@ -134,9 +144,8 @@ void CMqttLink::OnMessage(const mosquitto_message& message) {
 void CMqttLink::Work(double until) {
   const bool wants = mosquitto_want_write(client.get());
   // While a secure connection is being made, the client only seems to have room to write.
-  const double soonest = live::Now() + (isConnected ? 0.0 : 1e-3);
   if (!isConnected && wants) {
-    Wait(std::min(until, soonest));
+    Wait(std::min(until, live::Now() + 1e-3));
   } else {
     Wait(std::min(until, live::Now() + 1.0), mosquitto_socket(client.get()),
          static_cast<short>(wants ? POLLIN | POLLOUT : POLLIN));
@@ -162,33 +171,31 @@ void CMqttLink::Drive() {
       Wait(nextTry);
       continue;
     }
-    if (isConnected) PublishOutputs();
-    Work(std::min(isConnected ? NextPublication() : connectedBy, live::Now() + connection.timeout));
+    const double next = isConnected ? PublishOutputs() : connectedBy;
+    Work(std::min(next, live::Now() + connection.timeout));
   }
 }
 
-double CMqttLink::NextPublication() const {
-  double next = std::numeric_limits<double>::infinity();
-  for (std::size_t i = 0; i < published.size(); ++i) {
-    if (connection.outputs[i].point.every > 0.0) next = std::min(next, published[i].next);
-  }
-  return next;
-}
-
-void CMqttLink::PublishOutputs() {
-  if (control.IsDry()) return;
-  const std::span<const double> wanted = share.outputs.Take();
+double CMqttLink::PublishOutputs() {
   const double now = live::Now();
+  double next = std::numeric_limits<double>::infinity();
+  if (control.IsDry()) return next;
+  const std::span<const double> wanted = share.outputs.Take();
   for (std::size_t i = 0; i < wanted.size(); ++i) {
     const double every = connection.outputs[i].point.every;
     TPublished& last = published[i];
-    if (!std::isfinite(wanted[i]) || (every == 0.0 && wanted[i] == last.value) || now < last.next) continue;
-    // The newest value waits here, not a queue of older ones in the client.
-    if (unanswered.size() >= kMostUnanswered || mosquitto_want_write(client.get())) return;
-    if (!PublishValue(i, wanted[i])) return;
-    last.value = wanted[i];
-    last.next = every > 0.0 ? std::max(last.next + every, now) : 0.0;
+    if (!std::isfinite(wanted[i]) || (every == 0.0 && wanted[i] == last.value)) continue;
+    if (now >= last.next) {
+      // The newest value waits here, not a queue of older ones in the client, which goes
+      // on with the next answer.
+      if (unanswered.size() >= kMostUnanswered || mosquitto_want_write(client.get())) continue;
+      if (!PublishValue(i, wanted[i])) continue;
+      last.value = wanted[i];
+      last.next = last.next + every > now ? last.next + every : now + every;
+    }
+    if (every > 0.0) next = std::min(next, last.next);
   }
+  return next;
 }
 
 bool CMqttLink::PublishValue(std::size_t output, double value) {
@@ -211,22 +218,22 @@ bool CMqttLink::TrySafe(std::string* error) {
   if (client == nullptr && !Connect(error)) return false;
   const double until = live::Now() + 2.0 * connection.timeout;
   while (client != nullptr && !isConnected && live::Now() < until) Work(until);
-  for (std::size_t i = 0; client != nullptr && i < connection.outputs.size(); ++i) {
+  for (std::size_t i = 0; isConnected && i < connection.outputs.size(); ++i) {
     if (connection.outputs[i].safe) PublishValue(i, *connection.outputs[i].safe);
   }
-  while (client != nullptr && !unanswered.empty() && live::Now() < until) Work(until);
-  if (client != nullptr && isConnected && unanswered.empty()) return true;
+  while (isConnected && !unanswered.empty() && live::Now() < until) Work(until);
+  if (isConnected && unanswered.empty()) return true;
   *error = "the broker doesn't answer";
   return false;
 }
 
 void CMqttLink::Leave() {
-  if (client == nullptr || !isConnected) return;
+  if (!isConnected) return;
   const double until = live::Now() + connection.timeout;
   int id = 0;
   if (!control.IsDry()) PublishText(StateTopic(), "offline", true, &id);
-  while (client != nullptr && !unanswered.empty() && live::Now() < until) Work(until);
-  if (client == nullptr) return;
+  while (isConnected && !unanswered.empty() && live::Now() < until) Work(until);
+  if (!isConnected) return;
   mosquitto_disconnect(client.get());
   client.reset();
 }

@@ -38,20 +38,20 @@ class CMqttLink final : public CLink {
   void Lose(const std::string& error);
   // Lets the client work until then, or until the share's event came.
   void Work(double until);
-  void PublishOutputs();
+  double PublishOutputs();  // yields when it is to be done again at the latest
   bool PublishText(const std::string& topic, const std::string& text, bool isRetained, int* id);
   bool PublishValue(std::size_t output, double value);
   std::string StateTopic() const;
-  double NextPublication() const;
 
   void OnConnect(int code);
   void OnMessage(const mosquitto_message& message);
   void OnPublished(int id);
+  void OnSubscribed(int id, bool isGranted);
 
   const TSecret& secret;
   TMqttClient client;
   double connectedBy = 0.0;  // it has failed if it isn't connected by then
-  bool isConnected = false;  // and its inputs are subscribed to
+  bool isConnected = false;  // and has asked for its inputs
   bool wasConnected = false;
   std::string refusal;  // of the broker
   int subscription = 0;
