@@ -44,11 +44,9 @@ void CModbusLink::Drive() {
     if (!isConnected && live::Now() >= nextTry) Connect();
     if (isConnected && isReady) WriteWhatChanged();
     if (live::Now() >= nextPoll) {
-      if (!isConnected || (control.MayAsk(connection.timeout) && !Poll())) {
-        share.state->missed.fetch_add(1);
-      } else if (isConnected) {
-        CountBeat();
-      }
+      const bool mayAsk = control.MayAsk(connection.timeout);
+      if (!isConnected || (mayAsk && !Poll())) share.state->missed.fetch_add(1);
+      if (isConnected && isReady && mayAsk) CountBeat();
       // What couldn't be done in its time is left out.
       nextPoll += every;
       const double late = std::floor((live::Now() - nextPoll) / every) + 1.0;
