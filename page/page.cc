@@ -75,7 +75,8 @@ std::string Document(const TPage& page) {
   std::vector<std::string_view> styles = SharedStyles();
   styles.insert(styles.end(), page.styles.begin(), page.styles.end());
   std::string html =
-      "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+      "<!DOCTYPE html>\n<html lang=\"" + page.language +
+      "\">\n<head>\n<meta charset=\"utf-8\">\n"
       "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; script-src" +
       Sources(page.scripts) + "; style-src" + Sources(styles) +
       "; img-src data:; form-action 'none'; base-uri 'none'; require-trusted-types-for 'script'; trusted-types "

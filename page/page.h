@@ -33,6 +33,7 @@ std::string ImageAddress(std::string_view mediaType, std::string_view bytes);
 // end tag.
 struct TPage {
   std::string title;                      // text
+  std::string language = "en";            // of its texts, as HTML names it
   std::vector<std::string_view> styles;   // after the theme
   std::string body;                       // HTML without attributes `style` and `on…`, which the policy forbids
   std::string data;                       // ScriptText: the element #data

@@ -54,9 +54,12 @@ const loopboxPlots = (function () {
     return ticks;
   }
   const isLong = (end) => end > clockFrom;
-  // A plot's options for the axis of time of a run that ends then.
-  const timeAxis = (end) =>
-    isLong(end) ? { xlabel: "time, h:min", axes: { x: { ticker: clockTicks, axisLabelWidth: 70 } } } : { xlabel: "time, s" };
+  // A plot's options for the axis of time of a run that ends then; `said` yields a word
+  // in the page's language.
+  const timeAxis = (end, said) =>
+    isLong(end)
+      ? { xlabel: said("time, h:min"), axes: { x: { ticker: clockTicks, axisLabelWidth: 70 } } }
+      : { xlabel: said("time, s") };
   const timeText = (time, end) =>
     "t = " + time + " s" + (isLong(end) ? " (" + clock(time, 1, time >= day) + ")" : "");
 

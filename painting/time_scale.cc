@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <iterator>
 
+#include "runtime/runtime.h"
 #include "runtime/text/wide_text.h"
 
 namespace painting {
@@ -52,6 +53,8 @@ std::u16string ClockText(double time, bool withDay, bool withSeconds, int places
   return runtime::Utf16(text);
 }
 
+std::u16string Title(const char* text) { return runtime::Utf16(runtime::Translated(text)); }
+
 }  // namespace
 
 TTimeAxis TimeAxis(double from, double to, std::size_t most) {
@@ -60,7 +63,7 @@ TTimeAxis TimeAxis(double from, double to, std::size_t most) {
   if (!axis.isClock) {
     axis.ticks = CScale(from, to).Ticks(most);
     std::erase_if(axis.ticks, [](const TTick& tick) { return tick.text.empty(); });
-    axis.title = u"time (s)";
+    axis.title = Title("time (s)");
     return axis;
   }
   const CScale scale(from, to);
@@ -76,7 +79,7 @@ TTimeAxis TimeAxis(double from, double to, std::size_t most) {
     axis.ticks.push_back({scale.Share(time), ClockText(time, withDay, withSeconds, places)});
     dayBefore = day;
   }
-  axis.title = step >= kDay ? u"time (days)" : withSeconds ? u"time (h:min:s)" : u"time (h:min)";
+  axis.title = Title(step >= kDay ? "time (days)" : withSeconds ? "time (h:min:s)" : "time (h:min)");
   return axis;
 }
 

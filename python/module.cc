@@ -50,9 +50,15 @@ auto InTurn(const TShared& session, TLook look) {
   return look(*session);
 }
 
+// A text, which is translated, or what is wrong with an application, which is already.
 [[noreturn]] void Raise(const std::string& text, const std::vector<TDiagnostic>& diagnostics = {}) {
   const py::object type = py::module_::import("loopbox").attr("Error");
-  const py::object error = type(text);
+  std::string said = text;
+  if (diagnostics.empty()) {
+    const CTurn turn;
+    said = runtime::Translated(said);
+  }
+  const py::object error = type(said);
   error.attr("diagnostics") = py::cast(diagnostics);
   PyErr_SetObject(type.ptr(), error.ptr());
   throw py::error_already_set();
@@ -97,15 +103,13 @@ TShared Read(const TPath& path, const std::optional<std::string>& text, const st
   options.keepsLearnt = keep;
   std::vector<TDiagnostic> diagnostics;
   std::unique_ptr<CSession> session;
+  std::string whole;
   {
     const CTurn turn;
     session = CSession::Read(std::move(options), plugin.value_or("").string(), every, &diagnostics);
-  }
-  if (session == nullptr) {
-    std::string whole;
     for (const TDiagnostic& diagnostic : diagnostics) whole += runtime::Format(diagnostic);
-    Raise(WithoutEnd(whole), diagnostics);
   }
+  if (session == nullptr) Raise(WithoutEnd(whole), diagnostics);
   return {session.release(), [](CSession* last) {
             const CTurn turn;
             delete last;
@@ -347,7 +351,10 @@ void DefineRecords(py::module_& module) {
       .def_readonly("line", &TDiagnostic::line, "From 1; 0: without a place.")
       .def_readonly("column", &TDiagnostic::column)
       .def_readonly("message", &TDiagnostic::message)
-      .def("__str__", [](const TDiagnostic& its) { return WithoutEnd(runtime::Format(its)); });
+      .def("__str__", [](const TDiagnostic& its) {
+        const CTurn turn;
+        return WithoutEnd(runtime::Format(its));
+      });
   py::class_<runtime::TRunTimeMessage>(module, "Message", "Something that went wrong while the application ran.")
       .def_readonly("time", &runtime::TRunTimeMessage::time, "Seconds since the start.")
       .def_readonly("instrument", &runtime::TRunTimeMessage::instrument, "Its name, 'process', or nothing.")

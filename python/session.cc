@@ -36,7 +36,6 @@ fs::path OwnPlugin() {
 // beside this one, whose texts go first.
 std::vector<std::string> LanguageFiles(const std::string& name, const fs::path& plugin) {
   std::vector<std::string> files;
-  if (name == kCzech) return files;
   const fs::path own = OwnPlugin();
   for (const fs::path& beside : {own, plugin}) {
     std::error_code error;
@@ -69,7 +68,7 @@ std::unique_ptr<CSession> CSession::Read(runtime::TReadOptions options, const st
     session.plugin = runtime::CPlugin::Load(path, &error);
   }
   if (session.plugin == nullptr) {
-    diagnostics->emplace_back().message = error;
+    diagnostics->emplace_back().message = runtime::Translated(error);
     return nullptr;
   }
   options.print = [&session](const std::string& line) { session.printed.push_back(line); };

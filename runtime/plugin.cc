@@ -8,8 +8,8 @@
 
 #include "runtime/instruments/driver.h"
 #include "runtime/instruments/making.h"
-#include "runtime/platform/messages.h"
 #include "runtime/platform/regular_file.h"
+#include "runtime/runtime.h"
 #include "runtime/text/wide_text.h"
 
 namespace runtime {

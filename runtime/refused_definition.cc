@@ -8,7 +8,7 @@
 
 #include "runtime/expressions/vocabulary.h"
 #include "runtime/instruments/making.h"
-#include "runtime/platform/messages.h"
+#include "runtime/runtime.h"
 #include "runtime/text/near_names.h"
 #include "runtime/text_block.h"
 

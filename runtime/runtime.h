@@ -36,12 +36,24 @@ namespace runtime {
 
 // --- Language ---------------------------------------------------------------
 
-// The plug-in's own texts and the host's messages are Czech. From now on those
-// that language files translate (en.lang beside the plug-in is one) are in
-// their language, a later file's before an earlier one's; without files all are
-// Czech. For the whole process, before a plug-in is loaded. False with a
-// message, and nothing changed, when a file can't be read.
+// The plug-in's own texts and the host's messages are Czech, all other texts
+// English. From now on those that language files translate (en.lang and cs.lang
+// beside the plug-in are two) are in their language, a later file's before an
+// earlier one's; without files all are as they were written. For the whole process,
+// before a plug-in is loaded. False with a message, and nothing changed, when a file
+// can't be read.
 bool SetLanguage(const std::vector<std::string>& paths, std::string* error);
+
+// The text, or what follows one of its ": ", in that language. What the runtime hands
+// out as a diagnostic, a run-time message or a description is in it already; what an
+// operation leaves in *error isn't, since it becomes part of other messages. Texts are
+// translated where they leave for a person: what a script can read, a trace and JSON
+// stay as they are, so that no run depends on the language.
+std::string Translated(std::string text);
+
+// Those of the known names that may have been meant by a word: the nearest, at most
+// three.
+std::vector<std::string> NearNames(std::string_view word, const std::vector<std::string>& known);
 
 // --- The plug-in ------------------------------------------------------------
 

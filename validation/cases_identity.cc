@@ -2,7 +2,7 @@
 #include <cstring>
 #include <set>
 
-#include "runtime/platform/messages.h"
+#include "runtime/runtime.h"
 #include "runtime/text/wide_text.h"
 #include "validation/cases.h"
 

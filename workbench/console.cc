@@ -26,7 +26,11 @@ void Print(std::string_view text, std::FILE* file) {
   std::fwrite(printable.data(), 1, printable.size(), file);
 }
 
-void PrintError(const std::string& message) { Put("loopbox: " + message + "\n"); }
+void PrintError(const std::string& message) {
+  // Behind the first line is what it is about: the line of a file and a caret.
+  const std::size_t end = std::min(message.find('\n'), message.size());
+  Put("loopbox: " + runtime::Translated(message.substr(0, end)) + message.substr(end) + "\n");
+}
 
 EExitStatus Fail(const std::string& message, EExitStatus status) {
   PrintError(message);
@@ -58,7 +62,8 @@ void CRunConsole::FinishMessages() {
   EraseProgress();
   for (const auto& [instrument, count] : reported) {
     if (count > kMessagesShown)
-      Put((instrument.empty() ? "" : instrument + ": ") + "… " + std::to_string(count - kMessagesShown) + " more\n");
+      Put((instrument.empty() ? "" : instrument + ": ") +
+          runtime::Translated("… " + std::to_string(count - kMessagesShown) + " more") + "\n");
   }
 }
 
@@ -73,8 +78,8 @@ void CRunConsole::Progress(double time, double duration) {
   if (now < nextProgress) return;
   nextProgress = now + kProgressInterval;
   const double share = duration > 0.0 ? std::clamp(time / duration, 0.0, 1.0) : 1.0;
-  std::fprintf(stderr, "\r\033[K%3d %%  t=%s s of %s s", static_cast<int>(share * 100.0), Seconds(time).c_str(),
-               Seconds(duration).c_str());
+  const std::string reached = runtime::Translated("t=" + Seconds(time) + " s of " + Seconds(duration) + " s");
+  std::fprintf(stderr, "\r\033[K%3d %%  %s", static_cast<int>(share * 100.0), reached.c_str());
   std::fflush(stderr);
   progressShown = true;
 }

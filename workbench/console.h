@@ -18,6 +18,7 @@ namespace workbench {
 
 // Whatever a text, a file or a plug-in says is printed as runtime::Printable has it.
 void Print(std::string_view text, std::FILE* file = stdout);
+// Its first line is translated.
 void PrintError(const std::string& message);
 // The same where the program ends by it: yields the exit status.
 EExitStatus Fail(const std::string& message, EExitStatus status = kApplicationWrong);
@@ -32,7 +33,8 @@ class CRunConsole {
   CRunConsole(const CRunConsole&) = delete;
   CRunConsole& operator=(const CRunConsole&) = delete;
 
-  // A line of an instrument (none: empty) at a time in seconds.
+  // A line of an instrument (none: empty) at a time in seconds, in the language that was
+  // chosen.
   void Note(double time, const std::string& instrument, const std::string& text);
   // The same for something that went wrong: the first kMessagesShown of each
   // instrument are printed, the others counted.

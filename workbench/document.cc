@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "runtime/runtime.h"
 #include "workbench/text.h"
 
 namespace workbench {
@@ -28,10 +29,10 @@ std::string Code(const std::string& text) {
 }
 
 std::string TableText(const TDocumentTable& table) {
-  if (table.rows.empty()) return "  none\n";
+  if (table.rows.empty()) return "  " + runtime::Translated("none") + "\n";
   CTable aligned;
   std::vector<std::string> names;
-  for (std::size_t i = 0; i < table.aligned; ++i) names.push_back(table.columns[i].name);
+  for (std::size_t i = 0; i < table.aligned; ++i) names.push_back(runtime::Translated(table.columns[i].name));
   aligned.Add(std::move(names));
   for (const auto& row : table.rows) {
     aligned.Add({row.begin(), row.begin() + static_cast<std::ptrdiff_t>(table.aligned)});
@@ -43,7 +44,8 @@ std::string TableText(const TDocumentTable& table) {
     for (std::size_t i = table.aligned; i < table.columns.size(); ++i) {
       const std::string& cell = table.rows[row][i];
       const bool isNamed = !table.columns[i].isCode && i + 1 < table.columns.size() && !cell.empty();
-      const std::string name = isNamed && table.columns[i].name != "meaning" ? table.columns[i].name + ": " : "";
+      const std::string name =
+          isNamed && table.columns[i].name != "meaning" ? runtime::Translated(table.columns[i].name) + ": " : "";
       text += Indented(name + cell, 6, kTextWidth);
     }
   }
@@ -51,9 +53,9 @@ std::string TableText(const TDocumentTable& table) {
 }
 
 std::string TableMarkdown(const TDocumentTable& table) {
-  if (table.rows.empty()) return "None.\n";
+  if (table.rows.empty()) return runtime::Translated("None.") + "\n";
   std::string text = "|";
-  for (const auto& column : table.columns) text += " " + column.name + " |";
+  for (const auto& column : table.columns) text += " " + runtime::Translated(column.name) + " |";
   text += "\n|";
   for (std::size_t i = 0; i < table.columns.size(); ++i) text += "---|";
   for (const auto& row : table.rows) {

@@ -8,14 +8,13 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <new>
 #include <string_view>
 
-#include "runtime/diagnostic.h"
+#include "runtime/runtime.h"
 #include "workbench/exit_status.h"
 
 namespace workbench {
@@ -23,6 +22,19 @@ namespace {
 
 // Of the notice that lives; a handler can't be given any data.
 const char* crashMessage = nullptr;
+
+// Who writes them can't look for words: they are translated before.
+struct {
+  std::string outOfMemory = "out of memory";
+  std::string terminated = "terminated";
+  std::string unknownException = "an exception of an unknown kind";
+  std::string smallStack;
+  std::string aborted = "aborted";
+  std::string arithmeticError = "arithmetic error";
+  std::string illegalInstruction = "illegal instruction";
+  std::string invalidAccess = "invalid access to memory";
+  std::string endedProgram = "ended the program";
+} texts;
 
 // Allowed in a signal handler, and where no memory is left.
 void Write(std::string_view text) {
@@ -33,13 +45,25 @@ void Write(std::string_view text) {
   }
 }
 
+void WriteError(std::string_view text) {
+  Write("loopbox: ");
+  Write(text);
+  Write("\n");
+}
+
+// Behind the message of a notice.
+void WriteHow(std::string_view text) {
+  Write(" (");
+  Write(text);
+  Write(")\n");
+}
+
 // The stack that a program is given where nobody says otherwise, in bytes.
 constexpr rlim_t kUsualStack = rlim_t{8} << 20;
 
 // A smaller one grows to that, as far as its user may let it; what it is then.
 rlim_t stackSize = kUsualStack;
 const char* stackBegin = nullptr;  // it grows downward
-char stackMessage[80];
 
 void SettleStack(const char* begin) {
   stackBegin = begin;
@@ -49,8 +73,7 @@ void SettleStack(const char* begin) {
   limit.rlim_cur = std::min(kUsualStack, limit.rlim_max);
   setrlimit(RLIMIT_STACK, &limit);
   stackSize = limit.rlim_cur;
-  std::snprintf(stackMessage, sizeof stackMessage, "loopbox: the stack of %llu KiB is too small (ulimit -s)\n",
-                static_cast<unsigned long long>(stackSize >> 10));
+  texts.smallStack = "the stack of " + std::to_string(stackSize >> 10) + " KiB is too small (ulimit -s)";
 }
 
 // Nobody's fault but that of who made the stack small.
@@ -67,22 +90,22 @@ bool IsBelowSmallStack(const void* address) {
 
 extern "C" void OnCrash(int signal, siginfo_t* about, void*) {
   if (signal == SIGSEGV && IsBelowSmallStack(about->si_addr)) {
-    Write(stackMessage);
+    WriteError(texts.smallStack);
     End(kApplicationWrong);
   }
   Write(crashMessage);
   switch (signal) {
     case SIGABRT:
-      Write(" (aborted)\n");
+      WriteHow(texts.aborted);
       break;
     case SIGFPE:
-      Write(" (arithmetic error)\n");
+      WriteHow(texts.arithmeticError);
       break;
     case SIGILL:
-      Write(" (illegal instruction)\n");
+      WriteHow(texts.illegalInstruction);
       break;
     default:
-      Write(" (invalid access to memory)\n");
+      WriteHow(texts.invalidAccess);
   }
   End(kApplicationWrong);
 }
@@ -97,9 +120,7 @@ extern "C" void OnEnding(int number, siginfo_t* about, void*) {
     return;
   }
   Write(crashMessage);
-  Write(" (");
-  Write(sigdescr_np(number));
-  Write(")\n");
+  WriteHow(sigdescr_np(number));
   End(kApplicationWrong);
 }
 
@@ -109,7 +130,7 @@ pid_t program = 0;  // what it forks ends as it likes
 void OnExit() {
   if (crashMessage == nullptr || getpid() != program) return;
   Write(crashMessage);
-  Write(" (ended the program)\n");
+  WriteHow(texts.endedProgram);
   End(kApplicationWrong);
 }
 
@@ -124,15 +145,13 @@ void OnNoMemory() {
 [[noreturn]] void OnTerminate() {
   try {
     if (const std::exception_ptr exception = std::current_exception()) std::rethrow_exception(exception);
-    Write(memoryEnded ? kOutOfMemory : "loopbox: terminated\n");
+    WriteError(memoryEnded ? texts.outOfMemory : texts.terminated);
   } catch (const std::bad_alloc&) {
-    Write(kOutOfMemory);
+    WriteError(texts.outOfMemory);
   } catch (const std::exception& error) {
-    Write("loopbox: ");
-    Write(runtime::Printable(error.what()));
-    Write("\n");
+    WriteError(runtime::Printable(error.what()));
   } catch (...) {
-    Write("loopbox: an exception of an unknown kind\n");
+    WriteError(texts.unknownException);
   }
   End(kApplicationWrong);
 }
@@ -167,8 +186,18 @@ void InstallFaultHandlers() {
   std::set_terminate(OnTerminate);
 }
 
+void TranslateFaults() {
+  for (std::string* text :
+       {&texts.outOfMemory, &texts.terminated, &texts.unknownException, &texts.smallStack, &texts.aborted,
+        &texts.arithmeticError, &texts.illegalInstruction, &texts.invalidAccess, &texts.endedProgram}) {
+    *text = runtime::Printable(runtime::Translated(*text));
+  }
+}
+
+void TellNoMemory() { WriteError(texts.outOfMemory); }
+
 CCrashNotice::CCrashNotice(const std::string& text)
-    : message(runtime::Printable("loopbox: " + text)), outer(crashMessage) {
+    : message(runtime::Printable("loopbox: " + runtime::Translated(text))), outer(crashMessage) {
   UseSignalStack();
   crashMessage = message.c_str();
   struct sigaction action {};

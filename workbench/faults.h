@@ -10,8 +10,6 @@
 
 namespace workbench {
 
-constexpr char kOutOfMemory[] = "loopbox: out of memory\n";
-
 // First of all. A standard stream that was closed takes its descriptor, so that no
 // file gets it and with it what is meant for the stream. Reading ends at once, and
 // writing fails, as on a closed one.
@@ -21,6 +19,12 @@ void HoldStandardStreams();
 // write error. An exception that nothing can catch, as when memory ends inside
 // a plug-in, ends the program with a message and the status kApplicationWrong.
 void InstallFaultHandlers();
+
+// Once, when the language is chosen: what the handlers say is in it.
+void TranslateFaults();
+
+// On standard error, without taking any.
+void TellNoMemory();
 
 // While one lives, a crash, a signal that the process sends to itself, and an exit
 // that isn't the program's own end it with the status kApplicationWrong and a line

@@ -61,11 +61,10 @@ bool FindLanguage(const std::string& name, const std::string& pluginPath, std::v
   files->clear();
   std::string chosen = name;
   if (name.empty()) chosen = OfEnvironment() == kCzech ? kCzech : kEnglish;
-  if (chosen == kCzech) return true;
   for (const TFile& file : Files(pluginPath)) {
     if (file.language == chosen) files->push_back(file.path);
   }
-  if (!files->empty() || name.empty()) return true;
+  if (!files->empty() || name.empty() || name == kCzech) return true;
   *error = "--language: there is no language \"" + name + "\"; there are";
   for (const std::string& language : Languages(pluginPath)) *error += " " + language;
   return false;

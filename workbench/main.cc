@@ -22,18 +22,29 @@ namespace {
 constexpr TCommand (*kCommands[])(TCommonOptions& common) = {RunCommand,     CheckCommand,    ProbeCommand,
                                                              ClassesCommand, DescribeCommand, ValidateCommand};
 
+// kDone, or the status of what is wrong with it.
+EExitStatus ChooseLanguage(const TCommonOptions& common, std::string* error) {
+  std::vector<std::string> files;
+  if (!FindLanguage(common.language, common.plugin, &files, error)) return kCommandLineWrong;
+  if (!runtime::SetLanguage(files, error)) return kApplicationWrong;
+  TranslateFaults();
+  return kDone;
+}
+
 int Main(int argumentCount, char** arguments) {
   TCommonOptions common;
   std::vector<TCommand> commands;
   for (const auto make : kCommands) commands.push_back(make(common));
+  // The help and what is wrong with the command line are in the language that it asks
+  // for; what is wrong with the language is told when all else is right.
+  std::string error;
+  const TCommonOptions ahead = LookAhead(argumentCount, arguments);
+  EExitStatus language = ChooseLanguage(ahead, &error);
   int status = kDone;
   const TCommand* const chosen = ReadCommandLine(commands, argumentCount, arguments, &status);
   if (chosen == nullptr) return status;
-  std::vector<std::string> languageFiles;
-  std::string error;
-  if (!FindLanguage(common.language, common.plugin, &languageFiles, &error)) return Fail(error, kCommandLineWrong);
-  if (!runtime::SetLanguage(languageFiles, &error)) return Fail(error);
-  return chosen->work();
+  if (common.language != ahead.language || common.plugin != ahead.plugin) language = ChooseLanguage(common, &error);
+  return language == kDone ? chosen->work() : Fail(error, language);
 }
 
 // The status when what was printed could not be written, which a trace there has
@@ -56,7 +67,7 @@ int main(int argumentCount, char** arguments) {
   try {
     return workbench::Delivered(workbench::Main(argumentCount, arguments));
   } catch (const std::bad_alloc&) {
-    std::fputs(workbench::kOutOfMemory, stderr);
+    workbench::TellNoMemory();
     return workbench::kApplicationWrong;
   } catch (const std::exception& error) {
     return workbench::Fail(error.what());

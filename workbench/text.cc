@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <numeric>
 #include <utility>
 
 namespace workbench {
@@ -22,22 +21,6 @@ std::string Printed(const char* format, int precision, double value) {
   char buffer[64];
   std::snprintf(buffer, sizeof buffer, format, precision, value);
   return buffer;
-}
-
-// How many letters must be put in, left out or replaced to make one text the other
-// (Levenshtein 1966).
-std::size_t Distance(std::string_view one, std::string_view other) {
-  std::vector<std::size_t> row(other.size() + 1);
-  std::iota(row.begin(), row.end(), std::size_t{0});
-  for (std::size_t i = 0; i < one.size(); ++i) {
-    std::size_t diagonal = std::exchange(row[0], i + 1);
-    for (std::size_t j = 0; j < other.size(); ++j) {
-      const std::size_t replaced = diagonal + (one[i] != other[j] ? 1 : 0);
-      diagonal = row[j + 1];
-      row[j + 1] = std::min({replaced, row[j] + 1, row[j + 1] + 1});
-    }
-  }
-  return row.back();
 }
 
 }  // namespace
@@ -98,21 +81,6 @@ std::string Shortened(std::string_view text, std::size_t length) {
   length -= kCut.size();
   while (length > 0 && IsContinuation(text[length])) --length;
   return std::string(text.substr(0, length)).append(kCut);
-}
-
-std::string Near(std::string_view name, const std::vector<std::string>& known) {
-  constexpr std::size_t kMost = 3;
-  const std::size_t furthest = std::max<std::size_t>(1, name.size() / 3);
-  std::vector<std::pair<std::size_t, std::string_view>> near;
-  for (const std::string& candidate : known) {
-    const std::size_t distance = Distance(name, candidate);
-    if (distance <= furthest) near.emplace_back(distance, candidate);
-  }
-  std::stable_sort(near.begin(), near.end(),
-                   [](const auto& one, const auto& other) { return one.first < other.first; });
-  std::string text;
-  for (std::size_t i = 0; i < std::min(near.size(), kMost); ++i) text.append(i > 0 ? ", " : "").append(near[i].second);
-  return text;
 }
 
 std::string Indented(std::string_view text, std::size_t indent, std::size_t width) {

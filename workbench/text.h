@@ -32,10 +32,6 @@ std::string Count(std::uint64_t count, std::string_view noun);
 // At most `length` bytes, of whole characters; what is left out is marked by "…".
 std::string Shortened(std::string_view text, std::size_t length);
 
-// Up to three of the names that may have been meant by another, the nearest first:
-// "pos, post". Empty: none is near.
-std::string Near(std::string_view name, const std::vector<std::string>& known);
-
 std::string Indented(std::string_view text, std::size_t indent, std::size_t width);
 
 // Rows of cells, printed with the columns under each other.

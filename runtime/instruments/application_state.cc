@@ -5,7 +5,7 @@
 #include "runtime/instruments/making.h"
 #include "runtime/instruments/meters.h"
 #include "runtime/instruments/warnings.h"
-#include "runtime/platform/messages.h"
+#include "runtime/runtime.h"
 
 namespace runtime {
 

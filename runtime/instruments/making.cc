@@ -8,7 +8,7 @@
 #include "runtime/instruments/meters.h"
 #include "runtime/platform/block_pool.h"
 #include "runtime/platform/memory.h"
-#include "runtime/platform/messages.h"
+#include "runtime/runtime.h"
 #include "runtime/text/wide_text.h"
 
 namespace runtime {

@@ -1,5 +1,6 @@
 #include "runtime/platform/messages.h"
 
+#include <unordered_map>
 #include <utility>
 
 #include "host/hx_main.h"
@@ -28,10 +29,19 @@ constexpr std::uint32_t Capacity(const char16_t (&)[n]) {
   return n - 1;
 }
 
-runtime::TMessageTable& Table() {
-  static runtime::TMessageTable table;
-  return table;
+runtime::CPhrases& Phrases() {
+  static runtime::CPhrases phrases;
+  return phrases;
 }
+
+// What was said in the place of texts that come again and again, as those of a run do.
+std::unordered_map<std::string, std::string>& Said() {
+  static std::unordered_map<std::string, std::string> said;
+  return said;
+}
+
+constexpr std::size_t kMostSaid = 1000;
+constexpr std::size_t kLongestSaid = 500;  // bytes
 
 hx_main::CMsgScanner scanner = {};
 
@@ -57,6 +67,7 @@ bool ReadMessageTable(const std::string& path, TMessageTable* table, std::string
       if (lexer.Peek().kind == ELexeme::kString && lexer.Peek().string.empty()) lexer.FailExpected("a text");
       std::string text = lexer.ExpectString();
       lexer.Expect(";");
+      if (const char* problem = PhraseProblem(key, text)) throw TTextError{place, problem};
       if (!read.emplace(std::move(key), std::move(text)).second) throw TTextError{place, "a second entry of this text"};
     }
   } catch (const TTextError& wrong) {
@@ -68,7 +79,10 @@ bool ReadMessageTable(const std::string& path, TMessageTable* table, std::string
   return true;
 }
 
-void SetMessageTable(TMessageTable table) { Table() = std::move(table); }
+void SetMessageTable(TMessageTable table) {
+  Phrases() = CPhrases(std::move(table));
+  Said().clear();
+}
 
 bool SetLanguage(const std::vector<std::string>& paths, std::string* error) {
   TMessageTable whole;
@@ -87,16 +101,13 @@ std::string MessageKey(std::string_view group, std::string_view key) {
 }
 
 std::string Translated(std::string text) {
-  constexpr std::string_view kColon = ": ";
-  const TMessageTable& table = Table();
-  if (table.empty()) return text;
-  for (std::size_t at = 0;;) {
-    const auto found = table.find(std::string_view(text).substr(at));
-    if (found != table.end()) return text.replace(at, std::string::npos, found->second);
-    const std::size_t colon = text.find(kColon, at);
-    if (colon == std::string::npos) return text;
-    at = colon + kColon.size();
-  }
+  const CPhrases& phrases = Phrases();
+  if (phrases.IsEmpty()) return text;
+  if (!phrases.HasHoles() || text.size() > kLongestSaid) return phrases.Translated(std::move(text));
+  if (Said().size() >= kMostSaid) Said().clear();
+  const auto [said, isNew] = Said().try_emplace(text);
+  if (isNew) said->second = phrases.Translated(std::move(text));
+  return said->second;
 }
 
 }  // namespace runtime
@@ -109,11 +120,12 @@ const char16_t* CMsgScanner::GetKeyPMsg(std::uint32_t keyLength, const char16_t*
                                         const char16_t* defaultText) {
   runlib::WStrAssign(Capacity(message), message, defaultLength, defaultText);
   try {
-    const runtime::TMessageTable& table = Table();
-    if (table.empty()) return message;
-    const auto found = table.find(runtime::MessageKey(runtime::Utf8(runtime::WideView(Capacity(group), group)),
-                                                      runtime::Utf8(runtime::WideView(keyLength, key))));
-    if (found != table.end()) runtime::AssignWide(Capacity(message), message, runtime::Utf16(found->second));
+    const runtime::CPhrases& phrases = Phrases();
+    if (phrases.IsEmpty()) return message;
+    const std::string* found =
+        phrases.Find(runtime::MessageKey(runtime::Utf8(runtime::WideView(Capacity(group), group)),
+                                         runtime::Utf8(runtime::WideView(keyLength, key))));
+    if (found != nullptr) runtime::AssignWide(Capacity(message), message, runtime::Utf16(*found));
   } catch (...) {
     // No memory for the look-up: the default stands.
   }

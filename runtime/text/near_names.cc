@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "runtime/runtime.h"
+
 namespace runtime {
 namespace {
 
@@ -47,12 +49,22 @@ void CNearNames::Offer(std::string_view name) {
 
 std::string CNearNames::Question() const {
   std::string text;
-  const std::size_t count = std::min(found.size(), kMostNames);
-  for (std::size_t i = 0; i < count; ++i) {
-    text += i == 0 ? "; did you mean '" : i + 1 == count ? "' or '" : "', '";
-    text += found[i];
+  const std::vector<std::string> names = Names();
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    text += i == 0 ? "; did you mean '" : i + 1 == names.size() ? "' or '" : "', '";
+    text += names[i];
   }
-  return count == 0 ? text : text + "'?";
+  return names.empty() ? text : text + "'?";
+}
+
+std::vector<std::string> CNearNames::Names() const {
+  return {found.begin(), found.begin() + static_cast<std::ptrdiff_t>(std::min(found.size(), kMostNames))};
+}
+
+std::vector<std::string> NearNames(std::string_view word, const std::vector<std::string>& known) {
+  CNearNames near(word);
+  for (const std::string& name : known) near.Offer(name);
+  return near.Names();
 }
 
 }  // namespace runtime

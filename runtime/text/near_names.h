@@ -20,6 +20,8 @@ class CNearNames {
   // "; did you mean 'a', 'b' or 'c'?", of at most three, as they were offered;
   // empty when none is near.
   std::string Question() const;
+  // The same, as a list.
+  std::vector<std::string> Names() const;
 
  private:
   std::string wrong;

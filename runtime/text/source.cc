@@ -271,7 +271,8 @@ std::string Printable(std::string_view text) {
 std::string Format(const TDiagnostic& diagnostic) {
   if (diagnostic.line == 0) return Printable(diagnostic.message + "\n");
   std::string text = diagnostic.path + ":" + std::to_string(diagnostic.line) + ":" + std::to_string(diagnostic.column);
-  text += diagnostic.kind == TDiagnostic::kWarning ? ": warning: " : ": ";
+  text += ": ";
+  if (diagnostic.kind == TDiagnostic::kWarning) text += Translated("warning") + ": ";
   return Printable(text + diagnostic.message + "\n" + diagnostic.lineText + "\n" + diagnostic.caretText + "\n");
 }
 

@@ -149,12 +149,12 @@ void CChecker::Check(const runtime::CInstrumentHandle& instrument) {
   CheckStart(instrument);
   if (notes.empty()) return;
   std::string text = instrument.Name() + " (" + instrument.ClassName() + ")\n";
-  for (const std::string& note : notes) text += Indented(note, 2, 100);
+  for (const std::string& note : notes) text += Indented(runtime::Translated(note), 2, 100);
   Print(text);
 }
 
 void CChecker::Complain(runtime::TDiagnostic::EKind kind, std::uint32_t offset, std::string message) {
-  runtime::TDiagnostic diagnostic = application.At(offset, std::move(message));
+  runtime::TDiagnostic diagnostic = application.At(offset, runtime::Translated(std::move(message)));
   diagnostic.kind = kind;
   PrintDiagnostics({diagnostic});
   ++(kind == runtime::TDiagnostic::kError ? errors : warnings);
@@ -243,6 +243,15 @@ void CChecker::CheckStart(const runtime::CInstrumentHandle& instrument) {
                                              : "start = EXPRESSION; goes on from that"));
 }
 
+// "FILE: 2 instruments, 1 warning".
+void PrintCounts(const std::string& file, const std::vector<std::string>& counts) {
+  std::string text;
+  for (const std::string& count : counts) {
+    if (!count.empty()) text.append(text.empty() ? "" : ", ").append(runtime::Translated(count));
+  }
+  Print(file + ": " + text + "\n");
+}
+
 int Check(const std::string& file, const std::string& connectionsFile, const std::string& pluginPath) {
   const CCrashNotice notice(file + ": crashed while it was checked with the plug-in " + PluginPath(pluginPath));
   std::string error;
@@ -262,7 +271,7 @@ int Check(const std::string& file, const std::string& connectionsFile, const std
   std::uint64_t warnings = CountOf(diagnostics, runtime::TDiagnostic::kWarning);
   if (!application) {
     const std::uint64_t errors = CountOf(diagnostics, runtime::TDiagnostic::kError);
-    Print(file + ": " + Count(errors, "error") + ", " + Count(warnings, "warning") + "\n");
+    PrintCounts(file, {Count(errors, "error"), Count(warnings, "warning")});
     return kApplicationWrong;
   }
   const std::map<std::string, double> firstOutputs = FirstOutputs(*application, reading, *plugin);
@@ -274,8 +283,8 @@ int Check(const std::string& file, const std::string& connectionsFile, const std
     checker.Check(application->Instrument(index));
   warnings += checker.Warnings();
   const std::uint64_t errors = checker.Errors();
-  Print(file + ": " + Count(application->InstrumentCount(), "instrument") + ", " +
-        (errors == 0 ? "" : Count(errors, "error") + ", ") + Count(warnings, "warning") + "\n");
+  PrintCounts(file, {Count(application->InstrumentCount(), "instrument"), errors == 0 ? "" : Count(errors, "error"),
+                     Count(warnings, "warning")});
   return errors == 0 ? kDone : kApplicationWrong;
 }
 

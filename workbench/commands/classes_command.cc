@@ -26,12 +26,12 @@ std::string Hexadecimal(const char* format, std::uint32_t word) {
 // An image of the icon format: an 8-byte signature, which says whether a mask
 // of transparency comes first, then width and height, 16 bits each.
 std::string ImageText(const std::uint8_t* image) {
-  if (image == nullptr) return "none";
+  if (image == nullptr) return runtime::Translated("none");
   const auto word = [image](std::size_t at) { return image[at] | image[at + 1] << 8; };
   const char* kind = std::memcmp(image, ".NIC.IBW", 8) == 0   ? "mask and colour"
                      : std::memcmp(image, ".NIC.I04", 8) == 0 ? "colour"
                                                               : "unknown format";
-  return std::to_string(word(8)) + " × " + std::to_string(word(10)) + ", " + kind;
+  return std::to_string(word(8)) + " × " + std::to_string(word(10)) + ", " + runtime::Translated(kind);
 }
 
 // The top byte is the major number, the next the minor one.
@@ -47,25 +47,25 @@ int ListClasses(const std::string& pluginPath, const std::string& images) {
   const auto plugin = LoadPlugin(pluginPath, &error);
   if (!plugin) return Fail(error);
   CTable head;
-  head.Add({"plug-in", plugin->Name()});
-  head.Add({"file", plugin->Path()});
-  head.Add({"version", VersionText(plugin->Version())});
-  head.Add({"small image", ImageText(plugin->SmallImage())});
-  head.Add({"large image", ImageText(plugin->LargeImage())});
+  head.Add({runtime::Translated("plug-in"), plugin->Name()});
+  head.Add({runtime::Translated("file"), plugin->Path()});
+  head.Add({runtime::Translated("version"), VersionText(plugin->Version())});
+  head.Add({runtime::Translated("small image"), ImageText(plugin->SmallImage())});
+  head.Add({runtime::Translated("large image"), ImageText(plugin->LargeImage())});
   Print(head.Text(0));
   for (const runtime::TClass& item : plugin->Classes()) {
     CTable table;
-    table.Add({"description", item.description});
-    table.Add({"info word", Hexadecimal("0x%08X", item.infoWord)});
-    table.Add({"small image", ImageText(item.smallImage)});
-    table.Add({"large image", ImageText(item.largeImage)});
+    table.Add({runtime::Translated("description"), item.description});
+    table.Add({runtime::Translated("info word"), Hexadecimal("0x%08X", item.infoWord)});
+    table.Add({runtime::Translated("small image"), ImageText(item.smallImage)});
+    table.Add({runtime::Translated("large image"), ImageText(item.largeImage)});
     Print("\n" + item.name + "\n" + table.Text());
   }
   if (images.empty()) return kDone;
   std::vector<std::string> written;
   const bool done = WriteImages(*plugin, images, &written, &error);
   Print("\n");
-  for (const std::string& name : written) Print("written: " + name + "\n");
+  for (const std::string& name : written) Print(runtime::Translated("written") + ": " + name + "\n");
   return done ? kDone : Fail(error);
 }
 

@@ -4,7 +4,9 @@
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -109,6 +111,21 @@ TCheck Assignment() {
   };
 }
 
+TCommonOptions LookAhead(int argumentCount, const char* const* arguments) {
+  TCommonOptions common;
+  for (int i = 1; i < argumentCount; ++i) {
+    const std::string_view argument = arguments[i];
+    for (const auto& [name, value] :
+         {std::pair("--plugin", &common.plugin), std::pair("--language", &common.language)}) {
+      if (!argument.starts_with(name)) continue;
+      const std::string_view rest = argument.substr(std::strlen(name));
+      if (rest.starts_with('=')) *value = rest.substr(1);
+      if (rest.empty() && i + 1 < argumentCount) *value = arguments[i + 1];
+    }
+  }
+  return common;
+}
+
 TOption FileArgument(std::string& file) {
   return {.name = "FILE", .value = "", .target = &file, .help = "The application", .isRequired = true};
 }
@@ -126,7 +143,7 @@ TOption LanguageOption(TCommonOptions& common) {
   std::string names;
   for (const std::string& name : Languages("")) names.append(names.empty() ? "" : "|").append(name);
   return {"--language", names, &common.language,
-          "Of the plug-in's texts and a run's messages (default: cs where the environment is Czech, else en)"};
+          "Of all that is printed and drawn (default: cs where the environment is Czech, else en)"};
 }
 
 }  // namespace workbench

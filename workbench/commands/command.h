@@ -63,6 +63,8 @@ struct TCommonOptions {
   std::string plugin;    // a path; empty: the program's own
   std::string language;  // empty: that of the environment
 };
+// What is said of them on a command line that isn't read yet, right or wrong.
+TCommonOptions LookAhead(int argumentCount, const char* const* arguments);
 // The application, as an argument.
 TOption FileArgument(std::string& file);
 // A text whose connections take the place of the application's own.

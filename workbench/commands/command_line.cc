@@ -8,6 +8,7 @@
 #include <string>
 #include <type_traits>
 
+#include "runtime/runtime.h"
 #include "workbench/console.h"
 #include "workbench/exit_status.h"
 #include "workbench/version.h"
@@ -19,15 +20,18 @@ void Declare(const TOption& option, CLI::App* command) {
   const auto declare = [&](auto* target) {
     using TTarget = std::remove_pointer_t<decltype(target)>;
     if constexpr (std::is_same_v<TTarget, bool>) {
-      return command->add_flag(option.name, *target, option.help);
+      return command->add_flag(option.name, *target, runtime::Translated(option.help));
     } else if constexpr (std::is_same_v<TTarget, std::optional<std::string>>) {
       const auto take = [target](const CLI::results_t& words) {
         *target = words.empty() ? "" : words.front();
         return true;
       };
-      return command->add_option(option.name, take, option.help)->type_name(option.value)->expected(0, 1);
+      return command->add_option(option.name, take, runtime::Translated(option.help))
+          ->type_name(option.value)
+          ->expected(0, 1);
     } else {
-      CLI::Option* const declared = command->add_option(option.name, *target, option.help)->type_name(option.value);
+      CLI::Option* const declared =
+          command->add_option(option.name, *target, runtime::Translated(option.help))->type_name(option.value);
       // Each value has the option's name before it.
       if (declared->get_expected_max() > 1) declared->allow_extra_args(false);
       // 010 is ten.
@@ -51,15 +55,37 @@ void Declare(const TOption& option, CLI::App* command) {
   declared->check(CLI::Validator(check, ""));
 }
 
+// The parser's own words.
+void Translate(CLI::App* program) {
+  for (const char* label : {"Usage", "OPTIONS", "SUBCOMMAND", "Positionals", "REQUIRED", "Needs", "Excludes"}) {
+    program->get_formatter()->label(label, runtime::Translated(label));
+  }
+  program->option_defaults()->group(runtime::Translated("Options"));
+  program->set_help_flag("-h,--help", runtime::Translated("Print this help message and exit"));
+}
+
+// What is wrong, and where to find help.
+std::string Translated(const std::string& complaint) {
+  std::istringstream lines(complaint);
+  std::string translated;
+  for (std::string line; std::getline(lines, line);) translated += runtime::Translated(line) + "\n";
+  return translated;
+}
+
 }  // namespace
 
 const TCommand* ReadCommandLine(const std::vector<TCommand>& commands, int argumentCount, char** arguments,
                                 int* status) {
-  CLI::App program("Loopbox: industrial regulators and the process that they regulate, period by period.", "loopbox");
-  program.set_version_flag("--version", std::string("loopbox ") + kProgramVersion);
+  CLI::App program(
+      runtime::Translated("Loopbox: industrial regulators and the process that they regulate, period by period."),
+      "loopbox");
+  Translate(&program);
+  program.set_version_flag("--version", std::string("loopbox ") + kProgramVersion,
+                           runtime::Translated("Display program version information and exit"));
   program.require_subcommand(0, 1);
   for (const TCommand& command : commands) {
-    CLI::App* const declared = program.add_subcommand(command.name, command.help);
+    CLI::App* const declared = program.add_subcommand(command.name, runtime::Translated(command.help));
+    declared->group(runtime::Translated("Subcommands"));
     for (const TOption& option : command.options) Declare(option, declared);
   }
   try {
@@ -69,7 +95,7 @@ const TCommand* ReadCommandLine(const std::vector<TCommand>& commands, int argum
     std::ostringstream complaint;
     *status = program.exit(error, help, complaint) == 0 ? kDone : kCommandLineWrong;
     Print(help.str());
-    Print(complaint.str(), stderr);
+    Print(Translated(complaint.str()), stderr);
     return nullptr;
   }
   for (const TCommand& command : commands) {

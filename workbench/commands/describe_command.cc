@@ -30,10 +30,12 @@ std::string Taken(std::vector<TMeaning>* meanings, const std::string& name) {
 
 void AddNamed(const char* heading, const std::vector<runtime::TNamed>& items, std::vector<TMeaning> meanings,
               CDocument* document) {
-  document->Heading(heading);
+  document->Heading(runtime::Translated(heading));
   TDocumentTable table = {{{"name", true}, {"declared as", true}, {"meaning", false}}, 2, {}};
-  for (const auto& item : items) table.rows.push_back({item.name, item.description, Taken(&meanings, item.name)});
-  for (const TMeaning& rest : meanings) table.rows.push_back({rest.name, "not listed", rest.text});
+  for (const auto& item : items)
+    table.rows.push_back({item.name, item.description, runtime::Translated(Taken(&meanings, item.name))});
+  for (const TMeaning& rest : meanings)
+    table.rows.push_back({rest.name, runtime::Translated("not listed"), runtime::Translated(rest.text)});
   document->Table(std::move(table));
 }
 
@@ -42,7 +44,7 @@ void AddKeywords(const CReference& reference, CDocument* document) {
   const auto& keywords = reference.Keywords();
   for (auto keyword = keywords.begin(); keyword != keywords.end(); ++keyword) {
     if (keyword == keywords.begin() || keyword->section != (keyword - 1)->section) {
-      document->Heading("Keywords: " + keyword->section);
+      document->Heading(runtime::Translated("Keywords") + ": " + keyword->section);
       table = {{{"keyword", true},
                 {"type", false},
                 {"default", true},
@@ -52,20 +54,22 @@ void AddKeywords(const CReference& reference, CDocument* document) {
                3,
                {}};
     }
-    table.rows.push_back(
-        {keyword->keyword, keyword->type, keyword->defaultValue, keyword->range, keyword->meaning, keyword->example});
+    table.rows.push_back({keyword->keyword, runtime::Translated(keyword->type),
+                          runtime::Translated(keyword->defaultValue), runtime::Translated(keyword->range),
+                          runtime::Translated(keyword->meaning), keyword->example});
     if (keyword + 1 == keywords.end() || (keyword + 1)->section != keyword->section) document->Table(table);
   }
 }
 
 void AddReference(const CReference& reference, CDocument* document) {
   AddKeywords(reference, document);
-  document->Heading("What check has to say");
+  document->Heading(runtime::Translated("What check has to say"));
   TDocumentTable notes = {{{"kind", false}, {"text", false}}, 2, {}};
-  for (const TNote& note : reference.Notes()) notes.rows.push_back({note.warning ? "warning" : "note", note.text});
+  for (const TNote& note : reference.Notes())
+    notes.rows.push_back({runtime::Translated(note.warning ? "warning" : "note"), runtime::Translated(note.text)});
   document->Table(std::move(notes));
   if (reference.State().empty()) return;
-  document->Heading("Further columns of a trace, with --trace-state");
+  document->Heading(runtime::Translated("Further columns of a trace, with --trace-state"));
   TDocumentTable columns = {{{"column", true}, {"from", true}}, 2, {}};
   for (const auto& column : reference.State()) columns.rows.push_back({"NAME." + column.name, column.procedure});
   document->Table(std::move(columns));
@@ -75,12 +79,12 @@ CDocument Described(const runtime::TClass& described, const runtime::TClassDescr
                     const CReference* reference) {
   CDocument document(described.name, described.description);
   if (reference != nullptr) {
-    for (const std::string& remark : reference->Remarks()) document.Paragraph(remark);
+    for (const std::string& remark : reference->Remarks()) document.Paragraph(runtime::Translated(remark));
   }
   const std::vector<TMeaning> none;
   AddNamed("Events", description.events, reference != nullptr ? reference->Events() : none, &document);
   AddNamed("Procedures", description.procedures, reference != nullptr ? reference->Procedures() : none, &document);
-  document.Heading("Colours and their defaults");
+  document.Heading(runtime::Translated("Colours and their defaults"));
   TDocumentTable colors = {{{"keyword", true}, {"default", true}, {"description", false}}, 3, {}};
   for (const auto& color : description.colors)
     colors.rows.push_back({color.keyword, ColorText(color.defaultColor), color.description});

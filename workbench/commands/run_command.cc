@@ -303,7 +303,7 @@ bool CRunCommand::Open(std::string* error) {
     if (!application->AddLink(input.emplace(TInputSource{options.input, options.maps, !isRealTime}, tell), error))
       return false;
     if (!options.quiet) {
-      for (const std::string& note : input->Notes()) console.Note(0.0, "", note);
+      for (const std::string& note : input->Notes()) console.Note(0.0, "", runtime::Translated(note));
     }
   }
   CatchInterruption();
@@ -316,8 +316,9 @@ bool CRunCommand::Open(std::string* error) {
     for (runtime::TNamedSpan& window : SpansOf(options)) windows.push_back(std::move(window));
     watch.emplace(*observation, *learning, application->Period(), windows,
                   [this](const std::string& instrument, const std::string& text) {
-                    if (!options.quiet) console.Note(application->Time(), instrument, text);
-                    Mark(instrument, text);
+                    const std::string said = runtime::Translated(text);
+                    if (!options.quiet) console.Note(application->Time(), instrument, said);
+                    Mark(instrument, said);
                   });
   }
   if (!options.report.empty()) {
@@ -354,7 +355,7 @@ bool CRunCommand::OpenTrace(std::string* error) {
 bool CRunCommand::RunPeriods() {
   std::string error;
   if (options.realtimePriority && !TakeRealtimePriority(*options.realtimePriority, &error)) {
-    console.Note(0.0, "", "--realtime-priority: " + error);
+    console.Note(0.0, "", runtime::Translated("--realtime-priority: " + error));
   }
   if (isRealTime) pacer.emplace(application->Period());
   if (!pictures.WriteDue(*application, &pictureError)) return false;
@@ -409,12 +410,12 @@ int CRunCommand::Finish(bool complete) {
 }
 
 void CRunCommand::PrintSummary(bool complete) {
-  std::string text = (application->Name().empty() ? "" : application->Name() + ": ") +
-                     Count(application->PeriodsDone(), "period") + " of " + Quantity(application->Period(), "s");
+  std::string text = Count(application->PeriodsDone(), "period") + " of " + Quantity(application->Period(), "s");
   if (!complete) text += ", stopped at t=" + Seconds(application->Time()) + " s";
-  text += "\n" + watch->SummaryText();
+  text = (application->Name().empty() ? "" : application->Name() + ": ") + runtime::Translated(text) + "\n" +
+         watch->SummaryText();
   if (!options.compare.empty()) {
-    text += "compared with " + report->Comparison().Name() + "\n";
+    text += runtime::Translated("compared with") + " " + report->Comparison().Name() + "\n";
     for (const std::string& line : report->Comparison().Differences(*watch, provenance)) text += "  " + line + "\n";
   }
   if (pacer) text += pacer->SummaryText();
@@ -441,7 +442,7 @@ void CRunCommand::DoubtStep() {
   if (!doubt) return;
   stepDoubted = true;
   const runtime::TDiagnostic place = application->At(doubt->offset, doubt->text);
-  const std::string text = "line " + std::to_string(place.line) + ": " + doubt->text;
+  const std::string text = runtime::Translated("line " + std::to_string(place.line) + ": " + doubt->text);
   if (!options.quiet) console.Note(application->Time(), "process", text);
   Mark("process", text);
 }

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 
+#include "runtime/runtime.h"
 #include "validation/validation.h"
 #include "workbench/commands/commands.h"
 #include "workbench/console.h"
@@ -18,7 +19,8 @@ namespace {
 int ListCases() {
   CTable table;
   for (const validation::TCaseText& item : validation::Cases()) {
-    table.Add({item.name, item.perClass ? "each class" : "plug-in", item.claim});
+    table.Add(
+        {item.name, runtime::Translated(item.perClass ? "each class" : "plug-in"), runtime::Translated(item.claim)});
   }
   Print(table.Text(0));
   return kDone;
@@ -28,17 +30,19 @@ int ListCases() {
 void PrintReport(const validation::TReport& report) {
   CTable table;
   for (const validation::TResult& result : report.results) {
-    table.Add({Word(result.outcome), result.name, result.className, result.message});
+    table.Add({runtime::Translated(Word(result.outcome)), result.name, result.className,
+               runtime::Translated(result.message)});
   }
   Print(report.plugin + "\n" + table.Text());
   std::string counts;
   for (const auto outcome :
        {validation::EOutcome::kPassed, validation::EOutcome::kWarning, validation::EOutcome::kSkipped,
         validation::EOutcome::kFailed, validation::EOutcome::kCrashed}) {
-    counts += (counts.empty() ? "" : ", ") + std::to_string(report.CountOf(outcome)) + " " + Word(outcome);
+    counts += (counts.empty() ? "" : ", ") +
+              runtime::Translated(std::to_string(report.CountOf(outcome)) + " " + Word(outcome));
   }
-  Print(Count(report.results.size(), "case") + ": " + counts + "\n" +
-        (report.Conforms() ? "The plug-in conforms.\n" : "The plug-in does not conform.\n"));
+  Print(runtime::Translated(Count(report.results.size(), "case")) + ": " + counts + "\n" +
+        runtime::Translated(report.Conforms() ? "The plug-in conforms." : "The plug-in does not conform.") + "\n");
 }
 
 bool ReadEntries(const std::string& plugin, const std::string& className, validation::TEntries* entries,
@@ -85,7 +89,7 @@ int Validate(const TValidateOptions& options) {
 
 }  // namespace
 
-TCommand ValidateCommand(TCommonOptions&) {
+TCommand ValidateCommand(TCommonOptions& common) {
   const auto options = std::make_shared<TValidateOptions>();
   validation::TOptions& asked = options->validation;
   return {"validate",
@@ -98,7 +102,8 @@ TCommand ValidateCommand(TCommonOptions&) {
             "--list"},
            {"--patience", "S", &asked.patience, "Seconds that a case may take (default: 10)",
             Within(0.1, validation::kMostPatience, "0.1 to 3600 seconds")},
-           {"--json", "", &options->json, "The report as one JSON document", nullptr, nullptr, "--list"}},
+           {"--json", "", &options->json, "The report as one JSON document", nullptr, nullptr, "--list"},
+           LanguageOption(common)},
           [options] { return Validate(*options); }};
 }
 

@@ -39,17 +39,18 @@ void CRunPlot::AddRegulators() {
     const std::string title = instrument.Title().empty() ? "" : instrument.Title() + " – ";
     const std::size_t upper = plot.AddPanel(title + instrument.Name() + " (" + instrument.ClassName() + ")",
                                             instrument.QuantityUnit(), kUpperShare);
-    plot.AddCurve(upper, "wish", painting::kPlotOrange, true);
-    plot.AddCurve(upper, "value", painting::kPlotBlue, false);
+    plot.AddCurve(upper, runtime::Translated("wish"), painting::kPlotOrange, true);
+    plot.AddCurve(upper, runtime::Translated("value"), painting::kPlotBlue, false);
     const std::size_t lower = plot.AddPanelBelow(instrument.OutputUnit(), kLowerShare);
-    plot.AddCurve(lower, "output", painting::kPlotGreen, true);
-    const std::size_t shade = plot.AddShade("in hand");
+    plot.AddCurve(lower, runtime::Translated("output"), painting::kPlotGreen, true);
+    const std::size_t shade = plot.AddShade(runtime::Translated("in hand"));
     for (const std::size_t panel : {upper, lower}) plot.Shade(panel, shade);
     ++drawn;
   }
   const std::size_t further = observation.Regulators().size() - drawn;
   if (further == 0) return;
-  plot.SetFootnote("… " + Count(further, "more regulator") + ": --curves chooses what is drawn, --report shows all");
+  plot.SetFootnote(runtime::Translated("… " + Count(further, "more regulator") +
+                                       ": --curves chooses what is drawn, --report shows all"));
 }
 
 void CRunPlot::AddCurves() {
@@ -65,7 +66,7 @@ void CRunPlot::AddCurves() {
     ++drawn;
   }
   const std::size_t further = view.curves.size() - drawn;
-  if (further > 0) plot.SetFootnote("… " + Count(further, "more panel"));
+  if (further > 0) plot.SetFootnote(runtime::Translated("… " + Count(further, "more panel")));
 }
 
 void CRunPlot::Observe() {

@@ -19,7 +19,7 @@ class CRunPlot {
 
   // False with a message when there is nothing to plot.
   bool Begin(std::string* error);
-  // What has no room in the picture, as a sentence; empty when all has.
+  // What has no room in the picture, as a sentence in the language that was chosen; empty when all has.
   const std::string& LeftOut() const { return plot.Footnote(); }
   // After each period, once it is observed.
   void Observe();

@@ -253,6 +253,12 @@ std::optional<CComparison::TCommon> CComparison::Common(std::size_t index) const
 }
 
 std::vector<std::string> CComparison::Differences(const CRegulatorWatch& watch, const TProvenance& provenance) const {
+  std::vector<std::string> lines = Found(watch, provenance);
+  for (std::string& line : lines) line = runtime::Translated(std::move(line));
+  return lines;
+}
+
+std::vector<std::string> CComparison::Found(const CRegulatorWatch& watch, const TProvenance& provenance) const {
   std::vector<std::string> lines;
   const auto there = [](const std::string& text) { return ", there " + text; };
   if (plot.LastTime() != application->Time()) {

@@ -82,6 +82,7 @@ class CComparison {
   CCsvReader::EOutcome Next(std::string* error);
   double Measured(const TSource& source, const runtime::TPane& pane) const;
   void Compare(std::size_t regulator);
+  std::vector<std::string> Found(const CRegulatorWatch& watch, const TProvenance& provenance) const;
   static void AddSettings(const CRegulatorWatch::TSummary& here, const json::CValue& there,
                           std::vector<std::string>* lines);
 

@@ -132,8 +132,9 @@ void CReport::ObserveAlarms(const std::string& instrument, const TObserved& row,
     for (int side = 0; side < 2; ++side) {
       if (now[side] && !regulator->alarms[i][side]) {
         Mark(observation.Time(), instrument,
-             std::string("alarm: ") + kPanes[i].name +
-                 (side == 0 ? " below its low limit, " : " above its high limit, ") + Significant(pane.value));
+             runtime::Translated(std::string("alarm: ") + kPanes[i].name +
+                                 (side == 0 ? " below its low limit, " : " above its high limit, ") +
+                                 Significant(pane.value)));
       }
       regulator->alarms[i][side] = now[side];
     }

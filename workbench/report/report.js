@@ -15,6 +15,8 @@
   let moving = false;
   const marked = data.panels.filter((panel) => panel.marked);  // the upper one of each regulator
 
+  const said = (word) => (data.words && data.words[word]) || word;  // in the page's language
+
   // JSON has no NaN: there null stands for a gap. A plot takes NaN for a gap,
   // and null for a row of the other run.
   const gap = (value) => (value === null ? NaN : value);
@@ -94,11 +96,11 @@
       series[curve.name] = { color: curve.color, stepPlot: curve.holds, strokePattern: curve.dash, strokeWidth: curve.dash ? 1.3 : 1.8 };
       if (curve.dash && curve.holds) series[curve.name].plotter = (event) => loopboxPlots.dashedSteps(event, curve.dash);
     }
-    const shaded = panel.hand.length > 0 ? "in hand" : "";
+    const shaded = panel.hand.length > 0 ? said("in hand") : "";
     const plot = new Dygraph(where, rows, {
       labels, series, connectSeparatedPoints: true,
       plugins: [loopboxPlots.legend(where.previousElementSibling, curves, data.to, shaded)],
-      ...loopboxPlots.timeAxis(data.to), underlayCallback: loopboxPlots.shade(panel.hand),
+      ...loopboxPlots.timeAxis(data.to, said), underlayCallback: loopboxPlots.shade(panel.hand),
       ylabel: panel.unit, includeZero: panel.zero,
       gridLineColor: "rgba(128,128,128,0.35)", axisLineColor: "rgba(128,128,128,0.8)", animatedZooms: false,
       xRangePad: 4, yRangePad: 8, axisLabelFontSize: 12, highlightCircleSize: 3,

@@ -116,7 +116,7 @@ std::size_t CSeries::Of(const painting::CPlot& plot, std::size_t curve) {
 // `before`: the same curve of the earlier run.
 CValue Curve(const painting::TPlotCurve& drawn, std::size_t series, bool before) {
   const bool isBand = drawn.name.starts_with("band");
-  return {{"name", before ? drawn.name + " before" : drawn.name},
+  return {{"name", runtime::Translated(before ? drawn.name + " before" : drawn.name)},
           {"color", page::Color(drawn.color)},
           {"holds", drawn.holds},
           {"dash", before   ? List({6, 4})
@@ -168,6 +168,15 @@ CValue Quantities(const CReport& report, CSeries* series) {
   return list;
 }
 
+// Those of the page's scripts that the language says otherwise; null: none.
+CValue Words() {
+  CValue words;
+  for (const char* word : {"in hand", "time, s", "time, h:min"}) {
+    if (const std::string said = runtime::Translated(word); said != word) words.Set(word, said);
+  }
+  return words;
+}
+
 // The panels that the view asks for, by the names of their curves.
 CValue Chosen(const CReport& report) {
   CValue panels = CValue::Array();
@@ -193,15 +202,16 @@ std::string ReportData(const CReport& report, const std::vector<TShownPanel>& pa
   CSeries series;
   const double end = std::max({application.Time(), other.LastTime(), application.Period()});
   const auto& window = report.View().window;
-  const CValue data = {{"from", 0},
-                       {"to", Number(end)},
-                       {"window", window ? List({window->from, window->to}) : CValue()},
-                       {"times", List(PointTimes(report.Plot()))},
-                       {"otherTimes", List(PointTimes(other))},
-                       {"quantities", Quantities(report, &series)},
-                       {"chosen", Chosen(report)},
-                       {"palette", std::move(palette)},
-                       {"marks", std::move(marks)}};
+  CValue data = {{"from", 0},
+                 {"to", Number(end)},
+                 {"window", window ? List({window->from, window->to}) : CValue()},
+                 {"times", List(PointTimes(report.Plot()))},
+                 {"otherTimes", List(PointTimes(other))},
+                 {"quantities", Quantities(report, &series)},
+                 {"chosen", Chosen(report)},
+                 {"palette", std::move(palette)},
+                 {"marks", std::move(marks)}};
+  if (CValue words = Words(); !words.IsNull()) data.Set("words", std::move(words));
   // One panel at a time, since numbers take more memory as JSON than as text.
   std::string text = page::ScriptText(data.Text());
   text.back() = ',';

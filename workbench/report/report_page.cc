@@ -21,8 +21,15 @@ namespace workbench {
 namespace {
 
 using page::Escaped;
+using runtime::Translated;
 
 constexpr std::size_t kOverviewMetrics = 2;  // of a regulator's
+constexpr char kLanguageKey[] = "page.language";
+
+// The program's own text, as HTML in the language that was chosen.
+std::string Word(const std::string& text) { return Escaped(Translated(text)); }
+std::string Paragraph(const std::string& text) { return "<p>" + Word(text) + "</p>\n"; }
+std::string Section(const std::string& heading) { return "<section>\n<h2>" + Word(heading) + "</h2>\n"; }
 
 class CPage {
  public:
@@ -52,7 +59,7 @@ class CPage {
   void ApplicationText();
   void Licence();
 
-  std::string Name() const { return application.Name().empty() ? "Run" : application.Name(); }
+  std::string Name() const { return application.Name().empty() ? Translated("Run") : application.Name(); }
 
   const CReport& report;
   const runtime::CApplication& application;
@@ -66,7 +73,7 @@ class CPage {
 std::string CPage::Text() {
   Header();
   Navigation();
-  if (report.Regulators().empty()) body += "<p>The application has no regulator.</p>\n";
+  if (report.Regulators().empty()) body += Paragraph("The application has no regulator.");
   // What was asked for stands first.
   const bool hasChosen = !report.View().curves.empty();
   if (hasChosen) Curves();
@@ -74,7 +81,7 @@ std::string CPage::Text() {
   if (!hasChosen) Curves();
   for (std::size_t i = 0; i < report.Regulators().size(); ++i) Regulator(i);
   if (report.FurtherRegulators() > 0) {
-    body += "<p>… " + Count(report.FurtherRegulators(), "more regulator") + "</p>\n";
+    body += Paragraph("… " + Count(report.FurtherRegulators(), "more regulator"));
   }
   Events();
   Panes();
@@ -83,6 +90,7 @@ std::string CPage::Text() {
   Licence();
   page::TPage shown;
   shown.title = Name() + " – Loopbox";
+  if (const std::string language = Translated(kLanguageKey); language != kLanguageKey) shown.language = language;
   shown.styles = {ReportStyle()};
   shown.body = std::move(body);
   shown.data = ReportData(report, panels);
@@ -92,12 +100,11 @@ std::string CPage::Text() {
 }
 
 void CPage::Header() {
-  body += "<header>\n<h1>" + Escaped(Name()) + "</h1>\n<p>" + Count(application.PeriodsDone(), "period") + " of " +
-          Quantity(application.Period(), "s");
-  if (!complete) body += ", stopped at " + Seconds(application.Time()) + " s";
-  body += "</p>\n";
+  std::string extent = Count(application.PeriodsDone(), "period") + " of " + Quantity(application.Period(), "s");
+  if (!complete) extent += ", stopped at " + Seconds(application.Time()) + " s";
+  body += "<header>\n<h1>" + Escaped(Name()) + "</h1>\n" + Paragraph(extent);
   if (report.Comparison().IsOpen()) {
-    body += "<p>Dashed, and in the tables beside: " + Escaped(report.Comparison().Name()) + "</p>\n<ul>\n";
+    body += Paragraph("Dashed, and in the tables beside: " + report.Comparison().Name()) + "<ul>\n";
     for (const std::string& line : report.Comparison().Differences(watch, provenance)) {
       body += "<li>" + Escaped(line) + "</li>\n";
     }
@@ -108,18 +115,20 @@ void CPage::Header() {
 
 void CPage::Navigation() {
   body +=
-      "<nav aria-label=\"Plots\"><button id=\"whole\">Whole run</button><button id=\"zoom-in\" aria-label=\"Zoom "
-      "in\">+</button><button id=\"zoom-out\" aria-label=\"Zoom out\">−</button><button id=\"earlier\" "
-      "aria-label=\"Earlier\">←</button><button id=\"later\" aria-label=\"Later\">→</button></nav>\n"
-      "<p class=\"dim\">Drag over a plot to zoom, with Shift to pan, double-click for the whole run; all plots "
-      "move together.</p>\n";
+      "<nav aria-label=\"" + Word("Plots") + "\"><button id=\"whole\">" + Word("Whole run") +
+      "</button><button id=\"zoom-in\" aria-label=\"" + Word("Zoom in") +
+      "\">+</button><button id=\"zoom-out\" aria-label=\"" + Word("Zoom out") +
+      "\">−</button><button id=\"earlier\" aria-label=\"" + Word("Earlier") +
+      "\">←</button><button id=\"later\" aria-label=\"" + Word("Later") + "\">→</button></nav>\n<p class=\"dim\">" +
+      Word("Drag over a plot to zoom, with Shift to pan, double-click for the whole run; all plots move together.") +
+      "</p>\n";
 }
 
 // One line for each regulator, with a small plot of its wish and value.
 void CPage::Overview() {
-  body +=
-      "<section>\n<h2>Overview</h2>\n<div class=\"scroll\"><table class=\"overview\">\n<thead><tr><th>regulator</th>"
-      "<th>wish and value</th><th>whole run</th></tr></thead>\n<tbody>\n";
+  body += "<section>\n<h2>" + Word("Overview") +
+          "</h2>\n<div class=\"scroll\"><table class=\"overview\">\n<thead><tr><th>" + Word("regulator") + "</th><th>" +
+          Word("wish and value") + "</th><th>" + Word("whole run") + "</th></tr></thead>\n<tbody>\n";
   for (std::size_t i = 0; i < report.Regulators().size(); ++i) {
     body += "<tr><th scope=\"row\"><a href=\"#regulator-" + std::to_string(i + 1) + "\">" +
             Escaped(report.Instrument(i).Name()) +
@@ -138,13 +147,13 @@ void CPage::Overview() {
 
 // Where the page's script draws the curves that a person chooses.
 void CPage::Curves() {
-  body +=
-      "<section id=\"curves\">\n<h2>Curves</h2>\n<p class=\"choice\"><label>Draw <select id=\"quantity\"></select>"
-      "</label> <button id=\"new-plot\">in a new plot</button> <button id=\"same-plot\">in the last one</button> "
-      "<button id=\"clear-plots\">Clear</button></p>\n";
+  body += "<section id=\"curves\">\n<h2>" + Word("Curves") + "</h2>\n<p class=\"choice\"><label>" + Word("Draw") +
+          " <select id=\"quantity\"></select></label> <button id=\"new-plot\">" + Word("in a new plot") +
+          "</button> <button id=\"same-plot\">" + Word("in the last one") + "</button> <button id=\"clear-plots\">" +
+          Word("Clear") + "</button></p>\n";
   if (report.FurtherQuantities() > 0) {
     body +=
-        "<p>… " + std::to_string(report.FurtherQuantities()) + " more are not recorded; --curves records them</p>\n";
+        Paragraph("… " + std::to_string(report.FurtherQuantities()) + " more are not recorded; --curves records them");
   }
   body += "</section>\n";
 }
@@ -180,7 +189,7 @@ void CPage::Metrics(std::size_t index) {
   if (const std::vector<TWindow> windows = summary.ShownWindows(); !windows.empty()) {
     Table(WindowRows(summary.kind, windows, summary.units));
   }
-  if (summary.furtherWindows > 0) body += "<p>… " + Count(summary.furtherWindows, "more window") + "</p>\n";
+  if (summary.furtherWindows > 0) body += Paragraph("… " + Count(summary.furtherWindows, "more window"));
   Settings(summary);
   for (const std::string& line : summary.learnt) body += "<p>" + Escaped(line) + "</p>\n";
 }
@@ -188,13 +197,13 @@ void CPage::Metrics(std::size_t index) {
 // Of the whole run, and of the rows that it has in common with the earlier one.
 void CPage::MetricRows(const CRegulatorWatch::TSummary& summary, const std::optional<CComparison::TCommon>& common) {
   using TRows = std::vector<std::vector<std::string>>;
-  std::vector<std::string> heads = {"metric", "this run"};
+  std::vector<std::string> heads = {Translated("metric"), Translated("this run")};
   std::vector<TRows> columns = {FigureRows(summary.kind, summary.whole, summary.units)};
   if (common) {
     TFigureUnits units = summary.units;
     units.rowSeconds = common->rowSeconds;
     if (report.Comparison().CommonRows() != application.PeriodsDone()) {
-      heads.emplace_back("its common rows");
+      heads.push_back(Translated("its common rows"));
       columns.push_back(FigureRows(summary.kind, common->here, units));
     }
     heads.push_back(report.Comparison().Name());
@@ -229,7 +238,8 @@ void CPage::Table(const std::vector<std::vector<std::string>>& rows) {
 }
 
 void CPage::Settings(const CRegulatorWatch::TSummary& summary) {
-  std::vector<std::vector<std::string>> rows = {{"setting", "at the start", "at the end"}};
+  std::vector<std::vector<std::string>> rows = {
+      {Translated("setting"), Translated("at the start"), Translated("at the end")}};
   const auto row = [&](const std::string& name) -> std::vector<std::string>& {
     const auto found = std::find_if(rows.begin() + 1, rows.end(), [&](const auto& one) { return one[0] == name; });
     return found != rows.end() ? *found : rows.emplace_back(std::vector<std::string>{name, "", ""});
@@ -241,9 +251,9 @@ void CPage::Settings(const CRegulatorWatch::TSummary& summary) {
 
 void CPage::Events() {
   if (report.Marks().empty()) return;
-  body +=
-      "<section>\n<h2>Events</h2>\n<div class=\"scroll\"><table>\n<thead><tr><th>no.</th><th>time</th>"
-      "<th>instrument</th><th>what</th></tr></thead>\n<tbody>\n";
+  body += "<section>\n<h2>" + Word("Events") + "</h2>\n<div class=\"scroll\"><table>\n<thead><tr><th>" + Word("no.") +
+          "</th><th>" + Word("time") + "</th><th>" + Word("instrument") + "</th><th>" + Word("what") +
+          "</th></tr></thead>\n<tbody>\n";
   std::size_t count = 0;
   for (const TReportMark& mark : report.Marks()) {
     const std::string number = std::to_string(++count);
@@ -252,36 +262,37 @@ void CPage::Events() {
     body.append(Escaped(mark.text)).append("</td></tr>\n");
   }
   body += "</tbody></table></div>\n";
-  if (report.FurtherMarks() > 0) body += "<p>… " + std::to_string(report.FurtherMarks()) + " more</p>\n";
+  if (report.FurtherMarks() > 0) body += Paragraph("… " + std::to_string(report.FurtherMarks()) + " more");
   body += "</section>\n";
 }
 
 void CPage::Panes() {
   std::string picture;
   std::string error;
-  body += "<section>\n<h2>Panes</h2>\n";
+  body += Section("Panes");
   if (application.InstrumentCount() > CReport::kMostPanes) {
-    body += "<p>There are too many to show here; --panes draws them.</p>\n";
+    body += Paragraph("There are too many to show here; --panes draws them.");
   } else if (painting::Picture(application, painting::EFormat::kSvg, &picture, &error)) {
-    body += "<img alt=\"The panes at the end of the run\" data-src=\"" + page::ImageAddress("image/svg+xml", picture) +
-            "\">\n";
+    body += "<img alt=\"" + Word("The panes at the end of the run") + "\" data-src=\"" +
+            page::ImageAddress("image/svg+xml", picture) + "\">\n";
   } else {
-    body += "<p>" + Escaped(error) + "</p>\n";
+    body += Paragraph(error);
   }
   body += "</section>\n";
 }
 
 void CPage::Provenance() {
-  std::vector<std::vector<std::string>> rows = {{"of the run", ""}};
+  std::vector<std::vector<std::string>> rows = {{Translated("of the run"), ""}};
   for (const auto& [name, value] : provenance.options)
     rows.push_back({"--" + name, value.String().value_or(value.Text())});
   for (const auto& [name, value] : provenance.set) rows.push_back({"--set " + name, value});
-  rows.push_back({"seed", std::to_string(provenance.seed)});
-  rows.push_back({"plug-in", provenance.plugin + ", SHA-256 " + provenance.pluginHash});
-  rows.push_back({"application's text", "SHA-256 " + provenance.textHash});
-  for (const auto& [file, hash] : provenance.filesRead) rows.push_back({"read", file + ", SHA-256 " + hash});
-  for (const std::string& file : provenance.filesWritten) rows.push_back({"written", file});
-  body += "<section>\n<h2>Run</h2>\n";
+  rows.push_back({Translated("seed"), std::to_string(provenance.seed)});
+  rows.push_back({Translated("plug-in"), provenance.plugin + ", SHA-256 " + provenance.pluginHash});
+  rows.push_back({Translated("application's text"), "SHA-256 " + provenance.textHash});
+  for (const auto& [file, hash] : provenance.filesRead)
+    rows.push_back({Translated("read"), file + ", SHA-256 " + hash});
+  for (const std::string& file : provenance.filesWritten) rows.push_back({Translated("written"), file});
+  body += Section("Run");
   Table(rows);
   body += "</section>\n";
 }
@@ -289,7 +300,7 @@ void CPage::Provenance() {
 // Each line with the number that it has in its file, by which messages tell it: one
 // that `for` repeats has that number each time.
 void CPage::ApplicationText() {
-  body += "<section class=\"text\">\n<h2>Application</h2>\n<pre>";
+  body += "<section class=\"text\">\n<h2>" + Word("Application") + "</h2>\n<pre>";
   const std::string text = Shortened(application.Text(), CReport::kMostText);
   std::size_t number = 0;
   std::size_t begin = 0;
@@ -310,14 +321,14 @@ void CPage::ApplicationText() {
   }
   body += "</pre>\n";
   if (begin < application.Text().size()) {
-    body += "<p>… the text is longer: " + Count(application.Text().size(), "byte") + " in all</p>\n";
+    body += Paragraph("… the text is longer: " + Count(application.Text().size(), "byte") + " in all");
   }
   body += "</section>\n";
 }
 
 void CPage::Licence() {
-  body += "<details><summary>Loopbox " + std::string(kProgramVersion) + "; plots by dygraphs</summary><pre>" +
-          Escaped(page::PlottingLicence()) + "</pre></details>\n";
+  body += "<details><summary>Loopbox " + std::string(kProgramVersion) + "; " + Word("plots by dygraphs") +
+          "</summary><pre>" + Escaped(page::PlottingLicence()) + "</pre></details>\n";
 }
 
 }  // namespace

@@ -116,7 +116,9 @@ bool CInputFile::MatchColumns(std::string* error) {
   return false;
 }
 
-void CInputFile::Report(double time, const std::string& problem) { sink({time, "input", problem}); }
+void CInputFile::Report(double time, const std::string& problem) {
+  sink({time, "input", runtime::Translated(problem)});
+}
 
 bool CInputFile::ReadTime(double* time, std::string* error) {
   const std::string text(Trim(reader->Field(timeColumn)));

@@ -63,10 +63,11 @@ std::string DynamicsText(double a1, double a2, double period) {
          Significant(-s.real() / std::abs(s));
 }
 
+// "read x.par, y.par"; empty: none.
 std::string FilesText(const char* verb, const std::vector<std::string>& files) {
   std::string text;
   for (const std::string& file : files) {
-    text.append(text.empty() ? std::string("; ") + verb + " " : ", ");
+    text.append(text.empty() ? std::string(verb) + " " : ", ");
     text += std::filesystem::path(file).filename().string();
   }
   return text;
@@ -157,7 +158,7 @@ void CLearningWatch::Note(const TWatched& watched, bool now, const std::string& 
     ++trouble->times;
     trouble->from = application.Time();
     trouble->text = text;
-    sink({application.Time(), watched.instrument.Name(), text});
+    sink({application.Time(), watched.instrument.Name(), runtime::Translated(text)});
   }
   if (!now && trouble->now) trouble->to = application.Time();
   trouble->now = now;
@@ -167,18 +168,25 @@ std::string CLearningWatch::Knowledge(const TWatched& watched) const {
   std::vector<double> known;
   CStateReader parameters = watched.parameters;
   parameters.Read(watched.instrument, &known);
-  std::string text = "learnt: ";
-  if (!std::isnan(known[0])) text += ParametersText(known[0], known[1], known[2]) + "; ";
+  std::vector<std::string> parts;
+  if (!std::isnan(known[0])) parts.push_back(ParametersText(known[0], known[1], known[2]));
   if (std::optional<CStateReader> model = ReaderOf(*watched.reference, {"a1", "a2", "b1", "b2"})) {
     model->Read(watched.instrument, &known);
     const double divisor = 1.0 + known[0] + known[1];
-    text += "model: " + (divisor == 0.0 ? "an integrator" : "gain " + Significant((known[2] + known[3]) / divisor)) +
-            ", " + DynamicsText(known[0], known[1], application.Period()) + "; ";
+    parts.push_back(
+        "model: " + (divisor == 0.0 ? "an integrator" : "gain " + Significant((known[2] + known[3]) / divisor)) + ", " +
+        DynamicsText(known[0], known[1], application.Period()));
   }
-  text += "identified " + Quantity(static_cast<double>(watched.periodsIdentified) * application.Period(), "s");
-  if (watched.periodsNotGood > 0) text += "; not good in " + Count(watched.periodsNotGood, "period");
-  return text + FilesText("read", watched.instrument.FilesRead()) +
-         FilesText("wrote", watched.instrument.FilesWritten());
+  parts.push_back("identified " + Quantity(static_cast<double>(watched.periodsIdentified) * application.Period(), "s"));
+  if (watched.periodsNotGood > 0) parts.push_back("not good in " + Count(watched.periodsNotGood, "period"));
+  parts.push_back(FilesText("read", watched.instrument.FilesRead()));
+  parts.push_back(FilesText("wrote", watched.instrument.FilesWritten()));
+  std::string text = runtime::Translated("learnt");
+  const char* before = ": ";
+  for (const std::string& part : parts) {
+    if (!part.empty()) text.append(std::exchange(before, "; ")).append(runtime::Translated(part));
+  }
+  return text;
 }
 
 std::vector<std::string> CLearningWatch::Lines(const std::string& instrument) const {
@@ -191,7 +199,7 @@ std::vector<std::string> CLearningWatch::Lines(const std::string& instrument) co
     std::string line = trouble->times == 1 ? "" : Count(trouble->times, "time") + ", the last ";
     line += "from " + Seconds(trouble->from) + " s to ";
     line += (trouble->now ? "the end" : Seconds(trouble->to) + " s") + ": " + trouble->text;
-    lines.push_back(std::move(line));
+    lines.push_back(runtime::Translated(line));
   }
   return lines;
 }

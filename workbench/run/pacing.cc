@@ -10,6 +10,7 @@
 #include <csignal>
 #include <cstring>
 
+#include "runtime/runtime.h"
 #include "workbench/text.h"
 
 namespace workbench {
@@ -137,22 +138,25 @@ std::uint64_t CPacer::LeaveOut(std::uint64_t count, std::uint64_t most) {
 std::string CPacer::SummaryText() const {
   if (periods.count == 0) return std::string();
   const auto worst = [this](const TLateness& lateness) {
-    return lateness.count == 0 ? std::string()
-                               : Microseconds(lateness.worst) +
-                                     " at t=" + Seconds(static_cast<double>(lateness.worstPeriod) * period) + " s";
+    return lateness.count == 0
+               ? std::string()
+               : Microseconds(lateness.worst) + " " +
+                     runtime::Translated("at t=" + Seconds(static_cast<double>(lateness.worstPeriod) * period) + " s");
   };
   constexpr const char* kNames[TLateness::kDecades] = {"under 1 µs",  "under 10 µs",  "under 100 µs", "under 1 ms",
                                                        "under 10 ms", "under 100 ms", "under 1 s",    "1 s and more"};
   CTable table;
-  table.Add({"begun after its time", "periods", "bare timer"});
+  table.Add(
+      {runtime::Translated("begun after its time"), runtime::Translated("periods"), runtime::Translated("bare timer")});
   for (std::size_t i = 0; i < TLateness::kDecades; ++i) {
     if (periods.counts[i] + timer.counts[i] == 0) continue;
-    table.Add({kNames[i], std::to_string(periods.counts[i]), std::to_string(timer.counts[i])});
+    table.Add({runtime::Translated(kNames[i]), std::to_string(periods.counts[i]), std::to_string(timer.counts[i])});
   }
-  table.Add({"worst", worst(periods), worst(timer)});
-  return "real time: " + Count(late, "period") + " late by 1 ms or more, " + std::to_string(overrun) +
-         " because the one before was still at work" + (leftOut ? ", " + std::to_string(*leftOut) + " left out" : "") +
-         "\n" + table.Text();
+  table.Add({runtime::Translated("worst"), worst(periods), worst(timer)});
+  const std::string head = "real time: " + Count(late, "period") + " late by 1 ms or more, " + std::to_string(overrun) +
+                           " because the one before was still at work" +
+                           (leftOut ? ", " + std::to_string(*leftOut) + " left out" : "");
+  return runtime::Translated(head) + "\n" + table.Text();
 }
 
 }  // namespace workbench

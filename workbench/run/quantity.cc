@@ -62,7 +62,11 @@ std::string NearNames(const CObservation& observation, const std::string& name) 
     known.push_back(shown.name);
     return true;
   });
-  return Near(name.substr(0, name.find('[')), known);
+  std::string text;
+  for (const std::string& near : runtime::NearNames(name.substr(0, name.find('[')), known)) {
+    text.append(text.empty() ? "" : ", ").append(near);
+  }
+  return text;
 }
 
 }  // namespace

@@ -97,7 +97,7 @@ CRegulatorWatch::TSummary CRegulatorWatch::Summary(std::size_t index) const {
 
 std::vector<TWindow> CRegulatorWatch::TSummary::ShownWindows() const {
   std::vector<TWindow> shown;
-  if (byHand > kPeriodsOfStart) shown.push_back({"automatic", 0.0, to, false, automatic});
+  if (byHand > kPeriodsOfStart) shown.push_back({runtime::Translated("automatic"), 0.0, to, false, automatic});
   if (windows.size() < 2) return shown;
   for (const bool ofWish : {false, true}) {
     std::copy_if(windows.begin(), windows.end(), std::back_inserter(shown),
@@ -128,7 +128,7 @@ std::string CRegulatorWatch::SummaryText() const {
       for (auto& row : WindowRows(summary.kind, first, summary.units)) ofWindows.Add(std::move(row));
       text += ofWindows.Text(2);
       const std::uint64_t others = windows.size() - most + summary.furtherWindows;
-      if (others > 0) text += "  … " + workbench::Count(others, "more window") + "\n";
+      if (others > 0) text += "  " + runtime::Translated("… " + workbench::Count(others, "more window")) + "\n";
     }
     for (const std::string& line : summary.learnt) text += "  " + line + "\n";
   }

@@ -2,10 +2,13 @@
 
 #include <cmath>
 
+#include "runtime/runtime.h"
 #include "workbench/text.h"
 
 namespace workbench {
 namespace {
+
+using runtime::Translated;
 
 constexpr char kNoFigure[] = "–";
 
@@ -24,7 +27,7 @@ std::string Whole(const std::optional<double>& count) {
 }
 
 std::string SettlingText(const TFigures& figures) {
-  return figures.responds && !figures.settling ? "not settled" : Text(figures.settling, "s");
+  return figures.responds && !figures.settling ? Translated("not settled") : Text(figures.settling, "s");
 }
 
 std::string OvershootText(const TFigures& figures, const std::string& unit) {
@@ -32,13 +35,13 @@ std::string OvershootText(const TFigures& figures, const std::string& unit) {
 }
 
 std::string OutsideText(const TFigures& figures) {
-  if (!figures.outsideBand) return "not known";
+  if (!figures.outsideBand) return Translated("not known");
   return Text(figures.outsideBand, "s") + " (" + Text(figures.outsideBandPercent, "%") + ")";
 }
 
 std::string LimitedText(const std::optional<double>& seconds, double rowSeconds) {
-  return Count(static_cast<std::uint64_t>(std::llround(*seconds / rowSeconds)), "period") + " (" + Text(seconds, "s") +
-         ")";
+  return Translated(Count(static_cast<std::uint64_t>(std::llround(*seconds / rowSeconds)), "period")) + " (" +
+         Text(seconds, "s") + ")";
 }
 
 }  // namespace
@@ -65,7 +68,7 @@ std::vector<std::vector<std::string>> FigureRows(ERegulatorKind kind, const TFig
       break;
     case ERegulatorKind::kIncremental:
       rows.push_back({"final error", finalError, "outside the band", OutsideText(figures)});
-      rows.push_back({"steps", Whole(figures.plusSteps) + " plus, " + Whole(figures.minusSteps) + " minus",
+      rows.push_back({"steps", Translated(Whole(figures.plusSteps) + " plus, " + Whole(figures.minusSteps) + " minus"),
                       "valve travel", Text(figures.valveTravel, "s")});
       break;
   }
@@ -76,6 +79,9 @@ std::vector<std::vector<std::string>> FigureRows(ERegulatorKind kind, const TFig
   }
   if (figures.saturated.value_or(0.0) > 0.0) ends.insert(ends.end(), {"saturated", Text(figures.saturated, "s")});
   if (!ends.empty()) rows.push_back(std::move(ends));
+  for (auto& row : rows) {
+    for (std::size_t label = 0; label < row.size(); label += 2) row[label] = Translated(std::move(row[label]));
+  }
   return rows;
 }
 
@@ -93,11 +99,13 @@ std::vector<std::vector<std::string>> WindowRows(ERegulatorKind kind, const std:
       heading.insert(heading.end(), {"outside the band", "plus", "minus", "valve travel"});
       break;
   }
+  for (std::string& label : heading) label = Translated(std::move(label));
   std::vector<std::vector<std::string>> rows = {std::move(heading)};
   for (const TWindow& window : windows) {
     const TFigures& figures = window.figures;
-    std::vector<std::string> row = {window.name, Seconds(window.from) + " s", Seconds(window.to) + " s",
-                                    Text(figures.finalError, ""), Text(figures.largestError, "")};
+    std::vector<std::string> row = {window.isWish ? Translated(window.name) : window.name, Seconds(window.from) + " s",
+                                    Seconds(window.to) + " s", Text(figures.finalError, ""),
+                                    Text(figures.largestError, "")};
     switch (kind) {
       case ERegulatorKind::kContinuous:
         row.insert(row.end(), {Text(figures.absoluteError, ""), OvershootText(figures, units.quantity),
