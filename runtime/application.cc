@@ -55,7 +55,7 @@ std::unique_ptr<CApplication> CApplication::Read(const TReadOptions& options, CP
                                      : CSource::Load(options.path, &state.source, &error);
   if (!isLoaded) {
     TDiagnostic diagnostic;
-    diagnostic.message = error;
+    diagnostic.message = Translated(error);
     diagnostics->push_back(std::move(diagnostic));
     return nullptr;
   }

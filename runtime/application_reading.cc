@@ -276,7 +276,7 @@ void CApplicationReader::SetInitialValues() {
     std::string error;
     if (SetInitialValue(target, value, &error)) continue;
     TDiagnostic diagnostic;
-    diagnostic.message.append(target).append("=").append(value).append(": ").append(error);
+    diagnostic.message.append(target).append("=").append(value).append(": ").append(Translated(error));
     application.diagnostics->push_back(std::move(diagnostic));
   }
 }

@@ -111,7 +111,7 @@ class CWholeText {
 
 void CWholeText::Complain(const std::string& target, const std::string& value, const std::string& error) {
   TDiagnostic diagnostic;
-  diagnostic.message.append(target).append("=").append(value).append(": ").append(error);
+  diagnostic.message.append(target).append("=").append(value).append(": ").append(Translated(error));
   application.diagnostics->push_back(std::move(diagnostic));
 }
 
@@ -136,8 +136,8 @@ void CWholeText::Make() {
       for (const auto& [keyword, path] : application.options.blockFiles) ReadBlocksOf(keyword, path);
     } catch (const TTextError& error) {
       TDiagnostic diagnostic;
-      diagnostic.message = error.message;
-      if (failedIn) diagnostic = MakeDiagnostic(*failedIn, TDiagnostic::kError, error.offset, error.message);
+      diagnostic.message = Translated(error.message);
+      if (failedIn) diagnostic = MakeDiagnostic(*failedIn, TDiagnostic::kError, error.offset, diagnostic.message);
       application.diagnostics->push_back(std::move(diagnostic));
       return;
     }

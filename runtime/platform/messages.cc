@@ -67,7 +67,7 @@ bool ReadMessageTable(const std::string& path, TMessageTable* table, std::string
       if (lexer.Peek().kind == ELexeme::kString && lexer.Peek().string.empty()) lexer.FailExpected("a text");
       std::string text = lexer.ExpectString();
       lexer.Expect(";");
-      if (const char* problem = PhraseProblem(key, text)) throw TTextError{place, problem};
+      if (const char* wrong = PhraseProblem(key, text)) throw TTextError{place, wrong};
       if (!read.emplace(std::move(key), std::move(text)).second) throw TTextError{place, "a second entry of this text"};
     }
   } catch (const TTextError& wrong) {

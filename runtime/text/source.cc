@@ -9,6 +9,7 @@
 #include <system_error>
 #include <utility>
 
+#include "runtime/runtime.h"
 #include "runtime/text/utf8.h"
 #include "runtime/text/wide_text.h"
 

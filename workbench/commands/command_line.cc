@@ -86,6 +86,7 @@ const TCommand* ReadCommandLine(const std::vector<TCommand>& commands, int argum
   for (const TCommand& command : commands) {
     CLI::App* const declared = program.add_subcommand(command.name, runtime::Translated(command.help));
     declared->group(runtime::Translated("Subcommands"));
+    declared->get_help_ptr()->group(runtime::Translated("Options"));
     for (const TOption& option : command.options) Declare(option, declared);
   }
   try {

@@ -1,0 +1,192 @@
+// Whether languages/cs.lang has every text: by a language of its keys that leaves what
+// their holes catch, and no word of the program. What is then still a word is somebody's
+// own, or a text that has no Czech.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <regex>
+#include <set>
+
+#include "runtime/platform/messages.h"
+#include "tests/support.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using tests::CFolder;
+using tests::ReadFile;
+using tests::Replaced;
+using tests::SourcePath;
+
+runtime::TMessageTable Table(const std::string& language) {
+  runtime::TMessageTable table;
+  std::string error;
+  EXPECT_TRUE(runtime::ReadMessageTable(SourcePath("languages/" + language + ".lang"), &table, &error)) << error;
+  return table;
+}
+
+// "'{a}' is written by {1}" is said "· '{a}' · {1}".
+runtime::TMessageTable Wordless() {
+  static const std::regex hole("['\"]?\\{[1-9a-fn]\\}['\"]?");
+  runtime::TMessageTable wordless;
+  for (const char* language : {"cs", "en"}) {
+    for (const auto& [key, said] : Table(language)) {
+      std::string& left = wordless[key] = "·";
+      for (std::sregex_iterator found(key.begin(), key.end(), hole), end; found != end; ++found) {
+        left += " " + found->str();
+      }
+    }
+  }
+  return wordless;
+}
+
+// Words of two letters or more, but those that are written as no text is: in capitals,
+// with digits, dots, bars or capitals inside, or as an option.
+std::set<std::string> WordsOf(const std::string& text) {
+  static const std::regex word("[^\\s\"'()\\[\\],;:|<>=*–]+");
+  static const std::regex plain("[A-Za-z]?[a-z]+[.!?]?");
+  std::set<std::string> words;
+  for (std::sregex_iterator found(text.begin(), text.end(), word), end; found != end; ++found) {
+    std::string one = found->str();
+    if (!std::regex_match(one, plain)) continue;
+    if (!std::isalpha(static_cast<unsigned char>(one.back()))) one.pop_back();
+    if (one.size() > 1) words.insert(one);
+  }
+  return words;
+}
+
+void ExpectNoWord(const std::string& text, const std::string& own) {
+  const std::set<std::string> known = WordsOf(own + " real boolean integer true false loopbox");
+  for (const std::string& word : WordsOf(text)) EXPECT_TRUE(known.contains(word)) << word << " in: " << text;
+}
+
+TEST(Czech, HasEachErrorOfATextThatIsWrong) {
+  runtime::SetMessageTable(Wordless());
+  for (const char* section :
+       {"InBlocksAndData", "InConstantsAndLoops", "InProcessesAndExpressions", "InInstruments", "WhatIsOddButRight"}) {
+    for (const std::vector<std::string>& cells : tests::TableRows("definition_errors.txt", section)) {
+      for (std::size_t i = 2; i < cells.size(); ++i) {
+        const std::string message = Replaced(Replaced(cells[i], "warning: ", ""), "CLASSES", "");
+        EXPECT_NE(runtime::Translated(message), message);
+        ExpectNoWord(runtime::Translated(message), Replaced(Replaced(cells[1], "@", ""), "¶", " ") +
+                                                       " output_section wish_value_section value_section meter");
+      }
+    }
+  }
+  runtime::SetMessageTable({});
+}
+
+// The program in that language.
+class CzechProgram : public testing::Test {
+ protected:
+  CzechProgram() {
+    fs::copy_file(tests::BuildPath("loopbox.so"), folder.Path("loopbox.so"));
+    for (const auto& entry : fs::directory_iterator(tests::BuildPath(""))) {
+      if (entry.path().extension() == ".ref") fs::copy_file(entry.path(), folder.Path(entry.path().filename()));
+    }
+    std::string text;
+    const auto quoted = [](const std::string& one) {
+      return "\"" + Replaced(Replaced(one, "\\", "\\\\"), "\"", "\\\"") + "\"";
+    };
+    for (const auto& [key, said] : Wordless()) {
+      if (key != "page.language") text += quoted(key) + " = " + quoted(said) + ";\n";
+    }
+    folder.Write("xx.lang", text);
+  }
+
+  // `own`: what the program may repeat.
+  std::string ExpectWordless(const std::string& arguments, const std::string& own) const {
+    SCOPED_TRACE(arguments);
+    const std::string inLanguage = " --language xx --plugin " + folder.Path("loopbox.so");
+    const tests::TOutcome outcome = tests::Loopbox(arguments + inLanguage);
+    ExpectNoWord(outcome.output, own + " " + arguments);
+    EXPECT_FALSE(outcome.output.empty());
+    return outcome.output;
+  }
+
+  CFolder folder;
+};
+
+TEST_F(CzechProgram, HelpsAndRefusesInIt) {
+  for (const char* arguments : {"--help",
+                                "run --help",
+                                "check --help",
+                                "classes --help",
+                                "describe --help",
+                                "validate --help",
+                                "run",
+                                "run x --nonsense",
+                                "run x y",
+                                "run x --every",
+                                "run x --every 0",
+                                "run x --period a",
+                                "run x --realtime-priority 0",
+                                "run x --map a=b",
+                                "run x --plot x.txt",
+                                "run x --trace ''",
+                                "run x --window 3",
+                                "run x --set a",
+                                "run x --curves a",
+                                "describe x --format html",
+                                "describe pid_regulater",
+                                "check /nowhere/x"}) {
+    ExpectWordless(arguments, "");
+  }
+}
+
+// What stands in the references as an application has it.
+std::string OwnOfReferences() {
+  std::string own;
+  for (const std::string name : {"pid/pid", "boolean/boolean", "step/step", "regulator/"}) {
+    std::istringstream lines(ReadFile(SourcePath(name + (name.back() == '/' ? "regulator.ref" : "_regulator.ref"))));
+    for (std::string line; std::getline(lines, line);) {
+      std::vector<std::string> cells(1);
+      for (const char c : line) c == '|' ? cells.emplace_back() : cells.back() += c;
+      own += cells[0].find(' ') < 20 ? cells[0].substr(0, cells[0].find(' ')) + " " : "";
+      if (cells.size() < 6) continue;
+      own += cells[4] + " ";
+      if (cells[3].find("false") != std::string::npos || cells[1].find("name") != std::string::npos)
+        own += cells[3] + " " + cells[2];
+    }
+  }
+  return own;
+}
+
+TEST_F(CzechProgram, DescribesInIt) {
+  for (const std::string& name : tests::ClassNames()) {
+    ExpectWordless("describe " + name, OwnOfReferences());
+    ExpectWordless("describe --format markdown " + name, OwnOfReferences());
+  }
+  ExpectWordless("classes --images " + folder.Path("images"), "pid_regulator boolean_regulator step_regulator");
+  ExpectWordless("validate --list", "");
+}
+
+std::string OfPage(const std::string& page) {
+  static const std::regex markup("<(style|script)[^>]*>[^<]*</(style|script)>|<[^>]*>|&[a-z]+;");
+  std::string body = page.substr(page.find("<body>"));
+  body.erase(body.find("<script"));
+  body.erase(body.find("<details"));
+  return std::regex_replace(body, markup, " ");
+}
+
+TEST_F(CzechProgram, RunsAndChecksInIt) {
+  std::vector<std::string> folders;
+  for (const auto& entry : fs::directory_iterator(SourcePath("tests/runs"))) {
+    if (!entry.is_directory()) continue;
+    const std::string application = entry.path().string() + "/application.lbx";
+    const std::string own = ReadFile(application) + " " + entry.path().filename().string() + " earlier.csv page.html";
+    const bool isCompared = fs::exists(entry.path() / "earlier.csv");
+    ExpectWordless("check " + application, own);
+    ExpectWordless("run " + application + " --report " + folder.Path("page.html") +
+                       (isCompared ? " --compare-any --compare " + entry.path().string() + "/earlier.csv" : ""),
+                   own);
+    ExpectNoWord(OfPage(ReadFile(folder.Path("page.html"))),
+                 own + " law classical takahashi adaptive ksi omega report compare any language plugin");
+  }
+  for (const auto& entry : fs::directory_iterator(SourcePath("examples"))) {
+    if (entry.path().extension() == ".lbx") ExpectWordless("check " + entry.path().string(), ReadFile(entry.path()));
+  }
+}
+
+}  // namespace
