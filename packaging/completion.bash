@@ -32,7 +32,7 @@ _loopbox() {
   done
 
   local help kind=
-  help=$("$program" ${command:+"$command"} --help 2>/dev/null)
+  help=$(LC_ALL=C "$program" ${command:+"$command"} --help 2>/dev/null)  # in English
   if [[ $previous == --+([a-z-]) ]]; then
     kind=$(sed -nE "s/^  $previous ([^ ]+)( .*)?\$/\\1/p" <<<"$help")
     [[ $kind == Needs: ]] && kind=

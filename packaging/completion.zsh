@@ -1,6 +1,6 @@
 #compdef loopbox
 # Completion of loopbox in zsh. Commands, options and the kinds of their values
-# are those that the program's own help names: DIR is a folder, FILE and PATH a
+# are those that the program's own help names, in English: DIR is a folder, FILE and PATH a
 # file, FILE.png|.svg one with such an ending, cs|en one of these words.
 
 # What completes a value of that kind.
@@ -26,7 +26,7 @@ _loopbox() {
   local program=$words[1] command= kind line match mbegin mend
   local -a help rows commands
   (( CURRENT > 2 )) && command=${words[2]}
-  help=(${(f)"$(_call_program help $program ${command:+${(q)command}} --help 2>/dev/null)"})
+  help=(${(f)"$(_call_program help LC_ALL=C $program ${command:+${(q)command}} --help 2>/dev/null)"})
   if [[ -z $command && $words[CURRENT] != -* ]]; then
     local first=${help[(i)Subcommands*]}
     for line in ${help[first,-1]}; do

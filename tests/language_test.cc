@@ -139,6 +139,43 @@ TEST(Language, TranslatesErrorsAndLeavesTheRunAlone) {
   }
 }
 
+TEST(Language, SaysPhrasesWithHoles) {
+  const CLanguage chosen({{"line {n}: {1}", "Z{n}: {1}"},
+                          {"{1}; did you mean '{a}'?", "{1}; {a}?"},
+                          {"unknown name '{a}'", "unbekannt: '{a}'"},
+                          {"{a} computes {b}", "{b} von {a}"},
+                          {"{a} computes its {1}", "{1} von {a}"},
+                          {"{n} more rows", "eine|{n} paar|{n} viele"},
+                          {"expected {1}, found \"{a}\"", "{1} statt \"{a}\""},
+                          {"value", "Wert"}});
+  const std::string braces = "unknown name '{1} {a}'";
+  const std::string longest(100000, ':');
+  for (const auto& [text, said] : std::vector<std::pair<std::string, std::string>>{
+           {"value", "Wert"},
+           {"a: value", "a: Wert"},
+           {"line 12: unknown name 'value'", "Z12: unbekannt: 'value'"},
+           {"line x: value", "line x: Wert"},
+           {"heater: line 4: unknown name 'a'; did you mean 'b'?", "heater: Z4: unbekannt: 'a'; b?"},
+           {"value computes value", "value von value"},
+           {"x computes its value", "Wert von x"},
+           {"1 more row", "eine"},
+           {"3 more rows", "3 paar"},
+           {"0 more rows", "0 viele"},
+           {"12 more rows", "12 viele"},
+           {" more rows", " more rows"},
+           {"expected value, found \"\"", "Wert statt \"\""},
+           {"expected value, found \"x, found \"y\"", "Wert statt \"x, found \"y\""},
+           {"'x computes y'", "'x computes y'"},
+           {"can't computes y", "y von can't"},
+           {"\"a: x computes y", "y von \"a: x"},
+           {"'a: x computes y'", "'a: x computes y'"},
+           {braces, "unbekannt: '{1} {a}'"},
+           {"line 1: " + longest, "Z1: " + longest},
+       }) {
+    EXPECT_EQ(runtime::Translated(text), said);
+  }
+}
+
 TEST(Language, IsChosenByOptionElseByEnvironment) {
   const CFolder folder;
   std::filesystem::copy_file(tests::BuildPath("loopbox.so"), folder.Path("loopbox.so"));
@@ -147,6 +184,8 @@ TEST(Language, IsChosenByOptionElseByEnvironment) {
   folder.Write("bad.lang", "\"Regulátory\" = \"Regler\";\n\"Barva\" \"Farbe\";\n");
   folder.Write("twice.lang", "\"a\" = \"b\";\n  \"a\" = \"c\";\n");
   folder.Write("empty.lang", "\"a\" = \"\";\n");
+  folder.Write("hole.lang", "\"{1}\" = \"{a}\";\n");
+  folder.Write("forms.lang", "\"{n} a\" = \"{n}|{n} b\";\n");
   folder.Write("binary.lang", "\"a\" = \"\xFF\";\n");
   ASSERT_EQ(mkfifo(folder.Path("pipe.lang").c_str(), 0600), 0);
   ASSERT_EQ(mkfifo(folder.Path("pipe.so").c_str(), 0600), 0);
@@ -170,11 +209,13 @@ TEST(Language, IsChosenByOptionElseByEnvironment) {
       {"", "--language en" + elsewhere, 0, "discrete two-state output"},  // from beside the program
       {"", "--language de" + elsewhere, 0, "Regler"},
       {"", "--language de", 2, "there is no language \"de\"; there are cs en"},
-      {"", "--language fr" + elsewhere, 2, "there are bad binary cs de empty en pipe twice"},
+      {"", "--language fr" + elsewhere, 2, "there are bad binary cs de empty en forms hole pipe twice"},
       {"", "--language ../en", 2, "there is no language \"../en\""},
       {"", "--language bad" + elsewhere, 1, "bad.lang:2:9: expected '=', found a string\n\"Barva\" \"Farbe\";\n"},
       {"", "--language twice" + elsewhere, 1, "twice.lang:2:3: a second entry of this text"},
       {"", "--language empty" + elsewhere, 1, "empty.lang:1:7: expected a text"},
+      {"", "--language hole" + elsewhere, 1, "hole.lang:1:1: a hole that the phrase has not"},
+      {"", "--language forms" + elsewhere, 1, "forms.lang:1:1: expected one form, or three"},
       {"", "--language binary" + elsewhere, 1, "binary.lang:1:"},
       {"", "--language pipe" + elsewhere, 1, "pipe.lang: is no regular file"},
       {"", "--plugin " + folder.Path("pipe.so"), 1, "pipe.so: the plug-in can't be loaded: it is no regular file"},
