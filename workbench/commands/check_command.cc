@@ -116,13 +116,14 @@ CChecker::CChecker(const runtime::CApplication& checked, const TReferences& clas
 
 void CChecker::CheckConnections(const plant::TConnections& connections) {
   if (connections.empty()) return;
-  std::string text = "connections\n";
-  for (const std::string& line : plant::Listed(connections, application.Period())) text += "  " + line + "\n";
+  std::string text = runtime::Translated("connections") + "\n";
+  for (const std::string& line : plant::Listed(connections, application.Period()))
+    text += "  " + runtime::Translated(line) + "\n";
   for (plant::TPlantDoubt& doubt : plant::Doubts(application, connections)) {
     if (doubt.isWarning) {
       Warn(doubt.offset, std::move(doubt.text));
     } else {
-      text += Indented(doubt.text, 2, 100);
+      text += Indented(runtime::Translated(doubt.text), 2, 100);
     }
   }
   Print(text);

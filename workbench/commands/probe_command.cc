@@ -22,7 +22,7 @@ namespace {
 constexpr const char* kOrders[] = {"abcd", "cdab", "badc", "dcba"};
 
 std::string Text(const plant::TProbed& probed) {
-  if (!probed.error.empty()) return probed.error;
+  if (!probed.error.empty()) return runtime::Translated(probed.error);
   std::string text;
   for (const std::uint16_t word : probed.words) {
     std::array<char, 8> digits{};
@@ -30,12 +30,12 @@ std::string Text(const plant::TProbed& probed) {
     text += digits.data();
   }
   if (!probed.text.empty()) text += "\"" + probed.text + "\" ";
-  if (probed.isRetained) text += "(retained) ";
+  if (probed.isRetained) text += "(" + runtime::Translated("retained") + ") ";
   for (std::size_t i = 0; i < probed.values.size(); ++i) {
     text += probed.values.size() == 1 ? "= " : std::string(i == 0 ? "" : ", ") + kOrders[i] + " ";
     text += Significant(probed.values[i]);
   }
-  return text + ", in " + Quantity(1000.0 * probed.time, "ms");
+  return text + ", " + runtime::Translated("in " + Quantity(1000.0 * probed.time, "ms"));
 }
 
 struct TProbeOptions {
@@ -60,7 +60,7 @@ bool ProbeConnection(const plant::TConnection& connection) {
   };
   std::string error;
   if (plant::Probe(connection, tell, &error)) return isWhole;
-  Print("  " + error + "\n");
+  Print("  " + runtime::Translated(error) + "\n");
   return false;
 }
 

@@ -192,7 +192,7 @@ bool CRunCommand::Read() {
   console.EraseProgress();
   if (application) {
     for (const plant::TPlantDoubt& doubt : plant::Doubts(*application, connections.Connections())) {
-      if (doubt.isWarning) diagnostics.push_back(application->At(doubt.offset, doubt.text));
+      if (doubt.isWarning) diagnostics.push_back(application->At(doubt.offset, runtime::Translated(doubt.text)));
     }
   }
   if (!application || !options.quiet) PrintDiagnostics(diagnostics);
@@ -307,7 +307,10 @@ bool CRunCommand::Open(std::string* error) {
     }
   }
   CatchInterruption();
-  plantOptions.report = tell;
+  plantOptions.report = [tell](runtime::TRunTimeMessage message) {
+    message.text = runtime::Translated(message.text);
+    tell(message);
+  };
   if (!OpenPlant(error)) return false;
   learning.emplace(*application, references, tell);
   if (recorded) provenance.TakeHashes(*application, filesRead);
@@ -333,8 +336,9 @@ bool CRunCommand::Open(std::string* error) {
 bool CRunCommand::OpenPlant(std::string* error) {
   if (connections.Connections().empty()) return true;
   plantOptions.note = [this](const runtime::TRunTimeMessage& message) {
-    if (!options.quiet) console.Note(message.time, message.instrument, message.text);
-    Mark(message.instrument, message.text);
+    const std::string said = runtime::Translated(message.text);
+    if (!options.quiet) console.Note(message.time, message.instrument, said);
+    Mark(message.instrument, said);
   };
   plantOptions.interruptionAsked = InterruptionAsked;
   return application->AddLink(plant.emplace(connections.Connections(), plantOptions), error);
@@ -427,13 +431,15 @@ std::string CRunCommand::LinksText() const {
   if (links.empty()) return "";
   const auto milliseconds = [](double seconds) { return Quantity(1000.0 * seconds, "ms"); };
   CTable table;
-  table.Add({"link", "polls", "missed", "round trip", "worst", "reconnections", "limited"});
+  std::vector<std::string> heading = {"link", "polls", "missed", "round trip", "worst", "reconnections", "limited"};
+  for (std::string& label : heading) label = runtime::Translated(std::move(label));
+  table.Add(std::move(heading));
   for (const auto& [name, counts] : links) {
     table.Add({name, std::to_string(counts.polls), std::to_string(counts.missed), milliseconds(counts.roundTripMedian),
                milliseconds(counts.roundTripWorst), std::to_string(counts.reconnections),
                std::to_string(counts.limited)});
   }
-  return "links to the plant\n" + table.Text();
+  return runtime::Translated("links to the plant") + "\n" + table.Text();
 }
 
 // Once: the first time that the process was integrated in steps too long for it.
