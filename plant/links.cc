@@ -109,6 +109,8 @@ bool CLinks::IsReady() const {
   return std::all_of(shares.begin(), shares.end(), [](const CShare& share) { return share.state->isReady.load(); });
 }
 
+bool CLinks::IsReady(std::size_t connection) const { return state->process.shares[connection].state->isReady.load(); }
+
 std::optional<double> CLinks::ReadBack(std::size_t output) const {
   for (std::size_t i = 0; i < state->process.shares.size(); ++i) {
     const std::size_t count = state->process.connections[i].outputs.size();

@@ -52,6 +52,7 @@ class CLinks {
   // Whether each connection has had one whole poll that was good; of MQTT, whether the
   // broker has taken its subscriptions.
   bool IsReady() const;
+  bool IsReady(std::size_t connection) const;  // of one
   // What an output held in the plant before anything was written, in the order of
   // the connections and of their outputs; none where it can't be read back.
   std::optional<double> ReadBack(std::size_t output) const;

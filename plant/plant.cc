@@ -60,11 +60,10 @@ bool CPlant::Open(runtime::CApplication& theApplication, std::string* error) {
   if (made.empty()) return true;
   links = CLinks::Start(made, application->Period(), options.isDry, error);
   if (links == nullptr) return false;
-  if (AwaitLinks()) {
-    BeginWriting();
-  } else {
-    options.report({0.0, "", "nothing is written yet: not every connection was read as a whole"});
-  }
+  isWriting.assign(made.size(), false);
+  if (!AwaitLinks())
+    options.report({0.0, "", "not every connection has been read yet as a whole: to others nothing is written"});
+  BeginWriting();
   return true;
 }
 
@@ -89,6 +88,7 @@ void CPlant::Gather(const runtime::CApplication& asked) {
     for (const TOutput& output : connection.outputs) {
       TSteered one(output, connection);
       if (isMade) one.number = numbers++;
+      if (isMade) one.link = made.size() - 1;
       one.written = kNothing;
       outputs.push_back(std::move(one));
     }
@@ -128,7 +128,7 @@ void CPlant::FindInstruments(const runtime::CApplication& asked) {
   }
 }
 
-// Whether they are ready to be written to.
+// Whether all of them are ready to be written to.
 bool CPlant::AwaitLinks() {
   double longest = 0.0;
   for (const TConnection& connection : made) longest = std::max(longest, connection.timeout);
@@ -140,17 +140,21 @@ bool CPlant::AwaitLinks() {
   return links->IsReady();
 }
 
-// Goes on from what stands in the plant.
+// By the links that had their first whole poll since. Goes on from what stands in the
+// plant.
 void CPlant::BeginWriting() {
-  isWriting = true;
-  for (TSteered& one : outputs) {
-    if (!one.number) continue;
-    if (one.instrument) one.instrument->TrackFromOutside(std::nullopt);
-    const std::optional<double> found = links->ReadBack(*one.number);
-    if (!found) continue;
-    one.guard.StandAt(*found);
-    if (options.isDry) one.told = found;
-    if (one.instrument && !one.hasSteps) one.instrument->StartFrom(*found);
+  for (std::size_t link = 0; link < isWriting.size(); ++link) {
+    if (isWriting[link] || !links->IsReady(link)) continue;
+    isWriting[link] = true;
+    for (TSteered& one : outputs) {
+      if (one.link != link) continue;
+      if (one.instrument) one.instrument->TrackFromOutside(std::nullopt);
+      const std::optional<double> found = links->ReadBack(*one.number);
+      if (!found) continue;
+      one.guard.StandAt(*found);
+      if (options.isDry) one.told = found;
+      if (one.instrument && !one.hasSteps) one.instrument->StartFrom(*found);
+    }
   }
 }
 
@@ -195,7 +199,7 @@ bool CPlant::BeforePeriod(double time, std::string* error) {
   if (links != nullptr) {
     isAlive = links->IsAlive();
     readings = &links->Read();
-    if (!isWriting && links->IsReady()) BeginWriting();
+    BeginWriting();
   }
   const double now = links == nullptr ? 0.0 : Now();
   for (TWatched& one : inputs) Judge(one, time, now, isAlive ? readings : nullptr);
@@ -235,7 +239,7 @@ void CPlant::Judge(TWatched& one, double time, double now, const std::vector<TRe
 bool CPlant::AfterPeriod(double time, std::string*) {
   for (TSteered& one : outputs) {
     one.wanted = ValueOf(*application, one.output->item);
-    if (!one.number || isWriting) {
+    if (IsWritten(one)) {
       Steer(one, time);
     } else if (one.instrument && one.output->safe) {
       one.instrument->TrackFromOutside(one.hasSteps ? 0.0 : *one.output->safe);

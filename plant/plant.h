@@ -112,7 +112,8 @@ class CPlant final : public runtime::CDataLink {
 
     const TOutput* output;
     const TConnection* connection;
-    std::optional<std::size_t> number;  // among the links' outputs
+    std::optional<std::size_t> number;  // among the links' outputs; none: it is simulated
+    std::optional<std::size_t> link;    // number of it
     COutputGuard guard;
     std::string column;
     std::vector<std::size_t> needs;  // inputs
@@ -130,6 +131,7 @@ class CPlant final : public runtime::CDataLink {
   void FindInstruments(const runtime::CApplication& application);
   bool AwaitLinks();
   void BeginWriting();
+  bool IsWritten(const TSteered& one) const { return !one.link || isWriting[*one.link]; }
   void Judge(TWatched& one, double time, double now, const std::vector<TReading>* readings);
   void Report(double time, const TConnection& connection, const std::string& text) const;
   void Note(double time, const TConnection& connection, const std::string& text) const;
@@ -145,8 +147,8 @@ class CPlant final : public runtime::CDataLink {
   std::vector<TWatched> inputs;
   std::vector<TSteered> outputs;
   std::vector<runtime::TItem> written;
-  std::vector<double> values;  // for the links
-  bool isWriting = false;      // the links had their first polls
+  std::vector<double> values;   // for the links
+  std::vector<bool> isWriting;  // by link: it had its first whole poll
 };
 
 }  // namespace plant

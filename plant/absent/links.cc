@@ -17,6 +17,7 @@ std::unique_ptr<CLinks> CLinks::Start(const TConnections&, double, bool, std::st
 
 const std::vector<TReading>& CLinks::Read() { return state->readings; }
 bool CLinks::IsReady() const { return false; }
+bool CLinks::IsReady(std::size_t) const { return false; }
 std::optional<double> CLinks::ReadBack(std::size_t) const { return std::nullopt; }
 void CLinks::Beat() {}
 void CLinks::Write(const std::vector<double>&) {}
