@@ -85,11 +85,12 @@ TEST(Plant, NeighboursShareARequest) {
   EXPECT_EQ(Shown(plant::ReadRequests(some, 0)), "0:4+1(3) 3:0+5(142) 3:7+1(0) ");
   EXPECT_EQ(Shown(plant::ReadRequests(some, 1)), "0:4+1(3) 3:0+5(142) 3:7+1(0) ");
   EXPECT_EQ(Shown(plant::ReadRequests(some, 2)), "0:4+1(3) 3:0+8(1420) ");
-  std::vector<TRegisters> many;
-  std::vector<TRegisters> bits;
-  for (int i = 0; i < 63; ++i) many.push_back(Holding(2 * i, EType::kFloat));
-  for (int i = 0; i < 2001; ++i)
-    bits.push_back({ETable::kCoil, static_cast<std::uint16_t>(i), EType::kBit, EOrder::kAbcd});
+  std::vector<TRegisters> many(63);
+  std::vector<TRegisters> bits(2001);
+  for (std::size_t i = 0; i < many.size(); ++i) many[i] = Holding(static_cast<int>(2 * i), EType::kFloat);
+  for (std::size_t i = 0; i < bits.size(); ++i) {
+    bits[i] = {ETable::kCoil, static_cast<std::uint16_t>(i), EType::kBit, EOrder::kAbcd};
+  }
   // A number isn't read in parts.
   EXPECT_EQ(Shown(plant::ReadRequests(many, 9)), "3:0+124() 3:124+2(62) ");
   EXPECT_EQ(Shown(plant::WriteRequests(many)), "3:0+122() 3:122+4(6162) ");
