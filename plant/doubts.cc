@@ -44,7 +44,7 @@ bool AsksFor(const std::string& text, const std::string& item) {
 class CRegulatorDoubts {
  public:
   CRegulatorDoubts(const runtime::CApplication& doubted, const TConnections& all, std::vector<TPlantDoubt>* found)
-      : application(doubted), connections(all), text(Packed(doubted.Text())), doubts(found) {}
+      : connections(all), text(Packed(doubted.Text())), doubts(found) {}
 
   void Doubt(const runtime::CInstrumentHandle& instrument);
 
@@ -54,9 +54,8 @@ class CRegulatorDoubts {
   bool IsAskedFor(const std::string& item) const;
   void DoubtUse(const runtime::CInstrumentHandle& instrument, const TInput& input, bool isContinuous);
 
-  const runtime::CApplication& application;
   const TConnections& connections;
-  const std::string text;
+  const std::string text;  // of the application
   std::vector<TPlantDoubt>* doubts;
   std::vector<runtime::TDefinitionEntry> definition;
 };

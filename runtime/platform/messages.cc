@@ -122,9 +122,8 @@ const char16_t* CMsgScanner::GetKeyPMsg(std::uint32_t keyLength, const char16_t*
   try {
     const runtime::CPhrases& phrases = Phrases();
     if (phrases.IsEmpty()) return message;
-    const std::string* found =
-        phrases.Find(runtime::MessageKey(runtime::Utf8(runtime::WideView(Capacity(group), group)),
-                                         runtime::Utf8(runtime::WideView(keyLength, key))));
+    const std::string* found = phrases.Find(runtime::MessageKey(
+        runtime::Utf8(runtime::WideView(Capacity(group), group)), runtime::Utf8(runtime::WideView(keyLength, key))));
     if (found != nullptr) runtime::AssignWide(Capacity(message), message, runtime::Utf16(*found));
   } catch (...) {
     // No memory for the look-up: the default stands.

@@ -238,7 +238,6 @@ bool CRunCommand::CheckFiles(std::string* error) {
     read.insert(read.end(), reference.Files().begin(), reference.Files().end());
   }
   if (options.input != kStandardInput) read.push_back(options.input);
-  if (!options.connections.empty()) read.push_back(options.connections);
   for (const std::string& name : read) use(name);
   if (options.input == kStandardInput) use(STDIN_FILENO);
   use(STDOUT_FILENO);

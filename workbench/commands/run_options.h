@@ -21,8 +21,8 @@ struct TRunOptions {
   std::optional<double> duration;  // seconds
   std::vector<std::string> assignments;
   std::uint64_t seed = 1;
-  std::string input;              // recorded data that drive elements
-  std::vector<std::string> maps;  // of elements to its columns
+  std::string input;                 // recorded data that drive elements
+  std::vector<std::string> maps;     // of elements to its columns
   std::optional<std::string> plant;  // drives it; connections between commas, and dry; empty: all
   std::string connections;           // a text whose connections take the place of the application's
   std::vector<std::string> losses;   // NAME@S-S: inputs and connections taken away
