@@ -60,9 +60,11 @@ void RunPeriod(TApplicationState& application) {
   SetClock(application.clock);
   for (CDataLink* link : application.links) link->BeforeProcess(to);
   application.process.Advance(from, to, 1 + application.leftOut);
+  const bool wereLeftOut = application.leftOut > 0;
   application.leftOut = 0;
   AskLinks(application, to, &CDataLink::BeforePeriod);
-  if (application.script != nullptr) application.script->RunDue(to);
+  // A failure isn't kept waiting by a script.
+  if (application.script != nullptr && application.linkError.empty()) application.script->RunDue(to, wereLeftOut);
   const TTimed* const end = application.timed.data() + application.timed.size();
   const TTimed* const asking =
       application.timed.size() >= kManyInstruments ? end - kInstrumentsAhead : application.timed.data();

@@ -70,7 +70,7 @@ void CModbusLink::Connect() {
   isConnected = wasConnected = true;
   std::fill(written.begin(), written.end(), TWritten());
   if (isReady) {
-    SetWatchdog();
+    if (WriteWhatChanged()) SetWatchdog();
   } else {
     ReadBack();
   }
@@ -196,11 +196,12 @@ bool CModbusLink::WriteWhatChanged() {
     words.push_back(packed);
     places.push_back(connection.outputs[i].point.registers);
   }
-  for (const TRequest& request : WriteRequests(places)) {
+  for (const TRequest& request : WritesInTurn(places)) {
     std::string error;
     const double before = live::Now();
     const EAnswer answer = WriteWords(places[request.points[0]], Joined(request, words, places), &error);
     if (answer == EAnswer::kMissed) {
+      ++turn;
       Lose(error);
       return false;
     }
@@ -233,9 +234,10 @@ bool CModbusLink::TrySafe(std::string* error) {
     places.push_back(output.point.registers);
   }
   bool isSafe = true;
-  for (const TRequest& request : WriteRequests(places)) {
+  for (const TRequest& request : WritesInTurn(places)) {
     const EAnswer answer = WriteWords(places[request.points[0]], Joined(request, words, places), error);
     if (answer == EAnswer::kMissed) {
+      ++turn;
       isConnected = false;
       return false;
     }
@@ -258,6 +260,15 @@ bool CModbusLink::TrySafe(std::string* error) {
     return false;
   }
   return true;
+}
+
+std::vector<TRequest> CModbusLink::WritesInTurn(const std::vector<TRegisters>& places) const {
+  std::vector<TRequest> requests = WriteRequests(places);
+  if (!requests.empty()) {
+    std::rotate(requests.begin(), requests.begin() + static_cast<std::ptrdiff_t>(turn % requests.size()),
+                requests.end());
+  }
+  return requests;
 }
 
 EAnswer CModbusLink::WriteWords(const TRegisters& first, const std::vector<std::uint16_t>& words, std::string* error) {

@@ -30,6 +30,9 @@ class CModbusLink final : public CLink {
   void SetWatchdog();       // the device's own
   void CountBeat();         // for a controller behind the device
   bool WriteWhatChanged();  // of what the loop wants; false when the connection was lost over it
+  // A device whose answers are all too late does what was asked: each of the requests
+  // comes first once, lest it be never sent.
+  std::vector<TRequest> WritesInTurn(const std::vector<TRegisters>& places) const;
   EAnswer WriteWords(const TRegisters& first, const std::vector<std::uint16_t>& words, std::string* error);
   EAnswer ReadPoint(const TRegisters& point, TWords* words, std::string* error);
 
@@ -51,6 +54,7 @@ class CModbusLink final : public CLink {
   bool isReady = false;
   double nextPoll = 0.0;
   std::uint16_t beat = 0;
+  std::size_t turn = 0;  // writes without an answer so far
 };
 
 }  // namespace plant

@@ -19,8 +19,9 @@ class CEventHost {
   // arguments as they were.
   virtual bool CallEvent(std::uint32_t handler, hx_expr::TValueArray* arguments, std::string* error) = 0;
   // Runs what is scheduled for a time of at most `time`, in seconds, earlier
-  // calls first. Their errors are reported.
-  virtual void RunDue(double time) = 0;
+  // calls first. Their errors are reported. Where periods were left out a repeated call
+  // is made once for all that it missed.
+  virtual void RunDue(double time, bool wereLeftOut) = 0;
 };
 
 }  // namespace runtime

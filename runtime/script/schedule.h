@@ -2,6 +2,8 @@
 #ifndef LOOPBOX_RUNTIME_SCRIPT_SCHEDULE_H
 #define LOOPBOX_RUNTIME_SCRIPT_SCHEDULE_H
 
+#include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -38,10 +40,11 @@ class CSchedule {
   bool HasDue(double time) const { return !pending.empty() && pending.begin()->first.first <= time; }
 
   // Puts a repeated one back at its next time, a multiple of its interval, so
-  // that no rounding adds up.
-  void Repeat(TPending::node_type node) {
+  // that no rounding adds up; those until `passed` are left out.
+  void Repeat(TPending::node_type node, double passed) {
     TCallback& callback = node.mapped();
-    ++callback.runs;
+    const double missed = std::floor((passed - callback.start) / callback.interval);
+    callback.runs = std::max(callback.runs + 1, missed < 1.0 ? 0 : static_cast<std::uint64_t>(std::min(missed, 1e18)));
     node.key().first = callback.start + static_cast<double>(callback.runs + 1) * callback.interval;
     pending.insert(std::move(node));
   }

@@ -113,7 +113,7 @@ void CScript::RunBlock(std::uint32_t begin, std::uint32_t end) {
 
 void CScript::Close() { state->closed = true; }
 
-void CScript::RunDue(double time) {
+void CScript::RunDue(double time, bool wereLeftOut) {
   if (state->lua == nullptr) return;
   // A time that is a multiple of the period may differ from it by a rounding.
   time += kForgivenRounding * state->application.period;
@@ -135,7 +135,7 @@ void CScript::RunDue(double time) {
     if (state->left) return CloseState(*state);
     if (callback.interval > 0.0) {
       callback.lastError = std::move(error);
-      state->schedule.Repeat(std::move(due));
+      state->schedule.Repeat(std::move(due), wereLeftOut ? time : 0.0);
     } else {
       luaL_unref(state->lua, LUA_REGISTRYINDEX, callback.function);
     }

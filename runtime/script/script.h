@@ -32,7 +32,7 @@ class CScript final : public CEventHost {
   void RunBlock(std::uint32_t begin, std::uint32_t end);
   // The instruments have been read: no more event procedures.
   void Close();
-  void RunDue(double time) override;
+  void RunDue(double time, bool wereLeftOut) override;
   // The message names the line.
   bool CallEvent(std::uint32_t handler, hx_expr::TValueArray* arguments, std::string* error) override;
 
