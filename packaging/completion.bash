@@ -56,7 +56,7 @@ _loopbox() {
          mapfile -t COMPREPLY < <(_loopbox_files "$word" "${endings[@]#.}") ;;
     FILE) compopt -o filenames 2>/dev/null
           mapfile -t COMPREPLY < <(compgen -f -- "$word") ;;
-    DIR) mapfile -t COMPREPLY < <(_loopbox_files "$word") ;;
+    'argument DIR' | DIR) mapfile -t COMPREPLY < <(_loopbox_files "$word") ;;
     *'|'*) mapfile -t COMPREPLY < <(compgen -W "${kind//|/$'\n'}" -- "$word") ;;
     *) COMPREPLY=() ;;
   esac

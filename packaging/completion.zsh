@@ -53,6 +53,7 @@ _loopbox() {
     case $match[2] in
       FILE|CONNECTION) rows+=('1:application:_files -g "*.lbx"') ;;
       PLUGIN) rows+=('1:plug-in:_files -g "*.so"') ;;
+      DIR) rows+=('1:folder:_files -/') ;;
       CLASS) rows+=('1:class:_loopbox_classes') ;;
     esac
   done

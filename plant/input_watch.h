@@ -21,6 +21,12 @@ class CInputWatch {
   // What the process computed.
   void JudgeSimulated(double value, bool isTakenAway, double now);
 
+  // What it was in an earlier run.
+  void Take(EQuality earlier, double itsValue) {
+    quality = earlier;
+    value = itsValue;
+  }
+
   EQuality Quality() const { return quality; }
   // The last good one; none: there was none yet.
   std::optional<double> Value() const { return value; }

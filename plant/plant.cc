@@ -24,9 +24,6 @@ constexpr timespec kBetweenLooks{0, 2'000'000};  // nanoseconds
 constexpr double kNoticeable = 0.05;
 constexpr double kBetweenTold = 1.0;  // seconds
 
-constexpr std::string_view kQualityColumn = ".quality";
-constexpr std::string_view kWrittenColumn = ".written";
-
 double Now() {
   timespec now{};
   clock_gettime(CLOCK_MONOTONIC, &now);
@@ -44,7 +41,10 @@ double ValueOf(const runtime::CApplication& application, runtime::TItem item) {
 
 }  // namespace
 
-bool IsPlantColumn(std::string_view name) { return name.ends_with(kQualityColumn) || name.ends_with(kWrittenColumn); }
+bool IsPlantColumn(std::string_view name) {
+  constexpr const char* kEnds[] = {kQualityColumn, kWrittenColumn, kAgeColumn, kInputColumn};
+  return std::any_of(std::begin(kEnds), std::end(kEnds), [&](const char* end) { return name.ends_with(end); });
+}
 
 CPlant::CPlant(const TConnections& theConnections, TPlantOptions theOptions)
     : connections(theConnections), options(std::move(theOptions)) {}
@@ -58,12 +58,16 @@ bool CPlant::Open(runtime::CApplication& theApplication, std::string* error) {
   Gather(*application);
   FindInstruments(*application);
   if (made.empty()) return true;
+  isWriting.assign(made.size(), false);
+  if (options.past != nullptr) {
+    BeginWriting(0);
+    return true;
+  }
   links = CLinks::Start(made, application->Period(), options.isDry, error);
   if (links == nullptr) return false;
-  isWriting.assign(made.size(), false);
   if (!AwaitLinks())
     options.report({0.0, "", "not every connection has been read yet as a whole: to others nothing is written"});
-  BeginWriting();
+  BeginWriting(0);
   return true;
 }
 
@@ -83,6 +87,7 @@ void CPlant::Gather(const runtime::CApplication& asked) {
         if (loss.name == input.name || loss.name == connection.name) one.losses.push_back(loss);
       }
       application->SetConnected(input.item);
+      if (options.isRecorded && application->AsksForAge(input.item)) aged.push_back(inputs.size());
       inputs.push_back(std::move(one));
     }
     for (const TOutput& output : connection.outputs) {
@@ -142,20 +147,28 @@ bool CPlant::AwaitLinks() {
 
 // By the links that had their first whole poll since. Goes on from what stands in the
 // plant.
-void CPlant::BeginWriting() {
+void CPlant::BeginWriting(std::uint64_t period) {
   for (std::size_t link = 0; link < isWriting.size(); ++link) {
-    if (isWriting[link] || !links->IsReady(link)) continue;
+    if (isWriting[link] || !IsReady(link, period)) continue;
     isWriting[link] = true;
+    TPlantOptions::TFound told;
     for (TSteered& one : outputs) {
       if (one.link != link) continue;
       if (one.instrument) one.instrument->TrackFromOutside(std::nullopt);
-      const std::optional<double> found = links->ReadBack(*one.number);
+      const std::optional<double> found =
+          options.past != nullptr ? options.past->Found(one.column) : links->ReadBack(*one.number);
+      told.emplace_back(one.column, found);
       if (!found) continue;
       one.guard.StandAt(*found);
       if (options.isDry) one.told = found;
       if (one.instrument && !one.hasSteps) one.instrument->StartFrom(*found);
     }
+    if (options.begun) options.begun(made[link].name, period, told);
   }
+}
+
+bool CPlant::IsReady(std::size_t link, std::uint64_t period) const {
+  return options.past != nullptr ? options.past->HasBegun(made[link].name, period) : links->IsReady(link);
 }
 
 // --- The trace --------------------------------------------------------------------------
@@ -164,12 +177,15 @@ std::vector<std::string> CPlant::Columns() const {
   std::vector<std::string> columns;
   for (const TWatched& one : inputs) columns.push_back(one.input->name + std::string(kQualityColumn));
   for (const TSteered& one : outputs) columns.push_back(one.column);
+  for (const std::size_t one : aged) columns.push_back(inputs[one].input->name + kAgeColumn);
   return columns;
 }
 
 runtime::TLinkCell CPlant::Cell(std::size_t column) const {
   if (column < inputs.size()) return {NameOf(inputs[column].watch.Quality()), 0.0};
-  return {nullptr, outputs[column - inputs.size()].written};
+  column -= inputs.size();
+  if (column < outputs.size()) return {nullptr, outputs[column].written};
+  return {nullptr, inputs[aged[column - outputs.size()]].age};
 }
 
 // --- Periods ------------------------------------------------------------------------------
@@ -199,7 +215,9 @@ bool CPlant::BeforePeriod(double time, std::string* error) {
   if (links != nullptr) {
     isAlive = links->IsAlive();
     readings = &links->Read();
-    BeginWriting();
+    BeginWriting(application->PeriodsDone() + 1);
+  } else if (options.past != nullptr) {
+    BeginWriting(application->PeriodsDone() + 1);
   }
   const double now = links == nullptr ? 0.0 : Now();
   for (TWatched& one : inputs) Judge(one, time, now, isAlive ? readings : nullptr);
@@ -209,9 +227,23 @@ bool CPlant::BeforePeriod(double time, std::string* error) {
   return false;
 }
 
+// The same as in the earlier run.
+void CPlant::Follow(TWatched& one) {
+  const std::optional<CPast::TLatched> latched = options.past->Latched(one.input->name);
+  if (!latched) {
+    one.watch.Judge(TReading(), 0.0);
+    return;
+  }
+  one.watch.Take(latched->quality, latched->value);
+  one.age = latched->age;
+  application->SetElementValue(one.input->item, latched->value);
+}
+
 void CPlant::Judge(TWatched& one, double time, double now, const std::vector<TReading>* readings) {
   const runtime::TItem item = one.input->item;
-  if (one.reading) {
+  if (one.reading && options.past != nullptr) {
+    Follow(one);
+  } else if (one.reading) {
     one.watch.Judge(readings == nullptr ? TReading() : (*readings)[*one.reading], now);
     if (one.watch.Value()) application->SetElementValue(item, *one.watch.Value());
   } else {
@@ -225,7 +257,8 @@ void CPlant::Judge(TWatched& one, double time, double now, const std::vector<TRe
     if (one.isReplaced) application->SetElementValue(item, *one.watch.Value());
   }
   const bool isGood = one.watch.Quality() == EQuality::kGood;
-  if (application->AsksForAge(item)) application->SetQuality(item, isGood, one.watch.Age(one.reading ? now : time));
+  if (!one.reading || options.past == nullptr) one.age = one.watch.Age(one.reading ? now : time);
+  if (application->AsksForAge(item)) application->SetQuality(item, isGood, one.age);
   if (isGood != one.isReported) return;
   one.isReported = !isGood;
   if (isGood) {

@@ -16,6 +16,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "plant/connections.h"
@@ -34,6 +35,31 @@ struct TLoss {
   double to = 0.0;
 };
 
+// Behind an element's name, columns of the trace: its quality, what was written of it,
+// and in a record its age and what recorded data gave it.
+inline constexpr char kQualityColumn[] = ".quality";
+inline constexpr char kWrittenColumn[] = ".written";
+inline constexpr char kAgeColumn[] = ".age";
+inline constexpr char kInputColumn[] = ".input";
+
+// An earlier run that a plant follows, in the place of its links.
+class CPast {
+ public:
+  struct TLatched {
+    EQuality quality = EQuality::kLost;
+    double value = 0.0;
+    double age = 0.0;  // seconds
+  };
+
+  virtual ~CPast() = default;
+  // What an input was in the period that comes; none where the earlier run had none.
+  virtual std::optional<TLatched> Latched(const std::string& input) const = 0;
+  // Whether outputs of a connection were written by then, and what stood in the plant
+  // before.
+  virtual bool HasBegun(const std::string& connection, std::uint64_t period) const = 0;
+  virtual std::optional<double> Found(const std::string& output) const = 0;
+};
+
 struct TPlantOptions {
   // Names of the connections that are made; all others are simulated.
   std::vector<std::string> connected;
@@ -43,6 +69,13 @@ struct TPlantOptions {
   std::function<void(const runtime::TRunTimeMessage&)> report;
   std::function<void(const runtime::TRunTimeMessage&)> note;
   bool (*interruptionAsked)() = nullptr;  // null: never
+  const CPast* past = nullptr;            // takes the place of links; it outlives the plant
+  // For a record: the trace has the ages that expressions ask for, and the period from
+  // which on outputs of a connection are written is told, 0 before the first, with what
+  // was found.
+  bool isRecorded = false;
+  using TFound = std::vector<std::pair<std::string, std::optional<double>>>;
+  std::function<void(const std::string& connection, std::uint64_t period, const TFound& found)> begun;
 };
 
 // The words of `--plant`: names between commas, `dry` among them; without a name all.
@@ -105,6 +138,7 @@ class CPlant final : public runtime::CDataLink {
     double own = 0.0;         // that the process computed
     bool isReplaced = false;  // in the element, by the last good one
     bool isReported = false;  // as bad
+    double age = 0.0;         // as expressions know it
   };
   struct TSteered {
     TSteered(const TOutput& theOutput, const TConnection& theConnection)
@@ -130,8 +164,11 @@ class CPlant final : public runtime::CDataLink {
   void Gather(const runtime::CApplication& application);
   void FindInstruments(const runtime::CApplication& application);
   bool AwaitLinks();
-  void BeginWriting();
+  void BeginWriting(std::uint64_t period);
+  // In the period that comes, of that number.
+  bool IsReady(std::size_t link, std::uint64_t period) const;
   bool IsWritten(const TSteered& one) const { return !one.link || isWriting[*one.link]; }
+  void Follow(TWatched& one);
   void Judge(TWatched& one, double time, double now, const std::vector<TReading>* readings);
   void Report(double time, const TConnection& connection, const std::string& text) const;
   void Note(double time, const TConnection& connection, const std::string& text) const;
@@ -145,6 +182,7 @@ class CPlant final : public runtime::CDataLink {
   TConnections made;  // those that links are made for
   std::unique_ptr<CLinks> links;
   std::vector<TWatched> inputs;
+  std::vector<std::size_t> aged;  // those whose ages the trace has
   std::vector<TSteered> outputs;
   std::vector<runtime::TItem> written;
   std::vector<double> values;   // for the links

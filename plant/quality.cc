@@ -18,4 +18,12 @@ const char* NameOf(EQuality quality) {
   return "not finite";
 }
 
+std::optional<EQuality> QualityNamed(std::string_view name) {
+  for (const EQuality quality :
+       {EQuality::kGood, EQuality::kStale, EQuality::kLost, EQuality::kOutOfRange, EQuality::kNotFinite}) {
+    if (name == NameOf(quality)) return quality;
+  }
+  return std::nullopt;
+}
+
 }  // namespace plant

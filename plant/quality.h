@@ -3,6 +3,8 @@
 #define LOOPBOX_PLANT_QUALITY_H
 
 #include <cstdint>
+#include <optional>
+#include <string_view>
 
 namespace plant {
 
@@ -10,6 +12,8 @@ enum class EQuality : std::uint8_t { kGood, kStale, kLost, kOutOfRange, kNotFini
 
 // As traces and messages have it: "good", "stale", "lost", "out of range", "not finite".
 const char* NameOf(EQuality quality);
+// Of such a name; none for any other.
+std::optional<EQuality> QualityNamed(std::string_view name);
 
 }  // namespace plant
 

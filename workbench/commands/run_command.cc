@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <set>
@@ -10,10 +11,12 @@
 #include <utility>
 #include <vector>
 
+#include "hash/hash.h"
 #include "plant/plant.h"
 #include "runtime/runtime.h"
 #include "runtime/trace.h"
 #include "workbench/commands/commands.h"
+#include "workbench/commands/one_run.h"
 #include "workbench/commands/run_options.h"
 #include "workbench/console.h"
 #include "workbench/exit_status.h"
@@ -32,10 +35,14 @@
 #include "workbench/run/observation.h"
 #include "workbench/run/pacing.h"
 #include "workbench/run/provenance.h"
+#include "workbench/run/recorder.h"
 #include "workbench/run/regulator_watch.h"
+#include "workbench/run/replay.h"
+#include "workbench/run/service_notice.h"
 #include "workbench/run/summary_file.h"
 #include "workbench/run/trace_file.h"
 #include "workbench/text.h"
+#include "workbench/version.h"
 #include "workbench/whole_file.h"
 
 namespace workbench {
@@ -68,7 +75,7 @@ bool IsStandardOutput(const std::string& name) {
 // One run, in steps. A step that fails says why.
 class CRunCommand {
  public:
-  CRunCommand(const TRunOptions& options, const TCommonOptions& common);
+  CRunCommand(const TRunOptions& options, const TCommonOptions& common, const TReplayed& replayed);
   int Run();
 
  private:
@@ -80,11 +87,18 @@ class CRunCommand {
   // What the command line says of the plant.
   bool ReadPlant(std::string* error);
   bool Open(std::string* error);
+  bool OpenInput(std::string* error);
   bool OpenPlant(std::string* error);
+  bool BeginRecord(std::string* error);
   bool OpenTrace(std::string* error);
   // True when the run came to its end, false when it was interrupted, a link
-  // failed, or its trace or a picture can't be written any more.
+  // failed, or its trace, record or a picture can't be written any more.
   bool RunPeriods();
+  // Waits for the next period, or goes to the next row of a record; what passed
+  // meanwhile is left out. False where there is no further one.
+  bool AwaitPeriod();
+  // Keeps the period done last in the record, or compares it with one.
+  bool KeepRow();
   int Finish(bool complete);
   void PrintSummary(bool complete);
   std::string LinksText() const;
@@ -94,6 +108,7 @@ class CRunCommand {
 
   const TRunOptions& options;
   const TCommonOptions& common;
+  const TReplayed replayed;
   const bool tracesToOutput;
   const bool isRealTime;
   std::FILE* const output;    // what a person reads stays out of a trace on standard output
@@ -109,8 +124,13 @@ class CRunCommand {
   std::optional<CInputFile> input;
   std::optional<plant::CPlant> plant;  // where the text has connections
   std::string plantError;              // at the end of the run
+  std::optional<CRecorder> recorder;
+  std::string recordError;
+  std::string difference;  // from the record that is replayed
   CTraceFile trace;
   std::optional<CPacer> pacer;  // in real time
+  CServiceNotice service;
+  std::function<void(const runtime::TRunTimeMessage&)> sink;
   std::optional<CObservation> observation;
   TView view;
   std::optional<CRunPlot> plot;
@@ -122,11 +142,12 @@ class CRunCommand {
   TProvenance provenance;
 };
 
-CRunCommand::CRunCommand(const TRunOptions& theOptions, const TCommonOptions& theCommon)
+CRunCommand::CRunCommand(const TRunOptions& theOptions, const TCommonOptions& theCommon, const TReplayed& theReplayed)
     : options(theOptions),
       common(theCommon),
+      replayed(theReplayed),
       tracesToOutput(IsStandardOutput(options.trace)),
-      isRealTime(options.realtime || options.plant),
+      isRealTime(replayed.record == nullptr && (options.realtime || options.plant)),
       output(tracesToOutput ? stderr : stdout),
       notice(options.file + ": crashed while it ran with the plug-in " + PluginPath(common.plugin)),
       pictures(options.panes, options.panesAt),
@@ -152,6 +173,7 @@ int CRunCommand::Run() {
   }
   if (!CheckFiles(&error) || !Open(&error)) return Fail(error);
   const bool complete = RunPeriods();
+  service.Stopping();
   if (plant && plant->Finish(&plantError)) plantError.clear();
   learning->Finish();
   if (input) input->Finish();
@@ -175,6 +197,7 @@ bool CRunCommand::Read() {
   reading.duration = options.duration;
   reading.initialValues = provenance.set = Assigned(options);
   reading.seed = options.seed;
+  reading.keepsLearnt = replayed.record == nullptr;
   reading.blocks = {&connections};
   if (!options.connections.empty()) reading.blockFiles = {{connections.Keyword(), options.connections}};
   reading.interruptionAsked = InterruptionAsked;
@@ -195,7 +218,7 @@ bool CRunCommand::Read() {
       if (doubt.isWarning) diagnostics.push_back(application->At(doubt.offset, runtime::Translated(doubt.text)));
     }
   }
-  if (!application || !options.quiet) PrintDiagnostics(diagnostics);
+  if (!application || (!options.quiet && !replayed.isCompared)) PrintDiagnostics(diagnostics);
   return application != nullptr;
 }
 
@@ -205,6 +228,7 @@ bool CRunCommand::ReadPlant(std::string* error) {
     *error = options.file + ": has no connections, which " + (options.plant ? "--plant" : "--lose") + " needs";
     return false;
   }
+  if (replayed.record != nullptr) plantOptions.connected = replayed.record->Head().connected;
   if (options.plant && !plant::ReadPlantWords(all, *options.plant, &plantOptions, error)) {
     *error = "--plant: " + *error;
     return false;
@@ -298,19 +322,13 @@ bool CRunCommand::Open(std::string* error) {
     console.RunTimeMessage(message);
     if (report) report->Mark(message.time, message.instrument, message.text);
   };
-  if (!options.input.empty()) {
-    if (!application->AddLink(input.emplace(TInputSource{options.input, options.maps, !isRealTime}, tell), error))
-      return false;
-    if (!options.quiet) {
-      for (const std::string& note : input->Notes()) console.Note(0.0, "", runtime::Translated(note));
-    }
-  }
+  sink = tell;
+  if (!OpenInput(error)) return false;
   CatchInterruption();
-  plantOptions.report = [tell](runtime::TRunTimeMessage message) {
-    message.text = runtime::Translated(message.text);
-    tell(message);
-  };
+  if (!options.record.empty() && !BeginRecord(error)) return false;
   if (!OpenPlant(error)) return false;
+  if (recorder && !recorder->OpenTrace(*application, error)) return false;
+  if (replayed.isCompared) replayed.record->CompareWith(*application);
   learning.emplace(*application, references, tell);
   if (recorded) provenance.TakeHashes(*application, filesRead);
   if (watched) {
@@ -332,8 +350,57 @@ bool CRunCommand::Open(std::string* error) {
   return options.trace.empty() || OpenTrace(error);
 }
 
+bool CRunCommand::OpenInput(std::string* error) {
+  if (replayed.record != nullptr) {
+    runtime::CDataLink* const recorded = replayed.record->Input();
+    return recorded == nullptr || application->AddLink(*recorded, error);
+  }
+  if (options.input.empty()) return true;
+  input.emplace(TInputSource{options.input, options.maps, !options.record.empty(), !isRealTime}, sink);
+  if (!application->AddLink(*input, error)) return false;
+  if (!options.quiet) {
+    for (const std::string& note : input->Notes()) console.Note(0.0, "", runtime::Translated(note));
+  }
+  return true;
+}
+
+// Before anything changes the files that the run reads.
+bool CRunCommand::BeginRecord(std::string* error) {
+  TRecordHead head;
+  head.program = kProgramVersion;
+  head.plugin = plugin->Path();
+  std::string unread;
+  if (const auto hash = hash::Sha256OfFile(head.plugin, &unread)) head.pluginHash = hash::Hex(*hash);
+  head.period = application->Period();
+  head.duration = application->Duration();
+  head.set = provenance.set;
+  head.seed = options.seed;
+  head.connected = plantOptions.connected;
+  head.losses = options.losses;
+  if (input) {
+    const std::vector<runtime::TItem>& items = input->Written();
+    const std::vector<std::string> names = input->Driven();
+    for (std::size_t i = 0; i < items.size(); ++i) {
+      head.input.emplace_back(names[i], application->ElementValue(items[i].element, items[i].item));
+    }
+  }
+  return recorder.emplace().Begin(options.record, *application, options.file, options.connections, std::move(head),
+                                  error);
+}
+
 bool CRunCommand::OpenPlant(std::string* error) {
   if (connections.Connections().empty()) return true;
+  plantOptions.report = [this](runtime::TRunTimeMessage message) {
+    message.text = runtime::Translated(message.text);
+    sink(message);
+  };
+  plantOptions.past = replayed.record;
+  plantOptions.isRecorded = recorder.has_value() || replayed.record != nullptr;
+  plantOptions.begun = [this](const std::string& connection, std::uint64_t period,
+                              const plant::TPlantOptions::TFound& found) {
+    std::string failure;
+    if (recorder && !recorder->NoteBegun({connection, period, found}, &failure)) recordError = failure;
+  };
   plantOptions.note = [this](const runtime::TRunTimeMessage& message) {
     const std::string said = runtime::Translated(message.text);
     if (!options.quiet) console.Note(message.time, message.instrument, said);
@@ -362,13 +429,12 @@ bool CRunCommand::RunPeriods() {
   }
   if (isRealTime) pacer.emplace(application->Period());
   if (!pictures.WriteDue(*application, &pictureError)) return false;
-  while (application->PeriodsDone() < application->PeriodCount()) {
-    const std::uint64_t next = application->PeriodsDone() + 1;
-    if (pacer) pacer->WaitFor(next);
+  service.Ready(application->Period());
+  while (application->PeriodsDone() < application->PeriodCount() && AwaitPeriod()) {
+    service.Alive();
     if (InterruptionAsked()) return false;
-    // What a plant did meanwhile can't be made up for.
-    if (options.plant) application->LeaveOut(pacer->LeaveOut(next, application->PeriodCount() - next));
     if (!application->Step()) return application->LinkError().empty();
+    if (!KeepRow()) return false;
     if (observation) observation->Observe();
     learning->Observe();
     if (watch) watch->Observe();
@@ -387,6 +453,33 @@ bool CRunCommand::RunPeriods() {
   return true;
 }
 
+bool CRunCommand::AwaitPeriod() {
+  const std::uint64_t next = application->PeriodsDone() + 1;
+  std::uint64_t leftOut = 0;
+  if (replayed.record != nullptr) {
+    if (!difference.empty() || !replayed.record->Next(&recordError)) return false;
+    leftOut = replayed.record->Period() - next;
+  } else {
+    if (pacer) pacer->WaitFor(next);
+    // What a plant did meanwhile can't be made up for.
+    if (options.plant && !InterruptionAsked()) leftOut = pacer->LeaveOut(next, application->PeriodCount() - next);
+  }
+  if (leftOut > 0) {
+    application->LeaveOut(leftOut);
+    if (recorder) recorder->NoteLeftOut(next, next + leftOut - 1);
+  }
+  return true;
+}
+
+bool CRunCommand::KeepRow() {
+  if (recorder && recordError.empty() && !recorder->WriteRow(&recordError)) return false;
+  if (replayed.isCompared) {
+    difference = replayed.record->Difference();
+    if (!difference.empty()) difference = "t=" + Seconds(application->Time()) + " s: " + difference;
+  }
+  return recordError.empty();
+}
+
 int CRunCommand::Finish(bool complete) {
   std::string error;
   bool done = application->LinkError().empty();
@@ -396,6 +489,9 @@ int CRunCommand::Finish(bool complete) {
     done = done && succeeded;
   };
   check(plantError.empty(), plantError);
+  if (recorder && !recorder->End(application->PeriodsDone(), &error) && recordError.empty()) recordError = error;
+  check(recordError.empty(), recordError);
+  if (done && !difference.empty()) PrintError(difference);
   check(!trace.IsOpen() || trace.Close(&error), error);
   if (pictureError.empty()) pictures.WriteLast(*application, &pictureError);
   check(pictureError.empty(), pictureError);
@@ -409,6 +505,7 @@ int CRunCommand::Finish(bool complete) {
   if (!options.quiet) PrintSummary(complete);
   if (!done) return kApplicationWrong;
   if (!complete) return kInterrupted;
+  if (replayed.isCompared) return difference.empty() ? kDone : kRunTimeErrors;
   return console.MessagesReported() ? kRunTimeErrors : kDone;
 }
 
@@ -422,6 +519,8 @@ void CRunCommand::PrintSummary(bool complete) {
     for (const std::string& line : report->Comparison().Differences(*watch, provenance)) text += "  " + line + "\n";
   }
   if (pacer) text += pacer->SummaryText();
+  if (replayed.isCompared && difference.empty())
+    text += runtime::Translated("the same as the record, to the last bit") + "\n";
   Print(text + LinksText(), output);
 }
 
@@ -466,7 +565,11 @@ void CRunCommand::Mark(const std::string& instrument, const std::string& text) {
 TCommand RunCommand(TCommonOptions& common) {
   const auto options = std::make_shared<TRunOptions>();
   return {"run", "Run an application", RunOptions(*options, common),
-          [options, &common] { return CRunCommand(*options, common).Run(); }};
+          [options, &common] { return RunApplication(*options, common); }};
+}
+
+int RunApplication(const TRunOptions& options, const TCommonOptions& common, const TReplayed& replayed) {
+  return CRunCommand(options, common, replayed).Run();
 }
 
 }  // namespace workbench

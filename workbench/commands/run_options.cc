@@ -51,6 +51,8 @@ std::vector<TOption> RunOptions(TRunOptions& options, TCommonOptions& common) {
        "Take an input or a connection that is simulated away from the first of these seconds to the second; may be "
        "repeated",
        NamedSpan()},
+      {"--record", "DIR", &options.record, "Keep all that the run depended on in a folder, for loopbox replay",
+       FileName()},
       {"--realtime", "", &options.realtime, "Wait for the wall clock in each period"},
       {"--realtime-priority", "N", &options.realtimePriority,
        "Ask for a real-time priority, 1 to 99; needs --realtime or --plant", Between(1, 99)},

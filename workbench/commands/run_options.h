@@ -26,6 +26,7 @@ struct TRunOptions {
   std::optional<std::string> plant;  // drives it; connections between commas, and dry; empty: all
   std::string connections;           // a text whose connections take the place of the application's
   std::vector<std::string> losses;   // NAME@S-S: inputs and connections taken away
+  std::string record;                // a folder that keeps all that the run depended on
   bool realtime = false;
   std::optional<int> realtimePriority;  // 1 to 99; none: as it comes
   std::string trace;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cmath>
 #include <iterator>
 #include <limits>
 #include <utility>
@@ -178,9 +179,12 @@ void CInputFile::ReadAhead() {
 bool CInputFile::BeforePeriod(double time, std::string*) {
   const double reached = time + runtime::kForgivenRounding * application->Period();
   ReadAhead();
+  for (TDriven& element : driven) element.given = std::nan("");
   while (ahead && nextTime <= reached) {
-    for (const TDriven& element : driven) {
-      if (element.value) application->SetElementValue(element.item, *element.value);
+    for (TDriven& element : driven) {
+      if (!element.value) continue;
+      application->SetElementValue(element.item, *element.value);
+      element.given = *element.value;
     }
     ahead = false;
     ReadAhead();
@@ -188,13 +192,29 @@ bool CInputFile::BeforePeriod(double time, std::string*) {
   return true;
 }
 
-std::vector<std::string> CInputFile::Notes() const {
+std::vector<std::string> CInputFile::Driven() const {
   std::vector<std::string> names;
   for (const TDriven& element : driven) {
-    const std::string& column = reader->Header()[element.column];
     const runtime::TElement named = application->Element(element.item.element);
-    const std::string name = named.name + (named.length == 0 ? "" : "[" + std::to_string(element.item.item) + "]");
-    names.push_back(name == column ? name : name + " by " + column);
+    names.push_back(named.name + (named.length == 0 ? "" : "[" + std::to_string(element.item.item) + "]"));
+  }
+  return names;
+}
+
+std::vector<std::string> CInputFile::Columns() const {
+  std::vector<std::string> columns;
+  if (source.isRecorded) columns = Driven();
+  for (std::string& column : columns) column += plant::kInputColumn;
+  return columns;
+}
+
+runtime::TLinkCell CInputFile::Cell(std::size_t column) const { return {nullptr, driven[column].given}; }
+
+std::vector<std::string> CInputFile::Notes() const {
+  std::vector<std::string> names = Driven();
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    const std::string& column = reader->Header()[driven[i].column];
+    if (names[i] != column) names[i] += " by " + column;
   }
   std::vector<std::string> notes{"input drives " + Listed(names)};
   for (const auto& [reason, leftNames] : left) notes.push_back("input leaves " + Listed(leftNames) + ": " + reason);

@@ -20,6 +20,7 @@ namespace workbench {
 struct TInputSource {
   std::string path;               // "-": standard input
   std::vector<std::string> maps;  // ELEMENT=COLUMN, or time=COLUMN
+  bool isRecorded = false;        // the trace has the column NAME.input of each element: what it was given
   bool waits = true;              // for a row that hasn't come yet; false: it is taken when it has
 };
 
@@ -41,6 +42,8 @@ class CInputFile final : public runtime::CDataLink {
   // Reads the names, and gives the elements the values of rows up to time 0.
   bool Open(runtime::CApplication& application, std::string* error) override;
   const std::vector<runtime::TItem>& Written() const override { return items; }
+  std::vector<std::string> Columns() const override;
+  runtime::TLinkCell Cell(std::size_t column) const override;
   // To the rows of times up to `time`, with a billionth of a period forgiven.
   bool BeforePeriod(double time, std::string* error) override;
   bool AfterPeriod(double, std::string*) override { return true; }
@@ -48,12 +51,15 @@ class CInputFile final : public runtime::CDataLink {
   std::vector<std::string> Notes() const;
   // At the end of the run: tells how many cells of each column changed nothing.
   void Finish();
+  // The elements that are driven, by their columns in a trace.
+  std::vector<std::string> Driven() const;
 
  private:
   struct TDriven {
     std::size_t column;
     runtime::TItem item;
     std::optional<double> value;  // in the row read ahead
+    double given = 0.0;           // in the period done last; NaN: nothing
     std::uint64_t held = 0;       // cells that changed nothing
   };
 
