@@ -344,6 +344,7 @@ bool CPlant::Finish(std::string* error) {
 
 std::vector<CPlant::TLinkSummary> CPlant::Summary() const {
   std::vector<TLinkSummary> summary;
+  if (links == nullptr) return summary;  // nothing is connected, or a record takes their place
   for (std::size_t i = 0; i < made.size(); ++i) summary.push_back({made[i].name, links->CountsOf(i)});
   return summary;
 }
