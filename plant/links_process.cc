@@ -18,6 +18,7 @@
 #include "plant/link.h"
 #include "plant/modbus/modbus_link.h"
 #include "plant/mqtt/mqtt_link.h"
+#include "runtime/runtime.h"
 
 namespace plant {
 namespace {
@@ -25,7 +26,7 @@ namespace {
 // Standard error may be closed, or nobody may read it: what it doesn't take at once is
 // not said.
 void Say(const std::string& text) {
-  const std::string line = "loopbox: " + text + "\n";
+  const std::string line = "loopbox: " + runtime::Translated(text) + "\n";
   pollfd polled{STDERR_FILENO, POLLOUT, 0};
   if (poll(&polled, 1, 0) == 1 && (polled.revents & POLLOUT) != 0 &&
       write(STDERR_FILENO, line.data(), line.size()) < 0) {

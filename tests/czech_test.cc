@@ -68,16 +68,24 @@ void ExpectNoWord(const std::string& text, const std::string& own) {
   EXPECT_EQ(left, "") << text;
 }
 
+constexpr char kWordsOfConnections[] =
+    " modbus mqtt tcp serial none even odd unit every timeout retry gap beat watchdog input output host name secret "
+    "tls "
+    "from to order scale range stale coil discrete holding bit abcd cdab badc dcba float double limit rate safe hold "
+    "keep "
+    "needs latch json";
+
 TEST(Czech, HasEachErrorOfATextThatIsWrong) {
   runtime::SetMessageTable(Wordless());
-  for (const char* section :
-       {"InBlocksAndData", "InConstantsAndLoops", "InProcessesAndExpressions", "InInstruments", "WhatIsOddButRight"}) {
+  for (const char* section : {"InBlocksAndData", "InConstantsAndLoops", "InProcessesAndExpressions", "InInstruments",
+                              "InConnections", "WhatIsOddButRight"}) {
     for (const std::vector<std::string>& cells : tests::TableRows("definition_errors.txt", section)) {
       for (std::size_t i = 2; i < cells.size(); ++i) {
         const std::string message = Replaced(Replaced(cells[i], "warning: ", ""), "CLASSES", "");
         EXPECT_NE(runtime::Translated(message), message);
         ExpectNoWord(runtime::Translated(message), Replaced(Replaced(cells[1], "@", ""), "¶", " ") +
-                                                       " output_section wish_value_section value_section meter");
+                                                       " output_section wish_value_section value_section meter" +
+                                                       kWordsOfConnections);
       }
     }
   }
@@ -122,6 +130,8 @@ TEST_F(CzechProgram, HelpsAndRefusesInIt) {
                                 "classes --help",
                                 "describe --help",
                                 "validate --help",
+                                "probe --help",
+                                "replay --help",
                                 "run",
                                 "run x --nonsense",
                                 "run x y",
@@ -138,7 +148,7 @@ TEST_F(CzechProgram, HelpsAndRefusesInIt) {
                                 "describe x --format html",
                                 "describe pid_regulater",
                                 "check /nowhere/x"}) {
-    ExpectWordless(arguments, "run check probe classes describe validate text markdown cs en");
+    ExpectWordless(arguments, "run replay check probe classes describe validate text markdown cs en");
   }
 }
 
@@ -198,8 +208,35 @@ TEST_F(CzechProgram, RunsAndChecksInIt) {
   for (const auto& entry : fs::directory_iterator(SourcePath("examples"))) {
     if (entry.path().extension() != ".lbx") continue;
     const std::string text = ReadFile(entry.path());
-    // What plant/ says of connections has no Czech yet.
-    if (text.find("end_connections") == std::string::npos) ExpectWordless("check " + entry.path().string(), text);
+    ExpectWordless("check " + entry.path().string(), text);
+  }
+}
+
+TEST_F(CzechProgram, RehearsesALossAndReplaysInIt) {
+  const std::string text = Replaced(ReadFile(SourcePath("examples/oven_plant.lbx")), "1502", "1");
+  const std::string oven = folder.Write("oven.lbx", text);
+  const std::string record = folder.Path("r");
+  for (const std::string& arguments :
+       {"run " + oven + " --lose temperature@300-360 --lose oven_io@0-2 --record " + record, "replay " + record,
+        "run " + oven + " --record " + record, "run " + oven + " --lose temperatur@1-2",
+        "run " + oven + " --plant oven_oi", "run " + oven + " --plant --lose door_open@1-2", "probe " + oven,
+        "probe " + oven + " oven_oi"}) {
+    ExpectWordless(arguments, text);
+  }
+  tests::Shell("sed -i '50s/,[0-9]/,7/' " + record + "/trace.csv");
+  ExpectWordless("replay " + record, text);
+  // Each is found before the one that is there already.
+  const char* const damages[] = {"sed -i '7s/,/;/' trace.csv",
+                                 ": >trace.csv",
+                                 "rm trace.csv",
+                                 "rm text/oven.lbx",
+                                 "echo 3,put,x,1 >>commands.csv",
+                                 "sed -i '/\"period\"/d' record.json",
+                                 "echo '{' >record.json",
+                                 "rm record.json"};
+  for (const char* damage : damages) {
+    tests::Shell("cd " + record + "; " + damage);
+    ExpectWordless("replay " + record, text + " period");
   }
 }
 
