@@ -39,7 +39,8 @@ double COutputGuard::Limited(double wanted, double seconds) const {
 }
 
 TGuarded COutputGuard::Decide(double time, double wanted, bool needsAreGood) {
-  const double seconds = time - decidedAt;
+  // What was found moves from the second decision on.
+  const double seconds = decidedAt ? time - *decidedAt : 0.0;
   decidedAt = time;
   TGuarded guarded;
   const bool isSafe = HoldsBack(time, needsAreGood) && output->safe;

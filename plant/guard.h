@@ -37,7 +37,7 @@ class COutputGuard {
   const TOutput* output;
   std::optional<double> standing;  // written last, or found
   std::optional<double> badSince;  // seconds
-  double decidedAt = 0.0;
+  std::optional<double> decidedAt;
   bool isLatched = false;
 };
 

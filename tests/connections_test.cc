@@ -72,6 +72,16 @@ TEST(Connections, WaitsForAnAcknowledgement) {
   EXPECT_EQ(guard.Decide(3.0, 60.0, true).written, 60.0);
 }
 
+// However late its device was found.
+TEST(Connections, MovesWhatWasFoundByItsRate) {
+  plant::TOutput output;
+  output.rate = 5.0;
+  plant::COutputGuard guard(output);
+  guard.StandAt(50.0);
+  EXPECT_EQ(guard.Decide(100.0, 80.0, true).written, 50.0);
+  EXPECT_EQ(guard.Decide(101.0, 80.0, true).written, 55.0);
+}
+
 TEST(Connections, KnowsHowGoodAnInputIs) {
   plant::TInput input;
   plant::CInputWatch watch(input, 2.0);
