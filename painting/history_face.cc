@@ -42,10 +42,10 @@ struct TPlot {
 // The curve's path. Where many samples share a pixel, the lowest and the
 // highest of them stand for all, so that no peak is lost.
 void Path(CCanvas& canvas, const TPlot& plot, const TCurve& curve) {
-  constexpr double kDash = 2;  // pixels: a single sample
+  constexpr double kCurveDash = 2;  // pixels: a single sample
   canvas.Begin();
   const auto put = [&](std::size_t i) { canvas.Point({plot.X(curve, i), plot.Y(curve.samples[i])}); };
-  if (curve.count == 1) canvas.Point({plot.box.Right() - kDash, plot.Y(curve.samples[0])});
+  if (curve.count == 1) canvas.Point({plot.box.Right() - kCurveDash, plot.Y(curve.samples[0])});
   const double width = plot.box.width * static_cast<double>(curve.count) / curve.span;
   const auto columns = static_cast<std::size_t>(std::max(width, 1.0));
   if (curve.count <= 2 * columns) {

@@ -34,7 +34,7 @@ constexpr std::uint32_t kInk = 0x303030;
 constexpr std::uint32_t kGridInk = 0xE2E2E2;
 constexpr std::uint32_t kFrameInk = 0x909090;
 constexpr double kShadeCover = 0.7;
-constexpr double kMargin = 0.06;  // of the values' span, above and below
+constexpr double kHeadroom = 0.06;  // of the values' span, above and below
 
 struct TSpan {
   double from;
@@ -52,7 +52,7 @@ TSpan SpanOf(const CPlot& plot, const TPlotPanel& panel) {
   if (!(span.from <= span.to)) span = {0, 1};
   // A quantity that hardly moves is shown as one that stands still.
   const double least = 1e-6 * std::max({std::abs(span.from), std::abs(span.to), 1.0});
-  const double grow = std::max(kMargin * (span.to - span.from), span.to - span.from < least ? 0.5 : 0.0);
+  const double grow = std::max(kHeadroom * (span.to - span.from), span.to - span.from < least ? 0.5 : 0.0);
   return {span.from - grow, span.to + grow};
 }
 

@@ -16,22 +16,23 @@ namespace {
 constexpr double kDay = 86400;
 constexpr double kClockFrom = 7200;  // the end of an axis that is told in seconds
 // Seconds between ticks; beyond them whole days, below them fractions of seconds.
-constexpr double kSteps[] = {1, 2, 5, 10, 15, 30, 60, 120, 300, 600, 900, 1800, 3600, 7200, 10800, 21600, 43200, kDay};
-constexpr double kRounding = 1e-9;  // of a step
+constexpr double kClockSteps[] = {1,   2,   5,    10,   15,   30,    60,    120,   300,
+                                  600, 900, 1800, 3600, 7200, 10800, 21600, 43200, kDay};
+constexpr double kClockRounding = 1e-9;  // of a step
 
 // 1, 2 or 5 of a decade.
 double RoundStep(double least) {
   const double decade = std::pow(10.0, std::floor(std::log10(least)));
   for (const double size : {1.0, 2.0, 5.0}) {
-    if (size * decade >= least * (1 - kRounding)) return size * decade;
+    if (size * decade >= least * (1 - kClockRounding)) return size * decade;
   }
   return 10 * decade;
 }
 
 double ClockStep(double least) {
   if (least > kDay) return kDay * RoundStep(least / kDay);
-  if (least < kSteps[0]) return RoundStep(least);
-  return *std::find_if(std::begin(kSteps), std::end(kSteps), [&](double step) { return step >= least; });
+  if (least < kClockSteps[0]) return RoundStep(least);
+  return *std::find_if(std::begin(kClockSteps), std::end(kClockSteps), [&](double step) { return step >= least; });
 }
 
 // Of a time in seconds, told with its day: "2 d 06:30". Seconds stand where ticks
@@ -69,10 +70,10 @@ TTimeAxis TimeAxis(double from, double to, std::size_t most) {
   const CScale scale(from, to);
   const double step = ClockStep((to - from) / static_cast<double>(most));
   const bool withSeconds = std::fmod(step, 60.0) != 0;
-  const int places = step < 1 ? static_cast<int>(std::ceil(-std::log10(step) - kRounding)) : 0;
+  const int places = step < 1 ? static_cast<int>(std::ceil(-std::log10(step) - kClockRounding)) : 0;
   const double finest = std::pow(10.0, places);
   double dayBefore = 0;
-  for (double k = std::ceil(from / step - kRounding); k * step <= to + step * kRounding; ++k) {
+  for (double k = std::ceil(from / step - kClockRounding); k * step <= to + step * kClockRounding; ++k) {
     const double time = std::round(k * step * finest) / finest + 0.0;
     const double day = std::floor(time / kDay);
     const bool withDay = day != dayBefore || step >= kDay;

@@ -12,7 +12,7 @@ namespace painting {
 namespace {
 
 constexpr std::uint32_t kCentred = 0x8;
-constexpr std::uint32_t kTextCapacity = 255;
+constexpr std::uint32_t kCaptionCapacity = 255;
 constexpr std::uint8_t kOverPaper = 0;
 
 bool IsShown(const view::CView& view) { return view.disabled == 0 && view.hidden == 0; }
@@ -23,7 +23,7 @@ void PaintText(CCanvas& canvas, const vcont::CStaticText& text) {
   const TBox box = {0, 0, static_cast<double>(text.rect.width), static_cast<double>(text.rect.height)};
   if (context.mode == kOverPaper) canvas.Fill(box, context.paper);
   const vgr::TFontInfoEx& font = context.font != nullptr ? *context.font : vgr::SystemN9;
-  canvas.CutText(box, runtime::WideView(kTextCapacity, text.text), TFont(font),
+  canvas.CutText(box, runtime::WideView(kCaptionCapacity, text.text), TFont(font),
                  (text.viewOptions & kCentred) != 0 ? EAlign::kCentre : EAlign::kLeft, context.ink);
 }
 

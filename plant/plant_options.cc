@@ -9,7 +9,7 @@
 namespace plant {
 namespace {
 
-constexpr char kDry[] = "dry";
+constexpr char kDryWord[] = "dry";
 
 std::vector<std::string> NamesOf(const TConnections& connections) {
   std::vector<std::string> names;
@@ -30,7 +30,7 @@ bool ReadPlantWords(const TConnections& connections, const std::string& words, T
     const std::size_t end = std::min(words.find(',', begin), words.size());
     const std::string word = words.substr(begin, end - begin);
     begin = end + 1;
-    if (word == kDry) {
+    if (word == kDryWord) {
       options->isDry = true;
     } else if (Contains(names, word)) {
       options->connected.push_back(word);

@@ -15,7 +15,7 @@ namespace plant {
 using runtime::CBlockText;
 using TNeed = CConnectionsReader::TNeed;
 template <typename TTarget>
-using TReads = TEntry<TTarget>;
+using TPointEntry = TEntry<TTarget>;
 
 std::string Where(const runtime::CApplication& application, std::uint32_t offset, std::uint32_t from) {
   const runtime::TDiagnostic place = application.At(offset, "");
@@ -128,10 +128,11 @@ void ReadScale(CBlockText& text, TPoint* point) {
 
 // --- Inputs -------------------------------------------------------------------------
 
-constexpr TReads<TInput> kRange = {"range", [](CBlockText& text, TInput& input) { input.range = ExpectRising(text); }};
-constexpr TReads<TInput> kStale = {
+constexpr TPointEntry<TInput> kRange = {"range",
+                                        [](CBlockText& text, TInput& input) { input.range = ExpectRising(text); }};
+constexpr TPointEntry<TInput> kStale = {
     "stale", [](CBlockText& text, TInput& input) { input.stale = ExpectAbove(text, 0.0, kSeconds); }};
-constexpr TReads<TInput> kModbusInput[] = {
+constexpr TPointEntry<TInput> kModbusInput[] = {
     {"from",
      [](CBlockText& text, TInput& input) {
        ReadRegisters(text, {ETable::kCoil, ETable::kDiscrete, ETable::kInput, ETable::kHolding},
@@ -143,7 +144,7 @@ constexpr TReads<TInput> kModbusInput[] = {
     kRange,
     kStale,
 };
-constexpr TReads<TInput> kMqttInput[] = {
+constexpr TPointEntry<TInput> kMqttInput[] = {
     {"from", [](CBlockText& text, TInput& input) { ReadTopic(text, &input.point); }},
     kRange,
     kStale,
@@ -176,16 +177,16 @@ void ReadSafe(CBlockText& text, TReadOutput& read) {
   read.output.safe = !read.output.isBoolean ? text.ExpectNumber() : text.ExpectBoolean() ? 1.0 : 0.0;
 }
 
-constexpr TReads<TReadOutput> kLimit = {
+constexpr TPointEntry<TReadOutput> kLimit = {
     "limit", [](CBlockText& text, TReadOutput& read) { read.output.limit = ExpectRising(text); }};
-constexpr TReads<TReadOutput> kRate = {
+constexpr TPointEntry<TReadOutput> kRate = {
     "rate", [](CBlockText& text, TReadOutput& read) { read.output.rate = ExpectAbove(text, 0.0, "a number above 0"); }};
-constexpr TReads<TReadOutput> kNeeds = {"needs", ReadNeeds};
-constexpr TReads<TReadOutput> kOnLoss = {"on_loss", ReadOnLoss};
-constexpr TReads<TReadOutput> kSafe = {"safe", ReadSafe};
-constexpr TReads<TReadOutput> kLatch = {"latch", [](CBlockText&, TReadOutput& read) { read.output.latches = true; },
-                                        EEntryForm::kFlag};
-constexpr TReads<TReadOutput> kModbusOutput[] = {
+constexpr TPointEntry<TReadOutput> kNeeds = {"needs", ReadNeeds};
+constexpr TPointEntry<TReadOutput> kOnLoss = {"on_loss", ReadOnLoss};
+constexpr TPointEntry<TReadOutput> kSafe = {"safe", ReadSafe};
+constexpr TPointEntry<TReadOutput> kLatch = {
+    "latch", [](CBlockText&, TReadOutput& read) { read.output.latches = true; }, EEntryForm::kFlag};
+constexpr TPointEntry<TReadOutput> kModbusOutput[] = {
     {"to",
      [](CBlockText& text, TReadOutput& read) {
        ReadRegisters(text, {ETable::kCoil, ETable::kHolding}, &read.output.point.registers);
@@ -200,7 +201,7 @@ constexpr TReads<TReadOutput> kModbusOutput[] = {
     kSafe,
     kLatch,
 };
-constexpr TReads<TReadOutput> kMqttOutput[] = {
+constexpr TPointEntry<TReadOutput> kMqttOutput[] = {
     {"to", [](CBlockText& text, TReadOutput& read) { ReadTopic(text, &read.output.point); }},
     {"every", [](CBlockText& text, TReadOutput& read) { read.output.point.every = ExpectAbove(text, 0.0, kSeconds); }},
     kLimit,

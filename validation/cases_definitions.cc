@@ -176,7 +176,7 @@ void ByteSoup(CProbe& probe) {
   }
 }
 
-constexpr TCase kCases[] = {
+constexpr TCase kDefinitionCases[] = {
     {"definitions/plain", EScope::kClass, "The entries that connect an instrument are read, and it runs with them.",
      Plain},
     {"definitions/reference", EScope::kClass, "Every example of the class's reference is read.", Reference},
@@ -196,6 +196,6 @@ constexpr TCase kCases[] = {
 
 }  // namespace
 
-std::span<const TCase> DefinitionCases() { return kCases; }
+std::span<const TCase> DefinitionCases() { return kDefinitionCases; }
 
 }  // namespace validation

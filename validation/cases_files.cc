@@ -124,7 +124,7 @@ void Outside(CProbe& probe) {
   }
 }
 
-constexpr TCase kCases[] = {
+constexpr TCase kFileCases[] = {
     {"files/round-trip", EScope::kClass, "What is saved and loaded by a new instrument is saved again byte for byte.",
      RoundTrip},
     {"files/bad", EScope::kClass,
@@ -135,6 +135,6 @@ constexpr TCase kCases[] = {
 
 }  // namespace
 
-std::span<const TCase> FileCases() { return kCases; }
+std::span<const TCase> FileCases() { return kFileCases; }
 
 }  // namespace validation

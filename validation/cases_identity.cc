@@ -166,7 +166,7 @@ void Images(CProbe& probe) {
   }
 }
 
-constexpr TCase kCases[] = {
+constexpr TCase kIdentityCases[] = {
     {"load/opens", EScope::kPlugin, "The file can be loaded, has the six exports, and accepts this host.", Opens},
     {"load/interface-number", EScope::kPlugin, "Every other interface number is refused with a message.",
      InterfaceNumber},
@@ -181,6 +181,6 @@ constexpr TCase kCases[] = {
 
 }  // namespace
 
-std::span<const TCase> IdentityCases() { return kCases; }
+std::span<const TCase> IdentityCases() { return kIdentityCases; }
 
 }  // namespace validation

@@ -110,7 +110,7 @@ void Undefined(CProbe& probe) {
   balance.Check(probe, "an instrument that had no definition");
 }
 
-constexpr TCase kCases[] = {
+constexpr TCase kLifetimeCases[] = {
     {"lifetime/thousand", EScope::kClass,
      "An instrument can be made, initialised and ended a thousand times, and nothing is left.", Thousand},
     {"lifetime/uninitialised", EScope::kClass, "Done ends an instrument that was never initialised.", Uninitialised},
@@ -122,6 +122,6 @@ constexpr TCase kCases[] = {
 
 }  // namespace
 
-std::span<const TCase> LifetimeCases() { return kCases; }
+std::span<const TCase> LifetimeCases() { return kLifetimeCases; }
 
 }  // namespace validation

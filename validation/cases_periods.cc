@@ -11,7 +11,7 @@ namespace validation {
 
 namespace {
 
-constexpr std::uint32_t kSeed = 20;
+constexpr std::uint32_t kPeriodSeed = 20;
 constexpr int kHostilePeriods = 300;
 
 // What data elements may hold; the host gives an instrument the last finite
@@ -60,7 +60,7 @@ void RunHostile(CProbe& probe, int periods, TClock clock) {
   RequireWires(probe, texts);
   const CBalance balance;
   for (const std::string& variant : texts.Variants()) {
-    std::mt19937 random(kSeed);
+    std::mt19937 random(kPeriodSeed);
     const auto testbed = MakeTestbed(probe, texts, variant);
     for (int k = 0; k < periods; ++k) {
       SetHostile(texts, *testbed, random);
@@ -190,7 +190,7 @@ void StateWords(CProbe& probe) {
                "the state word's bit 0x10 does not keep always_activate");
 }
 
-constexpr TCase kCases[] = {
+constexpr TCase kPeriodCases[] = {
     {"periods/hostile-values", EScope::kClass,
      "Outputs stay finite and in range with denormals, ±1e308, infinities and NaN in the data elements.",
      HostileValues},
@@ -208,6 +208,6 @@ constexpr TCase kCases[] = {
 
 }  // namespace
 
-std::span<const TCase> PeriodCases() { return kCases; }
+std::span<const TCase> PeriodCases() { return kPeriodCases; }
 
 }  // namespace validation

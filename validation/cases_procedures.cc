@@ -17,8 +17,8 @@ using hx_expr::TValue;
 
 constexpr std::uint32_t kIdentifiers = 1000;  // that are asked for
 constexpr std::uint32_t kCalls = 60;          // between the periods of a definition
-constexpr std::uint32_t kPeriods = 5;         // from call to call
-constexpr std::uint32_t kSeed = 20;
+constexpr std::uint32_t kPeriodsApart = 5;    // from call to call
+constexpr std::uint32_t kCallSeed = 20;
 
 constexpr double kNumbers[] = {
     std::numeric_limits<double>::quiet_NaN(), HUGE_VAL, -HUGE_VAL, 1e308, -1e308, 5e-324, -0.0, 0.0, 1e20};
@@ -152,7 +152,7 @@ void UnknownIdentifiers(CProbe& probe) {
   }
 }
 
-void Capacities(CProbe& probe) {
+void ProcedureCapacities(CProbe& probe) {
   const CClassTexts texts(probe);
   const auto testbed = MakeTestbed(probe, texts, texts.Wiring());
   hx_vinst::CInstrument& object = testbed->Subject();
@@ -260,7 +260,7 @@ void WrongArguments(CProbe& probe) {
 void BetweenPeriods(CProbe& probe) {
   const CClassChoices texts(probe);
   for (const std::string& variant : texts.Variants()) {
-    std::mt19937 random(kSeed);
+    std::mt19937 random(kCallSeed);
     const CBalance balance;
     {
       const auto testbed = MakeTestbed(probe, texts, variant);
@@ -275,7 +275,7 @@ void BetweenPeriods(CProbe& probe) {
         }
         // One that does not exist at the moment is refused.
         Call(probe, object, name, IdOf(object, name), &values);
-        RunOrdinary(probe, texts, *testbed, kPeriods, 1 + kPeriods * k);
+        RunOrdinary(probe, texts, *testbed, kPeriodsApart, 1 + kPeriodsApart * k);
       }
     }
     balance.Check(probe, "calls between periods");
@@ -346,7 +346,7 @@ void ForeignEvents(CProbe& probe) {
   balance.Check(probe, "unknown events");
 }
 
-constexpr TCase kCases[] = {
+constexpr TCase kProcedureCases[] = {
     {"procedures/listed", EScope::kClass,
      "Every procedure that is listed is described, and its name leads to it and back.", Listed},
     {"procedures/unknown-names", EScope::kClass, "Names that are not quite a procedure's resolve to none.",
@@ -354,7 +354,7 @@ constexpr TCase kCases[] = {
     {"procedures/unknown-identifiers", EScope::kClass,
      "Identifiers out of range have no name, no description and no effect.", UnknownIdentifiers},
     {"procedures/capacities", EScope::kClass,
-     "Names, descriptions and messages of procedures and events fit buffers of any capacity.", Capacities},
+     "Names, descriptions and messages of procedures and events fit buffers of any capacity.", ProcedureCapacities},
     {"procedures/right-arguments", EScope::kClass,
      "Every procedure runs with right arguments, gives back finite numbers, and leaves outputs sound.", RightArguments},
     {"procedures/wrong-arguments", EScope::kClass,
@@ -371,6 +371,6 @@ constexpr TCase kCases[] = {
 
 }  // namespace
 
-std::span<const TCase> ProcedureCases() { return kCases; }
+std::span<const TCase> ProcedureCases() { return kProcedureCases; }
 
 }  // namespace validation

@@ -130,7 +130,7 @@ void Sizes(CProbe& probe) {
   balance.Check(probe, "new rectangles and blinking");
 }
 
-constexpr TCase kCases[] = {
+constexpr TCase kViewCases[] = {
     {"views/colours", EScope::kClass, "Every colour starts at its default, can be set, and is kept.", Colors},
     {"views/panes", EScope::kClass, "The panes are registered as output, wish and value, and show these.", Panes},
     {"views/sizes", EScope::kClass, "Rectangles of any size and place, and blinking, do no harm.", Sizes},
@@ -138,6 +138,6 @@ constexpr TCase kCases[] = {
 
 }  // namespace
 
-std::span<const TCase> ViewCases() { return kCases; }
+std::span<const TCase> ViewCases() { return kViewCases; }
 
 }  // namespace validation
