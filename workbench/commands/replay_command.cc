@@ -35,7 +35,7 @@ int Replay(const TReplayOptions& options, const TCommonOptions& common) {
   run.quiet = options.quiet;
   if (!options.report.empty()) run.compare = replay->Trace();
   run.compareAny = !options.with.empty();
-  for (const auto& [name, value] : head.set) run.assignments.push_back(name + "=" + value);
+  for (const auto& [name, value] : head.set) run.assignments.emplace_back(name).append("=").append(value);
   return RunApplication(run, common, {replay.get(), options.with.empty()});
 }
 

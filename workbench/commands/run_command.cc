@@ -83,6 +83,8 @@ class CRunCommand {
   bool Read();
   // Nothing that the run writes may replace what it reads or writes itself.
   bool CheckFiles(std::string* error);
+  // Those known before the run; the instruments' come later.
+  bool ListFilesRead(std::string* error);
   bool ReadWindow(std::string* error);
   // What the command line says of the plant.
   bool ReadPlant(std::string* error);
@@ -241,6 +243,20 @@ bool CRunCommand::ReadPlant(std::string* error) {
   return true;
 }
 
+bool CRunCommand::ListFilesRead(std::string* error) {
+  std::vector<std::string>& read = filesRead;
+  if (!FindLanguage(common.language, common.plugin, &read, error)) return false;
+  read.insert(read.end(), {options.file, plugin->Path()});
+  if (!options.compare.empty()) read.insert(read.end(), {options.compare, SummaryBeside(options.compare)});
+  const std::vector<std::string> included = application->IncludedFiles();
+  read.insert(read.end(), included.begin(), included.end());
+  for (const auto& [className, reference] : references) {
+    read.insert(read.end(), reference.Files().begin(), reference.Files().end());
+  }
+  if (options.input != kStandardInput) read.push_back(options.input);
+  return true;
+}
+
 bool CRunCommand::CheckFiles(std::string* error) {
   std::set<TFileIdentity> used;
   const auto use = [&used](const auto& file) {
@@ -252,17 +268,8 @@ bool CRunCommand::CheckFiles(std::string* error) {
     if (taken) *error = name + ": " + what + " would overwrite a file that the run uses; name another one";
     return !taken;
   };
-  std::vector<std::string>& read = filesRead;
-  if (!FindLanguage(common.language, common.plugin, &read, error)) return false;
-  read.insert(read.end(), {options.file, plugin->Path()});
-  if (!options.compare.empty()) read.insert(read.end(), {options.compare, SummaryBeside(options.compare)});
-  const std::vector<std::string> included = application->IncludedFiles();
-  read.insert(read.end(), included.begin(), included.end());
-  for (const auto& [className, reference] : references) {
-    read.insert(read.end(), reference.Files().begin(), reference.Files().end());
-  }
-  if (options.input != kStandardInput) read.push_back(options.input);
-  for (const std::string& name : read) use(name);
+  if (!ListFilesRead(error)) return false;
+  for (const std::string& name : filesRead) use(name);
   if (options.input == kStandardInput) use(STDIN_FILENO);
   use(STDOUT_FILENO);
   use(STDERR_FILENO);

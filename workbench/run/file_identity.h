@@ -15,7 +15,7 @@ struct TFileIdentity {
   std::uint64_t number;  // the system's, of the file or the folder
   std::string name;      // empty: it is there
 
-  auto operator<=>(const TFileIdentity& other) const = default;
+  auto operator<=>(const TFileIdentity& other) const = default;  // NOLINT(modernize-use-nullptr): it has none
 };
 
 // Links are followed, also one that leads to no file yet. None where the name can

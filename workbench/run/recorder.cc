@@ -33,7 +33,7 @@ bool CRecorder::Begin(const std::string& folder, const runtime::CApplication& ap
   texts.insert(texts.begin(), text);
   for (const std::string& path : texts) {
     std::string name = fs::path(path).filename().string();
-    if (path == connections) head.connections = name = "connections." + name;
+    if (path == connections) head.connections = name.insert(0, "connections.");
     if (!Copy(path, kRecordTexts, name, error)) return false;
     if (path == text) head.application = name;
     head.texts.push_back(std::move(name));

@@ -67,9 +67,9 @@ class CReplay::CRecordedInput final : public runtime::CDataLink {
   }
   const std::vector<runtime::TItem>& Written() const override { return items; }
   std::vector<std::string> Columns() const override {
-    std::vector<std::string> names;
-    for (const auto& [name, value] : replay.head.input) names.push_back(name + plant::kInputColumn);
-    return names;
+    std::vector<std::string> headings;
+    for (const auto& [name, value] : replay.head.input) headings.push_back(name + plant::kInputColumn);
+    return headings;
   }
   runtime::TLinkCell Cell(std::size_t column) const override { return {nullptr, last[column]}; }
   bool BeforePeriod(double, std::string*) override {
