@@ -23,6 +23,8 @@
 namespace plant {
 namespace {
 
+constexpr double kLongestPause = 60.0;  // seconds between two looks at the beat
+
 // Standard error may be closed, or nobody may read it: what it doesn't take at once is
 // not said.
 void Say(const std::string& text) {
@@ -98,7 +100,8 @@ std::string WatchLoop(const TLinksProcess& process, const CControl& control, int
     // Before the first beat there is no deadline.
     const double pause = std::isfinite(age) ? limit - age : 0.05;
     pollfd polled{loop, 0, 0};
-    if (poll(&polled, 1, static_cast<int>(std::ceil(pause * 1000.0))) > 0) return "the run's process is gone";
+    if (poll(&polled, 1, static_cast<int>(std::ceil(std::min(pause, kLongestPause) * 1000.0))) > 0)
+      return "the run's process is gone";
   }
 }
 
