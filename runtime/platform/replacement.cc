@@ -23,7 +23,7 @@ constexpr mode_t kWritable = 0222;
 
 // The sticky bit, which means nothing on a file, tells a temporary of ours from
 // another's file with such a name. Where it can't be stored, leftovers stay.
-constexpr mode_t kMark = S_ISVTX;
+constexpr mode_t kOurMark = S_ISVTX;
 
 // What the names of a file's temporaries begin with; a process and a number follow.
 std::string TemporaryPrefix(const std::string& name) { return "." + name.substr(0, kNamePart) + ".tmp-"; }
@@ -40,7 +40,8 @@ bool IsTemporaryName(std::string_view name, std::string_view prefix) {
 }
 
 bool IsOurs(const struct stat& status) {
-  return S_ISREG(status.st_mode) && (status.st_mode & kMark) != 0 && status.st_nlink == 1 && status.st_uid == geteuid();
+  return S_ISREG(status.st_mode) && (status.st_mode & kOurMark) != 0 && status.st_nlink == 1 &&
+         status.st_uid == geteuid();
 }
 
 }  // namespace
@@ -110,7 +111,7 @@ void CReplacement::RemoveLeftovers() {
 // A new temporary, locked; -1 with errno when there can be none. When another
 // process removed it before it was locked, its name counts as one that exists.
 int CReplacement::OpenTemporary() {
-  const int made = disk->Open(place.folder.Number(), temporary, O_WRONLY | O_CREAT | O_EXCL, mode | kMark);
+  const int made = disk->Open(place.folder.Number(), temporary, O_WRONLY | O_CREAT | O_EXCL, mode | kOurMark);
   if (made < 0) return -1;
   struct stat status;
   flock(made, LOCK_EX);  // where files can't be locked, leftovers stay
@@ -132,7 +133,7 @@ bool CReplacement::KeepRights(std::string* why) {
     *why = "its owner can't be kept: " + Reason(errno);
     return false;
   }
-  if (disk->SetMode(descriptor, mode | kMark) == 0 || disk->SetMode(descriptor, mode) == 0) return true;
+  if (disk->SetMode(descriptor, mode | kOurMark) == 0 || disk->SetMode(descriptor, mode) == 0) return true;
   *why = "its mode can't be kept: " + Reason(errno);
   return false;
 }
