@@ -16,7 +16,7 @@ namespace runtime {
 
 namespace {
 
-constexpr std::string_view kEnd = "end_";
+constexpr std::string_view kEndWord = "end_";
 
 std::string Listed(const std::vector<std::string_view>& words) {
   std::string text;
@@ -57,13 +57,13 @@ TTextError Explained(const TApplicationState& application, const TInstrumentStat
   if (lexer.Peek().kind != ELexeme::kIdentifier) return refusal;
   const TLexeme word = lexer.Next();
   const auto [block, valueOf] = PlaceInDefinition(application.source, instrument.begin, refusal.offset);
-  const std::string end = std::string(kEnd) + (block ? block->keyword : "instrument");
+  const std::string end = std::string(kEndWord) + (block ? block->keyword : "instrument");
   if (valueOf.empty() && IsBlockKeyword(word.text) && !lexer.Peek().Is("=")) {
     return {block ? block->offset : instrument.header,
             "this block is not closed: expected " + end + " before " + Describe(word)};
   }
   refusal.message = Translated(refusal.message);
-  if (block && word.text.starts_with(kEnd)) {
+  if (block && word.text.starts_with(kEndWord)) {
     refusal.message += "; expected " + end;
   } else if (instrument.className == kMeterClass || application.options.words) {
     const std::vector<TClassWord> words =
@@ -76,7 +76,7 @@ TTextError Explained(const TApplicationState& application, const TInstrumentStat
 TTextError ExplainedEnd(const TApplicationState& application, const TInstrumentState& instrument, TTextError refusal) {
   const auto [block, valueOf] = PlaceInDefinition(application.source, instrument.begin, instrument.end);
   if (!block) return refusal;
-  return {block->offset, "this block is not closed: expected " + std::string(kEnd) + block->keyword};
+  return {block->offset, "this block is not closed: expected " + std::string(kEndWord) + block->keyword};
 }
 
 }  // namespace runtime
