@@ -14,8 +14,8 @@ namespace plant {
 
 using runtime::CBlockText;
 using TNeed = CConnectionsReader::TNeed;
-template <typename TTarget>
-using TPointEntry = TEntry<TTarget>;
+template <typename TPart>
+using TPointEntry = TEntry<TPart>;
 
 std::string Where(const runtime::CApplication& application, std::uint32_t offset, std::uint32_t from) {
   const runtime::TDiagnostic place = application.At(offset, "");
