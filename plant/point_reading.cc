@@ -13,7 +13,7 @@
 namespace plant {
 
 using runtime::CBlockText;
-using TNeed = CConnectionsReader::TNeed;
+using TNeededInput = CConnectionsReader::TNeed;
 template <typename TPart>
 using TPointEntry = TEntry<TPart>;
 
@@ -154,7 +154,7 @@ constexpr TPointEntry<TInput> kMqttInput[] = {
 
 struct TReadOutput {
   TOutput output;
-  std::vector<TNeed> needs;
+  std::vector<TNeededInput> needs;
 };
 
 void ReadNeeds(CBlockText& text, TReadOutput& read) {
