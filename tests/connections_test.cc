@@ -253,7 +253,9 @@ TEST(Connections, DriveADeviceAndLeaveItSafe) {
       " -a 1 -0 -q -r 10 -t 4 127.0.0.1 -- 4000 >/dev/null"
       "; timeout --preserve-status -s INT 1 $program run oven.lbx --plant --period 0.1 --quiet "
       "--trace restarted.csv; echo restarted $?; sleep 0.1; }");
-  if (outcome.output.find("this build of the program has no links") != std::string::npos) GTEST_SKIP();
+  if (outcome.output.find("this build of the program has no links") != std::string::npos) {
+    return tests::ExpectParts(outcome.output, {"dry 1\n", "driven 1\n", "restarted 1\n"});
+  }
   tests::ExpectParts(outcome.output,
                      {"  temperature  input[0]  ", ", cdab 2", "  door_open    discrete[0]  0000 = 0, in ",
                       "oven_io: would write power = ", "dry 0\n", "driven 0\n", "restarted 130\n",
