@@ -11,13 +11,13 @@
 #include <utility>
 #include <vector>
 
-#include "hash/hash.h"
-#include "plant/plant.h"
 #include "runtime/runtime.h"
 #include "runtime/trace.h"
 #include "workbench/commands/commands.h"
 #include "workbench/commands/one_run.h"
 #include "workbench/commands/run_options.h"
+#include "workbench/commands/run_plant.h"
+#include "workbench/commands/run_record.h"
 #include "workbench/console.h"
 #include "workbench/exit_status.h"
 #include "workbench/faults.h"
@@ -35,14 +35,11 @@
 #include "workbench/run/observation.h"
 #include "workbench/run/pacing.h"
 #include "workbench/run/provenance.h"
-#include "workbench/run/recorder.h"
 #include "workbench/run/regulator_watch.h"
-#include "workbench/run/replay.h"
 #include "workbench/run/service_notice.h"
 #include "workbench/run/summary_file.h"
 #include "workbench/run/trace_file.h"
 #include "workbench/text.h"
-#include "workbench/version.h"
 #include "workbench/whole_file.h"
 
 namespace workbench {
@@ -86,12 +83,9 @@ class CRunCommand {
   // Those known before the run; the instruments' come later.
   bool ListFilesRead(std::string* error);
   bool ReadWindow(std::string* error);
-  // What the command line says of the plant.
-  bool ReadPlant(std::string* error);
   bool Open(std::string* error);
   bool OpenInput(std::string* error);
   bool OpenPlant(std::string* error);
-  bool BeginRecord(std::string* error);
   bool OpenTrace(std::string* error);
   // True when the run came to its end, false when it was interrupted, a link
   // failed, or its trace, record or a picture can't be written any more.
@@ -99,11 +93,8 @@ class CRunCommand {
   // Waits for the next period, or goes to the next row of a record; what passed
   // meanwhile is left out. False where there is no further one.
   bool AwaitPeriod();
-  // Keeps the period done last in the record, or compares it with one.
-  bool KeepRow();
   int Finish(bool complete);
   void PrintSummary(bool complete);
-  std::string LinksText() const;
   void DoubtStep();
   void Mark(const std::string& instrument, const std::string& text);
   bool WriteSummary(std::string* error);
@@ -118,17 +109,12 @@ class CRunCommand {
   const CCrashNotice notice;  // outlives all that calls the plug-in
   std::unique_ptr<runtime::CPlugin> plugin;
   TReferences references;
-  plant::CConnectionsReader connections;
-  plant::TPlantOptions plantOptions;
+  CRunPlant plant;
   CPanePictures pictures;
   CRunConsole console;
   std::unique_ptr<runtime::CApplication> application;
   std::optional<CInputFile> input;
-  std::optional<plant::CPlant> plant;  // where the text has connections
-  std::string plantError;              // at the end of the run
-  std::optional<CRecorder> recorder;
-  std::string recordError;
-  std::string difference;  // from the record that is replayed
+  CRunRecord record;
   CTraceFile trace;
   std::optional<CPacer> pacer;  // in real time
   CServiceNotice service;
@@ -152,8 +138,10 @@ CRunCommand::CRunCommand(const TRunOptions& theOptions, const TCommonOptions& th
       isRealTime(replayed.record == nullptr && (options.realtime || options.plant)),
       output(tracesToOutput ? stderr : stdout),
       notice(options.file + ": crashed while it ran with the plug-in " + PluginPath(common.plugin)),
+      plant(options, replayed),
       pictures(options.panes, options.panesAt),
-      console(!options.quiet) {
+      console(!options.quiet),
+      record(options, replayed) {
   provenance.options = GivenOptions(options, common);
   provenance.seed = options.seed;
   provenance.input = options.input;
@@ -170,13 +158,13 @@ int CRunCommand::Run() {
   }
   if (!Prepare(&error)) return Fail(error);
   if (!Read()) return kApplicationWrong;
-  if (!pictures.CheckTimes(application->Duration(), &error) || !ReadWindow(&error) || !ReadPlant(&error)) {
+  if (!pictures.CheckTimes(application->Duration(), &error) || !ReadWindow(&error) || !plant.ReadOptions(&error)) {
     return Fail(error, kCommandLineWrong);
   }
   if (!CheckFiles(&error) || !Open(&error)) return Fail(error);
   const bool complete = RunPeriods();
   service.Stopping();
-  if (plant && plant->Finish(&plantError)) plantError.clear();
+  plant.Finish();
   learning->Finish();
   if (input) input->Finish();
   application->End();
@@ -200,8 +188,7 @@ bool CRunCommand::Read() {
   reading.initialValues = provenance.set = Assigned(options);
   reading.seed = options.seed;
   reading.keepsLearnt = replayed.record == nullptr;
-  reading.blocks = {&connections};
-  if (!options.connections.empty()) reading.blockFiles = {{connections.Keyword(), options.connections}};
+  plant.AddTo(&reading);
   reading.interruptionAsked = InterruptionAsked;
   reading.print = [this](const std::string& line) {
     console.PrintLine(line, output);
@@ -216,31 +203,10 @@ bool CRunCommand::Read() {
   application = ReadApplication(reading, *plugin, &diagnostics);
   console.EraseProgress();
   if (application) {
-    for (const plant::TPlantDoubt& doubt : plant::Doubts(*application, connections.Connections())) {
-      if (doubt.isWarning) diagnostics.push_back(application->At(doubt.offset, runtime::Translated(doubt.text)));
-    }
+    plant.AddWarnings(*application, &diagnostics);
   }
   if (!application || (!options.quiet && !replayed.isCompared)) PrintDiagnostics(diagnostics);
   return application != nullptr;
-}
-
-bool CRunCommand::ReadPlant(std::string* error) {
-  const plant::TConnections& all = connections.Connections();
-  if (all.empty() && (options.plant || !options.losses.empty())) {
-    *error = options.file + ": has no connections, which " + (options.plant ? "--plant" : "--lose") + " needs";
-    return false;
-  }
-  if (replayed.record != nullptr) plantOptions.connected = replayed.record->Head().connected;
-  if (options.plant && !plant::ReadPlantWords(all, *options.plant, &plantOptions, error)) {
-    *error = "--plant: " + *error;
-    return false;
-  }
-  for (const std::string& loss : options.losses) {
-    if (plant::ReadLoss(all, loss, &plantOptions, error)) continue;
-    *error = "--lose: " + *error;
-    return false;
-  }
-  return true;
 }
 
 bool CRunCommand::ListFilesRead(std::string* error) {
@@ -332,10 +298,9 @@ bool CRunCommand::Open(std::string* error) {
   sink = tell;
   if (!OpenInput(error)) return false;
   CatchInterruption();
-  if (!options.record.empty() && !BeginRecord(error)) return false;
+  if (!record.Begin(*application, input ? &*input : nullptr, plant.Connected(), plugin->Path(), error)) return false;
   if (!OpenPlant(error)) return false;
-  if (recorder && !recorder->OpenTrace(*application, error)) return false;
-  if (replayed.isCompared) replayed.record->CompareWith(*application);
+  if (!record.Open(*application, error)) return false;
   learning.emplace(*application, references, tell);
   if (recorded) provenance.TakeHashes(*application, filesRead);
   if (watched) {
@@ -371,50 +336,15 @@ bool CRunCommand::OpenInput(std::string* error) {
   return true;
 }
 
-// Before anything changes the files that the run reads.
-bool CRunCommand::BeginRecord(std::string* error) {
-  TRecordHead head;
-  head.program = kProgramVersion;
-  head.plugin = plugin->Path();
-  std::string unread;
-  if (const auto hash = hash::Sha256OfFile(head.plugin, &unread)) head.pluginHash = hash::Hex(*hash);
-  head.period = application->Period();
-  head.duration = application->Duration();
-  head.set = provenance.set;
-  head.seed = options.seed;
-  head.connected = plantOptions.connected;
-  head.losses = options.losses;
-  if (input) {
-    const std::vector<runtime::TItem>& items = input->Written();
-    const std::vector<std::string> names = input->Driven();
-    for (std::size_t i = 0; i < items.size(); ++i) {
-      head.input.emplace_back(names[i], application->ElementValue(items[i].element, items[i].item));
-    }
-  }
-  return recorder.emplace().Begin(options.record, *application, options.file, options.connections, std::move(head),
-                                  error);
-}
-
 bool CRunCommand::OpenPlant(std::string* error) {
-  if (connections.Connections().empty()) return true;
-  plantOptions.report = [this](runtime::TRunTimeMessage message) {
-    message.text = runtime::Translated(message.text);
-    sink(message);
+  CRunPlant::TTold told;
+  told.report = sink;
+  told.note = [this](const runtime::TRunTimeMessage& message) {
+    if (!options.quiet) console.Note(message.time, message.instrument, message.text);
+    Mark(message.instrument, message.text);
   };
-  plantOptions.past = replayed.record;
-  plantOptions.isRecorded = recorder.has_value() || replayed.record != nullptr;
-  plantOptions.begun = [this](const std::string& connection, std::uint64_t period,
-                              const plant::TPlantOptions::TFound& found) {
-    std::string failure;
-    if (recorder && !recorder->NoteBegun({connection, period, found}, &failure)) recordError = failure;
-  };
-  plantOptions.note = [this](const runtime::TRunTimeMessage& message) {
-    const std::string said = runtime::Translated(message.text);
-    if (!options.quiet) console.Note(message.time, message.instrument, said);
-    Mark(message.instrument, said);
-  };
-  plantOptions.interruptionAsked = InterruptionAsked;
-  return application->AddLink(plant.emplace(connections.Connections(), plantOptions), error);
+  told.begun = [this](const TRecordHead::TBegun& begun) { record.NoteBegun(begun); };
+  return plant.Open(*application, std::move(told), error);
 }
 
 bool CRunCommand::OpenTrace(std::string* error) {
@@ -441,7 +371,7 @@ bool CRunCommand::RunPeriods() {
     service.Alive();
     if (InterruptionAsked()) return false;
     if (!application->Step()) return application->LinkError().empty();
-    if (!KeepRow()) return false;
+    if (!record.KeepRow(*application)) return false;
     if (observation) observation->Observe();
     learning->Observe();
     if (watch) watch->Observe();
@@ -464,7 +394,7 @@ bool CRunCommand::AwaitPeriod() {
   const std::uint64_t next = application->PeriodsDone() + 1;
   std::uint64_t leftOut = 0;
   if (replayed.record != nullptr) {
-    if (!difference.empty() || !replayed.record->Next(&recordError)) return false;
+    if (!record.Next()) return false;
     leftOut = replayed.record->Period() - next;
   } else {
     if (pacer) pacer->WaitFor(next);
@@ -473,18 +403,9 @@ bool CRunCommand::AwaitPeriod() {
   }
   if (leftOut > 0) {
     application->LeaveOut(leftOut);
-    if (recorder) recorder->NoteLeftOut(next, next + leftOut - 1);
+    record.NoteLeftOut(next, next + leftOut - 1);
   }
   return true;
-}
-
-bool CRunCommand::KeepRow() {
-  if (recorder && recordError.empty() && !recorder->WriteRow(&recordError)) return false;
-  if (replayed.isCompared) {
-    difference = replayed.record->Difference();
-    if (!difference.empty()) difference = "t=" + Seconds(application->Time()) + " s: " + difference;
-  }
-  return recordError.empty();
 }
 
 int CRunCommand::Finish(bool complete) {
@@ -495,10 +416,9 @@ int CRunCommand::Finish(bool complete) {
     if (!succeeded) PrintError(message);
     done = done && succeeded;
   };
-  check(plantError.empty(), plantError);
-  if (recorder && !recorder->End(application->PeriodsDone(), &error) && recordError.empty()) recordError = error;
-  check(recordError.empty(), recordError);
-  if (done && !difference.empty()) PrintError(difference);
+  check(plant.Failure().empty(), plant.Failure());
+  check(record.End(application->PeriodsDone(), &error), error);
+  if (done && !record.Difference().empty()) PrintError(record.Difference());
   check(!trace.IsOpen() || trace.Close(&error), error);
   if (pictureError.empty()) pictures.WriteLast(*application, &pictureError);
   check(pictureError.empty(), pictureError);
@@ -512,7 +432,7 @@ int CRunCommand::Finish(bool complete) {
   if (!options.quiet) PrintSummary(complete);
   if (!done) return kApplicationWrong;
   if (!complete) return kInterrupted;
-  if (replayed.isCompared) return difference.empty() ? kDone : kRunTimeErrors;
+  if (replayed.isCompared) return record.Difference().empty() ? kDone : kRunTimeErrors;
   return console.MessagesReported() ? kRunTimeErrors : kDone;
 }
 
@@ -526,25 +446,9 @@ void CRunCommand::PrintSummary(bool complete) {
     for (const std::string& line : report->Comparison().Differences(*watch, provenance)) text += "  " + line + "\n";
   }
   if (pacer) text += pacer->SummaryText();
-  if (replayed.isCompared && difference.empty())
+  if (replayed.isCompared && record.Difference().empty())
     text += runtime::Translated("the same as the record, to the last bit") + "\n";
-  Print(text + LinksText(), output);
-}
-
-std::string CRunCommand::LinksText() const {
-  const auto links = plant ? plant->Summary() : std::vector<plant::CPlant::TLinkSummary>();
-  if (links.empty()) return "";
-  const auto milliseconds = [](double seconds) { return Quantity(1000.0 * seconds, "ms"); };
-  CTable table;
-  std::vector<std::string> heading = {"link", "polls", "missed", "round trip", "worst", "reconnections", "limited"};
-  for (std::string& label : heading) label = runtime::Translated(std::move(label));
-  table.Add(std::move(heading));
-  for (const auto& [name, counts] : links) {
-    table.Add({name, std::to_string(counts.polls), std::to_string(counts.missed), milliseconds(counts.roundTripMedian),
-               milliseconds(counts.roundTripWorst), std::to_string(counts.reconnections),
-               std::to_string(counts.limited)});
-  }
-  return runtime::Translated("links to the plant") + "\n" + table.Text();
+  Print(text + plant.LinksText(), output);
 }
 
 // Once: the first time that the process was integrated in steps too long for it.
