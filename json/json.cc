@@ -2,6 +2,7 @@
 
 #include <new>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <utility>
 
 namespace json {
@@ -63,6 +64,23 @@ std::optional<CValue> CValue::Parse(std::string_view text) {
   return value;
 }
 
+std::optional<CValue> CValue::ParseUnambiguous(std::string_view text) {
+  using TEvent = TLibraryValue::parse_event_t;
+  std::vector<std::set<std::string>> open;  // the names of each object that isn't closed yet
+  bool isAmbiguous = false;
+  const auto look = [&](int, TEvent event, TLibraryValue& parsed) {
+    if (event == TEvent::object_start) open.emplace_back();
+    if (event == TEvent::object_end) open.pop_back();
+    if (event == TEvent::key && !open.back().insert(parsed.get<std::string>()).second) isAmbiguous = true;
+    return true;
+  };
+  TLibraryValue parsed = TLibraryValue::parse(text, look, false);
+  if (parsed.is_discarded() || isAmbiguous) return std::nullopt;
+  CValue value;
+  In(value.held) = std::move(parsed);
+  return value;
+}
+
 CValue CValue::Member(const std::string& name) const {
   CValue member;
   const TLibraryValue& object = In(held);
@@ -78,6 +96,15 @@ std::vector<std::string> CValue::Names() const {
 }
 
 bool CValue::IsNull() const { return In(held).is_null(); }
+
+bool CValue::IsObject() const { return In(held).is_object(); }
+
+bool CValue::IsArray() const { return In(held).is_array(); }
+
+std::optional<bool> CValue::Truth() const {
+  if (!In(held).is_boolean()) return std::nullopt;
+  return In(held).get<bool>();
+}
 
 std::optional<double> CValue::Number() const {
   if (!In(held).is_number()) return std::nullopt;

@@ -58,10 +58,15 @@ class CValue {
 
   // None where the text is no JSON.
   static std::optional<CValue> Parse(std::string_view text);
+  // The same, and none where an object has two members of one name.
+  static std::optional<CValue> ParseUnambiguous(std::string_view text);
   // Of an object; null where there is no such member, or this is none.
   CValue Member(const std::string& name) const;
   std::vector<std::string> Names() const;  // of an object's members
   bool IsNull() const;
+  bool IsObject() const;
+  bool IsArray() const;
+  std::optional<bool> Truth() const;
   std::optional<double> Number() const;
   std::optional<std::string> String() const;
   std::vector<CValue> Elements() const;  // of an array

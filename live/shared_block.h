@@ -35,6 +35,13 @@ class CSharedBlock {
     for (std::size_t i = 0; i < count; ++i) new (place + i * sizeof(T)) T();
     return std::launder(reinterpret_cast<T*>(place));
   }
+  // The same of numbers that are to be 0, as the block's memory is: what nobody writes
+  // takes none.
+  template <typename T>
+  T* PlaceZeroed(std::size_t count) {
+    static_assert(std::is_arithmetic_v<T>);
+    return std::launder(reinterpret_cast<T*>(Take(count * sizeof(T))));
+  }
 
  private:
   CSharedBlock(std::byte* theBegin, std::size_t theSize) : begin(theBegin), size(theSize) {}

@@ -76,6 +76,9 @@ struct TAsked {
 struct TRefusal {
   int status = 400;  // of HTTP
   std::string why;   // a sentence for a person
+  // The path of a command whose asker has a token, for the journal; else empty.
+  std::string command;
+  bool mayOperate = false;
 };
 
 // What the headers say alone: of a POST before its body is there.

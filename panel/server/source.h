@@ -17,7 +17,7 @@ namespace panel {
 
 // What requests may name.
 struct TNames {
-  struct TOperator {
+  struct TAllowed {
     std::string name;
     TOperator::EKind kind = TOperator::kElement;
     std::string instrument;           // of all but kElement
@@ -26,7 +26,7 @@ struct TNames {
     std::optional<std::pair<double, double>> range;
   };
 
-  std::vector<TOperator> operators;
+  std::vector<TAllowed> operators;
   std::vector<std::string> alarms;  // with those of lost connections
   std::vector<std::string> instruments;
   bool isPlant = false;
