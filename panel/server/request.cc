@@ -264,8 +264,11 @@ void ReadHistory(CQuery& query, TAsked* asked) {
   const std::string items = query.Take("items").value_or("");
   for (const std::string_view item : Split(items, ',')) asked->items.emplace_back(item);
   if (asked->items.size() > kMostItems) Refuse(400, "too many items are asked for at once");
+  for (const std::string& item : asked->items) {
+    if (std::count(asked->items.begin(), asked->items.end(), item) > 1) Refuse(400, "an item is asked for twice");
+  }
   asked->from = query.Take("from", -kEver, kEver, 0.0);
-  asked->to = query.Take("to", -kEver, kEver, kEver);
+  asked->to = query.Take("to", -kEver, kEver, 0.0);
   asked->points = query.Take<std::size_t>("points", 1, kMostPoints, 500);
 }
 
