@@ -15,21 +15,24 @@ export function alarmState(alarm) {
   return stands;
 }
 
+// A narrow screen shows rows as blocks, which would no longer be a table by themselves.
+const cell = (attributes, ...children) => make("td", { role: "cell", ...attributes }, ...children);
+
 export class CAlarms {
   constructor(store, commands, tell) {
     this.store = store;
     this.tell = tell;
     const { model } = store;
     this.rows = model.alarms.map((alarm, index) => this.makeRow(alarm, index, commands));
-    this.body = make("tbody", {}, ...this.rows.map((row) => row.element));
+    this.body = make("tbody", { role: "rowgroup" }, ...this.rows.map((row) => row.element));
     this.all = button(said("Acknowledge all"), () => {
       for (const row of this.rows) if (this.isOpen(row)) commands.connection.post("/acknowledge", { alarm: row.alarm.name }).catch(() => {});
     });
     this.quiet = make("input", { type: "checkbox", onchange: () => this.update() });
     this.nothing = make("p", { class: "dim" }, said("No alarm."));
-    this.table = make("table", {},
+    this.table = make("table", { role: "table" },
       make("caption", { class: "heard" }, said("Alarms")),
-      make("thead", {}, make("tr", {}, ...["priority", "alarm", "state", "since", "times", ""].map((head) => make("th", { scope: "col" }, head ? said(head) : heardDeeds())))),
+      make("thead", { role: "rowgroup" }, make("tr", { role: "row" }, ...["priority", "alarm", "state", "since", "times", ""].map((head) => make("th", { scope: "col", role: "columnheader" }, head ? said(head) : heardDeeds())))),
       this.body);
     this.element = make("section", { class: "alarms", "aria-label": said("Alarms") },
       make("h2", { tabindex: "-1" }, said("Alarms")),
@@ -44,9 +47,9 @@ export class CAlarms {
   }
 
   makeRow(alarm, index, commands) {
-    const state = make("td", { class: "alarm-state" });
-    const since = make("td");
-    const count = make("td");
+    const state = cell({ class: "alarm-state" });
+    const since = cell({ class: "since", "data-head": said("since") });
+    const count = cell({ class: "times" });
     const post = (path, body) => () => commands.alarm(path, { alarm: alarm.name, ...body });
     const named = (text, deed) => button(text, deed, { "aria-label": text + ": " + alarm.name });
     const deeds = {
@@ -56,11 +59,11 @@ export class CAlarms {
       out: named(said("Out of service"), post("/service", { out: true })),
       back: named(said("Into service"), post("/service", { out: false })),
     };
-    const element = make("tr", { class: alarm.priority },
-      make("td", {}, make("span", { class: "alarm " + alarm.priority, "aria-hidden": "true" }, mark[alarm.priority]), " " + said(alarm.priority)),
-      make("th", { scope: "row" }, alarm.name, make("span", { class: "text" }, alarm.text || "")),
+    const element = make("tr", { class: alarm.priority, role: "row" },
+      cell({}, make("span", { class: "alarm " + alarm.priority, "aria-hidden": "true" }, mark[alarm.priority]), " " + said(alarm.priority)),
+      make("th", { scope: "row", role: "rowheader" }, alarm.name, make("span", { class: "text" }, alarm.text || "")),
       state, since, count,
-      make("td", { class: "deeds" }, ...(this.store.model.mayOperate ? Object.values(deeds) : [])));
+      cell({}, make("div", { class: "deeds" }, ...(this.store.model.mayOperate ? Object.values(deeds) : []))));
     return { alarm, index, element, state, since, count, deeds };
   }
 

@@ -35,6 +35,8 @@ export function setClass(element, name, on) {
   if (element.classList.contains(name) !== on) element.classList.toggle(name, on);
 }
 
+export const remPixels = () => parseFloat(getComputedStyle(document.documentElement).fontSize);
+
 // A list of terms with what each is; rows of [term, text or element].
 export const terms = (rows) =>
   make("dl", {}, ...rows.map(([term, what]) => make("div", {}, make("dt", {}, term), make("dd", {}, what))));

@@ -12,7 +12,7 @@ export class CEntries {
     const rows = model.operators.map((operator) => {
       const now = make("td", { class: "now" });
       if (operator.kind === "element") this.cells.push({ operator, now });
-      return make("tr", {}, make("th", { scope: "row" }, operator.name), now, make("td", { class: "deeds" }, ...(model.mayOperate ? commands.buttonsOf(operator) : [])));
+      return make("tr", {}, make("th", { scope: "row" }, operator.name), now, make("td", {}, make("div", { class: "deeds" }, ...(model.mayOperate ? commands.buttonsOf(operator) : []))));
     });
     this.element = make("section", { class: "entries", "aria-label": said("Commands") },
       make("h2", { tabindex: "-1" }, said("Commands")),

@@ -1,7 +1,7 @@
 // All of one instrument.
 
 import { CBar } from "./bar.js";
-import { button, make, setHidden, setText, terms } from "./dom.js";
+import { button, make, remPixels, setHidden, setText, terms } from "./dom.js";
 import { decimalsFor, none, number, onOff, span, whole, withUnit } from "./format.js";
 import { loopRoute } from "./router.js";
 import { at, isBeyond, mark, modeLetters, modes, ofAlarm } from "./store.js";
@@ -11,6 +11,7 @@ import { outputText, troubles, unitOf } from "./tile.js";
 import { CTrend } from "./trend.js";
 
 const pictureEvery = 500;  // ms
+const drawnFor = 15;  // pixels of a line, at which panes have their own size
 const qualities = ["good", "out of range", "not a number", "stale", "lost"];
 const outputs = ["as computed", "limited", "held", "safe", "safe until it is unlatched", "stopped to safe", "dry: not written"];
 
@@ -187,7 +188,7 @@ export class CFaceplate {
     this.pictureAt = Infinity;  // one at a time
     this.pictureFrame = this.store.frame.frame;
     const { pane, name } = this.instrument;
-    const width = Math.round(Math.min(pane.width, this.element.clientWidth - 32));
+    const width = Math.round(Math.min((pane.width * remPixels()) / drawnFor, this.element.clientWidth - 2 * remPixels()));
     const height = Math.round((width * pane.height) / pane.width);
     try {
       const text = await this.connection.text("/pane/" + encodeURIComponent(name) + ".svg?width=" + width + "&height=" + height, this.stop.signal);

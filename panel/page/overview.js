@@ -1,6 +1,6 @@
 // All instruments on one screen.
 
-import { make, setClass, setHidden } from "./dom.js";
+import { make, remPixels, setClass, setHidden } from "./dom.js";
 import { at, rank } from "./store.js";
 import { said } from "./strings.js";
 import { CTile } from "./tile.js";
@@ -100,7 +100,7 @@ export class COverview {
   }
 
   fit() {
-    const rem = parseFloat(getComputedStyle(document.documentElement).fontSize);
+    const rem = remPixels();
     const width = this.list.clientWidth / rem;
     const height = (innerHeight - this.list.getBoundingClientRect().top - scrollY) / rem;
     const fitting = sizes.find((size) =>

@@ -1,7 +1,7 @@
 // The trend of an instrument: wish, value and output over time. It follows the run
 // until a person goes back or zooms, and then shows that part.
 
-import { button, make, setText } from "./dom.js";
+import { button, make, remPixels, setText } from "./dom.js";
 import { decimalsFor, number, runTime, wallTime, withUnit } from "./format.js";
 import { CSamples, lowerBound } from "./samples.js";
 import { at } from "./store.js";
@@ -134,23 +134,24 @@ export class CTrend {
 
   make() {
     const { instrument } = this;
+    const rem = remPixels();
     const curves = this.names.map((name) => ({ name: withUnit(said(name), unitOf(instrument, name)), color: colors[name], dash: name === "wish" ? [6, 3] : null }));
     const labels = ["time"].concat(curves.map((curve) => curve.name));
     const now = this.store.frame && this.store.frame.instruments[this.index];
     const outputRange = instrument.kind === "twoState" ? [-0.1, 1.1] : instrument.kind === "step" ? [-1.2, 1.2]
       : now && now[at.outputTo] > now[at.outputFrom] ? [now[at.outputFrom], now[at.outputTo]] : null;
     const series = {
-      [labels[1]]: { color: colors.wish, stepPlot: true, strokeWidth: 1.5, plotter: (event) => loopboxPlots.dashedSteps(event, [6, 3]) },
-      [labels[2]]: { color: colors.value, strokeWidth: 2 },
-      [labels[3]]: { color: colors.output, stepPlot: true, strokeWidth: 1.2, axis: "y2" },
+      [labels[1]]: { color: colors.wish, stepPlot: true, strokeWidth: 0.1 * rem, plotter: (event) => loopboxPlots.dashedSteps(event, [6, 3]) },
+      [labels[2]]: { color: colors.value, strokeWidth: 0.13 * rem },
+      [labels[3]]: { color: colors.output, stepPlot: true, strokeWidth: 0.08 * rem, axis: "y2" },
     };
     const axis = loopboxPlots.timeAxis(Math.max(this.store.model.duration || 0, this.end()), said);
     return new Dygraph(this.canvas, this.rows(), {
       labels, series, customBars: true, connectSeparatedPoints: true, dateWindow: this.window, ...axis,
       plugins: [loopboxPlots.legend(this.legend, curves, Math.max(this.store.model.duration || 0, this.end()), "")],
-      axes: { ...axis.axes, y: { axisLabelWidth: 46, independentTicks: true }, y2: { axisLabelWidth: 46, drawGrid: false, independentTicks: true, ...(outputRange ? { valueRange: outputRange } : {}) } },
+      axes: { ...axis.axes, y: { axisLabelWidth: 3.2 * rem, independentTicks: true }, y2: { axisLabelWidth: 3.2 * rem, drawGrid: false, independentTicks: true, ...(outputRange ? { valueRange: outputRange } : {}) } },
       gridLineColor: "rgba(128,128,128,0.35)", axisLineColor: "rgba(128,128,128,0.8)", animatedZooms: false,
-      yRangePad: 8, axisLabelFontSize: 12, highlightCircleSize: 4,
+      yRangePad: 8, axisLabelFontSize: 0.8 * rem, highlightCircleSize: 4,
       interactionModel: { ...Dygraph.defaultInteractionModel, dblclick: () => this.follow() },
       zoomCallback: (from, to) => this.show(from, to),
       drawCallback: (plot, isInitial) => {
