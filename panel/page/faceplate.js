@@ -51,7 +51,7 @@ export class CFaceplate {
   makeRow(what) {
     const { instrument } = this;
     const unit = unitOf(instrument, what);
-    const bar = new CBar(instrument.limits && instrument.limits[what], what);
+    const bar = new CBar(instrument.limits && instrument.limits[what], what).takeOwnCanvas();
     const digits = make("span", { class: "digits" });
     const range = make("span", { class: "range dim" });
     const [low, high] = (instrument.limits && instrument.limits[what]) || [null, null];

@@ -1,5 +1,6 @@
 // All instruments on one screen.
 
+import { CBarLayer } from "./bar.js";
 import { make, remPixels, setClass, setHidden } from "./dom.js";
 import { at, rank } from "./store.js";
 import { said } from "./strings.js";
@@ -33,9 +34,11 @@ export class COverview {
     const orderLabel = select("order", orders, (value) => { this.order = value; this.arrange(); });
     const showLabel = select("show", shows, (value) => { this.show = value; this.arrange(); });
     const search = make("input", { type: "search", oninput: () => { this.words = search.value.toLowerCase(); this.arrange(); } });
+    this.layer = new CBarLayer(this.list, this.tiles.flatMap((tile) => tile.rows.map((row) => row.bar)));
     this.nothing = make("p", { class: "dim" }, said("Nothing to show."));
     this.element = make("section", { class: "overview", "aria-label": said("Overview") },
-      make("div", { class: "tools" }, showLabel, orderLabel, make("label", {}, said("name") + " ", search)), this.list, this.nothing);
+      make("div", { class: "tools" }, showLabel, orderLabel, make("label", {}, said("name") + " ", search)),
+      make("div", { class: "under" }, this.list, this.layer.canvas), this.nothing);
     this.arranged = 0;
     this.places = new Map(this.tiles.map((tile) => [tile.element, tile]));
     this.watcher = new IntersectionObserver((entries) => {
@@ -50,8 +53,7 @@ export class COverview {
     this.list.addEventListener("keydown", (event) => this.move(event));
     this.list.addEventListener("focusin", (event) => this.makeCurrent(event.target.closest("a")));
     if (this.tiles.length > 0) this.makeCurrent(this.tiles[0].link);
-    new ResizeObserver(() => this.fit()).observe(this.element);
-    addEventListener("resize", () => this.fit());
+    new ResizeObserver(() => this.fit()).observe(this.list);
     this.arrange();
   }
 
@@ -79,22 +81,23 @@ export class COverview {
     if (this.order === "grave") ordered.sort((one, other) => ranks[other.index] - ranks[one.index] || one.index - other.index);
     if (this.order === "name") ordered.sort((one, other) => one.instrument.name.localeCompare(other.instrument.name));
     // Moving an element would take the focus from it.
+    let isMoved = false;
     if (ordered.some((tile, index) => this.list.children[index] !== tile.element)) {
       const focused = document.activeElement;
       this.list.append(...ordered.map((tile) => tile.element));
+      isMoved = true;
       if (this.list.contains(focused)) focused.focus({ preventScroll: true });
     }
     let count = 0;
     for (const tile of this.tiles) {
       const shown = this.isShown(tile);
+      if (tile.element.hidden === shown) isMoved = true;
       setHidden(tile.element, !shown);
       if (shown) ++count;
     }
     setHidden(this.nothing, count > 0);
-    if (count !== this.count) {
-      this.count = count;
-      this.fit();
-    }
+    this.count = count;
+    if (isMoved) this.fit();
     const current = this.list.querySelector("a[tabindex='0']");
     if (!current || current.parentElement.hidden) this.makeCurrent((this.list.querySelector("li:not([hidden])") || this.list).querySelector("a"));
   }
@@ -106,6 +109,7 @@ export class COverview {
     const fitting = sizes.find((size) =>
       Math.max(1, Math.floor(width / size.width)) * Math.floor(height / size.height) >= this.count) || sizes[sizes.length - 1];
     for (const size of sizes) setClass(this.list, size.name, size === fitting);
+    this.layer.measure();
   }
 
   // One tile is in the order of the tabulator; arrows go from tile to tile.

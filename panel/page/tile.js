@@ -7,6 +7,8 @@ import { loopRoute } from "./router.js";
 import { at, flag, isBeyond, mark, modeLetters, modes, priorities, rank } from "./store.js";
 import { said } from "./strings.js";
 
+const toldEvery = 350;  // ms
+
 // The output of an instrument in words or digits, without its unit.
 export function outputText(instrument, value, decimals) {
   if (value === null || value === undefined) return none;
@@ -67,14 +69,18 @@ export class CTile {
     this.element = make("li", {}, this.link);
     this.shownMode = this.shownFlags = this.shownAlarm = this.shownRank = -1;
     this.shownWhy = null;
+    this.told = -Infinity;
     this.shownMoving = -1;
   }
 
+  // Digits that change faster can't be read, so they change less often than bars.
   update() {
     const now = this.store.frame.instruments[this.index];
-    this.updateRow(this.rows[0], now[at.value], now[at.valueFrom], now[at.valueTo]);
-    this.updateRow(this.rows[1], now[at.wish], now[at.wishFrom], now[at.wishTo]);
-    this.updateRow(this.rows[2], now[at.output], now[at.outputFrom], now[at.outputTo]);
+    const isTold = this.store.arrived - this.told >= toldEvery;
+    if (isTold) this.told = this.store.arrived;
+    this.updateRow(this.rows[0], now[at.value], now[at.valueFrom], now[at.valueTo], isTold);
+    this.updateRow(this.rows[1], now[at.wish], now[at.wishFrom], now[at.wishTo], isTold);
+    this.updateRow(this.rows[2], now[at.output], now[at.outputFrom], now[at.outputTo], isTold);
     const mode = now[at.mode];
     if (mode !== this.shownMode || now[at.why] !== this.shownWhy) {
       this.shownMode = mode;
@@ -116,16 +122,16 @@ export class CTile {
     }
   }
 
-  updateRow(row, value, from, to) {
+  updateRow(row, value, from, to, isTold) {
     if (from !== row.from || to !== row.to) {
       row.from = from;
       row.to = to;
       row.decimals = decimalsFor(to - from);
       row.shown = undefined;
     }
-    if (value === row.shown) return;
-    row.shown = value;
     row.bar.show(value, from, to);
+    if (!isTold || value === row.shown) return;
+    row.shown = value;
     setText(row.digits, row.what === "output" ? outputText(this.instrument, value, row.decimals) : number(value, row.decimals));
   }
 }

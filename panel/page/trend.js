@@ -151,7 +151,7 @@ export class CTrend {
       plugins: [loopboxPlots.legend(this.legend, curves, Math.max(this.store.model.duration || 0, this.end()), "")],
       axes: { ...axis.axes, y: { axisLabelWidth: 3.2 * rem, independentTicks: true }, y2: { axisLabelWidth: 3.2 * rem, drawGrid: false, independentTicks: true, ...(outputRange ? { valueRange: outputRange } : {}) } },
       gridLineColor: "rgba(128,128,128,0.35)", axisLineColor: "rgba(128,128,128,0.8)", animatedZooms: false,
-      yRangePad: 8, axisLabelFontSize: 0.8 * rem, highlightCircleSize: 4,
+      yRangePad: 8, digitsAfterDecimal: 6, axisLabelFontSize: 0.8 * rem, highlightCircleSize: 4,
       interactionModel: { ...Dygraph.defaultInteractionModel, dblclick: () => this.follow() },
       zoomCallback: (from, to) => this.show(from, to),
       drawCallback: (plot, isInitial) => {
