@@ -2,7 +2,7 @@
 
 import { CBar } from "./bar.js";
 import { button, make, remPixels, setHidden, setText, terms } from "./dom.js";
-import { decimalsFor, none, number, onOff, span, whole, withUnit } from "./format.js";
+import { decimalsFor, none, number, onOff, runTime, span, whole, withUnit } from "./format.js";
 import { loopRoute } from "./router.js";
 import { at, isBeyond, mark, modeLetters, modes, ofAlarm } from "./store.js";
 import { alarmState } from "./alarms.js";
@@ -57,9 +57,10 @@ export class CFaceplate {
     const [low, high] = (instrument.limits && instrument.limits[what]) || [null, null];
     const limits = low === null && high === null ? "" :
       "; " + said("limits") + " " + (low === null ? none : whole(low)) + " … " + (high === null ? none : whole(high));
+    const hidden = instrument.kind === "meter" && what !== "value";
     return {
       what, bar, digits, range, limits, from: NaN, to: NaN, decimals: 2,
-      element: make("div", { class: "row " + what }, make("span", { class: "label" }, said(what)), digits,
+      element: make("div", { class: "row " + what, hidden }, make("span", { class: "label" }, said(what)), digits,
         make("span", { class: "unit" }, unit || ""), bar.element, range),
     };
   }
@@ -178,9 +179,9 @@ export class CFaceplate {
       const by = heldBy === null || heldBy === undefined ? "" : " (" + elements[this.store.model.inputs[heldBy].element].name + ")";
       setText(cell, said(outputs[code]) + by + (written === null ? "" : ", " + said("written") + " " + (boolean ? onOff(written) : withUnit(whole(Number(written.toPrecision(6))), unit))));
     }
-    const show = (list, numbers) => list.forEach(({ cell }, k) => setText(cell, numbers && numbers[k] !== undefined ? whole(numbers[k] === null ? null : Number(numbers[k].toPrecision(6))) : none));
-    show(this.settings, frame.settings && frame.settings[this.index]);
-    show(this.learnt, frame.learnt && frame.learnt[this.index]);
+    const show = (list, numbers) => list.forEach(({ setting, cell }, k) => setText(cell, factText(setting, numbers[k])));
+    show(this.settings, frame.settings[this.index] || []);
+    show(this.learnt, frame.learnt[this.index] || []);
   }
 
   async updatePicture() {
@@ -201,6 +202,13 @@ export class CFaceplate {
     }
     this.pictureAt = performance.now();
   }
+}
+
+function factText({ truth, words, name }, value) {
+  if (value === null || value === undefined) return none;
+  if (truth) return onOff(value);
+  if (words && words[value - 1]) return said(words[value - 1]);
+  return name === "changed" ? runTime(value) : whole(Number(value.toPrecision(6)));
 }
 
 const withUnitOf = ({ name, unit }) => name + (unit ? ", " + unit : "");

@@ -7,7 +7,7 @@ import { said } from "./strings.js";
 const portion = 100;
 const settle = 500;  // ms, between two looks for new lines
 
-const value = (what) => (typeof what === "number" ? whole(what) : what === null || what === undefined ? "" : typeof what === "object" ? JSON.stringify(what) : String(what));
+const told = (what) => (Array.isArray(what) ? what.map(told).join(", ") : typeof what === "number" ? whole(what) : what || "");
 
 export class CJournal {
   constructor(store, connection) {
@@ -71,11 +71,9 @@ export class CJournal {
   row(line, place) {
     const refused = line.outcome === "refused";
     const when = String(line.time || "").replace("T", " ").replace(/\.\d+Z$/, "Z");
-    const run = line.runTime === undefined ? line.run : line.runTime;
     return make("tr", refused ? { class: "is-refused" } : {},
-      make("th", { scope: "row" }, String(place)), make("td", {}, when), make("td", {}, typeof run === "number" ? runTime(run) : value(run)),
-      make("td", {}, value(line.who)), make("td", {}, value(line.what)), make("td", {}, value(line.thing)),
-      make("td", {}, value(line.old)), make("td", {}, value(line.new)),
+      make("th", { scope: "row" }, String(place)), make("td", {}, when), make("td", {}, runTime(line.run_time)),
+      ...[line.who, line.what, line.thing, line.old, line.new].map((what) => make("td", {}, told(what))),
       make("td", {}, (refused ? "✘ " : line.outcome === "done" ? "✔ " : "") + (line.outcome ? said(line.outcome) : "") + (line.why ? ": " + line.why : "")));
   }
 }

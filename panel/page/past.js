@@ -69,7 +69,7 @@ export class CPast {
     });
     this.store.take({
       time, period: Math.round(time / model.period), phase: "ended", journal: 0, frame: 0, elements: model.elements.map(() => null), inputs: model.inputs.map(() => [0, null]),
-      outputs: model.outputs.map(() => [0, null, null]), instruments: rows, settings: [], learnt: [], alarms: model.alarms.map(() => [0, 1, 0, 0, 0, 0, 0, 0]),
+      outputs: model.outputs.map(() => [0, null, null]), instruments: rows, settings: model.instruments.map(() => []), learnt: model.instruments.map(() => []), alarms: model.alarms.map(() => [0, 1, 0, 0, 0, 0, 0, 0]),
     });
   }
 }

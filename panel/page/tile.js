@@ -58,6 +58,7 @@ export class CTile {
       const unit = unitOf(instrument, what);
       const element = make("span", { class: "row " + what },
         make("span", { class: "label" }, said(what)), bar.element, digits, make("span", { class: "unit" }, unit));
+      element.hidden = instrument.kind === "meter" && what !== "value";
       return { what, bar, digits, element, shown: undefined, from: NaN, to: NaN, decimals: 0 };
     });
     this.link = make("a", { class: "tile", href: loopRoute(instrument.name), tabindex: "-1" },
