@@ -30,7 +30,7 @@ export class CFaceplate {
     this.rows = ["value", "wish", "output"].map((what) => this.makeRow(what));
     this.element = make("section", { class: "faceplate", "aria-label": said("Faceplate of {name}", { name: instrument.name }) },
       make("div", { class: "heading" }, this.heading, button("✕", onclose, { "aria-label": said("close"), class: "close" })),
-      make("p", { class: "state" }, this.mode, this.why), this.troubles,
+      make("p", { class: "state", hidden: !model.isLive }, this.mode, this.why), this.troubles,
       make("div", { class: "numbers" }, ...this.rows.map((row) => row.element)),
       this.makeCommands(commands), this.makeAlarms(), this.trend.element, this.makePicture(), ...this.makeDetails());
     this.shownWhy = null;
@@ -116,10 +116,10 @@ export class CFaceplate {
     this.learnt = (instrument.learnt || []).map((setting) => ({ setting, cell: make("span") }));
     const part = (title, content) => make("section", {}, make("h3", {}, title), content);
     const parts = [];
-    if (places.length > 0) parts.push(part(said("Inputs and outputs"), terms(places)));
+    if (places.length > 0 && model.isLive) parts.push(part(said("Inputs and outputs"), terms(places)));
     if (chain.length > 0) parts.push(part(said("Chain"), terms(chain)));
     if (instrument.words && instrument.words.length > 0) {
-      parts.push(part(said("Law and parameters"), make("ul", { class: "words" }, ...instrument.words.map((words) => make("li", {}, words)))));
+      parts.push(part(said("Law and parameters"), make("ul", { class: "words", "aria-label": said("Law and parameters") }, ...instrument.words.map((words) => make("li", {}, words)))));
     }
     if (this.settings.length > 0) parts.push(part(said("Settings"), terms(this.settings.map(({ setting, cell }) => [withUnitOf(setting), cell]))));
     if (this.learnt.length > 0) {

@@ -52,8 +52,9 @@ export class CPast {
     const series = this.series[item];
     if (!series || series.t.length === 0) return [0, 1];
     const finite = (values) => values.filter((value) => value !== null);
-    const low = Math.min(...finite(series.min), ...(limits && limits[0] !== null ? [limits[0]] : []));
-    const high = Math.max(...finite(series.max), ...(limits && limits[1] !== null ? [limits[1]] : []));
+    const round = (value) => Number(value.toPrecision(4));
+    const low = round(Math.min(...finite(series.min), ...(limits && limits[0] !== null ? [limits[0]] : [])));
+    const high = round(Math.max(...finite(series.max), ...(limits && limits[1] !== null ? [limits[1]] : [])));
     return low < high ? [low, high] : [low - 1, high + 1];
   }
 

@@ -12,6 +12,7 @@ const points = 1500;
 const settle = 150;  // ms without a further move before the history is asked
 const shownAtFirst = 300;  // periods
 const leastSpan = 4;  // periods
+const leastHeight = 0.01;  // of the pane's range
 const colors = { wish: "#c77700", value: "#3b82c4", output: "#8a63d2" };
 
 export class CTrend {
@@ -120,11 +121,30 @@ export class CTrend {
   draw() {
     if (!this.canvas.isConnected) return;
     this.isOwnMove = true;
-    if (this.plot) this.plot.updateOptions({ file: this.rows(), dateWindow: this.window });
+    if (this.plot) this.plot.updateOptions({ file: this.rows(), dateWindow: this.window, axes: { y: { valueRange: this.valueRange() } } });
     else this.plot = this.make();
     this.isOwnMove = false;
     if (this.cursor !== null) this.mark();
     this.followButton.disabled = this.follows;
+  }
+
+  // A steady value shows no noise of its last digits: null lets the plot choose.
+  valueRange() {
+    const now = this.store.frame && this.store.frame.instruments[this.index];
+    if (!now || !(now[at.valueTo] > now[at.valueFrom])) return null;
+    const least = leastHeight * (now[at.valueTo] - now[at.valueFrom]);
+    const { rows } = this.samples;
+    let low = Infinity;
+    let high = -Infinity;
+    for (let k = lowerBound(rows, this.window[0]); k < rows.length && rows[k][0] <= this.window[1]; ++k) {
+      for (let i = 1; i <= 2; ++i) {
+        const sample = rows[k][i];
+        if (sample === null || Number.isNaN(sample[1])) continue;
+        if (sample[0] < low) low = sample[0];
+        if (sample[2] > high) high = sample[2];
+      }
+    }
+    return high - low < least && high >= low ? [(low + high - least) / 2, (low + high + least) / 2] : null;
   }
 
   // Dygraphs wants a row.
@@ -151,7 +171,7 @@ export class CTrend {
       plugins: [loopboxPlots.legend(this.legend, curves, Math.max(this.store.model.duration || 0, this.end()), "")],
       axes: { ...axis.axes, y: { axisLabelWidth: 3.2 * rem, independentTicks: true }, y2: { axisLabelWidth: 3.2 * rem, drawGrid: false, independentTicks: true, ...(outputRange ? { valueRange: outputRange } : {}) } },
       gridLineColor: "rgba(128,128,128,0.35)", axisLineColor: "rgba(128,128,128,0.8)", animatedZooms: false,
-      yRangePad: 8, digitsAfterDecimal: 6, axisLabelFontSize: 0.8 * rem, highlightCircleSize: 4,
+      yRangePad: 8, digitsAfterDecimal: 4, axisLabelFontSize: 0.8 * rem, highlightCircleSize: 4,
       interactionModel: { ...Dygraph.defaultInteractionModel, dblclick: () => this.follow() },
       zoomCallback: (from, to) => this.show(from, to),
       drawCallback: (plot, isInitial) => {

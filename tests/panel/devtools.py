@@ -27,7 +27,7 @@ class Browser:
             ["chromium-headless-shell", "--no-sandbox", "--disable-gpu", "--remote-debugging-pipe",
              "--user-data-dir=" + self.profile, "--host-resolver-rules=MAP * ~NOTFOUND, EXCLUDE 127.0.0.1",
              "--hide-scrollbars", "--enable-precise-memory-info", *options, "about:blank"],
-            close_fds=False, preexec_fn=place_pipes, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+            close_fds=False, preexec_fn=place_pipes, start_new_session=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         os.close(to_browser)
         os.close(from_browser)
         self.lock = threading.Condition()
@@ -127,7 +127,7 @@ class Page:
                 if time.monotonic() > end:
                     raise
                 value = None
-            if value:
+            if value or value == {}:  # an element comes as that
                 return value
             if time.monotonic() > end:
                 raise AssertionError("never true: " + script + "\nthe page says:\n" + self.run("document.body.innerText"))
