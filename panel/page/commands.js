@@ -6,6 +6,7 @@ import { onOff, whole, withUnit } from "./format.js";
 import { said } from "./strings.js";
 
 const keptAnswers = 64;
+const patience = 30000;  // ms, beyond the period's own length
 
 // Answers come by the stream, for commands of anybody; a command's own may come before
 // the panel has told its number.
@@ -120,7 +121,8 @@ export class CCommands {
     try {
       const { number } = await this.connection.post(path, body);
       if (turn === this.turn) setText(status, said("Taken. It acts at the start of the next period …"));
-      const answer = await this.answers.of(number);
+      const answer = await Promise.race([this.answers.of(number), new Promise((done) => setTimeout(done, patience + 1000 * this.store.model.period, null))]);
+      if (answer === null) return { isDone: false, text: said("No answer came. The journal tells what became of it.") };
       return answer.done
         ? { isDone: true, text: "✔ " + said("Done in period {period}.", { period: answer.period }) }
         : { isDone: false, text: "✘ " + said("Refused: {why}", { why: answer.why }) };

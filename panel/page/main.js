@@ -74,6 +74,13 @@ class CPage {
     if (this.store.frame) this.update();
   }
 
+  // Connected, or no more.
+  connected() {
+    this.head.updateAge();
+    // What the stream brought meanwhile stands in the history alone.
+    if (this.connection.state === "live" && this.faceplate) this.faceplate.trend.load();
+  }
+
   closeFaceplate() {
     location.hash = "#/";
   }
@@ -109,7 +116,7 @@ async function begin() {
       return connection.listen((name, data) => {
         if (name === "frame") page.store.take(data);
         else if (name === "answer") page.answers.take(data);
-      }, () => page.head.updateAge());
+      }, () => page.connected());
     } catch (error) {
       if (error.status === 401) return tell(said("The panel does not know this link any more: open the one that it printed last."));
       tell(said("The panel did not answer: {why}. Trying again.", { why: error.message }));

@@ -32,6 +32,7 @@ const czech = {
   "Moment": "Okamžik",
   "Next": "Dále",
   "No alarm.": "Žádný alarm.",
+  "No answer came. The journal tells what became of it.": "Odpověď nepřišla. Co se stalo, říká deník.",
   "No connection": "Bez spojení",
   "Nothing to show.": "Není co ukázat.",
   "Nothing yet.": "Zatím nic.",
