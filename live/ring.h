@@ -32,12 +32,21 @@ class CRing {
 
   // False when it is empty.
   bool Take(T* record) {
-    const std::uint64_t begin = shared->taken.load(std::memory_order_relaxed);
-    if (begin == shared->put.load(std::memory_order_acquire)) return false;
-    *record = shared->records[begin % kCapacity];
-    shared->taken.store(begin + 1, std::memory_order_release);
+    const T* const next = Peek();
+    if (next == nullptr) return false;
+    *record = *next;
+    Drop();
     return true;
   }
+  // The next one, which stays; null when it is empty. It is dropped by who has taken it
+  // in, so that nothing is lost when that process dies before.
+  const T* Peek() const {
+    const std::uint64_t begin = shared->taken.load(std::memory_order_relaxed);
+    if (begin == shared->put.load(std::memory_order_acquire)) return nullptr;
+    return &shared->records[begin % kCapacity];
+  }
+  void Drop() { shared->taken.store(Taken() + 1, std::memory_order_release); }
+  std::uint64_t Taken() const { return shared->taken.load(std::memory_order_relaxed); }  // so far
 
  private:
   static_assert(std::is_trivially_copyable_v<T>);

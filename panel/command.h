@@ -3,8 +3,10 @@
 #ifndef LOOPBOX_PANEL_COMMAND_H
 #define LOOPBOX_PANEL_COMMAND_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 #include "live/ring.h"
 
@@ -28,6 +30,19 @@ inline constexpr std::size_t kMostValues = 8;
 inline constexpr std::size_t kWhoLength = 80;   // bytes, with the closing zero
 inline constexpr std::size_t kWhyLength = 256;  // bytes, with the closing zero
 
+// Into a field of such a record; what is too long is cut between characters of UTF-8.
+template <std::size_t kLength>
+void SetText(char (&field)[kLength], std::string_view text) {
+  std::size_t size = std::min(text.size(), kLength - 1);
+  while (size < text.size() && size > 0 && (static_cast<unsigned char>(text[size]) & 0xC0) == 0x80) --size;
+  std::copy_n(text.begin(), size, field);
+  field[size] = 0;
+}
+
+// "set", "parameters", "take_back", "call", "acknowledge", "shelve", "unshelve",
+// "service", "stop", "release", "unlatch".
+const char* NameOf(EDeed deed);
+
 // What a person asks for.
 struct TCommand {
   std::uint64_t number = 0;  // of the asker's, rising from 1
@@ -41,9 +56,9 @@ struct TCommand {
 // What became of it.
 struct TAnswer {
   std::uint64_t number = 0;
-  bool isDone = false;       // else it was refused
-  std::uint64_t period = 0;  // in which
-  double old = 0.0;          // of a kSet: what stood there; NaN where there is none
+  bool isDone = false;        // else it was refused
+  std::uint64_t period = 0;   // in which
+  double old = 0.0;           // of a kSet: what stood there; NaN where there is none
   char why[kWhyLength] = {};  // of a refused one, whole
 };
 

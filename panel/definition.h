@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <utility>
@@ -31,6 +32,22 @@ struct TOperator {
   std::optional<double> rate;  // change in a second
   std::uint32_t offset = 0;    // its place in the text
 };
+
+// One of the numbers that are an instrument's parameters, by its class's reference.
+struct TParameter {
+  std::string name;            // "tI"
+  std::string reads;           // a procedure "Name__letters", which answers it
+  std::string sets;            // one with the same arguments
+  std::size_t argument = 0;    // which of theirs, from 0
+  std::size_t arguments = 1;   // how many they have
+  std::optional<double> low;   // it is at least this
+  std::optional<double> high;  // and at most this
+  bool isOpenLow = false;      // above `low`
+};
+// Of a class, in the order of a command's values. Which of them an instrument has may
+// depend on its law: those whose procedures resolve.
+using TParameterSet = std::vector<TParameter>;
+using TParameterSets = std::map<std::string, TParameterSet>;  // by class
 
 // The four of ISA-18.2, the gravest first.
 enum class EPriority : std::uint8_t { kCritical, kHigh, kMedium, kLow };

@@ -6,10 +6,10 @@
 #include <tuple>
 #include <utility>
 
-#include "plant/entries.h"
 #include "plant/modbus/packing.h"
 #include "plant/point_reading.h"
 #include "plant/words.h"
+#include "runtime/block_entries.h"
 #include "runtime/runtime.h"
 
 namespace plant {
@@ -17,7 +17,7 @@ namespace {
 
 using runtime::CBlockText;
 using TNeed = CConnectionsReader::TNeed;
-using TReads = TEntry<TReadConnection>;
+using TReads = runtime::TEntry<TReadConnection>;
 
 constexpr int kMostGap = 124;    // registers; a request has at most 125
 constexpr int kMostUnits = 247;  // on a serial line
@@ -64,8 +64,8 @@ constexpr TReads kRetry = {"retry", [](CBlockText& text, TReadConnection& read) 
                                text.Fail(place, "expected a number of seconds no less than the one before");
                              }
                            }};
-constexpr TReads kInput = {"input", ReadInput, EEntryForm::kBlock};
-constexpr TReads kOutput = {"output", ReadOutput, EEntryForm::kBlock};
+constexpr TReads kInput = {"input", ReadInput, runtime::EEntryForm::kBlock};
+constexpr TReads kOutput = {"output", ReadOutput, runtime::EEntryForm::kBlock};
 
 constexpr TReads kModbus[] = {
     {"tcp", [](CBlockText& text, TReadConnection& read) { ReadAddress(text, read.connection); }},
@@ -130,7 +130,7 @@ TConnection ReadConnection(CBlockText& text, const TConnections& before, std::ve
   connection.offset = text.Peek().offset;
   connection.clientName = connection.name = text.ExpectName("the connection's name");
   CheckName(text, connection, before);
-  const TPlaces places =
+  const runtime::TPlaces places =
       isModbus ? ReadEntries(text, kModbus, "end_modbus", read) : ReadEntries(text, kMqtt, "end_mqtt", read);
   if (!isModbus) {
     Require(text, places, "host", " = \"HOST\"");

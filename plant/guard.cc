@@ -43,13 +43,16 @@ TGuarded COutputGuard::Decide(double time, double wanted, bool needsAreGood) {
   const double seconds = decidedAt ? time - *decidedAt : 0.0;
   decidedAt = time;
   TGuarded guarded;
-  const bool isSafe = HoldsBack(time, needsAreGood) && output->safe;
-  if (isSafe) {
+  const bool holdsBack = HoldsBack(time, needsAreGood);
+  if ((holdsBack || isStopped) && output->safe) {
     guarded.tracked = output->safe;
+    guarded.why = isStopped ? EGuard::kStopped : isLatched ? EGuard::kLatched : EGuard::kSafe;
   } else if (badSince && standing) {
     guarded.tracked = standing;
+    guarded.why = EGuard::kHeld;
   }
   guarded.written = guarded.tracked ? *guarded.tracked : Limited(wanted, seconds);
+  if (!guarded.tracked && guarded.written != wanted) guarded.why = EGuard::kLimited;
   standing = guarded.written;
   return guarded;
 }

@@ -292,6 +292,7 @@ void CPlant::Steer(TSteered& one, double time) {
   });
   const TGuarded guarded = one.guard.Decide(time, one.wanted, areGood);
   one.written = guarded.written;
+  one.why = guarded.why;
   if (options.isDry && one.number) TellDry(one, time);
   if (!one.instrument) return;
   if (one.hasSteps) {
@@ -320,6 +321,34 @@ void CPlant::TellDry(TSteered& one, double time) {
   Note(time, *one.connection, text);
   one.told = one.written;
   one.toldAt = time;
+}
+
+// --- A panel ---------------------------------------------------------------------------------
+
+CPlant::TInputNow CPlant::Input(std::size_t input) const {
+  const TWatched& one = inputs[input];
+  return {one.input, static_cast<std::size_t>(one.connection - connections.data()), one.watch.Quality(), one.age};
+}
+
+CPlant::TOutputNow CPlant::Output(std::size_t output) const {
+  const TSteered& one = outputs[output];
+  TOutputNow now{one.output, one.why, one.written, {}, options.isDry && one.number};
+  const auto bad = std::find_if(one.needs.begin(), one.needs.end(),
+                                [this](std::size_t input) { return inputs[input].watch.Quality() != EQuality::kGood; });
+  if (bad != one.needs.end()) now.heldBy = *bad;
+  return now;
+}
+
+void CPlant::Stop() {
+  for (TSteered& one : outputs) one.guard.Stop();
+}
+
+void CPlant::Release() {
+  for (TSteered& one : outputs) one.guard.Release();
+}
+
+void CPlant::Unlatch() {
+  for (TSteered& one : outputs) one.guard.Acknowledge();
 }
 
 // --- Messages -------------------------------------------------------------------------------

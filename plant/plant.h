@@ -121,6 +121,34 @@ class CPlant final : public runtime::CDataLink {
   // False with a message where that failed.
   bool Finish(std::string* error);
 
+  // --- What a panel shows, and does; between two periods ---
+
+  // Connections, and points in the order of the connections.
+  const TConnections& Connections() const { return connections; }
+  struct TInputNow {
+    const TInput* input;
+    std::size_t connection;
+    EQuality quality;
+    double age;  // seconds
+  };
+  std::size_t InputCount() const { return inputs.size(); }
+  TInputNow Input(std::size_t input) const;
+  struct TOutputNow {
+    const TOutput* output;
+    EGuard why;
+    double written;                     // NaN: nothing yet
+    std::optional<std::size_t> heldBy;  // the first input that it needs and that isn't good
+    bool isDry;                         // it isn't written to its device
+  };
+  std::size_t OutputCount() const { return outputs.size(); }
+  TOutputNow Output(std::size_t output) const;
+  // All outputs that have safe values get them at the end of this period, and keep them
+  // until they are released: what computes them tracks them, and goes on from there.
+  void Stop();
+  void Release();
+  // Those that have latched come back once what they need is good.
+  void Unlatch();
+
   // Of each connection that is made.
   struct TLinkSummary {
     std::string name;
@@ -156,6 +184,7 @@ class CPlant final : public runtime::CDataLink {
     bool meetsProcess = false;  // the process sees what is written in the place of the element
     bool isLeft = false;        // the element holds what is written, not what was wanted
     double wanted = 0.0;
+    EGuard why = EGuard::kOwn;
     double written = 0.0;        // NaN: nothing
     std::optional<double> told;  // dry: what was told to be written last
     double toldAt = 0.0;

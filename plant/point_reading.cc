@@ -8,6 +8,7 @@
 #include "plant/modbus/packing.h"
 #include "plant/scale.h"
 #include "plant/words.h"
+#include "runtime/block_entries.h"
 #include "runtime/runtime.h"
 
 namespace plant {
@@ -15,36 +16,11 @@ namespace plant {
 using runtime::CBlockText;
 using TNeededInput = CConnectionsReader::TNeed;
 template <typename TPart>
-using TPointEntry = TEntry<TPart>;
-
-std::string Where(const runtime::CApplication& application, std::uint32_t offset, std::uint32_t from) {
-  const runtime::TDiagnostic place = application.At(offset, "");
-  const std::string line = std::to_string(place.line);
-  return place.path == application.At(from, "").path ? "line " + line : place.path + ":" + line;
-}
-
-double ExpectAbove(CBlockText& text, double low, const char* what) {
-  const std::uint32_t place = text.Peek().offset;
-  const double value = text.ExpectNumber();
-  if (!(value > low)) text.Fail(place, std::string("expected ") + what);
-  return value;
-}
-
-void Require(const CBlockText& text, const TPlaces& places, const char* entry, const char* form) {
-  if (!places.contains(entry)) {
-    text.Fail(text.LastOffset(), std::string("expected ") + entry + form + " before this end");
-  }
-}
+using TPointEntry = runtime::TEntry<TPart>;
 
 namespace {
 
 constexpr int kLastAddress = 65535;
-
-std::pair<double, double> ExpectRising(CBlockText& text) {
-  const double low = text.ExpectNumber();
-  text.Expect(",");
-  return {low, ExpectAbove(text, low, "a number above the one before")};
-}
 
 template <typename TEnum, typename TWords>
 TEnum ExpectWord(CBlockText& text, const TWords& words) {
@@ -185,7 +161,7 @@ constexpr TPointEntry<TReadOutput> kNeeds = {"needs", ReadNeeds};
 constexpr TPointEntry<TReadOutput> kOnLoss = {"on_loss", ReadOnLoss};
 constexpr TPointEntry<TReadOutput> kSafe = {"safe", ReadSafe};
 constexpr TPointEntry<TReadOutput> kLatch = {
-    "latch", [](CBlockText&, TReadOutput& read) { read.output.latches = true; }, EEntryForm::kFlag};
+    "latch", [](CBlockText&, TReadOutput& read) { read.output.latches = true; }, runtime::EEntryForm::kFlag};
 constexpr TPointEntry<TReadOutput> kModbusOutput[] = {
     {"to",
      [](CBlockText& text, TReadOutput& read) {
@@ -213,7 +189,7 @@ constexpr TPointEntry<TReadOutput> kMqttOutput[] = {
 };
 
 // What a boolean element can't have, and what only one can be.
-void CheckFit(const CBlockText& text, const TPlaces& places, const std::string& name, bool isBoolean,
+void CheckFit(const CBlockText& text, const runtime::TPlaces& places, const std::string& name, bool isBoolean,
               const TConnection& connection, const TPoint& point, const char* place) {
   for (const char* entry : {"scale", "range", "limit", "rate"}) {
     const auto given = places.find(entry);
@@ -266,8 +242,8 @@ void ReadInput(CBlockText& text, TReadConnection& read) {
   input.isBoolean = text.Application().Element(input.item.element).isBoolean;
   CheckOneWriter(text, input, read);
   const bool isModbus = read.connection.kind == TConnection::kModbus;
-  const TPlaces places = isModbus ? ReadEntries(text, kModbusInput, "end_input", input)
-                                  : ReadEntries(text, kMqttInput, "end_input", input);
+  const runtime::TPlaces places = isModbus ? ReadEntries(text, kModbusInput, "end_input", input)
+                                           : ReadEntries(text, kMqttInput, "end_input", input);
   Require(text, places, "from", isModbus ? " = TABLE[ADDRESS]" : " = \"TOPIC\"");
   CheckFit(text, places, input.name, input.isBoolean, read.connection, input.point, "from");
   read.connection.inputs.push_back(std::move(input));
@@ -308,8 +284,8 @@ void ReadOutput(CBlockText& text, TReadConnection& read) {
                                  Where(text.Application(), other.offset, output.offset));
   }
   const bool isModbus = read.connection.kind == TConnection::kModbus;
-  const TPlaces places = isModbus ? ReadEntries(text, kModbusOutput, "end_output", target)
-                                  : ReadEntries(text, kMqttOutput, "end_output", target);
+  const runtime::TPlaces places = isModbus ? ReadEntries(text, kModbusOutput, "end_output", target)
+                                           : ReadEntries(text, kMqttOutput, "end_output", target);
   const std::uint32_t end = text.LastOffset();
   Require(text, places, "to", isModbus ? " = TABLE[ADDRESS]" : " = \"TOPIC\"");
   CheckFit(text, places, output.name, output.isBoolean, read.connection, output.point, "to");

@@ -9,7 +9,6 @@
 
 #include "plant/connections.h"
 #include "plant/connections_reader.h"
-#include "plant/entries.h"
 #include "runtime/block.h"
 
 namespace plant {
@@ -26,14 +25,8 @@ struct TReadConnection {
 void ReadInput(runtime::CBlockText& text, TReadConnection& read);
 void ReadOutput(runtime::CBlockText& text, TReadConnection& read);
 
-// A number above `low`; `what` is expected.
-double ExpectAbove(runtime::CBlockText& text, double low, const char* what);
 // TABLE[ADDRESS] of one of the tables; yields where the address stands.
 std::uint32_t ExpectPlace(runtime::CBlockText& text, std::initializer_list<ETable> tables, TRegisters* registers);
-// Fails at the word taken last, an end, where there is no such entry, which has that form.
-void Require(const runtime::CBlockText& text, const TPlaces& places, const char* entry, const char* form);
-// "line 12", with its file where that is another than the one of `from`.
-std::string Where(const runtime::CApplication& application, std::uint32_t offset, std::uint32_t from);
 
 }  // namespace plant
 

@@ -216,9 +216,10 @@ TEST_F(CzechProgram, RehearsesALossAndReplaysInIt) {
   const std::string text = Replaced(ReadFile(SourcePath("examples/oven_plant.lbx")), "1502", "1");
   const std::string oven = folder.Write("oven.lbx", text);
   const std::string record = folder.Path("r");
+  const std::string kept = " --journal " + folder.Path("power") + " --record " + record;
   for (const std::string& arguments :
-       {"run " + oven + " --lose temperature@300-360 --lose oven_io@0-2 --record " + record, "replay " + record,
-        "run " + oven + " --record " + record, "run " + oven + " --lose temperatur@1-2",
+       {"run " + oven + " --lose temperature@300-360 --lose oven_io@0-2" + kept, "replay " + record,
+        "run " + oven + kept, "journal " + folder.Path("power"), "run " + oven + " --lose temperatur@1-2",
         "run " + oven + " --plant oven_oi", "run " + oven + " --plant --lose door_open@1-2", "probe " + oven,
         "probe " + oven + " oven_oi"}) {
     ExpectWordless(arguments, text);

@@ -95,7 +95,7 @@ TEST_F(Record, IsRefusedWhereItIsDamaged) {
       {": >trace.csv", "trace.csv: the record is damaged: it has no columns"},
       {"sed -i '7s/,/;/' trace.csv", "trace.csv:7: the record is damaged: this is no row of it"},
       {"sed -i '9s/^[^,]*/0.5/' trace.csv", "the record is damaged: this is no row of it"},
-      {"echo 3,put,x,1 >>commands.csv", "an operator's commands can't be replayed by this program"},
+      {"echo 3,put,x,1 >>commands.csv", "commands.csv:2: the record is damaged: this is no command"},
   };
   for (const auto& row : rows) {
     Shell("rm -r " + Path("r") + "; cp -r " + Path("whole") + " " + Path("r") + "; cd " + Path("r") + "; " +

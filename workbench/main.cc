@@ -20,7 +20,7 @@ namespace {
 
 // In the order of the help.
 constexpr TCommand (*kCommands[])(TCommonOptions& common) = {
-    RunCommand, CheckCommand, ProbeCommand, ReplayCommand, ClassesCommand, DescribeCommand, ValidateCommand};
+    RunCommand, CheckCommand, ProbeCommand, ReplayCommand, JournalCommand, ClassesCommand, DescribeCommand, ValidateCommand};
 
 // kDone, or the status of what is wrong with it.
 EExitStatus ChooseLanguage(const TCommonOptions& common, std::string* error) {

@@ -91,6 +91,21 @@ bool ReadTerm(std::string_view text, TTerm* term) {
   return !term->asked.keyword.empty();
 }
 
+bool ReadNumber(const std::string& text, std::optional<double>* value) {
+  const auto [end, status] = std::from_chars(text.data(), text.data() + text.size(), value->emplace());
+  return status == std::errc() && end == text.data() + text.size();
+}
+
+// "above LOW", "from LOW", each with "to HIGH" or without, or nothing.
+bool ReadRange(const std::string& text, panel::TParameter* parameter) {
+  if (text.empty()) return true;
+  const std::vector<std::string> word = Split(text, ' ');
+  parameter->isOpenLow = word[0] == "above";
+  if ((!parameter->isOpenLow && word[0] != "from") || (word.size() != 2 && word.size() != 4)) return false;
+  if (!ReadNumber(word[1], &parameter->low)) return false;
+  return word.size() == 2 || (word[2] == "to" && ReadNumber(word[3], &parameter->high));
+}
+
 // The last entry is the one that counts.
 const runtime::TDefinitionEntry* Find(const std::vector<runtime::TDefinitionEntry>& definition,
                                       const TPlaceOfKeyword& asked) {
@@ -160,6 +175,7 @@ bool CReference::AddLine(const std::string& section, std::string_view line, std:
   if (section == "notes") return AddNote(line, error);
   if (section == "state") return AddState(line, error);
   if (section == "settings") return AddSetting(line, error);
+  if (section == "set") return AddParameter(line, error);
   if (section == "band") return AddBand(line, error);
   if (section == "learning") return AddLearning(line, error);
   return AddKeyword(section, line, error);
@@ -255,6 +271,29 @@ bool CReference::ReadColumn(const std::vector<std::string>& field, runtime::TSta
   column.procedure = field[1];
   column.negate = field[4] == "-";
   *read = std::move(column);
+  return true;
+}
+
+bool CReference::AddParameter(std::string_view line, std::string* error) {
+  const std::vector<std::string> field = Split(line, '|');
+  panel::TParameter parameter;
+  if (field.size() != 6 || field[0].empty() || field[1].empty() || !Unsigned(field[3], &parameter.argument) ||
+      !Unsigned(field[4], &parameter.arguments) || parameter.argument >= parameter.arguments ||
+      !ReadRange(field[5], &parameter)) {
+    *error =
+        "expected name | reading procedure | setting procedure | argument index | argument count | above or from LOW "
+        "to HIGH";
+    return false;
+  }
+  for (const std::string& procedure : {field[1], field[2]}) {
+    if (ArgumentCount(procedure) == parameter.arguments) continue;
+    *error = procedure + " has " + Count(ArgumentCount(procedure), "argument") + ", found " + field[4];
+    return false;
+  }
+  parameter.name = field[0];
+  parameter.reads = field[1];
+  parameter.sets = field[2];
+  set.push_back(std::move(parameter));
   return true;
 }
 

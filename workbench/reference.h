@@ -16,6 +16,11 @@
 //   [settings]  name | procedure | argument index | argument count | sign
 //            by what the regulator acts, its law and its parameters. Words behind a
 //            further bar, between commas, stand for 1, 2 and so on; `law` is the law.
+//   [set]    name | reading procedure | setting procedure | argument index | argument
+//            count | range
+//            the parameters that an operator sets as a whole; both procedures have the
+//            same arguments. The range is `above LOW` or `from LOW`, with `to HIGH`
+//            behind it or without; empty: any finite number.
 //   [band]   plus | procedure   and   minus | procedure
 //            what answers how far the value may stray from the wish, in its one
 //            argument.
@@ -40,6 +45,7 @@
 #include <string_view>
 #include <vector>
 
+#include "panel/definition.h"
 #include "runtime/runtime.h"
 #include "runtime/trace.h"
 
@@ -116,6 +122,8 @@ class CReference {
   // The state columns, ready but for the name of the class.
   const std::vector<runtime::TStateColumn>& State() const { return state; }
   const std::vector<TSettingColumn>& Settings() const { return settings; }
+  // The parameters that are set as a whole; empty when the class has none.
+  const panel::TParameterSet& Set() const { return set; }
   // Empty names when the class has no band.
   const TBandProcedures& Band() const { return band; }
   // Empty names when the class doesn't learn.
@@ -133,6 +141,7 @@ class CReference {
   static bool ReadColumn(const std::vector<std::string>& field, runtime::TStateColumn* column, std::string* error);
   bool AddState(std::string_view line, std::string* error);
   bool AddSetting(std::string_view line, std::string* error);
+  bool AddParameter(std::string_view line, std::string* error);
   bool AddBand(std::string_view line, std::string* error);
   bool AddLearning(std::string_view line, std::string* error);
   static bool AddMeaning(std::string_view line, std::vector<TMeaning>* meanings, std::string* error);
@@ -148,6 +157,7 @@ class CReference {
   std::vector<TNote> notes;
   std::vector<runtime::TStateColumn> state;
   std::vector<TSettingColumn> settings;
+  panel::TParameterSet set;
   TBandProcedures band;
   TLearningProcedures learning;
 };

@@ -49,6 +49,14 @@ std::vector<runtime::TClassWord> WordsOf(const TReferences& references, const st
   return words;
 }
 
+panel::TParameterSets ParameterSetsOf(const TReferences& references) {
+  panel::TParameterSets sets;
+  for (const auto& [className, reference] : references) {
+    if (!reference.Set().empty()) sets.emplace(className, reference.Set());
+  }
+  return sets;
+}
+
 const CReference* ReferenceOf(const TReferences& references, const std::string& className) {
   const auto found = references.find(className);
   return found == references.end() ? nullptr : &found->second;

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "panel/definition.h"
 #include "runtime/runtime.h"
 #include "workbench/reference.h"
 
@@ -26,6 +27,9 @@ bool LoadReferences(const runtime::CPlugin& plugin, TReferences* references, std
 
 // The words of the class by its reference; none where it has none.
 std::vector<runtime::TClassWord> WordsOf(const TReferences& references, const std::string& className);
+
+// By class, of those that have parameters which an operator may set as a whole.
+panel::TParameterSets ParameterSetsOf(const TReferences& references);
 
 // Null when the class has none.
 const CReference* ReferenceOf(const TReferences& references, const std::string& className);

@@ -10,10 +10,12 @@
 #include <utility>
 #include <vector>
 
+#include "panel/panel_reader.h"
 #include "plant/plant.h"
 #include "runtime/runtime.h"
 #include "workbench/commands/commands.h"
 #include "workbench/commands/loop_doubts.h"
+#include "workbench/commands/run_panel.h"
 #include "workbench/console.h"
 #include "workbench/exit_status.h"
 #include "workbench/faults.h"
@@ -264,10 +266,15 @@ int Check(const std::string& file, const std::string& connectionsFile, const std
   reading.path = file;
   reading.words = [&references](const std::string& className) { return WordsOf(references, className); };
   plant::CConnectionsReader connections;
-  reading.blocks = {&connections};
+  const panel::TParameterSets sets = ParameterSetsOf(references);
+  panel::CPanelReader panelReader(sets);
+  reading.blocks = {&connections, &panelReader};
   if (!connectionsFile.empty()) reading.blockFiles = {{connections.Keyword(), connectionsFile}};
   std::vector<runtime::TDiagnostic> diagnostics;
-  const auto application = ReadApplication(reading, *plugin, &diagnostics);
+  auto application = ReadApplication(reading, *plugin, &diagnostics);
+  if (application && !CheckOperators(*application, panelReader.Definition(), connections.Connections(), &diagnostics)) {
+    application.reset();
+  }
   PrintDiagnostics(diagnostics);
   std::uint64_t warnings = CountOf(diagnostics, runtime::TDiagnostic::kWarning);
   if (!application) {

@@ -12,6 +12,7 @@ TCommand CheckCommand(TCommonOptions& common);
 TCommand ProbeCommand(TCommonOptions& common);
 TCommand ClassesCommand(TCommonOptions& common);
 TCommand DescribeCommand(TCommonOptions& common);
+TCommand JournalCommand(TCommonOptions& common);
 TCommand ReplayCommand(TCommonOptions& common);
 TCommand ValidateCommand(TCommonOptions& common);
 

@@ -16,6 +16,7 @@
 #include "workbench/commands/commands.h"
 #include "workbench/commands/one_run.h"
 #include "workbench/commands/run_options.h"
+#include "workbench/commands/run_panel.h"
 #include "workbench/commands/run_plant.h"
 #include "workbench/commands/run_record.h"
 #include "workbench/console.h"
@@ -86,6 +87,7 @@ class CRunCommand {
   bool Open(std::string* error);
   bool OpenInput(std::string* error);
   bool OpenPlant(std::string* error);
+  bool OpenPanel(std::string* error);
   bool OpenTrace(std::string* error);
   // True when the run came to its end, false when it was interrupted, a link
   // failed, or its trace, record or a picture can't be written any more.
@@ -110,6 +112,7 @@ class CRunCommand {
   std::unique_ptr<runtime::CPlugin> plugin;
   TReferences references;
   CRunPlant plant;
+  CRunPanel panel;
   CPanePictures pictures;
   CRunConsole console;
   std::unique_ptr<runtime::CApplication> application;
@@ -139,6 +142,7 @@ CRunCommand::CRunCommand(const TRunOptions& theOptions, const TCommonOptions& th
       output(tracesToOutput ? stderr : stdout),
       notice(options.file + ": crashed while it ran with the plug-in " + PluginPath(common.plugin)),
       plant(options, replayed),
+      panel(options, replayed),
       pictures(options.panes, options.panesAt),
       console(!options.quiet),
       record(options, replayed) {
@@ -165,6 +169,9 @@ int CRunCommand::Run() {
   const bool complete = RunPeriods();
   service.Stopping();
   plant.Finish();
+  panel.Finish(complete              ? panel::EPhase::kEnded
+               : InterruptionAsked() ? panel::EPhase::kInterrupted
+                                     : panel::EPhase::kFailed);
   learning->Finish();
   if (input) input->Finish();
   application->End();
@@ -189,6 +196,7 @@ bool CRunCommand::Read() {
   reading.seed = options.seed;
   reading.keepsLearnt = replayed.record == nullptr;
   plant.AddTo(&reading);
+  panel.AddTo(&reading, references);
   reading.interruptionAsked = InterruptionAsked;
   reading.print = [this](const std::string& line) {
     console.PrintLine(line, output);
@@ -202,9 +210,10 @@ bool CRunCommand::Read() {
   std::vector<runtime::TDiagnostic> diagnostics;
   application = ReadApplication(reading, *plugin, &diagnostics);
   console.EraseProgress();
-  if (application) {
-    plant.AddWarnings(*application, &diagnostics);
+  if (application && !CheckOperators(*application, panel.Definition(), plant.Connections(), &diagnostics)) {
+    application.reset();
   }
+  if (application) plant.AddWarnings(*application, &diagnostics);
   if (!application || (!options.quiet && !replayed.isCompared)) PrintDiagnostics(diagnostics);
   return application != nullptr;
 }
@@ -258,6 +267,7 @@ bool CRunCommand::CheckFiles(std::string* error) {
   written.emplace_back("the picture", options.plot);
   written.emplace_back("the report", options.report);
   written.emplace_back("the summary", options.summary);
+  written.emplace_back("the journal", panel.JournalName(*application));
   for (const auto& [what, name] : written) {
     if (!spares(what, name)) return false;
     use(name);
@@ -299,7 +309,7 @@ bool CRunCommand::Open(std::string* error) {
   if (!OpenInput(error)) return false;
   CatchInterruption();
   if (!record.Begin(*application, input ? &*input : nullptr, plant.Connected(), plugin->Path(), error)) return false;
-  if (!OpenPlant(error)) return false;
+  if (!OpenPlant(error) || !OpenPanel(error)) return false;
   if (!record.Open(*application, error)) return false;
   learning.emplace(*application, references, tell);
   if (recorded) provenance.TakeHashes(*application, filesRead);
@@ -347,6 +357,15 @@ bool CRunCommand::OpenPlant(std::string* error) {
   return plant.Open(*application, std::move(told), error);
 }
 
+bool CRunCommand::OpenPanel(std::string* error) {
+  CRunPanel::TTold told;
+  told.report = sink;
+  told.note = [this](const std::string& text) {
+    if (!options.quiet) console.Note(0.0, "", text);
+  };
+  return panel.Open(*application, plant.Plant(), isRealTime, told, error);
+}
+
 bool CRunCommand::OpenTrace(std::string* error) {
   std::vector<runtime::TStateColumn> state;
   if (options.traceState) {
@@ -371,6 +390,7 @@ bool CRunCommand::RunPeriods() {
     service.Alive();
     if (InterruptionAsked()) return false;
     if (!application->Step()) return application->LinkError().empty();
+    panel.NoteCommands(*application, record);
     if (!record.KeepRow(*application)) return false;
     if (observation) observation->Observe();
     learning->Observe();
@@ -417,6 +437,7 @@ int CRunCommand::Finish(bool complete) {
     done = done && succeeded;
   };
   check(plant.Failure().empty(), plant.Failure());
+  check(panel.End(&error), error);
   check(record.End(application->PeriodsDone(), &error), error);
   if (done && !record.Difference().empty()) PrintError(record.Difference());
   check(!trace.IsOpen() || trace.Close(&error), error);
@@ -448,7 +469,7 @@ void CRunCommand::PrintSummary(bool complete) {
   if (pacer) text += pacer->SummaryText();
   if (replayed.isCompared && record.Difference().empty())
     text += runtime::Translated("the same as the record, to the last bit") + "\n";
-  Print(text + plant.LinksText(), output);
+  Print(text + plant.LinksText() + panel.SummaryText(), output);
 }
 
 // Once: the first time that the process was integrated in steps too long for it.
@@ -463,7 +484,9 @@ void CRunCommand::DoubtStep() {
 }
 
 bool CRunCommand::WriteSummary(std::string* error) {
-  return WriteWholeFile(options.summary, SummaryValue(*application, *watch, provenance).Text(2) + "\n", error);
+  json::CValue summary = SummaryValue(*application, *watch, provenance);
+  panel.AddTo(&summary);
+  return WriteWholeFile(options.summary, summary.Text(2) + "\n", error);
 }
 
 // In the report, if there is one.

@@ -37,6 +37,9 @@ class CRunPlant {
   // At the end of the run: the outputs are brought to their safe values.
   void Finish();
   const std::string& Failure() const { return failure; }  // of the end
+  const plant::TConnections& Connections() const { return connections.Connections(); }
+  // Null where the text has no connections.
+  plant::CPlant* Plant() { return plant ? &*plant : nullptr; }
   // For the summary; empty where nothing was connected.
   std::string LinksText() const;
 

@@ -47,6 +47,10 @@ void CRunRecord::NoteLeftOut(std::uint64_t first, std::uint64_t last) {
   if (recorder) recorder->NoteLeftOut(first, last);
 }
 
+void CRunRecord::NoteCommand(const TRecordedCommand& command) {
+  if (recorder && failure.empty()) recorder->WriteCommand(command, &failure);
+}
+
 bool CRunRecord::Next() { return difference.empty() && replayed.record->Next(&failure); }
 
 bool CRunRecord::KeepRow(const runtime::CApplication& application) {

@@ -29,6 +29,8 @@ class CRunRecord {
   bool Open(runtime::CApplication& application, std::string* error);
   void NoteBegun(const TRecordHead::TBegun& begun);
   void NoteLeftOut(std::uint64_t first, std::uint64_t last);
+  // Of the period done last.
+  void NoteCommand(const TRecordedCommand& command);
   // Goes to the next row of the record that is replayed. False where there is no
   // further one.
   bool Next();

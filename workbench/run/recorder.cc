@@ -1,6 +1,8 @@
 #include "workbench/run/recorder.h"
 
+#include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <system_error>
 
@@ -12,7 +14,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr double kBetweenFlushes = 0.5;  // seconds
-constexpr char kCommandColumns[] = "period,command,target,value\r\n";
 
 double Now() { return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count(); }
 
@@ -47,7 +48,7 @@ bool CRecorder::Begin(const std::string& folder, const runtime::CApplication& ap
       head.files.push_back(std::move(name));
     }
   }
-  return WriteWholeFile(place + "/" + kRecordCommands, kCommandColumns, error) && WriteHead(error);
+  return WriteWholeFile(place + "/" + kRecordCommands, CommandColumns(), error) && WriteHead(error);
 }
 
 bool CRecorder::Copy(const std::string& from, const std::string& folder, const std::string& name, std::string* error) {
@@ -70,6 +71,18 @@ bool CRecorder::OpenTrace(runtime::CApplication& application, std::string* error
 bool CRecorder::NoteBegun(TRecordHead::TBegun begun, std::string* error) {
   head.begun.push_back(std::move(begun));
   return WriteHead(error);
+}
+
+bool CRecorder::WriteCommand(const TRecordedCommand& command, std::string* error) {
+  const std::string path = place + "/" + kRecordCommands;
+  if (commands == nullptr) commands.reset(std::fopen(path.c_str(), "abe"));
+  const std::string row = CommandRow(command);
+  if (commands != nullptr && std::fwrite(row.data(), 1, row.size(), commands.get()) == row.size() &&
+      std::fflush(commands.get()) == 0) {
+    return true;
+  }
+  *error = path + ": the record can't be written: " + std::strerror(errno);
+  return false;
 }
 
 bool CRecorder::WriteRow(std::string* error) {

@@ -11,12 +11,15 @@
 #define LOOPBOX_WORKBENCH_RUN_RECORDER_H
 
 #include <cstdint>
+#include <cstdio>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "runtime/runtime.h"
 #include "workbench/run/record_head.h"
+#include "workbench/run/recorded_commands.h"
 #include "workbench/run/trace_file.h"
 
 namespace workbench {
@@ -34,6 +37,8 @@ class CRecorder {
   bool NoteBegun(TRecordHead::TBegun begun, std::string* error);
   // The periods from first to last were left out.
   void NoteLeftOut(std::uint64_t first, std::uint64_t last) { head.leftOut.emplace_back(first, last); }
+  // Before the row of their period. False when one was lost.
+  bool WriteCommand(const TRecordedCommand& command, std::string* error);
   // After each period. False when a row was lost.
   bool WriteRow(std::string* error);
   // After so many periods.
@@ -46,6 +51,7 @@ class CRecorder {
   std::string place;
   TRecordHead head;
   CTraceFile trace;
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> commands{nullptr, std::fclose};
   double flushedAt = 0.0;  // seconds of a steady clock
 };
 

@@ -112,10 +112,12 @@ bool CReplay::ReadHead(const std::string& folder, std::string* error) {
     *error = path + ": the record is damaged: " + problem;
     return false;
   }
-  std::string commands;
-  if (!ReadWhole(folder + "/" + kRecordCommands, &commands, error)) return false;
-  if (commands.find('\n') + 1 < commands.size()) {
-    *error = folder + "/" + kRecordCommands + ": an operator's commands can't be replayed by this program";
+  std::string commandRows;
+  std::uint64_t wrongLine = 0;
+  const std::string commandsPath = folder + "/" + kRecordCommands;
+  if (!ReadWhole(commandsPath, &commandRows, error)) return false;
+  if (!ReadCommands(commandRows, &commands, &wrongLine)) {
+    *error = commandsPath + ":" + std::to_string(wrongLine) + ": the record is damaged: this is no command";
     return false;
   }
   files = std::make_unique<processes::CTemporaryFolder>("replay");

@@ -17,6 +17,7 @@
 #include "runtime/runtime.h"
 #include "runtime/trace.h"
 #include "workbench/run/record_head.h"
+#include "workbench/run/recorded_commands.h"
 
 namespace workbench {
 
@@ -49,6 +50,8 @@ class CReplay final : public plant::CPast {
   bool HasBegun(const std::string& connection, std::uint64_t by) const override;
   std::optional<double> Found(const std::string& output) const override;
 
+  // An operator's commands, in the order in which they were done.
+  const std::vector<TRecordedCommand>& Commands() const { return commands; }
   // In the place of what recorded data drove; null where nothing did.
   runtime::CDataLink* Input() { return input.get(); }
 
@@ -62,6 +65,7 @@ class CReplay final : public plant::CPast {
   std::string_view Cell(const std::string& column) const;
 
   TRecordHead head;
+  std::vector<TRecordedCommand> commands;
   std::unique_ptr<processes::CTemporaryFolder> files;
   std::string tracePath;
   std::FILE* trace = nullptr;
