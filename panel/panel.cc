@@ -47,6 +47,9 @@ bool CPanel::BeforePeriod(double time, std::string*) {
   taken.clear();
   TCommand command;
   while (options.commands != nullptr && taken.size() < kMostInPeriod && options.commands->Take(period, &command)) {
+    // Another process wrote it.
+    if (command.deed > EDeed::kUnlatch) continue;
+    command.who[kWhoLength - 1] = 0;
     TChange change;
     Do(command, &change);
     taken.push_back(command);

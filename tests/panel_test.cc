@@ -102,7 +102,7 @@ TEST(Panel, SaysWhatIsWrongWithItsBlock) {
             row[0] + " end_panel;",
         options);
     EXPECT_FALSE(run.IsRead());
-    tests::ExpectParts(run.Diagnostics(), {"FILE:4:", row.at(1)});
+    tests::ExpectParts(run.Diagnostics(), {"FILE:5:", row.at(1)});
   }
 }
 

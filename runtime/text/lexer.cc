@@ -26,7 +26,7 @@ constexpr std::array<EClass, 256> kClasses = [] {
   set("0123456789", kDigit);
   set("\"", kQuote);
   set("#", kHash);
-  set("()[],;:=<>+-*/%^'!", kMark);
+  set("()[],;:.=<>+-*/%^'!", kMark);
   return classes;
 }();
 EClass ClassOf(char c) { return kClasses[static_cast<unsigned char>(c)]; }
