@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <signal.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <time.h>
@@ -37,6 +38,7 @@ constexpr timespec kBetweenLocks{0, 20'000'000};  // nanoseconds
 constexpr int kBusy = 1;                          // milliseconds between two looks at rings that weren't empty
 constexpr int kBetweenLooks = 50;                 // milliseconds
 constexpr timespec kBetweenTries{0, 200'000};     // nanoseconds, of who waits for room
+constexpr double kWaiting = 5.0;                  // seconds for room, at most
 constexpr double kEnding = 5.0;                   // seconds, at most
 constexpr double kBeforeAgain = 0.05;             // seconds
 
@@ -95,7 +97,9 @@ CJournal::~CJournal() {
 }
 
 void CJournal::Put(const TJournalRecord& record) {
+  const double until = waits ? live::Now() + kWaiting : 0.0;
   while (!rings[0]->Put(record)) {
+    waits = waits && live::Now() < until;
     if (!waits || shared->isFailing.load() || !keeper->IsAlive()) {
       ++lost;
       return;
@@ -130,6 +134,7 @@ bool CJournal::Finish(std::string* error) {
 // --- The writer -------------------------------------------------------------------------
 
 int CJournal::Write(int loop) {
+  signal(SIGXFSZ, SIG_IGN);  // a file too large is told like a full disk
   TJournalEnd end;
   std::string why;
   if (!ReadJournalEnd(file, &end, &why)) {

@@ -205,8 +205,8 @@ TEST(Panel, ReplaysWhatOperatorsDid) {
   const std::string summary = folder.Path("s.json");
   tests::ExpectOutcome(Loopbox("run " + file + " --lose io@17-18 --record " + folder.Path("r") + " --journal " +
                                journal + " --summary " + summary),
-                       3, {"hot      medium", "io.lost  high", "now", journal + ": 6 lines, the last with the hash "});
-  tests::ExpectParts(tests::ReadFile(summary), {"\"io.lost\": {", "\"lines\": 6,"});
+                       3, {"hot      medium", "io.lost  high", "now", journal + ": 5 lines, the last with the hash "});
+  tests::ExpectParts(tests::ReadFile(summary), {"\"io.lost\": {", "\"lines\": 5,"});
   tests::ExpectOutcome(
       Loopbox("journal " + journal), 0,
       {"  run  start kept\n", "  run  came hot\n", "  run  came io.lost\n", "  run  returned io.lost\n"});
@@ -215,7 +215,7 @@ TEST(Panel, ReplaysWhatOperatorsDid) {
                "8,stop,,\r\n12,release,,\r\n14,set,w,200\r\n15,acknowledge,hot,\r\n");
   const std::string trace = folder.Path("t.csv");
   tests::ExpectOutcome(Loopbox("replay " + folder.Path("r") + " --with " + file + " --trace " + trace), 3,
-                       {"hot      medium", "active\n"});
+                       {"hot      medium", "returned\n"});
   std::string made = tests::Replaced(tests::ReadFile(trace), "\r", "");
   double before = 0.0;
   for (int second = 1; second <= 20; ++second) {
@@ -232,7 +232,7 @@ TEST(Panel, ReplaysWhatOperatorsDid) {
     before = written;
   }
   std::filesystem::copy_file(trace, folder.Path("r/trace.csv"), std::filesystem::copy_options::overwrite_existing);
-  tests::ExpectOutcome(Loopbox("replay " + folder.Path("r")), 3, {"the same as the record, to the last bit"});
+  tests::ExpectOutcome(Loopbox("replay " + folder.Path("r")), 0, {"the same as the record, to the last bit"});
 }
 
 // --- The journal ----------------------------------------------------------------------
@@ -325,6 +325,20 @@ TEST(Journal, NoticesWhatWasChanged) {
   }
   tests::ExpectOutcome(Loopbox("journal --json " + folder.Path("changed")), 1,
                        {"oh\n", "changed: line 4: it is no line"});
+}
+
+// A disk that is full is told at once, and the run goes on to its end.
+TEST(Journal, TellsWhatItCantKeep) {
+  const CFolder folder;
+  const std::string file =
+      folder.Write("full.lbx",
+                   "application full period = 1; duration = 2000; end_application;\ndata x : real; end_data;\n"
+                   "process x = sin(time); end_process;\npanel alarm up when = x > 0; end_alarm; end_panel;\n");
+  tests::ExpectOutcome(
+      tests::Shell("ulimit -f 32; cd " + folder.Path("") + " && " + tests::BuildPath("loopbox") + " run full.lbx"), 1,
+      {"full.journal: the journal can't be written: File too large",
+       "full.journal: the journal lacks entries: File too large", "full: 2000 periods of 1 s\n"});
+  tests::ExpectOutcome(Loopbox("journal " + folder.Path("full.journal")), 0, {"  run  came up\n"});
 }
 
 // Each time another writer goes on, and nothing is lost or written twice.
