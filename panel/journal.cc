@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cstring>
 #include <iterator>
+#include <utility>
 
 #include "live/clock.h"
 #include "panel/journal_file.h"
@@ -112,12 +113,10 @@ std::uint64_t CJournal::Lines() const { return shared->lines.load(std::memory_or
 std::string CJournal::LastHash() const { return shared->lastHash; }
 
 bool CJournal::TakeMessage(std::string* message) {
-  if (shared->isFailing.load() && !wasFailureTold) {
-    wasFailureTold = true;
-    *message = path + ": the journal can't be written: " + shared->why;
-    return true;
-  }
-  if (lost < nextTold) return false;
+  const bool isFailing = shared->isFailing.load();
+  if (isFailing && !wasFailureTold) *message = path + ": the journal can't be written: " + shared->why;
+  if (std::exchange(wasFailureTold, isFailing) != isFailing) return isFailing;
+  if (isFailing || lost < nextTold) return false;
   *message = path + ": the journal is behind: entries are lost, so far " + std::to_string(lost);
   nextTold = 2 * lost;
   return true;
@@ -173,13 +172,16 @@ bool CJournal::WriteNext(std::size_t ring) {
   shared->pendingTaken.store(rings[ring]->Taken());
   shared->pendingRing.store(ring);
   shared->pending.store(number);
-  const off_t size = lseek(file, 0, SEEK_END);
-  errno = 0;
-  const ssize_t done = write(file, (line + "\n").data(), line.size() + 1);
-  if (done != static_cast<ssize_t>(line.size() + 1)) {
-    SetText(shared->why, std::strerror(errno != 0 ? errno : ENOSPC));
-    if (done > 0 && ftruncate(file, size) != 0) return false;
-    shared->isFailing.store(true);
+  const std::string bytes = line + "\n";
+  const off_t before = lseek(file, 0, SEEK_END);
+  std::size_t done = 0;
+  ssize_t part = 0;
+  while (done < bytes.size() && (part = write(file, bytes.data() + done, bytes.size() - done)) > 0) {
+    done += static_cast<std::size_t>(part);
+  }
+  if (done < bytes.size()) {
+    SetText(shared->why, std::strerror(errno));
+    if (done == 0 || ftruncate(file, before) == 0) shared->isFailing.store(true);
     return false;
   }
   shared->isFailing.store(false);
