@@ -190,8 +190,10 @@ runtime::TLinkCell CPlant::Cell(std::size_t column) const {
 
 // --- Periods ------------------------------------------------------------------------------
 
-// What is simulated goes on from itself, and meets what is written.
-void CPlant::BeforeProcess(double) {
+// What is simulated goes on from itself, and meets what is written. What the process
+// makes of inputs begins with the plant's.
+void CPlant::BeforeProcess(double time) {
+  if (application->PeriodsDone() == 0) Latch(time);
   for (TWatched& one : inputs) {
     if (!one.isReplaced) continue;
     application->SetElementValue(one.input->item, one.own);
@@ -210,21 +212,34 @@ bool CPlant::BeforePeriod(double time, std::string* error) {
     if (one.isLeft) application->SetElementValue(one.output->item, one.wanted);
     one.isLeft = false;
   }
-  const std::vector<TReading>* readings = nullptr;
-  bool isAlive = true;
-  if (links != nullptr) {
-    isAlive = links->IsAlive();
-    readings = &links->Read();
-    BeginWriting(application->PeriodsDone() + 1);
-  } else if (options.past != nullptr) {
-    BeginWriting(application->PeriodsDone() + 1);
+  const bool isAlive = links == nullptr || links->IsAlive();
+  if (links != nullptr || options.past != nullptr) BeginWriting(application->PeriodsDone() + 1);
+  if (application->PeriodsDone() > 0) Latch(time);
+  for (TWatched& one : inputs) {
+    if (!one.reading) JudgeSimulated(one, time);
   }
-  const double now = links == nullptr ? 0.0 : Now();
-  for (TWatched& one : inputs) Judge(one, time, now, isAlive ? readings : nullptr);
   if (isAlive) return true;
   TakeMessages(time);
   *error = "the links to the plant are lost: their process has ended";
   return false;
+}
+
+// What the links have, or had in the earlier run.
+void CPlant::Latch(double time) {
+  if (made.empty()) return;
+  const std::vector<TReading>* const readings = links != nullptr && links->IsAlive() ? &links->Read() : nullptr;
+  const double now = links == nullptr ? 0.0 : Now();
+  for (TWatched& one : inputs) {
+    if (!one.reading) continue;
+    if (options.past != nullptr) {
+      Follow(one);
+    } else {
+      one.watch.Judge(readings == nullptr ? TReading() : (*readings)[*one.reading], now);
+      if (one.watch.Value()) application->SetElementValue(one.input->item, *one.watch.Value());
+      one.age = one.watch.Age(now);
+    }
+    Tell(one, time);
+  }
 }
 
 // The same as in the earlier run.
@@ -239,25 +254,23 @@ void CPlant::Follow(TWatched& one) {
   application->SetElementValue(one.input->item, latched->value);
 }
 
-void CPlant::Judge(TWatched& one, double time, double now, const std::vector<TReading>* readings) {
+void CPlant::JudgeSimulated(TWatched& one, double time) {
+  const double forgiven = runtime::kForgivenRounding * application->Period();
+  const bool isTakenAway = std::any_of(one.losses.begin(), one.losses.end(), [&](const TLoss& loss) {
+    return loss.from <= time + forgiven && time < loss.to - forgiven;
+  });
+  one.own = ValueOf(*application, one.input->item);
+  one.watch.JudgeSimulated(one.own, isTakenAway, time);
+  one.isReplaced = one.watch.Quality() != EQuality::kGood && one.watch.Value();
+  if (one.isReplaced) application->SetElementValue(one.input->item, *one.watch.Value());
+  one.age = one.watch.Age(time);
+  Tell(one, time);
+}
+
+// To expressions, and to people where it became bad or good.
+void CPlant::Tell(TWatched& one, double time) {
   const runtime::TItem item = one.input->item;
-  if (one.reading && options.past != nullptr) {
-    Follow(one);
-  } else if (one.reading) {
-    one.watch.Judge(readings == nullptr ? TReading() : (*readings)[*one.reading], now);
-    if (one.watch.Value()) application->SetElementValue(item, *one.watch.Value());
-  } else {
-    const double forgiven = runtime::kForgivenRounding * application->Period();
-    const bool isTakenAway = std::any_of(one.losses.begin(), one.losses.end(), [&](const TLoss& loss) {
-      return loss.from <= time + forgiven && time < loss.to - forgiven;
-    });
-    one.own = ValueOf(*application, item);
-    one.watch.JudgeSimulated(one.own, isTakenAway, time);
-    one.isReplaced = one.watch.Quality() != EQuality::kGood && one.watch.Value();
-    if (one.isReplaced) application->SetElementValue(item, *one.watch.Value());
-  }
   const bool isGood = one.watch.Quality() == EQuality::kGood;
-  if (!one.reading || options.past == nullptr) one.age = one.watch.Age(one.reading ? now : time);
   if (application->AsksForAge(item)) application->SetQuality(item, isGood, one.age);
   if (isGood != one.isReported) return;
   one.isReported = !isGood;

@@ -198,7 +198,9 @@ class CPlant final : public runtime::CDataLink {
   bool IsReady(std::size_t link, std::uint64_t period) const;
   bool IsWritten(const TSteered& one) const { return !one.link || isWriting[*one.link]; }
   void Follow(TWatched& one);
-  void Judge(TWatched& one, double time, double now, const std::vector<TReading>* readings);
+  void Latch(double time);
+  void JudgeSimulated(TWatched& one, double time);
+  void Tell(TWatched& one, double time);
   void Report(double time, const TConnection& connection, const std::string& text) const;
   void Note(double time, const TConnection& connection, const std::string& text) const;
   void TakeMessages(double time);
