@@ -4,6 +4,7 @@
 #define LOOPBOX_REGULATOR_ENTRIES_H
 
 #include <cstdint>
+#include <iterator>
 #include <type_traits>
 
 #include "regulator/fields.h"
@@ -67,7 +68,7 @@ bool OutputEntry(CRegulator& regulator, TRegulatorDefinition& definition) {
   constexpr std::uint32_t kElementWritten = 8;
   TOutputElement& output = Field<member>(regulator);
   return regulator.ReadEquDataElement(definition.capacity, definition.message, &output.id, &output.indexExpr,
-                                      kNameCapacity, output.name, type, kElementWritten);
+                                      std::size(output.name) - 1, output.name, type, kElementWritten);
 }
 
 // "= NAME;": the code of one of the names.

@@ -68,11 +68,15 @@ TEST(Band, SequencesOfValuesGiveTheirOutputs) {
     EXPECT_EQ(run.Meter("reg").lowLimit, isStep ? -1.0 : 0.0);
     EXPECT_EQ(run.Meter("reg").rangeTo, 1.0);
     EXPECT_EQ(run.Meter("reg").highLimit, 1.0);
-    for (std::size_t k = 0; k < band.sequence.size(); ++k) {
-      SCOPED_TRACE(testing::Message() << band.className << ": " << band.what << " " << k);
-      run.SetValue("x", band.sequence[k].first);
-      run.Steps(1);
-      ExpectOutput(run, isStep, band.sequence[k].second);
+    // A definition read again begins anew.
+    for (const char* reading : {"first", "second"}) {
+      for (std::size_t k = 0; k < band.sequence.size(); ++k) {
+        SCOPED_TRACE(testing::Message() << band.className << ": " << band.what << " " << k << ", " << reading);
+        run.SetValue("x", band.sequence[k].first);
+        run.Steps(1);
+        ExpectOutput(run, isStep, band.sequence[k].second);
+      }
+      ASSERT_TRUE(run.ReadAgain(0, run.State().instruments[0].end));
     }
   }
 }

@@ -404,6 +404,8 @@ TEST(Panes, ReadAgainHaveNothingOfTheHostsPartBefore) {
   EXPECT_EQ(run.Object("reg").winHeight, 80);
   EXPECT_EQ(run.Object("reg").stateWord & hx_vinst::kStateActivateAlways, 0u);
   EXPECT_EQ(reg.title + reg.quantityUnit + reg.outputUnit, "");
+  EXPECT_EQ(run.Object("reg").rect.x, 10);  // nobody has placed it again
+  EXPECT_EQ(run.Object("reg").rect.y, 10);
 }
 
 // Reals stay as they were read, whole numbers are taken with their ";" alone. Told

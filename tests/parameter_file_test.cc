@@ -8,6 +8,7 @@
 #include <cmath>
 #include <filesystem>
 #include <tuple>
+#include <utility>
 
 #include "runtime/instruments/application_state.h"
 #include "runtime/platform/disk.h"
@@ -66,6 +67,22 @@ TEST(ParameterFile, IsWrittenByTheTwoEventsAlone) {
     Keep(run, first, second);
     EXPECT_EQ(fs::exists(folder.Path("reg.par")), saves != 0) << first << " " << second;
   }
+}
+
+// Without the application there are no files.
+TEST(ParameterFile, NeedsAnApplication) {
+  const CFolder folder;
+  CRun run(folder, "test.lbx", kNamed);
+  folder.Write("reg.par", ParameterFile(2, kOther));
+  hx_vinst::CInstrument& object = run.Object("reg");
+  hx_main::TContext* const application = std::exchange(object.ctx, nullptr);
+  object.FinishRead(object.rect);
+  ExpectModel(run, kFreshRun);
+  Keep(run);
+  EXPECT_EQ(ReadFile(folder.Path("reg.par")), ParameterFile(2, kOther));
+  object.ctx = application;
+  object.FinishRead(object.rect);
+  ExpectModel(run, kOther);
 }
 
 TEST(ParameterFile, NeedsANameAndGetsItsFolder) {

@@ -318,7 +318,7 @@ std::uint8_t CInstrument::ReadEquDataElement(std::uint32_t capacity, char16_t* m
     reading.lexer->Expect("=");
     MarkNext(reading);
     const TLexeme read = reading.lexer->ExpectIdentifier("the name of a data element");
-    if (reserved != 8) throw runtime::TTextError{read.offset, kWrongCall};
+    if (reserved != 8 || nameCapacity != runtime::kNameCapacity) throw runtime::TTextError{read.offset, kWrongCall};
     const std::string spelling(read.text);
     const std::int32_t index = application.data.Find(read.text);
     if (index < 0)

@@ -7,7 +7,7 @@
 
 namespace runtime {
 
-constexpr std::uint32_t kNameCapacity = 63;     // of an instrument
+constexpr std::uint32_t kNameCapacity = 63;     // of an instrument, of an element
 constexpr std::uint32_t kTextCapacity = 255;    // messages, keywords, descriptions, labels
 constexpr std::uint32_t kTokenCapacity = 1023;  // of a definition
 
