@@ -83,11 +83,11 @@ struct TView {
   std::optional<std::int64_t> run;
 };
 
-// What is asked of an export, in periods of one run, both ends with it.
+// What is asked of an export, in seconds of a run, both ends with it.
 struct TExport {
   std::int64_t run = 0;
-  std::uint64_t from = 0;
-  std::uint64_t to = 0;
+  double from = 0.0;
+  double to = 0.0;
 };
 
 struct TDay {

@@ -74,7 +74,7 @@ struct CArchiver::TState {
   void Choose();
   bool Share(std::string* error);
   void Put();
-  void TakeTexts();
+  void TakeTexts(bool isLast);
   void Report(const std::string& text) { archiving.report({application.Time(), kInstrument, text}); }
 
   runtime::CApplication& application;
@@ -195,33 +195,31 @@ void CArchiver::Observe() {
     state->writing.outlook->start.store(std::llround(now.count() - 1e6 * state->application.Time()));
   }
   state->Put();
-  state->TakeTexts();
+  state->TakeTexts(false);
 }
 
-void CArchiver::TState::TakeTexts() {
+void CArchiver::TState::TakeTexts(bool isLast) {
   TText told;
   while (texts->Take(&told)) Report(told.text);
   if (keeper->Deaths() != deathsTold) {
     deathsTold = keeper->Deaths();
     Report("the archive's process has died: another one goes on");
   }
-  if (!isGone && !keeper->IsAlive()) {
+  if (!isLast && !isGone && !keeper->IsAlive()) {
     isGone = true;
     Report("the archive's process is gone: nothing is kept any more");
   }
-  const bool isLosing = rows->Room() == nullptr;
-  if (isLosing && !wasLosing && lost > lostTold) Report("the archive has no room: rows are lost");
-  if (!isLosing && lost > lostTold) {
-    Report(std::to_string(lost - lostTold) + " rows are lost to the archive");
-    lostTold = lost;
-  }
-  wasLosing = isLosing && lost > lostTold;
+  const bool isLosing = !isLast && rows->Room() == nullptr && lost > lostTold;
+  if (isLosing && !wasLosing) Report("the archive has no room: rows are lost");
+  wasLosing = isLosing;
+  if (isLosing || lost == lostTold) return;
+  Report("rows lost to the archive: " + std::to_string(lost - lostTold));
+  lostTold = lost;
 }
 
 bool CArchiver::Finish(std::string* error) {
   const bool hasEnded = state->keeper->End(kLongestEnd) && state->writing.outlook->hasEnded.load();
-  state->isGone = true;  // in order
-  state->TakeTexts();
+  state->TakeTexts(true);
   if (hasEnded) return true;
   *error = state->archiving.folder + ": the archive is not complete";
   return false;

@@ -17,11 +17,12 @@ constexpr std::uint64_t kNone = std::numeric_limits<std::uint64_t>::max();
 // A channel's samples one after the other, a chunk at a time.
 class CColumn {
  public:
-  CColumn(CFolder& folder, const TExport& what, const std::string& name)
-      : pieces(folder.Pieces(what.run, name, what.from, what.to + 1)) {
-    const auto earlier = folder.Pieces(what.run, name, 0, what.from);
+  // Of the periods from <= period < to of a run.
+  CColumn(CFolder& folder, std::int64_t run, const std::string& name, std::uint64_t from, std::uint64_t to)
+      : pieces(folder.Pieces(run, name, from, to)) {
+    const auto earlier = folder.Pieces(run, name, 0, from);
     if (!earlier.empty()) {
-      if (const auto held = earlier.back().reader->Before(*earlier.back().channel, what.from)) SetText(held->last);
+      if (const auto held = earlier.back().reader->Before(*earlier.back().channel, from)) SetText(held->last);
     }
     Fill();
   }
@@ -71,15 +72,17 @@ std::string TimeText(double time) {
 }  // namespace
 
 void Export(CFolder& folder, const TExport& what, std::FILE* file) {
+  const std::vector<TRun>& runs = folder.Runs();
+  const auto run = std::find_if(runs.begin(), runs.end(), [&](const TRun& one) { return one.id == what.run; });
+  if (run == runs.end()) throw TFailure("the archive has no such run");
+  const std::uint64_t from = std::max(PeriodOf(*run, what.from), run->first);
+  const std::uint64_t to = std::min(PeriodBehind(*run, what.to), run->last + 1);
   std::vector<CColumn> columns;
   std::string row = "time";
   for (const TChannel& channel : folder.Channels(what.run)) {
-    columns.emplace_back(folder, what, channel.name);
+    columns.emplace_back(folder, what.run, channel.name, from, to);
     row += "," + channel.name;
   }
-  const auto run =
-      std::find_if(folder.Runs().begin(), folder.Runs().end(), [&](const TRun& one) { return one.id == what.run; });
-  if (run == folder.Runs().end()) throw TFailure("the archive has no such run");
   const auto write = [&] {
     row += "\r\n";
     if (std::fwrite(row.data(), 1, row.size(), file) != row.size()) {
@@ -87,8 +90,8 @@ void Export(CFolder& folder, const TExport& what, std::FILE* file) {
     }
   };
   write();
-  std::uint64_t period = std::max(what.from, run->first);
-  while (period <= std::min(what.to, run->last)) {
+  std::uint64_t period = from;
+  while (period < to) {
     row = TimeText(static_cast<double>(period) * run->period);
     std::uint64_t next = kNone;
     for (CColumn& column : columns) {

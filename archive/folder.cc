@@ -13,12 +13,16 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t kMostReaders = 64;  // that stay open between two readings
-constexpr double kForgiven = 1e-6;        // seconds, as exact as a double has the seconds of the epoch
+constexpr double kForgiven = 1e-6;        // seconds; a double has those of the epoch no more exactly
 
 }  // namespace
 
-std::uint64_t PeriodAt(const TRun& run, double time) {
-  const double number = std::ceil((time - run.start - kForgiven) / run.period);
+std::uint64_t PeriodAt(const TRun& run, double time) { return PeriodOf(run, time - run.start); }
+
+std::uint64_t PeriodBehind(const TRun& run, double second) { return PeriodOf(run, second + 2.0 * kForgiven); }
+
+std::uint64_t PeriodOf(const TRun& run, double second) {
+  const double number = std::ceil((second - kForgiven) / run.period);
   if (!(number > 0.0)) return 0;
   return number < static_cast<double>(kMostPeriods) ? static_cast<std::uint64_t>(number) : kMostPeriods;
 }

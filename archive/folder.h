@@ -69,8 +69,11 @@ class CFolder {
   std::vector<TRun> runs;
 };
 
-// The first period of a run at or after a time; a rounding is forgiven.
+// The first period of a run at or after a time, or a second of the run, and the first
+// after it; a rounding is forgiven.
 std::uint64_t PeriodAt(const TRun& run, double time);
+std::uint64_t PeriodOf(const TRun& run, double second);
+std::uint64_t PeriodBehind(const TRun& run, double second);
 
 }  // namespace archive
 

@@ -71,7 +71,10 @@ class CPoints {
 class CHistory {
  public:
   CHistory(const TView& theView, const std::string& channel, const std::vector<CFolder::TPiece>& thePieces)
-      : view(theView), name(channel), pieces(thePieces), points(view.from, view.to, std::max<std::size_t>(1, view.points)) {
+      : view(theView),
+        name(channel),
+        pieces(thePieces),
+        points(view.from, view.to, std::max<std::size_t>(1, view.points)) {
     for (const CFolder::TPiece& piece : pieces) level = std::max(level, piece.channel->top);
     Read();
   }

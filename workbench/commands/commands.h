@@ -14,6 +14,7 @@ TCommand ClassesCommand(TCommonOptions& common);
 TCommand DescribeCommand(TCommonOptions& common);
 TCommand JournalCommand(TCommonOptions& common);
 TCommand ReplayCommand(TCommonOptions& common);
+TCommand ArchiveCommand(TCommonOptions& common);
 TCommand ValidateCommand(TCommonOptions& common);
 
 }  // namespace workbench

@@ -15,6 +15,7 @@
 #include "runtime/trace.h"
 #include "workbench/commands/commands.h"
 #include "workbench/commands/one_run.h"
+#include "workbench/commands/run_archive.h"
 #include "workbench/commands/run_options.h"
 #include "workbench/commands/run_panel.h"
 #include "workbench/commands/run_plant.h"
@@ -118,6 +119,7 @@ class CRunCommand {
   std::unique_ptr<runtime::CApplication> application;
   std::optional<CInputFile> input;
   CRunRecord record;
+  CRunArchive archive;
   CTraceFile trace;
   std::optional<CPacer> pacer;  // in real time
   CServiceNotice service;
@@ -311,6 +313,7 @@ bool CRunCommand::Open(std::string* error) {
   if (!record.Begin(*application, input ? &*input : nullptr, plant.Connected(), plugin->Path(), error)) return false;
   if (!OpenPlant(error) || !OpenPanel(error)) return false;
   if (!record.Open(*application, error)) return false;
+  if (!archive.Open(options, *application, plant.Link(), isRealTime, sink, error)) return false;
   learning.emplace(*application, references, tell);
   if (recorded) provenance.TakeHashes(*application, filesRead);
   if (watched) {
@@ -392,6 +395,7 @@ bool CRunCommand::RunPeriods() {
     if (!application->Step()) return application->LinkError().empty();
     panel.NoteCommands(*application, record);
     if (!record.KeepRow(*application)) return false;
+    archive.Keep();
     if (observation) observation->Observe();
     learning->Observe();
     if (watch) watch->Observe();
@@ -439,6 +443,7 @@ int CRunCommand::Finish(bool complete) {
   check(plant.Failure().empty(), plant.Failure());
   check(panel.End(&error), error);
   check(record.End(application->PeriodsDone(), &error), error);
+  check(archive.End(&error), error);
   if (done && !record.Difference().empty()) PrintError(record.Difference());
   check(!trace.IsOpen() || trace.Close(&error), error);
   if (pictureError.empty()) pictures.WriteLast(*application, &pictureError);

@@ -27,6 +27,8 @@ struct TRunOptions {
   std::string connections;           // a text whose connections take the place of the application's
   std::vector<std::string> losses;   // NAME@S-S: inputs and connections taken away
   std::string record;                // a folder that keeps all that the run depended on
+  std::string archive;               // a folder that keeps its history, for weeks
+  std::uint64_t archiveDays = 0;     // files that stay; 0: all
   std::string journal;               // of operators and alarms; empty: named like the application
   bool realtime = false;
   std::optional<int> realtimePriority;  // 1 to 99; none: as it comes
