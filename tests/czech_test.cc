@@ -132,6 +132,7 @@ TEST_F(CzechProgram, HelpsAndRefusesInIt) {
                                 "validate --help",
                                 "probe --help",
                                 "replay --help",
+                                "archive --help",
                                 "run",
                                 "run x --nonsense",
                                 "run x y",
@@ -148,7 +149,8 @@ TEST_F(CzechProgram, HelpsAndRefusesInIt) {
                                 "describe x --format html",
                                 "describe pid_regulater",
                                 "check /nowhere/x"}) {
-    ExpectWordless(arguments, "run replay check probe classes describe validate text markdown cs en");
+    ExpectWordless(arguments,
+                   "run replay archive list export check probe classes describe validate text markdown cs en");
   }
 }
 
