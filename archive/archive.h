@@ -64,6 +64,8 @@ struct TPoint {
   double mean = 0.0;  // of the samples
   std::uint64_t count = 0;
   std::uint8_t quality = 0;  // the worst; 0 is good
+  double first = 0.0;        // value
+  double last = 0.0;         // which holds until the next point
 };
 
 struct TSeries {

@@ -15,6 +15,11 @@ constexpr std::size_t kMostRows = 20000;  // that a view reads, about
 constexpr std::size_t kRowsOfChunk = 32;  // that take as long as the samples of a chunk
 constexpr int kSamples = -1;              // the level below chunks
 
+TPoint PointOf(const TRun& run, const TSpan& span) {
+  return {run.TimeOf(span.begin), run.TimeOf(span.end), span.min, span.max, span.mean, span.count,
+          span.quality,           span.first,           span.last};
+}
+
 // Points as they come, ascending; once there are more than a view has, they are joined
 // by a grid of as many as it may have, each point where it begins.
 class CPoints {
@@ -55,6 +60,7 @@ class CPoints {
     last.mean = JoinedMean(last.mean, last.count, point.mean, point.count);
     last.count += point.count;
     last.quality = std::max(last.quality, point.quality);
+    last.last = point.last;
   }
 
   double begin;
@@ -126,10 +132,7 @@ class CHistory {
     }
   }
 
-  void Put(const CFolder::TPiece& piece, const TSpan& span) {
-    const TRun& run = piece.run->run;
-    points.Add({run.TimeOf(span.begin), run.TimeOf(span.end), span.min, span.max, span.mean, span.count, span.quality});
-  }
+  void Put(const CFolder::TPiece& piece, const TSpan& span) { points.Add(PointOf(piece.run->run, span)); }
 
   const TView& view;
   std::string name;
@@ -166,8 +169,7 @@ std::optional<TPoint> Before(CFolder& folder, const TPart& part, const std::stri
   if (pieces.empty()) return std::nullopt;
   const auto span = pieces.back().reader->Before(*pieces.back().channel, part.from);
   if (!span) return std::nullopt;
-  const double time = part.run->TimeOf(span->begin);
-  return TPoint{time, time, span->min, span->max, span->mean, 1, span->quality};
+  return PointOf(*part.run, *span);
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ namespace {
 constexpr double kBetweenCommits = 1.0;  // seconds
 constexpr double kBetweenLooks = 0.05;
 constexpr double kBetweenTries = 1.0;  // when nothing could be written
-constexpr double kLastTries = 3.0;     // after the run's end
+constexpr double kLastTries = 1.0;     // after the run's end
 
 bool HangsUp(int loop, double seconds) {
   pollfd polled{loop, 0, 0};

@@ -42,7 +42,7 @@ struct TWriting {
   std::size_t RowWords() const { return kRowHead + channels.size() + (judged.size() + 7) / 8; }
 };
 
-// Until `loop` hangs up and no row waits any more, or some seconds later where nothing
+// Until `loop` hangs up and no row waits any more, or a second later where nothing
 // can be written. Yields 0.
 int Write(TWriting& writing, int loop);
 

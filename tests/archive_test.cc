@@ -5,6 +5,7 @@
 #include <signal.h>
 #include <sys/resource.h>
 
+#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -114,6 +115,8 @@ void ExpectWhole(const TKnown& known, std::size_t channel, const TSeries& series
     // A sample of the first period of a day may stand within its stretch.
     const double peak = known.Peak(channel, first, last + 1);
     ASSERT_EQ(peak < 0.0 ? point.max < 1.0 : point.max == peak, true) << channel << " " << first << " " << last;
+    ASSERT_EQ(point.first, known.Value(channel, first));
+    ASSERT_EQ(point.last, known.Value(channel, last));
     ASSERT_GE(point.mean, point.min);
     ASSERT_LE(point.mean, point.max);
     count += point.count;
@@ -127,9 +130,9 @@ double ExpectAnyView(const TKnown& known, CArchive& archive) {
   std::mt19937_64 random(7);
   double longest = 0.0;
   for (std::uint64_t span = known.periods; span >= 16; span /= 5) {
-    for (int turn = 0; turn < 3; ++turn) {
+    for (std::size_t turn = 0; turn < 3; ++turn) {
       const std::uint64_t from = 1 + random() % (known.periods - span + 1);
-      const TView view = known.All(from, from + span, 1000);
+      const TView view = known.All(from, from + span, std::array<std::size_t, 3>{1000, 40, 3}[turn]);
       std::vector<TSeries> series;
       std::string error;
       const std::clock_t begin = std::clock();
@@ -192,8 +195,10 @@ TEST(Archive, ShowsADayAtAnyZoom) {
   // A writer that goes on may repeat a value: samples more than there would be.
   std::vector<TSeries> series;
   std::string error;
-  ASSERT_TRUE(archive->View(known.All(1, known.periods + 1, 1000), &series, &error)) << error;
-  for (std::size_t i = 0; i < 8; ++i) ExpectWhole(known, i, series[i], 1, known.periods + 1, 1000);
+  for (const std::size_t points : {std::size_t{3}, std::size_t{1000}}) {
+    ASSERT_TRUE(archive->View(known.All(1, known.periods + 1, points), &series, &error)) << error;
+    for (std::size_t i = 0; i < 8; ++i) ExpectWhole(known, i, series[i], 1, known.periods + 1, points);
+  }
   EXPECT_EQ(std::count_if(series[0].points.begin(), series[0].points.end(),
                           [](const TPoint& point) { return point.quality == 2; }),
             known.periods / 5000 + 1);
@@ -332,7 +337,32 @@ TEST(Archive, ComesBackAsInput) {
                          folder.Path("driven.csv") + " | tr -d '\\r' | cmp - " + folder.Path("1"))
                 .output,
             "");
+  // Another run, which begins while the first one's time goes on.
+  tests::ExpectOutcome(Loopbox("run " + kept + " --quiet --duration 10 --archive " + archive), 0, {});
+  tests::ExpectOutcome(tests::Shell(tests::BuildPath("loopbox") + " archive export " + archive + " --run 1 | cmp - " +
+                                    folder.Path("x.csv")),
+                       0, {});
   const auto opened = Opened(folder.Path("a"));
+  ASSERT_EQ(opened->Runs().size(), 2u);
+  const archive::TRun& later = opened->Runs()[1];
+  std::vector<TSeries> series;
+  std::string error;
+  ASSERT_TRUE(opened->View({{"u", "none"}, opened->Runs()[0].start, later.start + 1e6, 1000, {}}, &series, &error))
+      << error;
+  ASSERT_EQ(series.size(), 2u);
+  EXPECT_TRUE(series[1].points.empty());
+  const std::vector<TPoint>& points = series[0].points;
+  EXPECT_TRUE(
+      std::is_sorted(points.begin(), points.end(), [](const TPoint& a, const TPoint& b) { return a.to < b.from; }));
+  EXPECT_LE(points.back().to, later.TimeOf(later.last));
+  EXPECT_GT(points.back().to, later.start);
+  // x was lost for a while.
+  ASSERT_TRUE(
+      opened->View({{"x"}, opened->Runs()[0].start, later.start + 1e6, 1000, opened->Runs()[0].id}, &series, &error));
+  EXPECT_TRUE(std::any_of(series[0].points.begin(), series[0].points.end(), [&](const TPoint& point) {
+    const double second = point.from - opened->Runs()[0].start;
+    return point.quality == 2 && second > 9.0 && second < 21.0;
+  }));
   tests::ExpectOutcome(Loopbox("archive export " + archive + " --from 100.25 --to 101"), 0, {"\n100.5,", "\n101,"});
   for (const tests::TCall& call : std::vector<tests::TCall>{
            {"archive export " + archive + " --to 1999-01-01", 1, {"the archive has no run in that time"}},
