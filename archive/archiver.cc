@@ -60,6 +60,12 @@ std::size_t RowsThatFit(double period, std::size_t words, bool isRealTime) {
   return std::min(most, std::max(kLeastRows, static_cast<std::size_t>(std::ceil(kRoom / period))));
 }
 
+// Microseconds of the epoch.
+std::int64_t WallClock() {
+  return std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::system_clock::now().time_since_epoch())
+      .count();
+}
+
 }  // namespace
 
 struct CArchiver::TState {
@@ -79,6 +85,7 @@ struct CArchiver::TState {
 
   runtime::CApplication& application;
   const TArchiving archiving;
+  const std::int64_t made = WallClock();
   const runtime::CTrace trace;
   std::vector<double> values;        // of the trace's columns
   std::vector<std::size_t> columns;  // of the channels
@@ -190,10 +197,10 @@ void CArchiver::TState::Put() {
 }
 
 void CArchiver::Observe() {
-  if (state->writing.outlook->start.load() == 0) {
-    const std::chrono::duration<double, std::micro> now = std::chrono::system_clock::now().time_since_epoch();
-    state->writing.outlook->start.store(std::llround(now.count() - 1e6 * state->application.Time()));
-  }
+  // Where time goes faster than the wall clock, the run begins when it was made.
+  std::atomic<std::int64_t>& start = state->writing.outlook->start;
+  if (start.load() == 0)
+    start.store(std::max<std::int64_t>(state->made, WallClock() - std::llround(1e6 * state->application.Time())));
   state->Put();
   state->TakeTexts(false);
 }
