@@ -313,7 +313,7 @@ bool CRunCommand::Open(std::string* error) {
   if (!record.Begin(*application, input ? &*input : nullptr, plant.Connected(), plugin->Path(), error)) return false;
   if (!OpenPlant(error) || !OpenPanel(error)) return false;
   if (!record.Open(*application, error)) return false;
-  if (!archive.Open(options, *application, plant.Link(), isRealTime, sink, error)) return false;
+  if (!archive.Open(options, *application, plant.Plant(), isRealTime, sink, error)) return false;
   learning.emplace(*application, references, tell);
   if (recorded) provenance.TakeHashes(*application, filesRead);
   if (watched) {

@@ -34,8 +34,6 @@ class CRunPlant {
   };
   // Where the text has connections.
   bool Open(runtime::CApplication& application, TTold told, std::string* error);
-  // Null where the text has none.
-  const runtime::CDataLink* Link() const { return plant ? &*plant : nullptr; }
   // At the end of the run: the outputs are brought to their safe values.
   void Finish();
   const std::string& Failure() const { return failure; }  // of the end
