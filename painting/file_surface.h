@@ -16,6 +16,9 @@ namespace painting {
 constexpr std::int64_t kLargestSide = 16384;
 constexpr std::int64_t kLargestArea = std::int64_t{64} << 20;
 
+// What is behind the instruments.
+constexpr std::uint32_t kWindowPaper = 0xDCD8D4;
+
 // Appends to the std::string at `bytes` what Cairo writes of a file.
 cairo_status_t AppendBytes(void* bytes, const unsigned char* data, unsigned int length);
 

@@ -4,8 +4,6 @@
 #include <limits>
 #include <memory>
 #include <numeric>
-#include <set>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -13,8 +11,8 @@
 #include "painting/canvas.h"
 #include "painting/file_surface.h"
 #include "painting/icon.h"
+#include "painting/meter_texts.h"
 #include "painting/views.h"
-#include "runtime/instruments/meters.h"
 #include "runtime/platform/text_metrics.h"
 #include "runtime/text/wide_text.h"
 
@@ -24,9 +22,7 @@ namespace {
 
 using TSurface = std::unique_ptr<cairo_surface_t, decltype(&cairo_surface_destroy)>;
 
-constexpr std::uint32_t kWindowPaper = 0xDCD8D4;
 constexpr std::uint32_t kCaptionInk = 0x303030;
-constexpr std::uint32_t kTextCapacity = 255;  // of a description
 // Pixels.
 constexpr std::int64_t kMargin = 10;  // right of and below everything
 constexpr double kCaptionLeast = 9;   // height of the strip above an instrument
@@ -38,57 +34,18 @@ struct TInstrument {
   TMeterTexts texts;
 };
 
-// The modes that the definition gives, by the block in which they stand: a pane's
-// section, or empty for a meter's own.
-std::set<std::string> ModesGiven(const runtime::CInstrumentHandle& instrument) {
-  std::set<std::string> blocks;
-  for (const runtime::TDefinitionEntry& entry : instrument.Definition()) {
-    if (entry.keyword == "mode") blocks.insert(entry.block);
-  }
-  return blocks;
-}
-
-// A pane is called as its class describes it: the descriptions are registered before
-// the panes, each in front of the one before.
-std::u16string PaneName(const view::CNodeView& instrument, const runtime::TPaneName& pane) {
-  std::vector<std::u16string> descriptions;
-  for (const vcont::CStaticText& text : runtime::TextsOf(instrument)) {
-    descriptions.emplace_back(text.text != nullptr ? runtime::WideView(kTextCapacity, text.text) : u"");
-  }
-  if (descriptions.size() != std::size(runtime::kPaneNames)) return runtime::Utf16(pane.word);
-  return descriptions[descriptions.size() - 1 - pane.pane];
-}
-
-TMeterTexts TextsOf(const runtime::CApplication& application, const runtime::CInstrumentHandle& instrument) {
-  const std::set<std::string> modes = ModesGiven(instrument);
-  TMeterTexts texts;
-  const auto add = [&](const gaugekit::CMeter& meter, std::u16string name, const std::string& unit,
-                       const std::string& block) {
-    // A sample in each period: else it isn't known when they were.
-    const double step = meter.samples == application.PeriodsDone() ? application.Period() : 0;
-    texts[&meter] = {std::move(name), runtime::Utf16(unit), modes.contains(block), application.Time(), step};
-  };
-  const view::CNodeView& view = *instrument.View();
-  if (instrument.IsMeter()) {
-    add(static_cast<const gaugekit::CMeter&>(view), runtime::Utf16(instrument.Name()), instrument.QuantityUnit(), "");
-  }
-  for (std::size_t i = 0; i < instrument.PaneCount(); ++i) {
-    const runtime::TPaneName& pane = runtime::kPaneNames[i];
-    add(*runtime::MeterOf(view, pane.pane), PaneName(view, pane),
-        pane.pane == runtime::kOutputPane ? instrument.OutputUnit() : instrument.QuantityUnit(),
-        std::string(pane.column) + "_section");
-  }
-  return texts;
-}
-
 std::vector<TInstrument> InstrumentsOf(const runtime::CApplication& application) {
+  // A sample in each period: else it isn't known when they were.
+  const auto stepOf = [&application](const gaugekit::CMeter& meter) {
+    return meter.samples == application.PeriodsDone() ? application.Period() : 0;
+  };
   std::vector<TInstrument> instruments;
   for (std::size_t i = 0; i < application.InstrumentCount(); ++i) {
     const runtime::CInstrumentHandle instrument = application.Instrument(i);
     const view::CNodeView* view = instrument.View();
     if (view == nullptr || view->disabled != 0 || view->rect.width <= 0 || view->rect.height <= 0) continue;
-    instruments.push_back(
-        {instrument.Title().empty() ? instrument.Name() : instrument.Title(), view, TextsOf(application, instrument)});
+    instruments.push_back({instrument.Title().empty() ? instrument.Name() : instrument.Title(), view,
+                           TextsOf(instrument, application.Time(), stepOf)});
   }
   return instruments;
 }
