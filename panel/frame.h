@@ -29,6 +29,9 @@ enum EHeader : std::size_t {
   kHeader
 };
 
+enum EOfInput : std::size_t { kQuality, kAge, kOfInput };              // EInput, seconds
+enum EOfOutput : std::size_t { kCode, kWritten, kHeldBy, kOfOutput };  // EOutput; as CSite has them
+
 // The mode of an instrument.
 enum class EMode : std::uint8_t {
   kAuto,    // it regulates
@@ -54,8 +57,8 @@ enum EOfInstrument : std::size_t {
   kOfInstrument
 };
 enum EFlag : std::uint32_t {
-  kWishLow = 1,    // below a limit that the definition gives
-  kWishHigh = 2,   // above it
+  kWishLow = 1,   // below a limit that the definition gives
+  kWishHigh = 2,  // above it
   kValueLow = 4,
   kValueHigh = 8,
   kOutputLow = 16,

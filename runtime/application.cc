@@ -18,6 +18,7 @@ namespace runtime {
 namespace {
 
 constexpr std::size_t kPaneCount = 3;
+constexpr std::size_t kFewArguments = 8;  // of a procedure
 constexpr const char* kIsConnected = "it is read from the plant";
 
 // The paths of the files, of those among `chosen` where that is given.
@@ -227,6 +228,11 @@ bool CInstrumentHandle::Regulates() const {
   return host.conditionHeld && (host.output == nullptr || !host.output->Tracks());
 }
 
+bool CInstrumentHandle::Tracks() const {
+  const hx_vinst::THostPart& host = *State().object->host;
+  return host.output != nullptr && host.output->Tracks();
+}
+
 const std::string& CInstrumentHandle::QuantityUnit() const { return State().quantityUnit; }
 const std::string& CInstrumentHandle::OutputUnit() const { return State().outputUnit; }
 
@@ -246,6 +252,12 @@ std::optional<double> CInstrumentHandle::OutputElement() const {
 const std::vector<TItem>& CInstrumentHandle::OutputItems() const { return State().outputItems; }
 
 namespace {
+
+// Null where there is no such pane.
+const gaugekit::CMeter* PaneOf(const hx_vinst::CInstrument& object, std::size_t pane) {
+  if (object.kind == view::kMeter) return static_cast<const gaugekit::CMeter*>(&object);
+  return pane < kPaneCount ? MeterOf(object, pane) : nullptr;
+}
 
 COutputHost& OutputOf(TInstrumentState& instrument) {
   std::unique_ptr<COutputHost>& output = instrument.object->host->output;
@@ -274,8 +286,8 @@ std::size_t CInstrumentHandle::PaneCount() const {
 }
 
 TPane CInstrumentHandle::Pane(std::size_t pane) const {
-  const gaugekit::CMeter* found = MeterOf(*State().object, pane);
-  if (found == nullptr || pane >= kPaneCount) return {};
+  const gaugekit::CMeter* const found = PaneOf(*State().object, pane);
+  if (found == nullptr) return {};
   const gaugekit::CMeter& meter = *found;
   const gaugekit::CMeter& given = GiverOf(meter);
   const hx_vinst::THostPart& host = *State().object->host;
@@ -289,6 +301,16 @@ TPane CInstrumentHandle::Pane(std::size_t pane) const {
           given.lowLimitMark != hx_vinst::kNoMark && meter.meterValue < meter.lowLimit,
           given.highLimitMark != hx_vinst::kNoMark && meter.meterValue > meter.highLimit,
           cut != nullptr && cut->period == actedIn ? cut->evaluated : meter.meterValue};
+}
+
+TPaneLimits CInstrumentHandle::Limits(std::size_t pane) const {
+  const gaugekit::CMeter* const found = PaneOf(*State().object, pane);
+  TPaneLimits limits;
+  if (found == nullptr) return limits;
+  const gaugekit::CMeter& given = GiverOf(*found);
+  if (given.lowLimitMark != hx_vinst::kNoMark) limits.low = found->lowLimit;
+  if (given.highLimitMark != hx_vinst::kNoMark) limits.high = found->highLimit;
+  return limits;
 }
 
 double CInstrumentHandle::MeterValue() const {
@@ -321,18 +343,21 @@ bool CInstrumentHandle::Call(const CProcedureName& procedure, std::vector<double
   SetClock(application->clock);
   const std::uint32_t identifier = object.GetIdOfName(static_cast<std::uint32_t>(name.size()), name.c_str(), 0);
   if (identifier == hx_vinst::kNoIdentifier || letters.size() != arguments->size()) return false;
-  std::vector<hx_expr::TValue> values(arguments->size());
-  for (std::size_t i = 0; i < values.size(); ++i) {
+  // Few have more, and a period may call many.
+  hx_expr::TValue few[kFewArguments] = {};
+  std::vector<hx_expr::TValue> many(arguments->size() <= kFewArguments ? 0 : arguments->size());
+  hx_expr::TValue* const values = many.empty() ? few : many.data();
+  for (std::size_t i = 0; i < arguments->size(); ++i) {
     if (letters[i] == 'l') {
       hx_tool::SetValueBoolean(&values[i], (*arguments)[i] != 0.0);
     } else {
       hx_tool::SetValueLongReal(&values[i], (*arguments)[i]);
     }
   }
-  hx_expr::TValueArray array = {static_cast<std::uint32_t>(values.size()), values.data()};
+  hx_expr::TValueArray array = {static_cast<std::uint32_t>(arguments->size()), values};
   char16_t error[kTextCapacity + 1];
   if (!object.Invoke(identifier, &array, kTextCapacity, error)) return false;
-  for (std::size_t i = 0; i < values.size(); ++i) {
+  for (std::size_t i = 0; i < arguments->size(); ++i) {
     (*arguments)[i] = letters[i] == 'l' ? (values[i].boolean != 0 ? 1.0 : 0.0) : values[i].real;
   }
   return true;

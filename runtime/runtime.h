@@ -191,6 +191,12 @@ struct TPane {
   double measured = 0.0;
 };
 
+// Those that a definition gives a pane.
+struct TPaneLimits {
+  std::optional<double> low;
+  std::optional<double> high;
+};
+
 // One entry of a definition's text: `keyword = value …;`, `keyword;`.
 struct TDefinitionEntry {
   std::string block;  // "parameters", "value_section", …; empty at the top
@@ -225,8 +231,12 @@ class CInstrumentHandle {
   void NoteRegulating() const;
   // Whether its condition held when it acted last, and its output was its own.
   bool Regulates() const;
+  // Whether its output was another's when it acted last.
+  bool Tracks() const;
   std::size_t PaneCount() const;  // 3 for a regulator, else 0
+  // Of a meter of its own, whichever is asked for, its only one.
   TPane Pane(std::size_t pane) const;
+  TPaneLimits Limits(std::size_t pane) const;
   double MeterValue() const;  // of a meter of its own
   bool IsMeter() const;
   const std::string& QuantityUnit() const;  // of wish and value, where an expression is a plain element
