@@ -135,7 +135,7 @@ void Keep(double value) { benchmark::DoNotOptimize(value); }
 int main(int argc, char** argv) {
   // What is loaded first finds no room that others have left.
   for (const auto add : {bench::AddLoadingRows, bench::AddLawRows, bench::AddPeriodRows, bench::AddExpressionRows,
-                         bench::AddSimulationRows, bench::AddTraceRows}) {
+                         bench::AddSimulationRows, bench::AddTraceRows, bench::AddFrameRows}) {
     add();
   }
   benchmark::Initialize(&argc, argv);

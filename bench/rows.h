@@ -47,6 +47,7 @@ void AddExpressionRows();
 void AddLoadingRows();
 void AddTraceRows();
 void AddSimulationRows();
+void AddFrameRows();
 
 }  // namespace bench
 

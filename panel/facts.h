@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "runtime/runtime.h"
+
 namespace panel {
 
 // A number that the instrument answers when it is asked.
@@ -25,6 +27,9 @@ struct TFacts {
   std::vector<TFact> settings;            // by what it acts
   std::vector<TFact> learnt;              // empty where its class doesn't learn
   std::optional<std::size_t> identifies;  // which of the learnt is 1 while it identifies
+  // The items that wish and value are, where their expressions are nothing else.
+  std::optional<runtime::TItem> wish;
+  std::optional<runtime::TItem> value;
   // Asks for the settings, then for what was learnt, one number each, NaN where there
   // is none now. Empty where there are none of both.
   std::function<void(std::vector<double>* values)> read;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <string_view>
 
 #include "json/json.h"
 #include "panel/operators.h"
@@ -90,22 +89,6 @@ json::CValue JsonOf(const TModel::TOperator& allowed) {
   return value;
 }
 
-// The shown item that an entry of the definition consists of.
-std::optional<std::size_t> ShownBy(const runtime::CApplication& application, const TFrameLayout& layout,
-                                   const std::vector<runtime::TDefinitionEntry>& definition, std::string_view block) {
-  for (const runtime::TDefinitionEntry& entry : definition) {
-    if (entry.block != block || entry.keyword != "expression") continue;
-    const std::size_t begin = entry.value.find_first_not_of(" \t\r\n");
-    if (begin == std::string::npos) return std::nullopt;
-    runtime::TItem item;
-    std::string ignored;
-    const std::size_t length = entry.value.find_last_not_of(" \t\r\n") + 1 - begin;
-    if (!application.FindItem(entry.value.substr(begin, length), &item, &ignored)) return std::nullopt;
-    return layout.ShownIndex(item);
-  }
-  return std::nullopt;
-}
-
 TModel::TInstrument InstrumentOf(const runtime::CApplication& application, const CFrames& frames, std::size_t index) {
   const runtime::CInstrumentHandle handle = application.Instrument(index);
   TModel::TInstrument instrument;
@@ -115,16 +98,14 @@ TModel::TInstrument InstrumentOf(const runtime::CApplication& application, const
   instrument.unit = handle.QuantityUnit();
   instrument.outputUnit = handle.OutputUnit();
   instrument.facts = frames.Facts()[index];
-  const std::vector<runtime::TDefinitionEntry> definition = handle.Definition();
-  const TFrameLayout& layout = frames.Layout();
-  if (handle.IsMeter()) {
-    instrument.elements[kValueNow] = ShownBy(application, layout, definition, "");
-    instrument.limits[kValueNow] = handle.Limits(runtime::kValuePane);
-  } else {
-    instrument.elements[kWishNow] = ShownBy(application, layout, definition, "wish_value_section");
-    instrument.elements[kValueNow] = ShownBy(application, layout, definition, "value_section");
-    if (!handle.OutputItems().empty()) instrument.elements[kOutputNow] = layout.ShownIndex(handle.OutputItems()[0]);
-    for (std::size_t i = 0; i < std::size(kPanes); ++i) instrument.limits[i] = handle.Limits(kPanes[i]);
+  const auto shown = [&](const std::optional<runtime::TItem>& item) {
+    return item ? frames.Layout().ShownIndex(*item) : std::nullopt;
+  };
+  instrument.elements[kWishNow] = shown(instrument.facts.wish);
+  instrument.elements[kValueNow] = shown(instrument.facts.value);
+  if (!handle.OutputItems().empty()) instrument.elements[kOutputNow] = shown(handle.OutputItems()[0]);
+  for (std::size_t i = 0; i < std::size(kPanes); ++i) {
+    if (!handle.IsMeter() || i == kValueNow) instrument.limits[i] = handle.Limits(kPanes[i]);
   }
   instrument.receivers = handle.Receivers();
   instrument.pane = frames.Panes().SizeOf(index);

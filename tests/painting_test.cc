@@ -11,6 +11,7 @@
 #include <tuple>
 #include <utility>
 
+#include "painting/live_panes.h"
 #include "painting/views.h"
 #include "runtime/platform/text_metrics.h"
 #include "tests/support.h"
@@ -253,6 +254,67 @@ TEST(Painting, ShowsEveryColourWordAndTheGrid) {
     EXPECT_GT(CImage(170, 130, &meter).Find(0xFF8020).count, 30) << word - &meter.colors.borderInk;
     *word = before;
   }
+}
+
+TEST(Painting, DrawsInAnotherProcessWhatActsInOne) {
+  const std::string text =
+      "data x : real = 40; w : real = 50; u : real; b : boolean; p : boolean; m : boolean; end_data;\n"
+      "process x' = (u - x) / 5; end_process;\n"
+      "instrument pid_regulator both position = 0, 0, 500, 140; value_section mode = history; low_limit = 45;"
+      " content = full; end_value_section; wish_value_section mode = history; history = 1500; end_wish_value_section;"
+      " wish_value = w; expression = x; output = u; show_description; end_instrument;\n"
+      "instrument boolean_regulator two position = 0, 200, 300, 90; output_section mode = lamp; ratio = 2;"
+      " end_output_section; value_section ratio = 0; end_value_section; wish_value = w; expression = x; output = b;"
+      " end_instrument;\n"
+      "instrument step_regulator steps position = 0, 300, 300, 90; wish_value = w; expression = x; output_plus = p;"
+      " output_minus = m; end_instrument;\n"
+      "instrument meter short position = 0, 400, 200, 90; mode = history; history = 1000; expression = x; "
+      "end_instrument;\n"
+      "instrument meter long position = 0, 500, 200, 90; mode = history; history = 1500; expression = x; "
+      "end_instrument;\n";
+  CRun acting(text), seen(text);
+  const painting::CLivePanes kept(*acting);
+  painting::CLivePanes shown(*seen);
+  std::vector<double> numbers(kept.Size());
+  const auto compare = [&](std::size_t count) {
+    kept.Keep(numbers);
+    shown.Show(numbers);
+    painting::CLivePanes direct(*acting);
+    direct.Show(numbers);
+    for (std::size_t i = 0; i < count; ++i) {
+      for (const painting::EFormat format : {painting::EFormat::kSvg, painting::EFormat::kPng}) {
+        std::string there, here, error;
+        EXPECT_TRUE(shown.InstrumentPicture(i, format, {700, 300}, &there, &error)) << error;
+        EXPECT_TRUE(direct.InstrumentPicture(i, format, {700, 300}, &here, &error)) << error;
+        EXPECT_EQ(there, here) << i;
+      }
+    }
+  };
+  compare(5);
+  for (const std::uint64_t periods : {1, 60, 900, 400, 1000}) {
+    acting.Steps(periods);
+    compare(5);
+  }
+  acting.SetValue("w", 12);
+  acting.Meter("two").colors.value = 0x2080FF;
+  acting.Meter("short").rangeTo = 60;
+  acting.Meter("short").SettingsChanged();
+  acting.Meter("steps", runtime::kValuePane).SetDisable(1);
+  acting.Object("long").InstrumentHide();
+  acting.Steps(1);
+  compare(5);
+  acting.Object("long").InstrumentShow();
+  acting.Steps(1100);
+  compare(4);  // the long history has lost 76 samples
+  EXPECT_EQ(seen.Meter("long").samples, 1024u);
+  std::string picture, error;
+  for (const painting::TPictureSize size : {painting::TPictureSize{0, 10}, {16385, 10}, {16384, 16384}}) {
+    EXPECT_FALSE(shown.InstrumentPicture(0, painting::EFormat::kPng, size, &picture, &error));
+    EXPECT_EQ(error, "a picture of that size can't be drawn");
+  }
+  seen.Object("two").SetDisable(1);
+  EXPECT_FALSE(shown.InstrumentPicture(1, painting::EFormat::kPng, {10, 10}, &picture, &error));
+  EXPECT_EQ(error, "'two' is not seen in the window");
 }
 
 TEST(Painting, CutsALongTextSoon) {

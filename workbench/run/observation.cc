@@ -5,22 +5,17 @@
 #include <utility>
 
 namespace workbench {
-namespace {
 
-// By the shape of its events' letters: one real, one boolean, two booleans.
-// Without such events its output is taken as a number.
-ERegulatorKind KindOf(const std::vector<runtime::TNamed>& events) {
+ERegulatorKind KindOf(const runtime::CInstrumentHandle& instrument) {
   static constexpr std::pair<std::string_view, ERegulatorKind> kShapes[] = {
       {"__R", ERegulatorKind::kContinuous}, {"__l", ERegulatorKind::kTwoState}, {"__ll", ERegulatorKind::kIncremental}};
-  for (const auto& event : events) {
+  for (const auto& event : instrument.Events()) {
     for (const auto& [letters, kind] : kShapes) {
       if (event.name.ends_with(letters)) return kind;
     }
   }
   return ERegulatorKind::kContinuous;
 }
-
-}  // namespace
 
 bool TRegulator::HasBand() const {
   return reference != nullptr && !reference->Band().plus.empty() && !reference->Band().minus.empty();
@@ -52,8 +47,7 @@ CObservation::CObservation(const runtime::CApplication& theApplication, const TR
     const runtime::CInstrumentHandle instrument = application.Instrument(index);
     if (instrument.PaneCount() == 0) continue;
     const auto found = references.find(instrument.ClassName());
-    regulators.push_back(
-        {instrument, KindOf(instrument.Events()), found == references.end() ? nullptr : &found->second});
+    regulators.push_back({instrument, KindOf(instrument), found == references.end() ? nullptr : &found->second});
     calls.push_back(CallsOf(regulators.back(), wanted));
     if (hands) instrument.NoteRegulating();
   }

@@ -16,6 +16,10 @@
 
 namespace workbench {
 
+// By the shape of its events' letters: one real, one boolean, two booleans. Without
+// such events the output is taken as a number.
+ERegulatorKind KindOf(const runtime::CInstrumentHandle& regulator);
+
 struct TRegulator {
   runtime::CInstrumentHandle instrument;
   ERegulatorKind kind;
