@@ -38,7 +38,9 @@ struct TFramed {
         instrument.Call(parameters, &asked);
         values->insert(values->end(), asked.begin(), asked.end());
       };
-      facts.push_back({"continuous", {}, {{"law"}, {"r0"}, {"tI"}, {"tD"}}, {}, {}, read});
+      facts.emplace_back();
+      for (const char* name : {"law", "r0", "tI", "tD"}) facts.back().settings.push_back({name, "", false, {}});
+      facts.back().read = read;
     }
     return facts;
   }

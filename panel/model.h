@@ -72,6 +72,8 @@ struct TModel {
   double duration = 0.0;  // seconds
   std::string language = "en";
   bool isLive = true;  // else what was kept of a run
+  double from = 0.0;   // of what was kept, in seconds of the run
+  double to = 0.0;
   bool isPlant = false;
   bool isDry = false;      // nothing is written to the plant
   double startWall = 0.0;  // seconds of the epoch; 0: not known

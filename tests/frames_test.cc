@@ -143,9 +143,11 @@ TEST(Frames, TellsAPageOnceWhatStays) {
   CRun run(kOfAllKinds);
   const TSite site;
   TFramed framed(*run, &site);
-  framed.definition.operators = {{panel::TOperator::kElement, "by_hand", {8, 0}},
-                                 {panel::TOperator::kElement, "w", {1, 0}, 0, "", std::pair{20.0, 180.0}, 1.0},
-                                 {panel::TOperator::kProcedure, "inner.save", {}, 0, "SetParameters__RRR"}};
+  panel::TOperator hand, wish, save;
+  hand.name = "by_hand", hand.item = {8, 0};
+  wish.name = "w", wish.item = {1, 0}, wish.range = {20.0, 180.0};
+  save.name = "inner.save", save.kind = panel::TOperator::kProcedure, save.procedure = "SetParameters__RRR";
+  framed.definition.operators = {hand, wish, save};
   const panel::TModel model = ModelOf(*run, framed.definition, {}, &site, framed.alarms, framed.frames);
   const json::CValue told = json::CValue::Parse(model.Json(true)).value();
   EXPECT_EQ(json::CValue::Parse(model.Json(false))->Member("mayOperate").Text(), "false");
