@@ -41,13 +41,6 @@ EMode ModeOf(EOutput output) {
   return EMode::kAuto;
 }
 
-bool HasCondition(const runtime::CInstrumentHandle& instrument) {
-  const std::vector<runtime::TDefinitionEntry> entries = instrument.Definition();
-  return std::any_of(entries.begin(), entries.end(), [](const runtime::TDefinitionEntry& entry) {
-    return entry.block.empty() && entry.keyword == "condition";
-  });
-}
-
 }  // namespace
 
 CFrames::CFrames(runtime::CApplication& theApplication, const CSite* theSite, const CAlarms& theAlarms,
@@ -60,7 +53,7 @@ CFrames::CFrames(runtime::CApplication& theApplication, const CSite* theSite, co
       layout(application, site, alarms, facts, panes.Size()),
       row(layout.size, kNone) {
   for (std::size_t i = 0; i < application.InstrumentCount(); ++i) {
-    if (HasCondition(application.Instrument(i))) application.Instrument(i).NoteRegulating();
+    if (layout.instruments[i].hasPanes) application.Instrument(i).NoteRegulating();
   }
 }
 
