@@ -15,7 +15,7 @@ constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 // them is asked for each, which takes a frame no longer than others.
 constexpr std::uint64_t kTurns = 20;
 
-double WallClock() {
+double EpochNow() {
   timespec time{};
   clock_gettime(CLOCK_REALTIME, &time);
   return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
@@ -73,7 +73,7 @@ void CFrames::Write(EPhase phase, double now) {
   double* end = row.data();
   *end++ = application.Time();
   *end++ = static_cast<double>(application.PeriodsDone());
-  *end++ = WallClock();
+  *end++ = EpochNow();
   *end++ = static_cast<double>(phase);
   *end++ = static_cast<double>(journal);
   *end++ = static_cast<double>(frames);
