@@ -73,7 +73,7 @@ struct TFramed {
 };
 
 const std::string kOfAllKinds =
-    "data x \"°C\" : real = 40; w : real = 150; u \"%\" : real; b : boolean; p : boolean; m : boolean; n : integer = 7;"
+    "data x : real = 40 \"°C\"; w : real = 150; u : real \"%\"; b : boolean; p : boolean; m : boolean; n : integer = 7;"
     " zone[70] : real = 2; by_hand : boolean; stay : boolean = true; demand : real; end_data;\n"
     "process x' = (u - x) / 5; end_process;\n"
     "instrument pid_regulator inner title = \"<b>\\\"Oven\\\"\"; value_section low_limit = 45; end_value_section;"

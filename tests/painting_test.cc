@@ -282,12 +282,10 @@ TEST(Painting, DrawsInAnotherProcessWhatActsInOne) {
     painting::CLivePanes direct(*acting);
     direct.Show(numbers);
     for (std::size_t i = 0; i < count; ++i) {
-      for (const painting::EFormat format : {painting::EFormat::kSvg, painting::EFormat::kPng}) {
-        std::string there, here, error;
-        EXPECT_TRUE(shown.InstrumentPicture(i, format, {700, 300}, &there, &error)) << error;
-        EXPECT_TRUE(direct.InstrumentPicture(i, format, {700, 300}, &here, &error)) << error;
-        EXPECT_EQ(there, here) << i;
-      }
+      std::string there, here, error;
+      EXPECT_TRUE(shown.InstrumentPicture(i, painting::EFormat::kPng, {700, 300}, &there, &error)) << error;
+      EXPECT_TRUE(direct.InstrumentPicture(i, painting::EFormat::kPng, {700, 300}, &here, &error)) << error;
+      EXPECT_TRUE(there == here) << i;
     }
   };
   compare(5);
