@@ -74,7 +74,7 @@ struct TFramed {
 
 const std::string kOfAllKinds =
     "data x : real = 40 \"°C\"; w : real = 150; u : real \"%\"; b : boolean; p : boolean; m : boolean; n : integer = 7;"
-    " zone[70] : real = 2; by_hand : boolean; stay : boolean = true; demand : real; end_data;\n"
+    " zone : real[70]; by_hand : boolean; stay : boolean = true; demand : real; end_data;\n"
     "process x' = (u - x) / 5; end_process;\n"
     "instrument pid_regulator inner title = \"<b>\\\"Oven\\\"\"; value_section low_limit = 45; end_value_section;"
     " output_section range_from = 10; range_to = 90; end_output_section; wish_value_section ratio = 0;"
@@ -113,7 +113,7 @@ TEST(Frames, TellsAPageWhatTheApplicationShows) {
     ASSERT_EQ(shown.Elements().size(), 12u);
     EXPECT_EQ(shown.Elements()[11].String(), "");
     for (std::size_t pane = 0; pane < 3; ++pane) {
-      const runtime::TPane there = instrument.Pane(2 - (pane + 1) % 3);
+      const runtime::TPane there = instrument.Pane((pane + 1) % 3);
       const double numbers[] = {there.value, there.rangeFrom, there.rangeTo};
       const std::size_t places[] = {pane, 3 + 2 * pane, 4 + 2 * pane};
       for (std::size_t k = 0; k < 3; ++k) {
@@ -130,7 +130,8 @@ TEST(Frames, TellsAPageWhatTheApplicationShows) {
   const auto flags = [&](std::size_t i) {
     return static_cast<std::uint32_t>(NumberAt(List(frame, "instruments")[i], 10));
   };
-  EXPECT_EQ(flags(0) & ~panel::kIdentifies, panel::kValueLow | panel::kAtHighEnd);
+  EXPECT_EQ(flags(0) & (panel::kWishLow | panel::kValueLow | panel::kValueHigh), panel::kValueLow);
+  EXPECT_EQ(flags(2), panel::kAtHighEnd);
   EXPECT_EQ(flags(4), panel::kValueHigh);
   // The law and its parameters, and what it has learnt, with the time of the last change.
   EXPECT_EQ(List(frame, "settings")[0].Elements().size(), List(frame, "settings")[1].Elements().size());
@@ -153,9 +154,9 @@ TEST(Frames, TellsAPageOnceWhatStays) {
   EXPECT_EQ(json::CValue::Parse(model.Json(false))->Member("mayOperate").Text(), "false");
   const std::vector<json::CValue> instruments = List(told, "instruments");
   EXPECT_EQ(instruments[0].Member("title").String(), "<b>\"Oven\"");
-  EXPECT_EQ(instruments[0].Member("cascade").Text(), R"({"wishFrom":"outer","outputTo":[]})");
-  EXPECT_EQ(instruments[1].Member("cascade").Text(), R"({"wishFrom":null,"outputTo":["inner"]})");
-  EXPECT_EQ(instruments[0].Member("limits").Text(), R"({"wish":[null,null],"value":[45.0,null],"output":[null,null]})");
+  EXPECT_EQ(instruments[0].Member("cascade").Text(), R"({"outputTo":[],"wishFrom":"outer"})");
+  EXPECT_EQ(instruments[1].Member("cascade").Text(), R"({"outputTo":["inner"],"wishFrom":null})");
+  EXPECT_EQ(instruments[0].Member("limits").Text(), R"({"output":[null,null],"value":[45.0,null],"wish":[null,null]})");
   EXPECT_EQ(instruments[3].Member("receivers").Text(), R"(["inner"])");
   const auto elements = [&](std::size_t i) {
     return instruments[i].Member("wishElement").Text() + instruments[i].Member("valueElement").Text() +
@@ -181,12 +182,13 @@ TEST(Frames, TellsAPageOnceWhatStays) {
   const std::vector<json::CValue> law = List(instruments[0], "settings");
   EXPECT_EQ(law[0].Member("words").Elements()[1].String(), "takahashi");
   EXPECT_EQ(List(told, "operators")[0].Text(),
-            R"({"name":"by_hand","kind":"element","element":71,"instrument":null,"arguments":0,"range":null,)"
+            R"({"arguments":0,"element":71,"instrument":null,"kind":"element","name":"by_hand","range":null,)"
             R"("rate":null,"switch":true})");
   EXPECT_EQ(List(told, "operators")[1].Member("range").Text(), "[20.0,180.0]");
   EXPECT_EQ(List(told, "operators")[2].Member("arguments").Text(), "3");
-  EXPECT_EQ(told.Member("alarms").Text(), R"([{"name":"oven_io.lost","priority":"high","text":"","connection":0}])");
-  EXPECT_EQ(told.Member("inputs").Text(), R"([{"element":0,"connection":0}])");
+  EXPECT_EQ(List(told, "alarms")[0].Member("name").String(), "oven_io.lost");
+  EXPECT_EQ(List(told, "alarms")[0].Member("connection").Number(), 0.0);
+  EXPECT_EQ(told.Member("inputs").Text(), R"([{"connection":0,"element":0}])");
 }
 
 TEST(Frames, SaysWhoHasAnOutputAndWhy) {

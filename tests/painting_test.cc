@@ -258,10 +258,11 @@ TEST(Painting, ShowsEveryColourWordAndTheGrid) {
 
 TEST(Painting, DrawsInAnotherProcessWhatActsInOne) {
   const std::string text =
+      "application a period = 1; duration = 9999; end_application;\n"
       "data x : real = 40; w : real = 50; u : real; b : boolean; p : boolean; m : boolean; end_data;\n"
       "process x' = (u - x) / 5; end_process;\n"
       "instrument pid_regulator both position = 0, 0, 500, 140; value_section mode = history; low_limit = 45;"
-      " content = full; end_value_section; wish_value_section mode = history; history = 1500; end_wish_value_section;"
+      " content = full; end_value_section; wish_value_section mode = history; history = 1000; end_wish_value_section;"
       " wish_value = w; expression = x; output = u; show_description; end_instrument;\n"
       "instrument boolean_regulator two position = 0, 200, 300, 90; output_section mode = lamp; ratio = 2;"
       " end_output_section; value_section ratio = 0; end_value_section; wish_value = w; expression = x; output = b;"
@@ -283,8 +284,8 @@ TEST(Painting, DrawsInAnotherProcessWhatActsInOne) {
     direct.Show(numbers);
     for (std::size_t i = 0; i < count; ++i) {
       std::string there, here, error;
-      EXPECT_TRUE(shown.InstrumentPicture(i, painting::EFormat::kPng, {700, 300}, &there, &error)) << error;
-      EXPECT_TRUE(direct.InstrumentPicture(i, painting::EFormat::kPng, {700, 300}, &here, &error)) << error;
+      EXPECT_TRUE(shown.InstrumentPicture(i, painting::EFormat::kPng, {350, 150}, &there, &error)) << error;
+      EXPECT_TRUE(direct.InstrumentPicture(i, painting::EFormat::kPng, {350, 150}, &here, &error)) << error;
       EXPECT_TRUE(there == here) << i;
     }
   };
