@@ -72,6 +72,15 @@ TCheck FileName() {
   };
 }
 
+TCheck TwoFiles() {
+  return [](const std::string& text, std::string* error) {
+    const std::size_t comma = text.find(',');
+    if (comma != std::string::npos && comma > 0 && comma + 1 < text.size()) return true;
+    *error = "expected two files' names with a comma between" + Found(text);
+    return false;
+  };
+}
+
 TCheck PictureName() {
   return [](const std::string& text, std::string* error) {
     if (painting::FormatOf(text)) return true;

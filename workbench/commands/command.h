@@ -24,6 +24,8 @@ TCheck Whole(std::uint64_t minimum);
 TCheck Between(int lowest, int highest);
 TCheck OneOf(std::vector<std::string> words);
 TCheck FileName();
+// The names of two, with a comma between.
+TCheck TwoFiles();
 // A file's name that says which format of picture is meant.
 TCheck PictureName();
 // Two numbers with a "-" between, the first at least 0, the second above it.

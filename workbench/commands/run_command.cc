@@ -20,6 +20,7 @@
 #include "workbench/commands/run_panel.h"
 #include "workbench/commands/run_plant.h"
 #include "workbench/commands/run_record.h"
+#include "workbench/commands/run_serving.h"
 #include "workbench/console.h"
 #include "workbench/exit_status.h"
 #include "workbench/faults.h"
@@ -117,6 +118,7 @@ class CRunCommand {
   CPanePictures pictures;
   CRunConsole console;
   std::unique_ptr<runtime::CApplication> application;
+  CRunServing serving;
   std::optional<CInputFile> input;
   CRunRecord record;
   CRunArchive archive;
@@ -140,13 +142,14 @@ CRunCommand::CRunCommand(const TRunOptions& theOptions, const TCommonOptions& th
       common(theCommon),
       replayed(theReplayed),
       tracesToOutput(IsStandardOutput(options.trace)),
-      isRealTime(replayed.record == nullptr && (options.realtime || options.plant)),
+      isRealTime(replayed.record == nullptr && (options.realtime || options.plant || options.panel || options.speed)),
       output(tracesToOutput ? stderr : stdout),
       notice(options.file + ": crashed while it ran with the plug-in " + PluginPath(common.plugin)),
       plant(options, replayed),
       panel(options, replayed),
       pictures(options.panes, options.panesAt),
       console(!options.quiet),
+      serving(options),
       record(options, replayed) {
   provenance.options = GivenOptions(options, common);
   provenance.seed = options.seed;
@@ -160,8 +163,9 @@ int CRunCommand::Run() {
     return Fail("--curves, --from and --to need --plot or --report", kCommandLineWrong);
   }
   if (options.realtimePriority && !isRealTime) {
-    return Fail("--realtime-priority needs --realtime or --plant", kCommandLineWrong);
+    return Fail("--realtime-priority needs --realtime, --panel or --plant", kCommandLineWrong);
   }
+  if (!serving.CheckOptions(&error)) return Fail(error, kCommandLineWrong);
   if (!Prepare(&error)) return Fail(error);
   if (!Read()) return kApplicationWrong;
   if (!pictures.CheckTimes(application->Duration(), &error) || !ReadWindow(&error) || !plant.ReadOptions(&error)) {
@@ -171,14 +175,18 @@ int CRunCommand::Run() {
   const bool complete = RunPeriods();
   service.Stopping();
   plant.Finish();
-  panel.Finish(complete              ? panel::EPhase::kEnded
-               : InterruptionAsked() ? panel::EPhase::kInterrupted
-                                     : panel::EPhase::kFailed);
+  const panel::EPhase phase = complete              ? panel::EPhase::kEnded
+                              : InterruptionAsked() ? panel::EPhase::kInterrupted
+                                                    : panel::EPhase::kFailed;
+  panel.Finish(phase);
+  serving.Show(phase);
   learning->Finish();
   if (input) input->Finish();
   application->End();
   console.FinishMessages();
-  return Finish(complete);
+  const int status = Finish(complete);
+  serving.End();
+  return status;
 }
 
 bool CRunCommand::Prepare(std::string* error) {
@@ -331,8 +339,12 @@ bool CRunCommand::Open(std::string* error) {
     if (!options.compare.empty() && !report->Compare(options.compare, options.compareAny, error)) return false;
   }
   application->SetMessageSink(tell);
-  // Last, since it takes the place of an earlier trace.
-  return options.trace.empty() || OpenTrace(error);
+  // Last of the files, since it takes the place of an earlier trace.
+  if (!options.trace.empty() && !OpenTrace(error)) return false;
+  if (!serving.Start(*application, references, panel, plant.IsDry(), error)) return false;
+  Print(serving.LinksText(), output);
+  std::fflush(output);
+  return true;
 }
 
 bool CRunCommand::OpenInput(std::string* error) {
@@ -366,7 +378,7 @@ bool CRunCommand::OpenPanel(std::string* error) {
   told.note = [this](const std::string& text) {
     if (!options.quiet) console.Note(0.0, "", text);
   };
-  return panel.Open(*application, plant.Plant(), isRealTime, told, error);
+  return serving.Prepare(error) && panel.Open(*application, plant.Plant(), serving.Process(), isRealTime, told, error);
 }
 
 bool CRunCommand::OpenTrace(std::string* error) {
@@ -386,7 +398,7 @@ bool CRunCommand::RunPeriods() {
   if (options.realtimePriority && !TakeRealtimePriority(*options.realtimePriority, &error)) {
     console.Note(0.0, "", runtime::Translated("--realtime-priority: " + error));
   }
-  if (isRealTime) pacer.emplace(application->Period());
+  if (isRealTime) pacer.emplace(application->Period() / options.speed.value_or(1.0));
   if (!pictures.WriteDue(*application, &pictureError)) return false;
   service.Ready(application->Period());
   while (application->PeriodsDone() < application->PeriodCount() && AwaitPeriod()) {
@@ -394,6 +406,7 @@ bool CRunCommand::RunPeriods() {
     if (InterruptionAsked()) return false;
     if (!application->Step()) return application->LinkError().empty();
     panel.NoteCommands(*application, record);
+    serving.Show(panel::EPhase::kRunning);
     if (!record.KeepRow(*application)) return false;
     archive.Keep();
     if (observation) observation->Observe();

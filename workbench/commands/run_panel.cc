@@ -75,8 +75,8 @@ std::string CRunPanel::JournalName(const runtime::CApplication& application) con
   return (application.Name().empty() ? "loopbox" : application.Name()) + ".journal";
 }
 
-bool CRunPanel::Open(runtime::CApplication& application, plant::CPlant* plant, bool isRealTime, const TTold& told,
-                     std::string* error) {
+bool CRunPanel::Open(runtime::CApplication& application, plant::CPlant* plant, panel::CPanelProcess* served,
+                     bool isRealTime, const TTold& told, std::string* error) {
   if (!IsWanted()) return true;
   panel::TPanelOptions wanted;
   if (plant != nullptr) wanted.site = &site.emplace(*plant);
@@ -89,9 +89,12 @@ bool CRunPanel::Open(runtime::CApplication& application, plant::CPlant* plant, b
   }
   wanted.journal = journal.get();
   if (replayed.record != nullptr) {
-    recorded = std::make_unique<CCommandsOfRecord>(replayed.record->Commands(), *this);
-    wanted.commands = recorded.get();
+    commands = std::make_unique<CCommandsOfRecord>(replayed.record->Commands(), *this);
+  } else if (served != nullptr) {
+    commands = std::make_unique<panel::CCommandsOfPanel>(served->Commands());
+    wanted.answers = &served->Answers();
   }
+  wanted.commands = commands.get();
   wanted.report = [report = told.report](runtime::TRunTimeMessage message) {
     message.text = runtime::Translated(message.text);
     report(message);

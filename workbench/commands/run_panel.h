@@ -11,6 +11,7 @@
 #include "json/json.h"
 #include "panel/panel.h"
 #include "panel/panel_reader.h"
+#include "panel/server/process.h"
 #include "plant/plant.h"
 #include "runtime/runtime.h"
 #include "workbench/commands/one_run.h"
@@ -36,7 +37,8 @@ class CRunPanel {
   const panel::TDefinition& Definition() const { return reader->Definition(); }
   // Whether the run has operators, alarms and a journal.
   bool IsWanted() const {
-    return Definition().isGiven || (replayed.record != nullptr && !replayed.record->Commands().empty());
+    return Definition().isGiven || options.panel ||
+           (replayed.record != nullptr && !replayed.record->Commands().empty());
   }
   // The file of the journal; empty: there is none.
   std::string JournalName(const runtime::CApplication& application) const;
@@ -45,10 +47,15 @@ class CRunPanel {
     std::function<void(const runtime::TRunTimeMessage&)> report;  // what went wrong, translated
     std::function<void(const std::string&)> note;                 // translated
   };
-  // Where it is wanted, when the plant is there. The plant is null where
-  // there is none.
-  bool Open(runtime::CApplication& application, plant::CPlant* plant, bool isRealTime, const TTold& told,
-            std::string* error);
+  // Where it is wanted, when the plant is there. Plant and served panel are null where
+  // there are none.
+  bool Open(runtime::CApplication& application, plant::CPlant* plant, panel::CPanelProcess* served, bool isRealTime,
+            const TTold& told, std::string* error);
+  // What a page shows, once it is open. Site and journal may be null.
+  const panel::CPanel& Link() const { return *link; }
+  const panel::TParameterSets& Sets() const { return sets; }
+  const panel::CSite* Site() const { return site ? &*site : nullptr; }
+  panel::CJournal* Journal() { return journal.get(); }
   // After each period: what operators did goes into the record.
   void NoteCommands(const runtime::CApplication& application, CRunRecord& record) const;
   // At the end of the run.
@@ -68,7 +75,7 @@ class CRunPanel {
   std::optional<panel::CPanelReader> reader;
   std::optional<CPlantSite> site;
   std::unique_ptr<panel::CJournal> journal;
-  std::unique_ptr<CCommandsOfRecord> recorded;
+  std::unique_ptr<panel::CCommandSource> commands;  // null: none come
   std::optional<panel::CPanel> link;
   std::string failure;
 };

@@ -40,6 +40,7 @@ class CRunPlant {
   const plant::TConnections& Connections() const { return connections.Connections(); }
   // Null where the text has no connections.
   plant::CPlant* Plant() { return plant ? &*plant : nullptr; }
+  bool IsDry() const { return plantOptions.isDry; }
   // For the summary; empty where nothing was connected.
   std::string LinksText() const;
 
