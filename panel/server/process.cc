@@ -24,11 +24,6 @@ constexpr double kBetweenWorkers = 0.2;    // seconds
 constexpr double kForEnd = 2.0;            // seconds that a server takes to end, at most
 constexpr std::size_t kMostPem = 1 << 20;  // bytes
 
-struct TControl {
-  std::atomic<std::uint64_t> number{0};  // of the command put last
-  std::atomic<bool> ends{false};         // at once
-};
-
 bool ReadPem(const std::string& name, std::string* text, std::string* error) {
   std::ifstream file(name, std::ios::binary);
   text->assign(std::istreambuf_iterator<char>(file), {});
@@ -40,6 +35,11 @@ bool ReadPem(const std::string& name, std::string* text, std::string* error) {
 }  // namespace
 
 struct CPanelProcess::TState {
+  struct TControl {
+    std::atomic<std::uint64_t> number{0};  // of the command put last
+    std::atomic<bool> ends{false};         // at once
+  };
+
   TServing serving;
   std::string linkHost;
   std::unique_ptr<live::CSharedBlock> block;
