@@ -3,7 +3,6 @@
 #ifndef LOOPBOX_PANEL_SERVER_LIVE_HISTORY_H
 #define LOOPBOX_PANEL_SERVER_LIVE_HISTORY_H
 
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -15,9 +14,9 @@ namespace panel {
 
 class CLiveHistory final : public CHistory {
  public:
-  // The columns of the samples are the layout's trends; `theOlder` is null where nothing
-  // else is kept. All outlive it.
-  CLiveHistory(const TFrameLayout& theLayout, const CSamples& theSamples, CHistory* theOlder);
+  // The columns of the samples are the layout's trends; thePeriod is in seconds;
+  // `theOlder` is null where nothing else is kept. All outlive it.
+  CLiveHistory(const TFrameLayout& theLayout, const CSamples& theSamples, double thePeriod, CHistory* theOlder);
 
   bool Knows(const std::string& item) const override { return layout.IndexOf(item).has_value(); }
   bool Read(const std::vector<std::string>& items, double from, double to, std::size_t points, TTrend* trend,
@@ -26,6 +25,7 @@ class CLiveHistory final : public CHistory {
  private:
   const TFrameLayout& layout;
   const CSamples& samples;
+  double period;
   CHistory* older;
   std::vector<std::size_t> columns;  // places in a frame, ascending
 };

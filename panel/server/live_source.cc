@@ -33,7 +33,7 @@ CLiveSource::CLiveSource(CFrames& theFrames, const TModel& theModel, TShare theS
       model(theModel),
       names(NamesOf(theModel)),
       share(std::move(theShare)),
-      history(theFrames.Layout(), share.samples, older),
+      history(theFrames.Layout(), share.samples, model.period, older),
       lines(share.journal),
       columns(theFrames.Layout().Trends()),
       values(columns.size()),

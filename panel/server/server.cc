@@ -30,7 +30,7 @@ constexpr int kMostAccepted = 64;  // before all others have their turn
 
 constexpr const char* kSafetyHeaders[][2] = {
     {"Content-Security-Policy",
-     "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data: blob:; connect-src 'self'; "
+     "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data:; connect-src 'self'; "
      "form-action 'none'; base-uri 'none'; frame-ancestors 'none'"},
     {"X-Content-Type-Options", "nosniff"},
     {"Referrer-Policy", "no-referrer"},
