@@ -108,12 +108,12 @@ std::unique_ptr<CPanelProcess> CPanelProcess::Make(const TServerOptions& options
     state->linkHost = hasPort ? name : name + ":" + std::to_string(port);
   }
   state->block = live::CSharedBlock::Make(
-      live::PlaceBytes(sizeof(TControl)) + TCommandRing::Bytes() + TAnswerRing::Bytes(), error);
+      live::PlaceBytes(sizeof(TState::TControl)) + TCommandRing::Bytes() + TAnswerRing::Bytes(), error);
   if (state->block == nullptr) {
     Close(serving.listening);
     return nullptr;
   }
-  state->control = state->block->Place<TControl>();
+  state->control = state->block->Place<TState::TControl>();
   state->commands.emplace(*state->block);
   state->answers.emplace(*state->block);
   return std::unique_ptr<CPanelProcess>(new CPanelProcess(std::move(state)));
