@@ -37,9 +37,9 @@ const std::string* HeaderOf(const TRequest& request, std::string_view name) {
   return found;
 }
 
-template <typename T>
-std::optional<T> NumberOf(std::string_view text) {
-  T number{};
+template <typename TNumber>
+std::optional<TNumber> NumberOf(std::string_view text) {
+  TNumber number{};
   const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), number);
   if (failure != std::errc() || end != text.data() + text.size()) return std::nullopt;
   return number;
@@ -96,11 +96,11 @@ class CQuery {
     return value;
   }
 
-  template <typename T>
-  T Take(std::string_view name, T low, T high, T unsaid) {
+  template <typename TNumber>
+  TNumber Take(std::string_view name, TNumber low, TNumber high, TNumber unsaid) {
     const std::optional<std::string> text = Take(name);
     if (!text) return unsaid;
-    const std::optional<T> number = NumberOf<T>(*text);
+    const std::optional<TNumber> number = NumberOf<TNumber>(*text);
     // What is no number is in no range.
     if (!number || !(*number >= low && *number <= high)) {
       Refuse(400, "what stands for " + std::string(name) + " is no number in its range");
@@ -142,8 +142,8 @@ class CBody {
     if (!left.empty()) Refuse(400, "the body has an unknown member " + left.front());
   }
 
-  template <typename T>
-  static T Expect(const std::string& name, const std::optional<T>& value) {
+  template <typename TValue>
+  static TValue Expect(const std::string& name, const std::optional<TValue>& value) {
     if (!value) Refuse(400, "the body lacks " + name + ", or it is of another type");
     return *value;
   }
