@@ -1,5 +1,6 @@
 #include "workbench/commands/run_serving.h"
 
+#include <cstdio>
 #include <ctime>
 
 #include "panel/model.h"
@@ -65,6 +66,7 @@ std::string CRunServing::LinksText() const {
 
 void CRunServing::End() {
   if (process == nullptr) return;
+  std::fflush(stdout);  // who reads it waits no longer than the run took
   if (InterruptionAsked()) {
     process->End(kAfterInterruption, [] { return false; });
   } else {
