@@ -44,21 +44,21 @@ struct TMomentState {
   std::uint64_t periods;
 };
 
-template <typename T>
-constexpr std::size_t kNumbers = (sizeof(T) + sizeof(double) - 1) / sizeof(double);
+template <typename TState>
+constexpr std::size_t kNumbers = (sizeof(TState) + sizeof(double) - 1) / sizeof(double);
 
 // The numbers are a place for bytes: nobody computes with them.
-template <typename T>
-double* Put(const T& state, double* numbers) {
-  static_assert(std::is_trivially_copyable_v<T>);
+template <typename TState>
+double* Put(const TState& state, double* numbers) {
+  static_assert(std::is_trivially_copyable_v<TState>);
   std::memcpy(numbers, &state, sizeof state);
-  return numbers + kNumbers<T>;
+  return numbers + kNumbers<TState>;
 }
 
-template <typename T>
-const double* Get(T* state, const double* numbers) {
+template <typename TState>
+const double* Get(TState* state, const double* numbers) {
   std::memcpy(state, numbers, sizeof *state);
-  return numbers + kNumbers<T>;
+  return numbers + kNumbers<TState>;
 }
 
 vgr::TGContext* ContextOf(view::CView& view) { return view.kind == view::kStaticText ? view.gContext : nullptr; }

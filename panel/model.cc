@@ -13,8 +13,8 @@ namespace {
 constexpr runtime::EPane kPanes[] = {runtime::kWishPane, runtime::kValuePane, runtime::kOutputPane};
 constexpr const char* kWords[] = {"wish", "value", "output"};
 
-template <typename T>
-json::CValue Maybe(const std::optional<T>& value) {
+template <typename TNumber>
+json::CValue Maybe(const std::optional<TNumber>& value) {
   return value ? json::CValue(*value) : json::CValue(nullptr);
 }
 
