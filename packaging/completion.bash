@@ -46,7 +46,7 @@ _loopbox() {
     return
   fi
   # The command's own argument stands last in its usage.
-  [[ -z $kind ]] && kind=$(sed -nE 's/^Usage: .* \[?([A-Z]+)\]?$/argument \1/p' <<<"$help")
+  [[ -z $kind ]] && kind=$(sed -nE 's/^Usage: .* \[?([A-Z_]+)\]?$/argument \1/p' <<<"$help")
   local IFS=$'\n'
   case $kind in
     'argument FILE' | 'argument CONNECTION') mapfile -t COMPREPLY < <(_loopbox_files "$word" lbx) ;;
@@ -54,7 +54,7 @@ _loopbox() {
     'argument CLASS') mapfile -t COMPREPLY < <(_loopbox_classes "$program" "$word" "${plugin[@]}") ;;
     *.*) IFS='|' read -ra endings <<<"${kind#*.}"
          mapfile -t COMPREPLY < <(_loopbox_files "$word" "${endings[@]#.}") ;;
-    FILE) compopt -o filenames 2>/dev/null
+    'argument FILE_OR_DIR' | FILE) compopt -o filenames 2>/dev/null
           mapfile -t COMPREPLY < <(compgen -f -- "$word") ;;
     'argument DIR' | DIR) mapfile -t COMPREPLY < <(_loopbox_files "$word") ;;
     *'|'*) mapfile -t COMPREPLY < <(compgen -W "${kind//|/$'\n'}" -- "$word") ;;

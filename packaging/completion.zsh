@@ -49,11 +49,12 @@ _loopbox() {
     rows+=("$repeated${option}[$meaning]${kind:+:$kind:$(_loopbox_action $kind)}")
   done
   for line in $help; do
-    [[ $line == (#b)'Usage: '*' '(|\[)([A-Z]##)(|\]) ]] || continue
+    [[ $line == (#b)'Usage: '*' '(|\[)([A-Z_]##)(|\]) ]] || continue
     case $match[2] in
       FILE|CONNECTION) rows+=('1:application:_files -g "*.lbx"') ;;
       PLUGIN) rows+=('1:plug-in:_files -g "*.so"') ;;
       DIR) rows+=('1:folder:_files -/') ;;
+      FILE_OR_DIR) rows+=('1:run:_files') ;;
       CLASS) rows+=('1:class:_loopbox_classes') ;;
     esac
   done

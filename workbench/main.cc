@@ -19,9 +19,9 @@ namespace workbench {
 namespace {
 
 // In the order of the help.
-constexpr TCommand (*kCommands[])(TCommonOptions& common) = {RunCommand,     CheckCommand,    ProbeCommand,
-                                                             ReplayCommand,  JournalCommand,  ArchiveCommand,
-                                                             ClassesCommand, DescribeCommand, ValidateCommand};
+constexpr TCommand (*kCommands[])(TCommonOptions& common) = {
+    RunCommand,   CheckCommand,   ProbeCommand,   ReplayCommand,   JournalCommand,
+    PanelCommand, ArchiveCommand, ClassesCommand, DescribeCommand, ValidateCommand};
 
 // kDone, or the status of what is wrong with it.
 EExitStatus ChooseLanguage(const TCommonOptions& common, std::string* error) {

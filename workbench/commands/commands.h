@@ -13,6 +13,7 @@ TCommand ProbeCommand(TCommonOptions& common);
 TCommand ClassesCommand(TCommonOptions& common);
 TCommand DescribeCommand(TCommonOptions& common);
 TCommand JournalCommand(TCommonOptions& common);
+TCommand PanelCommand(TCommonOptions& common);
 TCommand ReplayCommand(TCommonOptions& common);
 TCommand ArchiveCommand(TCommonOptions& common);
 TCommand ValidateCommand(TCommonOptions& common);
