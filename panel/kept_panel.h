@@ -13,6 +13,8 @@
 #include <string>
 #include <vector>
 
+#include "panel/server/source.h"
+
 namespace panel {
 
 // A trace, as a file has it.
@@ -33,6 +35,10 @@ class CKeptPanel {
   // For so many seconds, or until a signal comes.
   virtual void Serve(double seconds) = 0;
 };
+
+// What an archive has of the run that goes on, which began at `start` (seconds of the
+// epoch) or later; null in a build without the panel.
+std::unique_ptr<CHistory> FollowArchive(const std::string& folder, double start);
 
 }  // namespace panel
 

@@ -17,4 +17,6 @@ std::unique_ptr<CKeptPanel> CKeptPanel::OfArchive(const std::string&, std::strin
   return nullptr;
 }
 
+std::unique_ptr<CHistory> FollowArchive(const std::string&, double) { return nullptr; }
+
 }  // namespace panel

@@ -85,4 +85,8 @@ std::unique_ptr<CKeptPanel> CKeptPanel::OfArchive(const std::string& folder, std
   return Served(std::move(model), std::move(history), error);
 }
 
+std::unique_ptr<CHistory> FollowArchive(const std::string& folder, double start) {
+  return CArchived::Follow(folder, start);
+}
+
 }  // namespace panel

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "painting/painting.h"
 #include "runtime/runtime.h"
 #include "runtime/trace.h"
 #include "workbench/commands/commands.h"
@@ -190,6 +191,7 @@ int CRunCommand::Run() {
 }
 
 bool CRunCommand::Prepare(std::string* error) {
+  if (options.panel) painting::UseFontMetrics();
   plugin = LoadPlugin(common.plugin, error);
   return plugin != nullptr && LoadReferences(*plugin, &references, error) && pictures.Prepare(error) &&
          PreparePicture(options.plot, error) && PreparePicture(options.report, error);

@@ -2,7 +2,10 @@
 
 #include <cstdio>
 #include <ctime>
+#include <functional>
+#include <memory>
 
+#include "panel/kept_panel.h"
 #include "panel/model.h"
 #include "workbench/run/pacing.h"
 #include "workbench/run/panel_facts.h"
@@ -12,6 +15,7 @@ namespace {
 
 constexpr char kLanguageKey[] = "page.language";
 constexpr double kAfterEnd = 10.0;          // seconds
+constexpr double kClocksApart = 1.0;        // seconds
 constexpr double kAfterInterruption = 1.0;  // seconds: pages learn of it
 
 double WallClock() {
@@ -30,6 +34,7 @@ bool CRunServing::CheckOptions(std::string* error) const {
 
 bool CRunServing::Prepare(std::string* error) {
   if (!options.panel) return true;
+  prepared = WallClock();
   panel::TServerOptions wanted;
   wanted.address = options.panelAddress;
   const std::size_t comma = options.panelTls.find(',');
@@ -53,7 +58,14 @@ bool CRunServing::Start(runtime::CApplication& application, const TReferences& r
   model.isPlant = run.Site() != nullptr;
   model.isDry = isDry;
   model.startWall = WallClock();
-  if (!process->Start(*frames, model, run.Journal(), nullptr, error)) return false;
+  std::function<std::unique_ptr<panel::CHistory>()> older;
+  if (!options.archive.empty()) {
+    // A run begins a period before its first row, by clocks that may be set.
+    older = [folder = options.archive, start = prepared - application.Period() - kClocksApart] {
+      return panel::FollowArchive(folder, start);
+    };
+  }
+  if (!process->Start(*frames, model, run.Journal(), older, error)) return false;
   Show(panel::EPhase::kStarting);
   return true;
 }

@@ -44,6 +44,7 @@ class CRunServing {
   const TRunOptions& options;
   std::optional<panel::CFrames> frames;
   std::unique_ptr<panel::CPanelProcess> process;  // on the frames
+  double prepared = 0.0;                          // seconds of the epoch
 };
 
 }  // namespace workbench
