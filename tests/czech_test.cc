@@ -134,6 +134,7 @@ TEST_F(CzechProgram, HelpsAndRefusesInIt) {
                                 "replay --help",
                                 "archive --help",
                                 "journal --help",
+                                "panel --help",
                                 "run",
                                 "run x --nonsense",
                                 "run x y",
@@ -151,7 +152,7 @@ TEST_F(CzechProgram, HelpsAndRefusesInIt) {
                                 "describe pid_regulater",
                                 "check /nowhere/x"}) {
     ExpectWordless(arguments,
-                   "run replay archive journal list export check probe classes describe validate text markdown cs en");
+                   "run replay archive journal panel list export check probe classes describe validate text markdown cs en");
   }
 }
 

@@ -44,7 +44,9 @@ std::unique_ptr<CRows> CRows::Make(const std::vector<std::string>& items, const 
   const std::size_t width = items.size() + 1;
   const std::size_t capacity = rows.size() / width + 1;
   std::unique_ptr<CRows> made(new CRows());
-  for (std::size_t i = 0; i < items.size(); ++i) made->columns.emplace(items[i], i);
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    if (!items[i].empty()) made->columns.emplace(items[i], i);
+  }
   made->block = live::CSharedBlock::Make(CSamples::Bytes(items.size(), capacity), error);
   if (made->block == nullptr) return nullptr;
   made->samples.emplace(*made->block, items.size(), capacity);
