@@ -137,6 +137,8 @@ TEST(Frames, TellsAPageWhatTheApplicationShows) {
   EXPECT_EQ(List(frame, "settings")[0].Elements().size(), List(frame, "settings")[1].Elements().size());
   EXPECT_EQ(NumberAt(List(frame, "settings")[1], 0), 1.0);
   EXPECT_EQ(List(frame, "learnt")[0].Elements().size(), 7u);
+  EXPECT_FALSE(List(frame, "learnt")[0].Elements()[0].IsNull());
+  EXPECT_TRUE(List(frame, "learnt")[1].Elements()[0].IsNull());  // it doesn't learn
   EXPECT_TRUE(List(frame, "settings")[4].Elements().empty() && List(frame, "learnt")[4].Elements().empty());
 }
 

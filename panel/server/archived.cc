@@ -64,14 +64,17 @@ bool CArchived::Read(const std::vector<std::string>& items, double from, double 
   view.run = run.id;
   std::vector<archive::TSeries> series;
   if (!archive->View(view, &series, error)) return false;
+  for (const archive::TRun& known : archive->Runs()) {
+    if (known.id == run.id) run = known;  // it may go on
+  }
   for (std::size_t i = 0; i < places.size(); ++i) {
     trend->resolution = std::max(trend->resolution, series[i].resolution);
-    trend->series[places[i]] = PointsOf(series[i], from);
+    trend->series[places[i]] = PointsOf(series[i], from, to);
   }
   return true;
 }
 
-std::vector<TPoint> CArchived::PointsOf(const archive::TSeries& series, double from) const {
+std::vector<TPoint> CArchived::PointsOf(const archive::TSeries& series, double from, double to) const {
   std::vector<TPoint> points;
   const auto put = [&](double time, const archive::TPoint& point) {
     points.push_back({time, point.min, point.max, point.mean});
@@ -88,6 +91,9 @@ std::vector<TPoint> CArchived::PointsOf(const archive::TSeries& series, double f
     put(first + 0.5 * (point.to - point.from), point);
     last = &point;
   }
+  const double end = std::min(to, static_cast<double>(run.last) * run.period);
+  if (last != nullptr && holds(*last) && !points.empty() && end - points.back().time > 0.5 * run.period)
+    put(end, *last);
   return points;
 }
 

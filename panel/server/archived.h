@@ -26,7 +26,7 @@ class CArchived final : public CHistory {
   const std::vector<archive::TChannel>& Channels() const { return channels; }
   bool Knows(const std::string& item) const override;
   // A sample holds until the next: where more than a period lies between two, the
-  // first stands again in the period before the second.
+  // first stands again in the period before the second, and the last one at the end.
   bool Read(const std::vector<std::string>& items, double from, double to, std::size_t points, TTrend* trend,
             std::string* error) override;
 
@@ -34,7 +34,7 @@ class CArchived final : public CHistory {
   CArchived(std::string theFolder, double theStart) : folder(std::move(theFolder)), start(theStart) {}
   // False with a message where there is no run yet.
   bool FindRun(std::string* error);
-  std::vector<TPoint> PointsOf(const archive::TSeries& series, double from) const;
+  std::vector<TPoint> PointsOf(const archive::TSeries& series, double from, double to) const;
 
   std::string folder;
   double start;                                // seconds of the epoch

@@ -1,6 +1,8 @@
 #include "workbench/run/panel_facts.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -26,6 +28,28 @@ const char* WordFor(ERegulatorKind kind) {
   }
   return "continuous";
 }
+
+// Whether a regulator has learnt: what it answers before means nothing.
+class CLearning {
+ public:
+  explicit CLearning(const TLearningProcedures& procedures)
+      : whileTrue(procedures.whileTrue), always(procedures.always) {}
+
+  bool HasLearnt(const runtime::CInstrumentHandle& instrument) {
+    if (hasLearnt) return true;
+    answer.assign(1, 0.0);
+    hasLearnt = instrument.Call(whileTrue, &answer) && answer[0] != 0.0;
+    answer.assign(2, 0.0);
+    hasLearnt = hasLearnt || instrument.Call(always, &answer);
+    return hasLearnt;
+  }
+
+ private:
+  runtime::CProcedureName whileTrue;
+  runtime::CProcedureName always;
+  std::vector<double> answer;
+  bool hasLearnt = false;
+};
 
 // The item that the entry consists of, outside the definition's blocks.
 std::optional<runtime::TItem> ItemOf(const runtime::CApplication& application,
@@ -65,8 +89,11 @@ panel::TFacts FactsOf(const runtime::CApplication& application, const runtime::C
     columns.push_back(column);
   }
   if (columns.empty()) return facts;
-  facts.read = [instrument, reader = CStateReader(columns)](std::vector<double>* values) mutable {
+  facts.read = [instrument, reader = CStateReader(columns), learning = CLearning(reference->Learning()),
+                settings = facts.settings.size()](std::vector<double>* values) mutable {
     reader.Read(instrument, values);
+    if (learning.HasLearnt(instrument)) return;
+    std::fill(values->begin() + static_cast<std::ptrdiff_t>(settings), values->end(), std::nan(""));
   };
   return facts;
 }
