@@ -1,13 +1,15 @@
 #include "panel/server/archived.h"
 
 #include <algorithm>
-#include <cmath>
-#include <limits>
 #include <utility>
 
 #include "panel/server/kept_source.h"
 
 namespace panel {
+
+namespace {
+constexpr double kForgiven = 0.25;  // of a period
+}  // namespace
 
 std::unique_ptr<CArchived> CArchived::Open(const std::string& folder, std::string* error) {
   std::unique_ptr<CArchived> opened(new CArchived(folder, 0.0));
@@ -57,9 +59,9 @@ bool CArchived::Read(const std::vector<std::string>& items, double from, double 
     view.channels.push_back(found->second);
     places.push_back(i);
   }
-  // A view ends before its end; a period's time may be off by a rounding.
-  view.from = run.start + from;
-  view.to = std::nextafter(run.start + to, std::numeric_limits<double>::infinity());
+  // A period's time may be off by a rounding.
+  view.from = run.start + from - kForgiven * run.period;
+  view.to = run.start + to + kForgiven * run.period;
   view.points = std::max<std::size_t>(points / 2, 1);
   view.run = run.id;
   std::vector<archive::TSeries> series;
@@ -92,7 +94,7 @@ std::vector<TPoint> CArchived::PointsOf(const archive::TSeries& series, double f
     last = &point;
   }
   const double end = std::min(to, static_cast<double>(run.last) * run.period);
-  if (last != nullptr && holds(*last) && !points.empty() && end - points.back().time > 0.5 * run.period)
+  if (last != nullptr && holds(*last) && !points.empty() && end - points.back().time > (1.0 - kForgiven) * run.period)
     put(end, *last);
   return points;
 }
