@@ -1,6 +1,6 @@
 // The list of alarms, the gravest and newest first, and what a person does with them.
 
-import { button, make, setHidden, setText } from "./dom.js";
+import { button, heard, make, setHidden, setText } from "./dom.js";
 import { runTime } from "./format.js";
 import { isAnnounced, mark, ofAlarm, priorities } from "./store.js";
 import { said } from "./strings.js";
@@ -30,13 +30,16 @@ export class CAlarms {
     });
     this.quiet = make("input", { type: "checkbox", onchange: () => this.update() });
     this.nothing = make("p", { class: "dim" }, said("No alarm."));
+    const heads = ["priority", "alarm", "state", "since", "times", ""].map((head) =>
+      make("th", { scope: "col", role: "columnheader" }, head ? said(head) : heard(said("what to do"))));
     this.table = make("table", { role: "table" },
       make("caption", { class: "heard" }, said("Alarms")),
-      make("thead", { role: "rowgroup" }, make("tr", { role: "row" }, ...["priority", "alarm", "state", "since", "times", ""].map((head) => make("th", { scope: "col", role: "columnheader" }, head ? said(head) : heardDeeds())))),
+      make("thead", { role: "rowgroup" }, make("tr", { role: "row" }, ...heads)),
       this.body);
     this.element = make("section", { class: "alarms", "aria-label": said("Alarms") },
       make("h2", { tabindex: "-1" }, said("Alarms")),
-      make("div", { class: "tools" }, ...(model.mayOperate ? [this.all] : []), make("label", {}, this.quiet, " " + said("also those that are well"))),
+      make("div", { class: "tools" }, ...(model.mayOperate ? [this.all] : []),
+        make("label", {}, this.quiet, " " + said("also those that are well"))),
       make("div", { class: "scroll" }, this.table), this.nothing);
     this.order = "";
     this.before = null;
@@ -101,8 +104,7 @@ export class CAlarms {
       setHidden(row.element, Boolean(isNormal && !this.quiet.checked));
       if (row.element.hidden) continue;
       ++count;
-      setText(row.state, said(alarmState(now)) + (now[ofAlarm.shelved] ? " " + said("for {time} more", { time: runTime(Math.max(0, Math.round(now[ofAlarm.until] - time))) }) : "") +
-        (now[ofAlarm.shelved] || now[ofAlarm.outOfService] ? ", " + said(now[ofAlarm.active] ? "active" : "not active") : ""));
+      setText(row.state, this.stateText(now, time));
       setText(row.since, now[ofAlarm.count] > 0 ? runTime(now[ofAlarm.since]) : "");
       setText(row.count, String(now[ofAlarm.count]));
       row.element.classList.toggle("is-announced", isAnnounced(now));
@@ -117,6 +119,12 @@ export class CAlarms {
     setHidden(this.table, count === 0);
     this.all.disabled = !this.rows.some((row) => this.isOpen(row));
     this.sort(alarms);
+  }
+
+  stateText(now, time) {
+    const left = runTime(Math.max(0, Math.round(now[ofAlarm.until] - time)));
+    return said(alarmState(now)) + (now[ofAlarm.shelved] ? " " + said("for {time} more", { time: left }) : "") +
+      (now[ofAlarm.shelved] || now[ofAlarm.outOfService] ? ", " + said(now[ofAlarm.active] ? "active" : "not active") : "");
   }
 
   sort(alarms) {
@@ -134,5 +142,3 @@ export class CAlarms {
     if (this.body.contains(focused)) focused.focus({ preventScroll: true });
   }
 }
-
-const heardDeeds = () => make("span", { class: "heard" }, said("what to do"));

@@ -46,7 +46,9 @@ export class CCommands {
     document.body.append(this.dialog);
   }
 
+  // The browser tells it later: another may have been opened meanwhile.
   ended() {
+    if (this.dialog.open) return;
     this.dialog.replaceChildren();
     ++this.turn;
     if (this.before && this.before.isConnected) this.before.focus();
@@ -121,7 +123,8 @@ export class CCommands {
     try {
       const { number } = await this.connection.post(path, body);
       if (turn === this.turn) setText(status, said("Taken. It acts at the start of the next period …"));
-      const answer = await Promise.race([this.answers.of(number), new Promise((done) => setTimeout(done, patience + 1000 * this.store.model.period, null))]);
+      const tooLate = new Promise((done) => setTimeout(done, patience + 1000 * this.store.model.period, null));
+      const answer = await Promise.race([this.answers.of(number), tooLate]);
       if (answer === null) return { isDone: false, text: said("No answer came. The journal tells what became of it.") };
       return answer.done
         ? { isDone: true, text: "✔ " + said("Done in period {period}.", { period: answer.period }) }
@@ -142,10 +145,12 @@ export class CCommands {
       this.confirm({ rows: [[operator.name, onOff(old), onOff(value)]], path: "/set", body: { thing: operator.name, value } });
       return;
     }
-    const field = make("input", { id: "command-value", inputmode: "decimal", autocomplete: "off", value: whole(old), "aria-describedby": "command-hint" });
+    const field = numberField("command-value", whole(old));
+    field.setAttribute("aria-describedby", "command-hint");
+    const told = (value) => withUnit(whole(value), element.unit);
     const hint = [];
-    if (operator.range) hint.push(said("from {low} to {high}", { low: whole(operator.range[0]), high: withUnit(whole(operator.range[1]), element.unit) }));
-    if (operator.rate) hint.push(said("at most {rate} in a second", { rate: withUnit(whole(operator.rate), element.unit) }));
+    if (operator.range) hint.push(said("from {low} to {high}", { low: whole(operator.range[0]), high: told(operator.range[1]) }));
+    if (operator.rate) hint.push(said("at most {rate} in a second", { rate: told(operator.rate) }));
     this.enter(
       [make("label", { for: "command-value" }, said("new value") + (element.unit ? ", " + element.unit : "")), field,
         make("p", { class: "dim", id: "command-hint" }, hint.join("; "))],
@@ -153,12 +158,12 @@ export class CCommands {
         const value = numberIn(field.value);
         if (value === null) return said("This is not a number.");
         if (operator.range && (value < operator.range[0] || value > operator.range[1])) {
-          return said("It must be from {low} to {high}.", { low: whole(operator.range[0]), high: withUnit(whole(operator.range[1]), element.unit) });
+          return said("It must be from {low} to {high}.", { low: whole(operator.range[0]), high: told(operator.range[1]) });
         }
         const now = this.store.elementNow(operator.element);
         return {
-          rows: [[operator.name, withUnit(whole(now), element.unit), withUnit(whole(value), element.unit)]],
-          sentence: operator.rate ? said("It goes there by at most {rate} in a second.", { rate: withUnit(whole(operator.rate), element.unit) }) : "",
+          rows: [[operator.name, told(now), told(value)]],
+          sentence: operator.rate ? said("It goes there by at most {rate} in a second.", { rate: told(operator.rate) }) : "",
           path: "/set", body: { thing: operator.name, value },
         };
       });
@@ -170,8 +175,8 @@ export class CCommands {
     const old = parametersNow(this.store, index);
     this.open(said("Parameters of {name}", { name: instrument.name }));
     const fields = instrument.parameters.map((parameter, k) => {
-      const field = make("input", { id: "parameter-" + k, inputmode: "decimal", autocomplete: "off", value: old[k] === null ? "" : whole(old[k]) });
-      return { parameter, field, element: make("p", { class: "pair" }, make("label", { for: "parameter-" + k }, parameter.name + bounds(parameter)), field) };
+      const field = numberField("parameter-" + k, old[k] === null ? "" : whole(old[k]));
+      return { parameter, field, element: pair(parameter.name + bounds(parameter), field) };
     });
     this.enter(
       [make("p", { class: "dim" }, said("They are set as a whole, or none of them is.")), ...fields.map(({ element }) => element)],
@@ -199,7 +204,7 @@ export class CCommands {
 
   procedure(operator) {
     this.open(operator.name);
-    const fields = Array.from({ length: operator.arguments || 0 }, (_, k) => make("input", { id: "argument-" + k, inputmode: "decimal", autocomplete: "off" }));
+    const fields = Array.from({ length: operator.arguments || 0 }, (_, k) => numberField("argument-" + k, ""));
     const change = (values) => ({
       rows: values.map((value, k) => [said("argument {number}", { number: k + 1 }), "", whole(value)]),
       sentence: said("{name} is called.", { name: operator.name + "(" + values.map(whole).join(", ") + ")" }),
@@ -210,7 +215,7 @@ export class CCommands {
       return;
     }
     this.enter(
-      fields.map((field, k) => make("p", { class: "pair" }, make("label", { for: field.id }, said("argument {number}", { number: k + 1 })), field)),
+      fields.map((field, k) => pair(said("argument {number}", { number: k + 1 }), field)),
       () => {
         const values = fields.map((field) => numberIn(field.value));
         return values.includes(null) ? said("This is not a number.") : change(values);
@@ -273,8 +278,11 @@ function numberIn(text) {
   return Number.isFinite(value) ? value : null;
 }
 
+const numberField = (id, value) => make("input", { id, inputmode: "decimal", autocomplete: "off", value });
+const pair = (text, field) => make("p", { class: "pair" }, make("label", { for: field.id }, text), field);
+
 const bounds = ({ low, high, openLow }) =>
-  (low === null || low === undefined ? "" : (openLow ? " > " : " ≥ ") + whole(low)) + (high === null || high === undefined ? "" : " ≤ " + whole(high));
+  (low === null ? "" : (openLow ? " > " : " ≥ ") + whole(low)) + (high === null ? "" : " ≤ " + whole(high));
 
 // Where the instrument's settings tell a parameter of the same name.
 function parametersNow(store, index) {

@@ -1,7 +1,7 @@
 // All that an operator may do, whichever instrument it belongs to.
 
-import { make, setText } from "./dom.js";
-import { onOff, whole, withUnit } from "./format.js";
+import { heard, make, setText } from "./dom.js";
+import { onOff, rounded, withUnit } from "./format.js";
 import { said } from "./strings.js";
 
 export class CEntries {
@@ -12,13 +12,14 @@ export class CEntries {
     const rows = model.operators.map((operator) => {
       const now = make("td", { class: "now" });
       if (operator.kind === "element") this.cells.push({ operator, now });
-      return make("tr", {}, make("th", { scope: "row" }, operator.name), now, make("td", {}, make("div", { class: "deeds" }, ...(model.mayOperate ? commands.buttonsOf(operator) : []))));
+      const deeds = make("div", { class: "deeds" }, ...(model.mayOperate ? commands.buttonsOf(operator) : []));
+      return make("tr", {}, make("th", { scope: "row" }, operator.name), now, make("td", {}, deeds));
     });
     this.element = make("section", { class: "entries", "aria-label": said("Commands") },
       make("h2", { tabindex: "-1" }, said("Commands")),
       ...(model.mayOperate ? [] : [make("p", { class: "dim" }, said("This link may see, not operate."))]),
       make("div", { class: "scroll" }, make("table", {}, make("caption", { class: "heard" }, said("Commands")),
-        make("thead", {}, make("tr", {}, make("th", { scope: "col" }, said("thing")), make("th", { scope: "col" }, said("now")), make("th", { scope: "col" }, make("span", { class: "heard" }, said("what to do"))))),
+        make("thead", {}, make("tr", {}, ...[said("thing"), said("now"), heard(said("what to do"))].map((head) => make("th", { scope: "col" }, head)))),
         make("tbody", {}, ...rows))));
   }
 
@@ -30,7 +31,8 @@ export class CEntries {
     if (this.element.hidden) return;
     for (const { operator, now } of this.cells) {
       const value = this.store.elementNow(operator.element);
-      setText(now, operator.switch ? onOff(value) : withUnit(whole(value === null ? null : Number(value.toPrecision(7))), this.store.model.elements[operator.element].unit));
+      const { unit } = this.store.model.elements[operator.element];
+      setText(now, operator.switch ? onOff(value) : withUnit(rounded(value, 7), unit));
     }
   }
 }

@@ -2,12 +2,12 @@
 
 import { CBar } from "./bar.js";
 import { button, make, remPixels, setHidden, setText, terms } from "./dom.js";
-import { decimalsFor, none, number, onOff, runTime, span, whole, withUnit } from "./format.js";
+import { decimalsFor, none, number, onOff, rounded, runTime, span, whole, withUnit } from "./format.js";
 import { loopRoute } from "./router.js";
 import { at, isBeyond, mark, modeLetters, modes, ofAlarm } from "./store.js";
 import { alarmState } from "./alarms.js";
 import { said } from "./strings.js";
-import { outputText, troubles, unitOf } from "./tile.js";
+import { outputText, titleOf, troubles, unitOf } from "./tile.js";
 import { CTrend } from "./trend.js";
 
 const pictureEvery = 500;  // ms
@@ -22,7 +22,7 @@ export class CFaceplate {
     this.index = index;
     const { model } = store;
     const instrument = (this.instrument = model.instruments[index]);
-    this.heading = make("h2", { tabindex: "-1" }, instrument.name, ...(instrument.title && instrument.title !== instrument.name ? [make("span", { class: "title" }, instrument.title)] : []));
+    this.heading = make("h2", { tabindex: "-1" }, instrument.name, make("span", { class: "title" }, titleOf(instrument)));
     this.mode = make("span", { class: "mode", "aria-hidden": "true" });
     this.why = make("span", {});
     this.troubles = make("ul", { class: "troubles", "aria-label": said("what limits it") });
@@ -73,7 +73,8 @@ export class CFaceplate {
       operator.kind === "element" ? own.includes(operator.element) : operator.instrument === this.index);
     if (entries.length === 0) return "";
     if (!model.mayOperate) return model.isLive ? make("p", { class: "dim" }, said("This link may see, not operate.")) : "";
-    return make("div", { class: "commands", role: "group", "aria-label": said("Commands") }, ...entries.flatMap((entry) => commands.buttonsOf(entry)));
+    return make("div", { class: "commands", role: "group", "aria-label": said("Commands") },
+      ...entries.flatMap((entry) => commands.buttonsOf(entry)));
   }
 
   makeAlarms() {
@@ -101,8 +102,9 @@ export class CFaceplate {
     const link = (name) => make("a", { href: loopRoute(name) }, name);
     const own = [instrument.wishElement, instrument.valueElement, instrument.outputElement];
     const places = [];
-    this.inputs = (model.inputs || []).map((input, k) => ({ input, k, cell: make("span") })).filter(({ input }) => own.includes(input.element));
-    this.outputs = (model.outputs || []).map((output, k) => ({ output, k, cell: make("span") })).filter(({ output }) => own.includes(output.element));
+    const isOwn = ({ element }) => element !== null && own.includes(element);
+    this.inputs = model.inputs.map((input, k) => ({ input, k, cell: make("span") })).filter(({ input }) => isOwn(input));
+    this.outputs = model.outputs.map((output, k) => ({ output, k, cell: make("span") })).filter(({ output }) => isOwn(output));
     for (const { input, cell } of this.inputs) {
       places.push([model.elements[input.element].name, cell]);
     }
@@ -110,7 +112,10 @@ export class CFaceplate {
     const chain = [];
     const { wishFrom, outputTo } = instrument.cascade || {};
     if (wishFrom) chain.push([said("its wish is the output of"), link(wishFrom)]);
-    if (outputTo && outputTo.length > 0) chain.push([said("its output is the wish of"), make("span", {}, ...outputTo.flatMap((name, k) => (k > 0 ? [", ", link(name)] : [link(name)])))]);
+    if (outputTo && outputTo.length > 0) {
+      const inner = outputTo.flatMap((name, k) => (k > 0 ? [", ", link(name)] : [link(name)]));
+      chain.push([said("its output is the wish of"), make("span", {}, ...inner)]);
+    }
     if (instrument.receivers && instrument.receivers.length > 0) chain.push([said("receivers"), instrument.receivers.join(", ")]);
     this.settings = (instrument.settings || []).map((setting) => ({ setting, cell: make("span") }));
     this.learnt = (instrument.learnt || []).map((setting) => ({ setting, cell: make("span") }));
@@ -119,12 +124,12 @@ export class CFaceplate {
     if (places.length > 0 && model.isLive) parts.push(part(said("Inputs and outputs"), terms(places)));
     if (chain.length > 0) parts.push(part(said("Chain"), terms(chain)));
     if (instrument.words && instrument.words.length > 0) {
-      parts.push(part(said("Law and parameters"), make("ul", { class: "words", "aria-label": said("Law and parameters") }, ...instrument.words.map((words) => make("li", {}, words)))));
+      const words = instrument.words.map((sentence) => make("li", {}, sentence));
+      parts.push(part(said("Law and parameters"), make("ul", { class: "words", "aria-label": said("Law and parameters") }, ...words)));
     }
-    if (this.settings.length > 0) parts.push(part(said("Settings"), terms(this.settings.map(({ setting, cell }) => [withUnitOf(setting), cell]))));
-    if (this.learnt.length > 0) {
-      parts.push(part(said("Learnt"), terms(this.learnt.map(({ setting, cell }) => [withUnitOf(setting), cell]))));
-    }
+    const facts = (list) => terms(list.map(({ setting, cell }) => [withUnitOf(setting), cell]));
+    if (this.settings.length > 0) parts.push(part(said("Settings"), facts(this.settings)));
+    if (this.learnt.length > 0) parts.push(part(said("Learnt"), facts(this.learnt)));
     parts.push(make("p", { class: "dim" }, said("class") + " " + instrument.class));
     return parts;
   }
@@ -171,13 +176,16 @@ export class CFaceplate {
     const { elements } = this.store.model;
     for (const { k, input, cell } of this.inputs) {
       const [quality, age] = frame.inputs[k];
-      setText(cell, said(qualities[quality]) + ", " + said("{age} old", { age: age === null ? none : span(age) }) + ", " + said("by {connection}", { connection: this.store.model.connections[input.connection] }));
+      const connection = this.store.model.connections[input.connection];
+      setText(cell, said(qualities[quality]) + ", " + said("{age} old", { age: age === null ? none : span(age) }) + ", " +
+        said("by {connection}", { connection }));
     }
     for (const { k, output, cell } of this.outputs) {
       const [code, written, heldBy] = frame.outputs[k];
       const { unit, boolean } = elements[output.element];
       const by = heldBy === null || heldBy === undefined ? "" : " (" + elements[this.store.model.inputs[heldBy].element].name + ")";
-      setText(cell, said(outputs[code]) + by + (written === null ? "" : ", " + said("written") + " " + (boolean ? onOff(written) : withUnit(whole(Number(written.toPrecision(6))), unit))));
+      const what = boolean ? onOff(written) : withUnit(rounded(written), unit);
+      setText(cell, said(outputs[code]) + by + (written === null ? "" : ", " + said("written") + " " + what));
     }
     const show = (list, numbers) => list.forEach(({ setting, cell }, k) => setText(cell, factText(setting, numbers[k])));
     show(this.settings, frame.settings[this.index] || []);
@@ -192,7 +200,8 @@ export class CFaceplate {
     const width = Math.round(Math.min((pane.width * remPixels()) / drawnFor, this.element.clientWidth - 2 * remPixels()));
     const height = Math.round((width * pane.height) / pane.width);
     try {
-      const text = await this.connection.text("/pane/" + encodeURIComponent(name) + ".svg?width=" + width + "&height=" + height, this.stop.signal);
+      const path = "/pane/" + encodeURIComponent(name) + ".svg?width=" + width + "&height=" + height;
+      const text = await this.connection.text(path, this.stop.signal);
       this.picture.src = "data:image/svg+xml;charset=utf-8," + encodeURIComponent(text);
       this.picture.width = width;
       this.picture.height = height;
@@ -208,7 +217,7 @@ function factText({ truth, words, name }, value) {
   if (value === null || value === undefined) return none;
   if (truth) return onOff(value);
   if (words && words[value - 1]) return said(words[value - 1]);
-  return name === "changed" ? runTime(value) : whole(Number(value.toPrecision(6)));
+  return name === "changed" ? runTime(value) : rounded(value);
 }
 
 const withUnitOf = ({ name, unit }) => name + (unit ? ", " + unit : "");

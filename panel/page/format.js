@@ -23,6 +23,11 @@ export function whole(value) {
   return value === null || value === undefined ? none : String(Number(value.toPrecision(12)));
 }
 
+// With so many digits.
+export function rounded(value, digits = 6) {
+  return value === null || value === undefined ? none : whole(Number(value.toPrecision(digits)));
+}
+
 export const withUnit = (text, unit) => (unit ? text + " " + unit : text);
 
 const two = (value) => String(value).padStart(2, "0");

@@ -20,14 +20,18 @@ export class CHead {
     this.links = ["overview", "alarms", "journal", "commands"]
       .filter((view) => model.isLive || view === "overview")
       .filter((view) => view !== "commands" || model.operators.length > 0)
-      .map((view) => ({ view, link: make("a", { href: view === "overview" ? "#/" : "#/" + view }, said(view[0].toUpperCase() + view.slice(1))) }));
+      .map((view) => {
+        const title = said(view[0].toUpperCase() + view.slice(1));
+        return { view, link: make("a", { href: view === "overview" ? "#/" : "#/" + view }, title) };
+      });
     this.summary = make("p", { class: "summary", "aria-label": said("Summary") });
     this.steady = make("span");
     this.moving = make("span");
     this.notAuto = make("span");
     this.alarms = priorities.map((priority) => {
       const count = make("span", { class: "count" });
-      const badge = make("a", { class: "alarm " + priority, href: "#/alarms" }, seen(mark[priority] + " "), heard(said("alarms") + ", " + said(priority) + ": "), count);
+      const badge = make("a", { class: "alarm " + priority, href: "#/alarms" },
+        seen(mark[priority] + " "), heard(said("alarms") + ", " + said(priority) + ": "), count);
       return { badge, count };
     });
     this.summary.append(this.steady, this.moving, this.notAuto, ...(model.isLive ? this.alarms.map(({ badge }) => badge) : []));
@@ -72,18 +76,23 @@ export class CHead {
     this.updateAge();
   }
 
+  stateText() {
+    const { connection, store } = this;
+    const now = performance.now();
+    const shown = store.frame ? said("shown is {age} old", { age: span((now - store.arrived) / 1000) }) : said("nothing yet");
+    if (connection.state === "live") return "● " + said("live") + ", " + shown;
+    if (connection.state === "opening") return said("opening");
+    if (connection.state === "refused") return "✖ " + said("The panel does not know this link any more: open the one that it printed last.");
+    return "✖ " + said("No connection") + (connection.why ? " (" + connection.why + ")" : "") + ", " +
+      said("trying again in {time}", { time: span(Math.max(0, (connection.retry - now) / 1000)) }) + "; " + shown;
+  }
+
   updateAge() {
     const { connection, store } = this;
     if (!store.model.isLive) return setText(this.age, said("a record, not live"));
     const over = store.frame && store.frame.phase !== "running" && store.frame.phase !== "starting";
-    const age = store.frame ? (performance.now() - store.arrived) / 1000 : 0;
-    const shown = store.frame ? said("shown is {age} old", { age: span(age) }) : said("nothing yet");
     const isLost = connection.state !== "live" && !over;
-    const lost = connection.state === "refused"
-      ? said("The panel does not know this link any more: open the one that it printed last.")
-      : said("No connection") + (connection.why ? " (" + connection.why + ")" : "") + ", " + said("trying again in {time}", { time: span(Math.max(0, (connection.retry - performance.now()) / 1000)) });
-    setText(this.age, over && connection.state !== "live" ? said("the last state") : connection.state === "live" ? "● " + said("live") + ", " + shown
-      : connection.state === "opening" ? said("opening") : "✖ " + lost + "; " + shown);
+    setText(this.age, over && connection.state !== "live" ? said("the last state") : this.stateText());
     setClass(this.age, "is-lost", isLost);
     setClass(document.body, "is-stale", isLost);
     return undefined;

@@ -1,13 +1,19 @@
 // Who did what: the last lines of the journal, and on request those before.
 
 import { button, make, setHidden, setText } from "./dom.js";
-import { runTime, whole } from "./format.js";
+import { rounded, runTime } from "./format.js";
 import { said } from "./strings.js";
 
+const columns = ["line", "time", "run", "who", "what", "thing", "old", "new", "outcome"];
 const portion = 100;
 const settle = 500;  // ms, between two looks for new lines
 
-const told = (what) => (Array.isArray(what) ? what.map(told).join(", ") : typeof what === "number" ? whole(what) : what || "");
+// What the run itself says was not asked for, and has no outcome.
+const outcome = ({ outcome: became, who, why }) =>
+  (became === "refused" ? "✘ " + said("refused") : who === "run" ? "" : "✔ " + said("done")) + (why ? ": " + why : "");
+
+const told = (what) =>
+  (Array.isArray(what) ? what.map(told).join(", ") : typeof what === "number" ? rounded(what, 7) : what || "");
 
 export class CJournal {
   constructor(store, connection) {
@@ -23,7 +29,7 @@ export class CJournal {
     this.element = make("section", { class: "journal", "aria-label": said("Journal") },
       make("h2", { tabindex: "-1" }, said("Journal")), this.failed,
       make("div", { class: "scroll" }, make("table", {}, make("caption", { class: "heard" }, said("Journal, the newest line first")),
-        make("thead", {}, make("tr", {}, ...["line", "time", "run", "who", "what", "thing", "old", "new", "outcome"].map((head) => make("th", { scope: "col" }, said(head))))),
+        make("thead", {}, make("tr", {}, ...columns.map((head) => make("th", { scope: "col" }, said(head))))),
         this.body)),
       this.nothing, this.earlier);
     setHidden(this.earlier, true);
@@ -73,7 +79,7 @@ export class CJournal {
     const when = String(line.time || "").replace("T", " ").replace(/\.\d+Z$/, "Z");
     return make("tr", refused ? { class: "is-refused" } : {},
       make("th", { scope: "row" }, String(place)), make("td", {}, when), make("td", {}, runTime(line.run_time)),
-      ...[line.who, line.what, line.thing, line.old, line.new].map((what) => make("td", {}, told(what))),
-      make("td", {}, (refused ? "✘ " : line.outcome === "done" ? "✔ " : "") + (line.outcome ? said(line.outcome) : "") + (line.why ? ": " + line.why : "")));
+      ...[line.who, line.what && said(line.what), line.thing, line.old, line.new].map((what) => make("td", {}, told(what))),
+      make("td", { class: "outcome" }, outcome(line)));
   }
 }

@@ -99,7 +99,7 @@ export class COverview {
     this.count = count;
     if (isMoved) this.fit();
     const current = this.list.querySelector("a[tabindex='0']");
-    if (!current || current.parentElement.hidden) this.makeCurrent((this.list.querySelector("li:not([hidden])") || this.list).querySelector("a"));
+    if (!current || current.parentElement.hidden) this.makeCurrent(this.list.querySelector("li:not([hidden]) a"));
   }
 
   fit() {

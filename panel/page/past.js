@@ -28,7 +28,8 @@ export class CPast {
     const { instruments } = this.store.model;
     for (let k = 0; k < instruments.length; k += atOnce) {
       const items = instruments.slice(k, k + atOnce).flatMap(({ name }) => [name + ".wish", name + ".value", name + ".output"]);
-      const answer = await this.connection.get("/history?items=" + items.map(encodeURIComponent).join(",") + "&from=" + this.from + "&to=" + this.to + "&points=" + points);
+      const answer = await this.connection.get("/history?items=" + items.map(encodeURIComponent).join(",") +
+        "&from=" + this.from + "&to=" + this.to + "&points=" + points);
       Object.assign(this.series, answer.series);
       this.show();
     }
@@ -66,11 +67,14 @@ export class CPast {
     const rows = model.instruments.map(({ name, limits }) => {
       const value = this.at(name + ".value", time);
       const [low, high] = this.range(name + ".value", limits && limits.value);
-      return [this.at(name + ".wish", time), value, this.at(name + ".output", time), low, high, low, high, ...this.range(name + ".output", limits && limits.output), 0, 0, ""];
+      const outputRange = this.range(name + ".output", limits && limits.output);
+      return [this.at(name + ".wish", time), value, this.at(name + ".output", time), low, high, low, high, ...outputRange, 0, 0, ""];
     });
     this.store.take({
-      time, period: Math.round(time / model.period), phase: "ended", journal: 0, frame: 0, elements: model.elements.map(() => null), inputs: model.inputs.map(() => [0, null]),
-      outputs: model.outputs.map(() => [0, null, null]), instruments: rows, settings: model.instruments.map(() => []), learnt: model.instruments.map(() => []), alarms: model.alarms.map(() => [0, 1, 0, 0, 0, 0, 0, 0]),
+      time, period: Math.round(time / model.period), phase: "ended", journal: 0, frame: 0, instruments: rows,
+      elements: model.elements.map(() => null), inputs: model.inputs.map(() => [0, null]),
+      outputs: model.outputs.map(() => [0, null, null]), alarms: model.alarms.map(() => [0, 1, 0, 0, 0, 0, 0, 0]),
+      settings: model.instruments.map(() => []), learnt: model.instruments.map(() => []),
     });
   }
 }

@@ -6,10 +6,14 @@ export const modeLetters = ["A", "M", "T", "H", "S", "X"];
 export const priorities = ["critical", "high", "medium", "low"];
 export const mark = { critical: "◆C", high: "▲H", medium: "■M", low: "●L" };
 export const flag = {
-  wishLow: 1, wishHigh: 2, valueLow: 4, valueHigh: 8, outputLow: 16, outputHigh: 32, atLowEnd: 64, atHighEnd: 128, identifies: 256,
+  wishLow: 1, wishHigh: 2, valueLow: 4, valueHigh: 8, outputLow: 16, outputHigh: 32, atLowEnd: 64, atHighEnd: 128,
+  identifies: 256,
 };
 // Columns of an instrument in a frame.
-export const at = { wish: 0, value: 1, output: 2, wishFrom: 3, wishTo: 4, valueFrom: 5, valueTo: 6, outputFrom: 7, outputTo: 8, mode: 9, flags: 10, why: 11 };
+export const at = {
+  wish: 0, value: 1, output: 2, wishFrom: 3, wishTo: 4, valueFrom: 5, valueTo: 6, outputFrom: 7, outputTo: 8,
+  mode: 9, flags: 10, why: 11,
+};
 // Columns of an alarm in a frame.
 export const ofAlarm = { active: 0, acknowledged: 1, shelved: 2, outOfService: 3, since: 4, returned: 5, until: 6, count: 7 };
 
@@ -20,10 +24,11 @@ const beyond = {
 };
 export const isBeyond = (what, flags) => (flags & beyond[what]) !== 0;
 
-// A value moves that went through more than this share of its range in a window of
-// so many periods, of which two are kept.
+// A value moves that went through more than this share of its range in a window, of
+// which two are kept: so many periods, and not less than so many seconds of the run.
 const stirs = 0.01;
 const windowPeriods = 20;
+const windowSeconds = 10;
 
 export const isAnnounced = (alarm) =>
   !alarm[ofAlarm.shelved] && !alarm[ofAlarm.outOfService] && Boolean(alarm[ofAlarm.active] || !alarm[ofAlarm.acknowledged]);
@@ -58,13 +63,13 @@ export class CStore {
   relate() {
     const { instruments, alarms, inputs } = this.model;
     return instruments.map((instrument) => {
-      const own = [instrument.wishElement, instrument.valueElement, instrument.outputElement];
-      const connections = new Set((inputs || []).filter((input) => own.includes(input.element)).map((input) => input.connection));
+      const own = [instrument.wishElement, instrument.valueElement, instrument.outputElement].filter((element) => element !== null);
+      const connections = new Set(inputs.filter((input) => own.includes(input.element)).map((input) => input.connection));
       return alarms
         .map((alarm, index) => ({ alarm, index }))
         .filter(({ alarm }) =>
-          (alarm.elements || []).some((element) => own.includes(element)) ||
-          (alarm.connection !== null && alarm.connection !== undefined && connections.has(alarm.connection)))
+          alarm.elements.some((element) => own.includes(element)) ||
+          (alarm.connection !== null && connections.has(alarm.connection)))
         .map(({ index }) => index);
     });
   }
@@ -96,7 +101,7 @@ export class CStore {
 
   judge() {
     const { instruments, time, alarms } = this.frame;
-    const turn = time - this.windowBegins >= windowPeriods * this.model.period || time < this.windowBegins;
+    const turn = time - this.windowBegins >= Math.max(windowSeconds, windowPeriods * this.model.period) || time < this.windowBegins;
     if (turn) {
       const isFirst = this.windowBegins === -Infinity;
       this.windowBegins = time;

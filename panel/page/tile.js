@@ -17,6 +17,9 @@ export function outputText(instrument, value, decimals) {
   return number(value, decimals);
 }
 
+// What is told beside the name.
+export const titleOf = ({ name, title }) => (title && title !== name ? title : "");
+
 export function unitOf(instrument, what) {
   if (what !== "output") return instrument.unit || "";
   return instrument.kind === "twoState" || instrument.kind === "step" ? "" : instrument.outputUnit || "";
@@ -64,7 +67,7 @@ export class CTile {
     this.link = make("a", { class: "tile", href: loopRoute(instrument.name), tabindex: "-1" },
       make("span", { class: "head" },
         make("span", { class: "name" }, instrument.name),
-        make("span", { class: "title" }, instrument.title && instrument.title !== instrument.name ? instrument.title : ""),
+        make("span", { class: "title" }, titleOf(instrument)),
         this.moves, this.movesHeard, this.trouble, this.troubleHeard, this.alarm, this.alarmHeard, this.mode, this.modeHeard),
       ...this.rows.map((row) => row.element));
     this.element = make("li", {}, this.link);

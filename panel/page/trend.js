@@ -12,6 +12,7 @@ const points = 1500;
 const settle = 150;  // ms without a further move before the history is asked
 const shownAtFirst = 300;  // periods
 const leastSpan = 4;  // periods
+const dash = [6, 3];
 const leastHeight = 0.01;  // of the pane's range
 const colors = { wish: "#c77700", value: "#3b82c4", output: "#8a63d2" };
 
@@ -155,13 +156,15 @@ export class CTrend {
   make() {
     const { instrument } = this;
     const rem = remPixels();
-    const curves = this.names.map((name) => ({ name: withUnit(said(name), unitOf(instrument, name)), color: colors[name], dash: name === "wish" ? [6, 3] : null }));
+    const curves = this.names.map((name) => ({
+      name: withUnit(said(name), unitOf(instrument, name)), color: colors[name], dash: name === "wish" ? dash : null,
+    }));
     const labels = ["time"].concat(curves.map((curve) => curve.name));
     const now = this.store.frame && this.store.frame.instruments[this.index];
     const outputRange = instrument.kind === "twoState" ? [-0.1, 1.1] : instrument.kind === "step" ? [-1.2, 1.2]
       : now && now[at.outputTo] > now[at.outputFrom] ? [now[at.outputFrom], now[at.outputTo]] : null;
     const series = {
-      [labels[1]]: { color: colors.wish, stepPlot: true, strokeWidth: 0.1 * rem, plotter: (event) => loopboxPlots.dashedSteps(event, [6, 3]) },
+      [labels[1]]: { color: colors.wish, stepPlot: true, strokeWidth: 0.1 * rem, plotter: (event) => loopboxPlots.dashedSteps(event, dash) },
       [labels[2]]: { color: colors.value, strokeWidth: 0.13 * rem },
       [labels[3]]: { color: colors.output, stepPlot: true, strokeWidth: 0.08 * rem, axis: "y2" },
     };
@@ -169,9 +172,12 @@ export class CTrend {
     return new Dygraph(this.canvas, this.rows(), {
       labels, series, customBars: true, connectSeparatedPoints: true, dateWindow: this.window, ...axis,
       plugins: [loopboxPlots.legend(this.legend, curves, Math.max(this.store.model.duration || 0, this.end()), "")],
-      axes: { ...axis.axes, y: { axisLabelWidth: 3.2 * rem, independentTicks: true }, y2: { axisLabelWidth: 3.2 * rem, drawGrid: false, independentTicks: true, ...(outputRange ? { valueRange: outputRange } : {}) } },
+      axes: {
+        ...axis.axes, y: { axisLabelWidth: 3.2 * rem, independentTicks: true },
+        y2: { axisLabelWidth: 3.2 * rem, drawGrid: false, independentTicks: true, valueRange: outputRange },
+      },
       gridLineColor: "rgba(128,128,128,0.35)", axisLineColor: "rgba(128,128,128,0.8)", animatedZooms: false,
-      yRangePad: 8, digitsAfterDecimal: 4, axisLabelFontSize: 0.8 * rem, highlightCircleSize: 4,
+      yRangePad: 8, digitsAfterDecimal: 4, axisLabelFontSize: 0.8 * rem, xLabelHeight: 1.1 * rem, highlightCircleSize: 4,
       interactionModel: { ...Dygraph.defaultInteractionModel, dblclick: () => this.follow() },
       zoomCallback: (from, to) => this.show(from, to),
       drawCallback: (plot, isInitial) => {

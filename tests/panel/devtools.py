@@ -93,6 +93,9 @@ class Page:
             self.call(domain + ".enable")
         self.resize(width, height)
 
+    def close(self):
+        self.browser.call("Target.closeTarget", targetId=self.target)
+
     def call(self, method, **params):
         return self.browser.call(method, self.session, **params)
 
