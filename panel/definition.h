@@ -62,6 +62,7 @@ struct TAlarm {
   EPriority priority = EPriority::kMedium;
   std::string text;  // for a person; may be empty
   std::uint32_t offset = 0;
+  std::vector<std::size_t> elements;  // that `when` names
 };
 
 struct TDefinition {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 #include "json/json.h"
 #include "panel/operators.h"
@@ -173,10 +174,13 @@ std::string TModel::Json(bool mayOperate) const {
   value.Set("instruments", Listed(instruments, [](const TInstrument& instrument) { return JsonOf(instrument); }));
   value.Set("operators", Listed(operators, [](const TOperator& allowed) { return JsonOf(allowed); }));
   value.Set("alarms", Listed(alarms, [](const TAlarm& alarm) {
+              json::CValue read = json::CValue::Array();
+              for (const std::size_t element : alarm.elements) read.Append(static_cast<std::uint64_t>(element));
               return json::CValue{{"name", alarm.name},
                                   {"priority", panel::NameOf(alarm.priority)},
                                   {"text", alarm.text},
-                                  {"connection", Maybe(alarm.connection)}};
+                                  {"connection", Maybe(alarm.connection)},
+                                  {"elements", std::move(read)}};
             }));
   return value.Text();
 }
@@ -211,7 +215,12 @@ TModel ModelOf(const runtime::CApplication& application, const TDefinition& defi
     model.instruments[allowed.instrument].parameters = ParametersOf(application.Instrument(allowed.instrument), sets);
   }
   for (std::size_t i = 0; i < alarms.Count(); ++i) {
-    model.alarms.push_back({alarms.Name(i), alarms.Priority(i), alarms.Text(i), alarms.Connection(i)});
+    TModel::TAlarm alarm = {alarms.Name(i), alarms.Priority(i), alarms.Text(i), alarms.Connection(i), {}};
+    // Behind those of the text stand those of connections.
+    for (std::size_t k = 0; i < definition.alarms.size() && k < definition.alarms[i].elements.size(); ++k) {
+      if (const auto shown = layout.ShownIndex({definition.alarms[i].elements[k], 0})) alarm.elements.push_back(*shown);
+    }
+    model.alarms.push_back(std::move(alarm));
   }
   return model;
 }

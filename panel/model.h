@@ -64,6 +64,7 @@ struct TModel {
     EPriority priority = EPriority::kMedium;
     std::string text;
     std::optional<std::size_t> connection;
+    std::vector<std::size_t> elements;  // shown items that it reads
   };
 
   std::string application;

@@ -1,9 +1,14 @@
 #include "panel/panel_reader.h"
 
 #include <algorithm>
+#include <cctype>
+#include <cstddef>
+#include <cstdint>
 #include <iterator>
 #include <limits>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 #include "runtime/block_entries.h"
 #include "runtime/runtime.h"
@@ -147,7 +152,25 @@ struct TReadAlarm {
   double offDelay = 0.0;
   EPriority priority = EPriority::kMedium;
   std::string text;
+  std::vector<std::size_t> elements;
 };
+
+// The elements that the text names from one word to another.
+std::vector<std::size_t> ElementsNamed(const runtime::CApplication& application, std::uint32_t first,
+                                       std::uint32_t last) {
+  std::vector<std::size_t> named;
+  const std::string_view all = application.Text();
+  const auto isOfName = [](char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_'; };
+  for (std::size_t begin = first; begin <= last;) {
+    std::size_t end = begin;
+    while (end < all.size() && isOfName(all[end])) ++end;
+    for (std::size_t i = 0; i < application.ElementCount(); ++i) {
+      if (application.Element(i).name == all.substr(begin, end - begin)) named.push_back(i);
+    }
+    begin = std::max(begin + 1, end);
+  }
+  return named;
+}
 
 double ExpectDelay(CBlockText& text) {
   const std::uint32_t place = text.Peek().offset;
@@ -157,7 +180,12 @@ double ExpectDelay(CBlockText& text) {
 }
 
 constexpr runtime::TEntry<TReadAlarm> kAlarmEntries[] = {
-    {"when", [](CBlockText& text, TReadAlarm& alarm) { alarm.when = text.ExpectExpression(true); }},
+    {"when",
+     [](CBlockText& text, TReadAlarm& alarm) {
+       const std::uint32_t first = text.Peek().offset;
+       alarm.when = text.ExpectExpression(true);
+       alarm.elements = ElementsNamed(text.Application(), first, text.LastOffset());
+     }},
     {"clear", [](CBlockText& text, TReadAlarm& alarm) { alarm.clear = text.ExpectExpression(true); }},
     {"delay",
      [](CBlockText& text, TReadAlarm& alarm) {
@@ -181,8 +209,8 @@ void ReadAlarm(CBlockText& text, TReadPanel& read) {
   TReadAlarm alarm;
   const TPlaces places = runtime::ReadEntries(text, kAlarmEntries, "end_alarm", alarm);
   runtime::Require(text, places, "when", " = CONDITION");
-  read.definition.alarms.push_back(
-      {name, *alarm.when, alarm.clear, alarm.onDelay, alarm.offDelay, alarm.priority, std::move(alarm.text), offset});
+  read.definition.alarms.push_back({name, *alarm.when, alarm.clear, alarm.onDelay, alarm.offDelay, alarm.priority,
+                                    std::move(alarm.text), offset, std::move(alarm.elements)});
 }
 
 constexpr runtime::TEntry<TReadPanel> kPanelEntries[] = {
