@@ -57,7 +57,8 @@ bool CLiveSource::TakeFrame() {
   if (!isNew) return false;
   number = frame[kFrames];
   for (std::size_t i = 0; i < columns.size(); ++i) values[i] = frame[columns[i]];
-  share.samples.Add(frame[kTime], values);
+  // Before the first period instruments have no numbers yet.
+  if (Phase() != EPhase::kStarting) share.samples.Add(frame[kTime], values);
   frames.Show(frame);
   return true;
 }
