@@ -62,10 +62,12 @@ export class CTrend {
     return this.store.frame ? this.store.frame.time : this.store.model.to || this.store.model.duration || 0;
   }
 
-  // Up to now; of a young run from its begin.
+  // Up to now; of a young run from its begin, with half the span free at most.
   latest() {
     const from = Math.max(this.begin(), this.end() - this.span);
-    return [from, from + this.span];
+    let span = this.span;
+    while (span / 2 > this.end() - from && span / 2 > leastSpan * this.store.model.period) span /= 2;
+    return [from, from + span];
   }
 
   close() {
