@@ -88,6 +88,14 @@ panel::TFacts FactsOf(const runtime::CApplication& application, const runtime::C
     facts.learnt.push_back({column.name, "", column.name == kIdentifying, {}});
     columns.push_back(column);
   }
+  // A setting that an operator may set goes by the name that it is set by.
+  for (std::size_t i = 0; i < facts.settings.size(); ++i) {
+    for (const panel::TParameter& parameter : reference->Set()) {
+      if (parameter.reads == columns[i].procedure && parameter.argument == columns[i].argument) {
+        facts.settings[i].name = parameter.name;
+      }
+    }
+  }
   if (columns.empty()) return facts;
   facts.read = [instrument, reader = CStateReader(columns), learning = CLearning(reference->Learning()),
                 settings = facts.settings.size()](std::vector<double>* values) mutable {
