@@ -1,12 +1,13 @@
 #include "archive/day_reader.h"
 
 #include <algorithm>
+#include <set>
 
 namespace archive {
 namespace {
 
 constexpr std::int64_t kFormat = 1;
-constexpr std::uint64_t kLatest = std::uint64_t{1} << 60;  // microseconds of the epoch
+constexpr std::uint64_t kLatest = std::uint64_t{1} << 53;  // microseconds of the epoch
 
 const std::string kSpan =
     "SELECT begin, end, first, last, min, max, mean, count, quality, samples FROM spans WHERE channel=?1 AND level=";
@@ -81,12 +82,15 @@ std::vector<TDayRun> CDayReader::Runs() const {
     run.first = find.Whole(5, kMostPeriods);
     run.last = find.Whole(6, kMostPeriods);
     run.lost = find.Whole(7, kMostPeriods);
-    if (!(run.period >= 1e-6 && run.period <= 1e9) || run.first > run.last) database.Damaged("the periods of a run");
+    if (!(run.period >= 1e-3 && run.period <= 1e9) || run.first > run.last) database.Damaged("the periods of a run");
+    if (runs.size() > 1 && runs[runs.size() - 2].run.id == run.id) database.Damaged("a run that is there twice");
+    std::set<std::string> names;
     channels.With(find.Integer(0));
     while (channels.Step()) {
       TDayChannel& channel = day.channels.emplace_back();
       channel.id = channels.Integer(0);
       channel.channel = {channels.Text(1), channels.Text(2), static_cast<EKind>(channels.Whole(3, 2))};
+      if (!names.insert(channel.channel.name).second) database.Damaged("a channel that is there twice");
       if (!end.With(channel.id).Step()) continue;
       channel.end = end.Whole(0, run.last);
       if (top.With(channel.id).Step()) channel.top = static_cast<int>(top.Whole(0, kMostLevels));
