@@ -52,6 +52,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       damaged[at] = static_cast<char>(bytes.Byte());
     }
   }
+  archive::DeleteDay(day.folder.Path(), archive::DayOf(1795600000.0));  // with what stands beside it
   std::ofstream(day.path, std::ios::binary) << damaged;
   std::string error;
   const auto archive = archive::CArchive::Open(day.folder.Path(), &error);
