@@ -130,7 +130,7 @@ export class CFaceplate {
     const facts = (list) => terms(list.map(({ setting, cell }) => [withUnitOf(setting), cell]));
     if (this.settings.length > 0) parts.push(part(said("Settings"), facts(this.settings)));
     if (this.learnt.length > 0) parts.push(part(said("Learnt"), facts(this.learnt)));
-    parts.push(make("p", { class: "dim" }, said("class") + " " + instrument.class));
+    if (instrument.class) parts.push(make("p", { class: "dim" }, said("class") + " " + instrument.class));
     return parts;
   }
 

@@ -24,7 +24,7 @@ export class CHead {
         const title = said(view[0].toUpperCase() + view.slice(1));
         return { view, link: make("a", { href: view === "overview" ? "#/" : "#/" + view }, title) };
       });
-    this.summary = make("p", { class: "summary", "aria-label": said("Summary") });
+    this.summary = make("p", { class: "summary", "aria-label": said("Summary"), hidden: !model.isLive });
     this.steady = make("span");
     this.moving = make("span");
     this.notAuto = make("span");
@@ -34,7 +34,7 @@ export class CHead {
         seen(mark[priority] + " "), heard(said("alarms") + ", " + said(priority) + ": "), count);
       return { badge, count };
     });
-    this.summary.append(this.steady, this.moving, this.notAuto, ...(model.isLive ? this.alarms.map(({ badge }) => badge) : []));
+    this.summary.append(this.steady, this.moving, this.notAuto, ...this.alarms.map(({ badge }) => badge));
     const mayStop = model.isPlant && model.isLive;
     this.stop = button(said("Stop to safe"), () => commands.plant("stop"), { class: "grave", disabled: !model.mayOperate });
     this.release = button(said("Release"), () => commands.plant("release"), { disabled: !model.mayOperate });

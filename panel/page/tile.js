@@ -64,6 +64,7 @@ export class CTile {
       element.hidden = instrument.kind === "meter" && what !== "value";
       return { what, bar, digits, element, shown: undefined, from: NaN, to: NaN, decimals: 0 };
     });
+    this.mode.hidden = this.modeHeard.hidden = !store.model.isLive;  // nothing tells it of what was kept
     this.link = make("a", { class: "tile", href: loopRoute(instrument.name), tabindex: "-1" },
       make("span", { class: "head" },
         make("span", { class: "name" }, instrument.name),
