@@ -1,5 +1,6 @@
 #include "panel/server/live_source.h"
 
+#include <algorithm>
 #include <ctime>
 
 #include "live/clock.h"
@@ -7,6 +8,12 @@
 #include "panel/frame_json.h"
 
 namespace panel {
+namespace {
+
+constexpr double kMostRefusals = 20.0;  // that the journal takes one after the other
+constexpr double kRefusalsInSecond = 0.2;
+
+}  // namespace
 
 TNames NamesOf(const TModel& model) {
   TNames names;
@@ -96,6 +103,12 @@ CSource::ETaken CLiveSource::Submit(TCommand* command, std::string* why) {
 
 void CLiveSource::NoteRefused(const std::string& who, const std::string& what, const std::string& why) {
   if (share.refusals == nullptr) return;
+  // Who has a token to see fills no disk.
+  const double now = live::Now();
+  refusals = std::min(kMostRefusals, refusals + (now - refusedAt) * kRefusalsInSecond);
+  refusedAt = now;
+  if (refusals < 1.0) return;
+  refusals -= 1.0;
   timespec wall{};
   clock_gettime(CLOCK_REALTIME, &wall);
   TJournalRecord record;

@@ -70,6 +70,8 @@ class CLiveSource final : public CSource {
   std::vector<double> values;        // of the sample added last
   std::span<const double> frame;     // taken last
   double number = 0.0;               // of it
+  double refusals = 0.0;             // that may still be kept in the journal
+  double refusedAt = 0.0;            // seconds of live::Now: when the last was
   bool isLost = false;
   bool hasNews = false;  // besides a frame
 };

@@ -31,8 +31,8 @@ struct TRunOptions {
   std::uint64_t archiveDays = 0;     // files that stay; 0: all
   std::string journal;               // of operators and alarms; empty: named like the application
   bool realtime = false;
-  std::optional<double> speed;          // real time, so many times faster
   bool panel = false;                   // serves the run's page
+  std::optional<double> speed;          // real time, so many times faster
   std::string panelAddress;             // another address than this machine's own
   std::string panelTls;                 // CERT,KEY
   std::vector<std::string> panelHosts;  // NAME or NAME:PORT, by which it is reached too
