@@ -163,7 +163,7 @@ void COperators::SetParameters(TEntry& entry, const TCommand& command, TChange* 
 
 void COperators::TakeBack(TEntry& entry, TChange* change) {
   if (!entry.before) return change->Refuse("there is no set of parameters before this one");
-  const std::vector<double> values = *std::exchange(entry.before, std::nullopt);
+  const std::vector<double> values = *entry.before;
   Replace(entry, values.data(), change);
   if (change->isDone) entry.before.reset();
 }
