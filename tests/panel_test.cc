@@ -158,6 +158,24 @@ TEST(Panel, LetsAnOperatorSetWhatTheTextAllows) {
   }
 }
 
+// Each by what the reference of its class says.
+TEST(Panel, KnowsTheParametersOfEachClass) {
+  std::string names;
+  for (const std::string& className : tests::ClassNames()) {
+    const CRun run(tests::OneRegulator(className, ""));
+    names += className + ":";
+    for (const panel::TParameter& parameter : panel::ParametersOf(run.Instrument("reg"), Sets())) {
+      std::vector<double> arguments(parameter.arguments, 3.0);
+      EXPECT_TRUE(run.Instrument("reg").Call(parameter.sets, &arguments)) << parameter.sets;
+      names += " " + parameter.name;
+    }
+    names += "\n";
+  }
+  EXPECT_EQ(names,
+            "pid_regulator: r0 tI tD lag\nboolean_regulator: plus minus\n"
+            "step_regulator: plus minus inactive_hit\n");
+}
+
 TEST(Panel, SetsParametersAsAWholeAndTakesThemBack) {
   CPanelRun made(
       tests::OneRegulator("pid_regulator", "parameters param_1 = 2; param_2 = 30; param_3 = 1; end_parameters;") +

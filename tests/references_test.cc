@@ -264,6 +264,12 @@ TEST(References, SayWhatIsWrongInTheirFile) {
        "huge:2: Debug__RRRR has 4 arguments, found 18446744073709551615"},
       {"learning", "[learning]\nalways | GetAdaptive__l\n",
        "learning:2: expected while | procedure of one argument, or always | procedure of two"},
+      {"ranged", "[set]\ntI | GetParameters__RRR | SetParameters__RRR | 1 | 3 | over 0\n",
+       "ranged:2: expected name | reading procedure | setting procedure | argument index | argument count | above or "
+       "from "
+       "LOW to HIGH"},
+      {"other", "[set]\ntI | GetParameters__RRR | SetParameters__RR | 1 | 3 |\n",
+       "other:2: SetParameters__RR has 2 arguments, found 3"},
       {"band", "[band]\nplus | Debug__RRRR\n", "band:2: expected a procedure of one argument, found Debug__RRRR"},
       {"outside", "[include ../count]\n", "outside:1: a file that is included stands in the same folder"},
       {"long", std::string(1 << 20, '#') + "\n",
