@@ -1,13 +1,19 @@
 // Any text as an application: it is refused with an error that names the place,
-// or it runs, with its connections simulated, and then every number stays finite.
+// or it runs, with its connections simulated and its alarms, and then every number
+// stays finite.
 #include "fuzz/harness.h"
+#include "panel/panel.h"
+#include "panel/panel_reader.h"
 #include "plant/plant.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const fuzz::CMemoryBalance balance;
   plant::CConnectionsReader connections;
+  const panel::TParameterSets sets = {
+      {"pid_regulator", {{"r0", "GetParameters__RRR", "SetParameters__RRR", 0, 3, {}, {}, false}}}};
+  panel::CPanelReader operators(sets);
   runtime::TReadOptions reading = fuzz::Limited();
-  reading.blocks = {&connections};
+  reading.blocks = {&connections, &operators};
   tests::CRun run(fuzz::CBytes(data, size).Rest(), reading);
   fuzz::CheckDiagnostics(run);
   if (!run.IsRead()) return 0;
@@ -21,6 +27,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   fuzz::Check(run->AddLink(plant, &error), "connections are simulated");
   plant::Listed(connections.Connections(), run->Period());
   plant::Doubts(*run, connections.Connections());
+  panel::CPanel panel(operators.Definition(), sets, {});
+  fuzz::Check(run->AddLink(panel, &error), "a panel writes nothing by itself");
   fuzz::RunSome(run, 6, nullptr);
   run->End();
   fuzz::CheckFinite(run);
