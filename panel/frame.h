@@ -20,12 +20,12 @@ namespace panel {
 enum class EPhase : std::uint8_t { kStarting, kRunning, kEnded, kInterrupted, kFailed };
 
 enum EHeader : std::size_t {
-  kTime,     // seconds of the run, of the period done last
-  kPeriod,   // its number
-  kWall,     // seconds of the epoch, when it was done
-  kPhase,    // EPhase
-  kJournal,  // lines of the journal so far
-  kFrames,   // frames so far
+  kTime,    // seconds of the run, of the period done last
+  kPeriod,  // its number
+  kWall,    // seconds of the epoch, when it was done
+  kPhase,   // EPhase
+  kLines,   // lines of the journal so far
+  kFrames,  // frames so far
   kHeader
 };
 

@@ -101,7 +101,7 @@ class CFrameWriter {
     member("wall", kWall);
     writer.Name("phase");
     writer.Text(NameOf(static_cast<EPhase>(frame[kPhase])));
-    member("journal", kJournal);
+    member("journal", kLines);
     member("frame", kFrames);
   }
 

@@ -37,7 +37,7 @@ namespace {
 constexpr double kLocking = 1.0;                  // seconds, at most
 constexpr timespec kBetweenLocks{0, 20'000'000};  // nanoseconds
 constexpr int kBusy = 1;                          // milliseconds between two looks at rings that weren't empty
-constexpr int kBetweenLooks = 50;                 // milliseconds
+constexpr int kIdle = 50;                         // milliseconds
 constexpr timespec kBetweenTries{0, 200'000};     // nanoseconds, of who waits for room
 constexpr double kWaiting = 5.0;                  // seconds for room, at most
 constexpr double kEnding = 5.0;                   // seconds, at most
@@ -150,7 +150,7 @@ int CJournal::Write(int loop) {
   if (pending != 0 && end.lines == pending && ring.Taken() == shared->pendingTaken.load()) ring.Drop();
   for (bool isBusy = false;;) {
     pollfd polled{loop, 0, 0};
-    const bool isLast = poll(&polled, 1, isBusy ? kBusy : kBetweenLooks) > 0;
+    const bool isLast = poll(&polled, 1, isBusy ? kBusy : kIdle) > 0;
     isBusy = WriteAll();
     if (isLast) return 0;
   }

@@ -25,7 +25,7 @@ namespace panel {
 namespace {
 
 constexpr char kJson[] = "application/json";
-constexpr char kPriorities[] = "NORMAL:-VERS-ALL:+VERS-TLS1.3:+VERS-TLS1.2";
+constexpr char kTlsPriorities[] = "NORMAL:-VERS-ALL:+VERS-TLS1.3:+VERS-TLS1.2";
 constexpr int kMostAccepted = 64;  // before all others have their turn
 
 constexpr const char* kSafetyHeaders[][2] = {
@@ -146,7 +146,7 @@ MHD_Daemon* CServer::TState::StartDaemon(TState* state, const std::optional<TCer
     flags |= MHD_USE_TLS;
     options.push_back({MHD_OPTION_HTTPS_MEM_CERT, 0, Unchanged(certificate->certificate.c_str())});
     options.push_back({MHD_OPTION_HTTPS_MEM_KEY, 0, Unchanged(certificate->key.c_str())});
-    options.push_back({MHD_OPTION_HTTPS_PRIORITIES, 0, Unchanged(kPriorities)});
+    options.push_back({MHD_OPTION_HTTPS_PRIORITIES, 0, Unchanged(kTlsPriorities)});
   }
   options.push_back({MHD_OPTION_END, 0, nullptr});
   MHD_Daemon* const daemon =
