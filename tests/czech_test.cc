@@ -151,8 +151,9 @@ TEST_F(CzechProgram, HelpsAndRefusesInIt) {
                                 "describe x --format html",
                                 "describe pid_regulater",
                                 "check /nowhere/x"}) {
-    ExpectWordless(arguments,
-                   "run replay archive journal panel list export check probe classes describe validate text markdown cs en");
+    ExpectWordless(
+        arguments,
+        "run replay archive journal panel list export check probe classes describe validate text markdown cs en");
   }
 }
 
