@@ -14,6 +14,7 @@ namespace {
 
 constexpr double kShortestTime = 1e-6;  // of the histogram's first class, seconds
 constexpr double kGrowth = 1.2;
+constexpr double kLongestLook = 1e-3;  // seconds after a beat is due
 
 }  // namespace
 
@@ -22,6 +23,14 @@ double BeatLimit(double period) { return std::max(3.0 * period, 1.0); }
 double CControl::BeatAge() const {
   const double last = beat.last.load();
   return last == 0.0 ? std::numeric_limits<double>::infinity() : live::Now() - last;
+}
+
+double CControl::NextLook() const {
+  const double now = live::Now();
+  const double margin = std::min(0.05 * period, kLongestLook);
+  const double last = beat.last.load();
+  const double due = last == 0.0 ? now : last + period;
+  return now < due ? due + margin : now + std::max(margin, 0.25 * (now - due));
 }
 
 bool CControl::MayAsk(double timeout) const {
@@ -95,6 +104,7 @@ void CLink::NoteRoundTrip(double seconds) {
 }
 
 void CLink::Wait(double until, int descriptor, short events) {
+  if (!connection.outputs.empty() && !control.IsDry()) until = std::min(until, control.NextLook());
   pollfd polled[2] = {{share.wake, POLLIN, 0}, {descriptor, events, 0}};
   const double left = std::clamp(until - live::Now(), 0.0, 60.0);
   const timespec time{static_cast<time_t>(left), static_cast<long>((left - std::floor(left)) * 1e9)};

@@ -27,6 +27,9 @@ class CControl {
   void End() { ending.store(true); }
   bool IsDry() const { return dry; }
   double Period() const { return period; }
+  // When a link looks at what is to be written: a little after the loop's next beat is
+  // due. The later a beat is, the rarer looks become.
+  double NextLook() const;
   double BeatAge() const;  // infinite before the first
   // Whether an answer that is waited for that long may delay safe values too much.
   bool MayAsk(double timeout) const;
@@ -82,7 +85,7 @@ class CLink {
   void NoteRoundTrip(double seconds);
 
   // Until then, or until something is to be looked at: `descriptor`, when it isn't
-  // negative, has these events, or the share's event came.
+  // negative, has these events, the loop has its next outputs, or the end has come.
   void Wait(double until, int descriptor = -1, short events = 0);
 
   // Pauses double from the first to the longest. One failure after a good connection

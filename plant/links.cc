@@ -1,12 +1,7 @@
 #include "plant/links.h"
 
-#include <sys/eventfd.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
-#include <cstring>
 #include <utility>
 
 #include "live/clock.h"
@@ -23,24 +18,17 @@ struct CLinks::TState {
   std::unique_ptr<live::CSharedBlock> block;
   std::unique_ptr<live::CKeeper> keeper;
   std::vector<TReading> readings;
-  std::vector<double> wanted;
+  std::vector<TWanted> wanted;
   bool wasDeathTold = false;
   bool isFinished = false;
   std::string failure;  // of the end
-
-  ~TState() {
-    for (const CShare& share : process.shares) {
-      if (share.wake >= 0) close(share.wake);
-    }
-  }
 };
 
 namespace {
 
-void Wake(int event) {
-  const std::uint64_t one = 1;
-  // A full counter wakes as well.
-  if (write(event, &one, sizeof(one)) < 0) return;
+// NaN is equal to itself here.
+bool IsSame(const TWanted& a, const TWanted& b) {
+  return (a.value == b.value || (std::isnan(a.value) && std::isnan(b.value))) && a.quality == b.quality;
 }
 
 }  // namespace
@@ -66,15 +54,9 @@ std::unique_ptr<CLinks> CLinks::Start(const TConnections& connections, double pe
   live::TKeeping keeping;
   keeping.name = "plant";
   for (const TConnection& connection : process.connections) {
-    CShare& share = process.shares.emplace_back(*state.block, connection);
-    share.wake = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
-    if (share.wake < 0) {
-      *error = "no event: " + std::string(std::strerror(errno));
-      return nullptr;
-    }
-    keeping.descriptors.push_back(share.wake);
+    process.shares.emplace_back(*state.block, connection);
     state.readings.resize(state.readings.size() + connection.inputs.size());
-    state.wanted.resize(state.wanted.size() + connection.outputs.size(), std::nan(""));
+    state.wanted.resize(state.wanted.size() + connection.outputs.size());
   }
   keeping.work = [&process](int loop) { return KeepLinks(process, loop); };
   keeping.again = [&process](int) { return OnlyMakeSafe(process); };
@@ -126,18 +108,16 @@ std::optional<double> CLinks::ReadBack(std::size_t output) const {
 
 void CLinks::Beat() { state->process.beat->last.store(live::Now()); }
 
-void CLinks::Write(const std::vector<double>& values) {
+void CLinks::Write(const std::vector<TWanted>& values) {
   std::size_t first = 0;
   for (std::size_t i = 0; i < state->process.shares.size(); ++i) {
     const std::size_t count = state->process.connections[i].outputs.size();
-    double* const wanted = state->wanted.data() + first;
-    const std::span<const double> table(values.data() + first, count);
+    TWanted* const wanted = state->wanted.data() + first;
+    const std::span<const TWanted> table(values.data() + first, count);
     first += count;
-    // By their bits: NaN is equal to itself there.
-    if (std::memcmp(wanted, table.data(), table.size_bytes()) == 0) continue;
+    if (std::equal(table.begin(), table.end(), wanted, IsSame)) continue;
     std::copy(table.begin(), table.end(), wanted);
     state->process.shares[i].outputs.Write(table);
-    Wake(state->process.shares[i].wake);
   }
 }
 

@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -24,6 +25,12 @@ struct TReading {
   double value = 0.0;                  // the last good one
   double time = 0.0;                   // of it: seconds of CLOCK_MONOTONIC; 0: there was none yet
   EQuality quality = EQuality::kLost;  // of the newest answer: never kStale, which is a matter of age
+};
+
+// What is to be written to an output.
+struct TWanted {
+  double value = std::numeric_limits<double>::quiet_NaN();  // NaN: nothing
+  EQuality quality = EQuality::kGood;                       // of an element that is an input, too
 };
 
 // What a link has done so far.
@@ -58,8 +65,9 @@ class CLinks {
   std::optional<double> ReadBack(std::size_t output) const;
   // In each period: the loop lives. Before the first there is no deadline.
   void Beat();
-  // What is to be written from now on, one value an output; NaN: nothing.
-  void Write(const std::vector<double>& values);
+  // What is to be written from now on, one an output. The loop wakes nobody: the links
+  // look for it a twentieth of a period after it is due, at most 1 ms.
+  void Write(const std::vector<TWanted>& values);
   // What happened since, a message each, to be reported once: "oven_io: no answer
   // within 0.3 s". False when there is none.
   bool TakeMessage(std::string* message);

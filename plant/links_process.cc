@@ -1,6 +1,7 @@
 #include "plant/links_process.h"
 
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -44,6 +45,7 @@ class CThreads {
     for (std::size_t i = 0; i < process.connections.size(); ++i) {
       const TConnection& connection = process.connections[i];
       CShare& share = process.shares[i];
+      share.wake = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
       if (connection.kind == TConnection::kModbus) {
         links.push_back(std::make_unique<CModbusLink>(connection, share, control, lines.Of(connection)));
       } else {

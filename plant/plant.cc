@@ -98,11 +98,12 @@ void CPlant::Gather(const runtime::CApplication& asked) {
       outputs.push_back(std::move(one));
     }
   }
-  values.assign(numbers, kNothing);
+  values.assign(numbers, TWanted());
   for (TSteered& one : outputs) {
     for (std::size_t i = 0; i < inputs.size(); ++i) {
       const auto& needs = one.output->needs;
       if (std::find(needs.begin(), needs.end(), inputs[i].input->name) != needs.end()) one.needs.push_back(i);
+      if (inputs[i].input->item == one.output->item) one.input = i;
     }
   }
 }
@@ -227,14 +228,14 @@ bool CPlant::BeforePeriod(double time, std::string* error) {
 // What the links have, or had in the earlier run.
 void CPlant::Latch(double time) {
   if (made.empty()) return;
-  const std::vector<TReading>* const readings = links != nullptr && links->IsAlive() ? &links->Read() : nullptr;
+  const std::vector<TReading>* const readings = links != nullptr ? &links->Read() : nullptr;
   const double now = links == nullptr ? 0.0 : Now();
   for (TWatched& one : inputs) {
     if (!one.reading) continue;
     if (options.past != nullptr) {
       Follow(one);
     } else {
-      one.watch.Judge(readings == nullptr ? TReading() : (*readings)[*one.reading], now);
+      one.watch.Judge((*readings)[*one.reading], now);
       if (one.watch.Value()) application->SetElementValue(one.input->item, *one.watch.Value());
       one.age = one.watch.Age(now);
     }
@@ -290,7 +291,8 @@ bool CPlant::AfterPeriod(double time, std::string*) {
     } else if (one.instrument && one.output->safe) {
       one.instrument->TrackFromOutside(one.hasSteps ? 0.0 : *one.output->safe);
     }
-    if (one.number) values[*one.number] = one.written;
+    if (!one.number) continue;
+    values[*one.number] = {one.written, one.input ? inputs[*one.input].watch.Quality() : EQuality::kGood};
   }
   if (links == nullptr) return true;
   if (!options.isDry) links->Write(values);

@@ -180,9 +180,10 @@ class CPlant final : public runtime::CDataLink {
     std::string column;
     std::vector<std::size_t> needs;  // inputs
     std::optional<runtime::CInstrumentHandle> instrument;
-    bool hasSteps = false;      // of a step class
-    bool meetsProcess = false;  // the process sees what is written in the place of the element
-    bool isLeft = false;        // the element holds what is written, not what was wanted
+    std::optional<std::size_t> input;  // the same element, which only passes by
+    bool hasSteps = false;             // of a step class
+    bool meetsProcess = false;         // the process sees what is written in the place of the element
+    bool isLeft = false;               // the element holds what is written, not what was wanted
     double wanted = 0.0;
     EGuard why = EGuard::kOwn;
     double written = 0.0;        // NaN: nothing
@@ -216,7 +217,7 @@ class CPlant final : public runtime::CDataLink {
   std::vector<std::size_t> aged;  // those whose ages the trace has
   std::vector<TSteered> outputs;
   std::vector<runtime::TItem> written;
-  std::vector<double> values;   // for the links
+  std::vector<TWanted> values;  // for the links
   std::vector<bool> isWriting;  // by link: it had its first whole poll
 };
 

@@ -19,7 +19,7 @@ TMessage MessageOf(const std::string& text) {
 
 std::size_t CShare::Bytes(const TConnection& connection) {
   return live::CNewest<TReading>::Bytes(connection.inputs.size()) +
-         live::CNewest<double>::Bytes(connection.outputs.size()) + live::CRing<TMessage, 32>::Bytes() +
+         live::CNewest<TWanted>::Bytes(connection.outputs.size()) + live::CRing<TMessage, 32>::Bytes() +
          live::PlaceBytes(sizeof(TLinkState)) + live::PlaceBytes(connection.outputs.size() * sizeof(double));
 }
 
@@ -29,9 +29,8 @@ CShare::CShare(live::CSharedBlock& block, const TConnection& connection)
       messages(block),
       state(block.Place<TLinkState>()),
       readBack(block.Place<double>(connection.outputs.size())) {
-  const std::vector<double> nothing(connection.outputs.size(), std::numeric_limits<double>::quiet_NaN());
-  outputs.Write(nothing);
-  std::copy(nothing.begin(), nothing.end(), readBack);
+  outputs.Write(std::vector<TWanted>(connection.outputs.size()));
+  std::fill_n(readBack, connection.outputs.size(), std::numeric_limits<double>::quiet_NaN());
 }
 
 double SafeBound(const TConnection& connection) {

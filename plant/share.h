@@ -49,11 +49,11 @@ class CShare {
   CShare(live::CSharedBlock& block, const TConnection& connection);
 
   live::CNewest<TReading> readings;
-  live::CNewest<double> outputs;  // NaN: nothing is to be written
+  live::CNewest<TWanted> outputs;
   live::CRing<TMessage, 32> messages;
   TLinkState* state;
   double* readBack;  // NaN where it couldn't be
-  int wake = -1;     // an event's descriptor: what is to be written has changed, or the end has come
+  int wake = -1;     // an event's descriptor, of the links' process alone: the end has come
 };
 
 // What a link needs to bring its outputs to their safe values, at most: seconds.

@@ -133,8 +133,9 @@ TEST(Plant, PayloadsOfMessages) {
     EXPECT_TRUE(read->value == *row.value || (std::isnan(read->value) && std::isnan(*row.value))) << row.bytes;
     EXPECT_EQ(read->quality, row.quality) << row.bytes;
   }
-  EXPECT_EQ(plant::PayloadOf(0.1, false, false, 0.0), "0.1");
-  EXPECT_EQ(plant::PayloadOf(1.0, true, true, 2.5), R"({"value":true,"time":2.5,"quality":"good"})");
+  EXPECT_EQ(plant::PayloadOf(0.1, plant::EQuality::kStale, false, false, 0.0), "0.1");
+  EXPECT_EQ(plant::PayloadOf(1.0, plant::EQuality::kStale, true, true, 2.5),
+            R"({"value":true,"time":2.5,"quality":"stale"})");
 }
 
 }  // namespace

@@ -20,7 +20,7 @@ bool CLinks::IsReady() const { return false; }
 bool CLinks::IsReady(std::size_t) const { return false; }
 std::optional<double> CLinks::ReadBack(std::size_t) const { return std::nullopt; }
 void CLinks::Beat() {}
-void CLinks::Write(const std::vector<double>&) {}
+void CLinks::Write(const std::vector<TWanted>&) {}
 bool CLinks::TakeMessage(std::string*) { return false; }
 bool CLinks::IsAlive() const { return false; }
 TLinkCounts CLinks::CountsOf(std::size_t) const { return {}; }

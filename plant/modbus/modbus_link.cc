@@ -181,15 +181,16 @@ void CModbusLink::CountBeat() {
 
 bool CModbusLink::WriteWhatChanged() {
   if (control.IsDry()) return true;
-  const std::span<const double> wanted = share.outputs.Take();
+  const std::span<const TWanted> wanted = share.outputs.Take();
   std::vector<std::size_t> changed;
   std::vector<TWords> words;
   std::vector<TRegisters> places;
   for (std::size_t i = 0; i < wanted.size(); ++i) {
-    if (std::isnan(wanted[i]) || wanted[i] == written[i].value) continue;
-    const TWords packed = WordsFor(connection.outputs[i], wanted[i]);
+    const double value = wanted[i].value;
+    if (std::isnan(value) || value == written[i].value) continue;
+    const TWords packed = WordsFor(connection.outputs[i], value);
     if (written[i].value && packed == written[i].words) {
-      written[i].value = wanted[i];
+      written[i].value = value;
       continue;
     }
     changed.push_back(i);
@@ -209,7 +210,7 @@ bool CModbusLink::WriteWhatChanged() {
     for (const std::size_t point : request.points) {
       const std::size_t output = changed[point];
       const std::string& name = connection.outputs[output].name;
-      written[output] = {wanted[output], words[point], answer == EAnswer::kRefused};
+      written[output] = {wanted[output].value, words[point], answer == EAnswer::kRefused};
       if (answer == EAnswer::kRefused) {
         Report("write " + name,
                std::string(name).append(": ").append(PlaceOf(places[point])) + " can't be written: " + error);

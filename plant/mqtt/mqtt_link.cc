@@ -180,17 +180,19 @@ double CMqttLink::PublishOutputs() {
   const double now = live::Now();
   double next = std::numeric_limits<double>::infinity();
   if (control.IsDry()) return next;
-  const std::span<const double> wanted = share.outputs.Take();
+  const std::span<const TWanted> wanted = share.outputs.Take();
   for (std::size_t i = 0; i < wanted.size(); ++i) {
     const double every = connection.outputs[i].point.every;
     TPublished& last = published[i];
-    if (!std::isfinite(wanted[i]) || (every == 0.0 && wanted[i] == last.value)) continue;
+    if (!std::isfinite(wanted[i].value)) continue;
+    if (every == 0.0 && wanted[i].value == last.value && wanted[i].quality == last.quality) continue;
     if (now >= last.next) {
       // The newest value waits here, not a queue of older ones in the client, which goes
       // on with the next answer.
       if (unanswered.size() >= kMostUnanswered || mosquitto_want_write(client.get())) continue;
       if (!PublishValue(i, wanted[i])) continue;
-      last.value = wanted[i];
+      last.value = wanted[i].value;
+      last.quality = wanted[i].quality;
       last.next = last.next + every > now ? last.next + every : now + every;
     }
     if (every > 0.0) next = std::min(next, last.next);
@@ -198,12 +200,12 @@ double CMqttLink::PublishOutputs() {
   return next;
 }
 
-bool CMqttLink::PublishValue(std::size_t output, double value) {
+bool CMqttLink::PublishValue(std::size_t output, const TWanted& wanted) {
   const TOutput& about = connection.outputs[output];
-  const double told = ToRaw(value, about.point.scale);
+  const std::string text = PayloadOf(ToRaw(wanted.value, about.point.scale), wanted.quality, about.isBoolean,
+                                     about.point.isJson, SecondsSince1970());
   int id = 0;
-  return PublishText(about.point.topic, PayloadOf(told, about.isBoolean, about.point.isJson, SecondsSince1970()), false,
-                     &id);
+  return PublishText(about.point.topic, text, false, &id);
 }
 
 // With an acknowledgement, so that a broker that takes nothing in is noticed.
@@ -219,7 +221,7 @@ bool CMqttLink::TrySafe(std::string* error) {
   const double until = live::Now() + 2.0 * connection.timeout;
   while (client != nullptr && !isConnected && live::Now() < until) Work(until);
   for (std::size_t i = 0; isConnected && i < connection.outputs.size(); ++i) {
-    if (connection.outputs[i].safe) PublishValue(i, *connection.outputs[i].safe);
+    if (connection.outputs[i].safe) PublishValue(i, {*connection.outputs[i].safe});
   }
   while (isConnected && !unanswered.empty() && live::Now() < until) Work(until);
   if (isConnected && unanswered.empty()) return true;

@@ -40,7 +40,7 @@ class CMqttLink final : public CLink {
   void Work(double until);
   double PublishOutputs();  // yields when it is to be done again at the latest
   bool PublishText(const std::string& topic, const std::string& text, bool isRetained, int* id);
-  bool PublishValue(std::size_t output, double value);
+  bool PublishValue(std::size_t output, const TWanted& wanted);
   std::string StateTopic() const;
 
   void OnConnect(int code);
@@ -59,6 +59,7 @@ class CMqttLink final : public CLink {
 
   struct TPublished {
     std::optional<double> value;
+    EQuality quality = EQuality::kGood;
     double next = 0.0;  // not before
   };
   std::vector<TPublished> published;  // by output

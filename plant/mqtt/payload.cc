@@ -47,9 +47,9 @@ std::optional<TPayload> ReadPayload(std::string_view bytes) {
   return TPayload{*value, quality.value_or("good") == "good" ? EQuality::kGood : EQuality::kLost};
 }
 
-std::string PayloadOf(double value, bool isBoolean, bool isJson, double time) {
+std::string PayloadOf(double value, EQuality quality, bool isBoolean, bool isJson, double time) {
   const json::CValue told = isBoolean ? json::CValue(value != 0.0) : json::CValue(value);
-  return isJson ? json::CValue({{"value", told}, {"time", time}, {"quality", "good"}}).Text() : told.Text();
+  return isJson ? json::CValue({{"value", told}, {"time", time}, {"quality", NameOf(quality)}}).Text() : told.Text();
 }
 
 }  // namespace plant

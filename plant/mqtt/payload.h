@@ -21,9 +21,9 @@ struct TPayload {
 // bytes are.
 std::optional<TPayload> ReadPayload(std::string_view bytes);
 
-// The bare number, or {"value": …, "time": …, "quality": "good"} with seconds since
-// 1970. The value is finite.
-std::string PayloadOf(double value, bool isBoolean, bool isJson, double time);
+// The bare number, or {"value": …, "time": …, "quality": …} with seconds since 1970. The
+// value is finite.
+std::string PayloadOf(double value, EQuality quality, bool isBoolean, bool isJson, double time);
 
 }  // namespace plant
 
