@@ -95,6 +95,9 @@ TEST(ParameterFile, NeedsANameAndGetsItsFolder) {
   EXPECT_EQ(ReadFile(folder.Path("kept/deep/reg.par")), ParameterFile(2, kFreshRun));
   EXPECT_EQ(std::distance(fs::directory_iterator(folder.Path("kept/deep")), fs::directory_iterator()), 1);
   EXPECT_EQ(std::distance(fs::directory_iterator(folder.Path(".")), fs::directory_iterator()), 3);
+  CRun shortest(folder, "shortest.lbx", Adaptive("file_name = \"p\";"));
+  shortest->End();
+  EXPECT_EQ(ReadFile(folder.Path("p")), ParameterFile(2, kFreshRun));
 }
 
 // All the bits that are read are written again.

@@ -228,6 +228,15 @@ TEST(Procedures, CallsSetWhatTheyThenGet) {
   }
 }
 
+// Where nothing is written of them they stay as they were learnt.
+TEST(Procedures, ParametersOfAnAdaptiveRegulatorOutliveItsDefinition) {
+  CRun run(OneRegulator("pid_regulator", "parameters adaptive = true; end_parameters;"));
+  const std::vector<double> learnt{7.0, 8.0, 9.0};
+  run.Call("reg", "SetParameters__RRR", learnt);
+  ASSERT_TRUE(run.ReadAgain(0, run.State().instruments[0].end));
+  EXPECT_EQ(run.Call("reg", "GetParameters__RRR", {0.0, 0.0, 0.0}), learnt);
+}
+
 TEST(Procedures, CallsOfIdentificationNeedAnAdaptiveRegulator) {
   CRun run(OneRegulator("pid_regulator", ""));
   std::string error;
