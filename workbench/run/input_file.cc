@@ -13,9 +13,7 @@
 namespace workbench {
 namespace {
 
-constexpr char kTime[] = "time";
-constexpr const char* kTimeNames[] = {kTime, "timestamp", "datetime"};  // in any case of letters
-constexpr std::size_t kMostNamed = 10;                                  // columns in a note
+constexpr std::size_t kMostNamed = 10;  // columns in a note
 constexpr double kBeforeAll = -std::numeric_limits<double>::infinity();
 
 std::string Lower(std::string text) {
@@ -49,23 +47,8 @@ bool CInputFile::Open(runtime::CApplication& theApplication, std::string* error)
 }
 
 bool CInputFile::FindTimes(std::string* error) {
-  const std::vector<std::string>& header = reader->Header();
-  std::ptrdiff_t found = reader->Column(kTime);
-  for (const char* name : kTimeNames) {
-    const auto is = [name](const std::string& column) { return Lower(column) == name; };
-    if (found < 0) found = std::find_if(header.begin(), header.end(), is) - header.begin();
-    if (found == std::ssize(header)) found = -1;
-  }
-  for (const std::string& map : source.maps) {
-    const std::size_t equal = map.find('=');
-    if (map.substr(0, equal) == kTime) found = reader->Column(map.substr(equal + 1));
-  }
-  if (found < 0) {
-    *error = reader->Complaint("expected a column \"time\", in seconds or ISO 8601; --map time=COLUMN names another");
-    return false;
-  }
-  timeColumn = static_cast<std::size_t>(found);
-  taken.insert(timeColumn);
+  if (!times.Find(*reader, source.maps, error)) return false;
+  taken.insert(times.Column());
   return true;
 }
 
@@ -79,7 +62,7 @@ bool CInputFile::MapColumns(std::string* error) {
   for (const std::string& map : source.maps) {
     const std::size_t equal = map.find('=');
     const std::string element = map.substr(0, equal);
-    if (element == kTime) continue;
+    if (element == CTimeColumn::kName) continue;
     const std::ptrdiff_t column = reader->Column(map.substr(equal + 1));
     TDriven found{static_cast<std::size_t>(column), {}, {}};
     std::string problem;
@@ -121,28 +104,6 @@ void CInputFile::Report(double time, const std::string& problem) {
   sink({time, "input", runtime::Translated(problem)});
 }
 
-bool CInputFile::ReadTime(double* time, std::string* error) {
-  const std::string text(Trim(reader->Field(timeColumn)));
-  const std::optional<TInstant> instant = ReadIsoTime(text);
-  if (!timesKnown && instant) firstInstant = instant;
-  if (!firstInstant) {
-    if (!reader->Number(timeColumn, time, error)) return false;
-  } else if (!instant || instant->hasOffset != firstInstant->hasOffset) {
-    *error = reader->Complaint(timeColumn, std::string("expected a time of ISO 8601 ") +
-                                               (firstInstant->hasOffset ? "with" : "without") +
-                                               " an offset, as in the first row, found \"" + text + "\"");
-    return false;
-  } else {
-    *time =
-        static_cast<double>(instant->seconds - firstInstant->seconds) + (instant->fraction - firstInstant->fraction);
-  }
-  timesKnown = true;
-  if (*time > nextTime) return true;
-  *error = reader->Complaint(
-      timeColumn, "expected a time after the " + Seconds(nextTime) + " s of the row before, found \"" + text + "\"");
-  return false;
-}
-
 void CInputFile::ReadCell(TDriven& element) {
   const std::string text = reader->NumberText(element.column);
   double value = 0.0;
@@ -165,7 +126,7 @@ void CInputFile::ReadAhead() {
     const CCsvReader::EOutcome outcome = reader->Next(&problem);
     ended = outcome == CCsvReader::kEnd || outcome == CCsvReader::kBad;
     double time = 0.0;
-    ahead = outcome == CCsvReader::kRow && ReadTime(&time, &problem);
+    ahead = outcome == CCsvReader::kRow && times.Read(*reader, nextTime, &time, &problem);
     if (ahead) {
       nextTime = time;
       for (TDriven& element : driven) ReadCell(element);

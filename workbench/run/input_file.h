@@ -13,7 +13,7 @@
 
 #include "runtime/runtime.h"
 #include "workbench/csv.h"
-#include "workbench/run/iso_time.h"
+#include "workbench/run/time_column.h"
 
 namespace workbench {
 
@@ -68,7 +68,6 @@ class CInputFile final : public runtime::CDataLink {
   bool MatchColumns(std::string* error);
   std::string WhyNot(const runtime::TItem& item) const;
   void Report(double time, const std::string& problem);
-  bool ReadTime(double* time, std::string* error);
   void ReadCell(TDriven& element);
   void ReadAhead();
 
@@ -76,13 +75,11 @@ class CInputFile final : public runtime::CDataLink {
   TSink sink;
   runtime::CApplication* application = nullptr;
   std::unique_ptr<CCsvReader> reader;
-  std::size_t timeColumn = 0;
+  CTimeColumn times;
   std::set<std::size_t> taken;  // columns that mean something
   std::vector<TDriven> driven;
   std::vector<runtime::TItem> items;                     // that are driven
   std::map<std::string, std::vector<std::string>> left;  // why, and the names
-  std::optional<TInstant> firstInstant;                  // where times are no numbers
-  bool timesKnown = false;                               // whether they are
   double nextTime;                                       // of the row read ahead or last
   bool ahead = false;                                    // there is such a row
   bool ended = false;
