@@ -261,7 +261,7 @@ const gaugekit::CMeter* PaneOf(const hx_vinst::CInstrument& object, std::size_t 
 
 COutputHost& OutputOf(TInstrumentState& instrument) {
   std::unique_ptr<COutputHost>& output = instrument.object->host->output;
-  if (output == nullptr) throw std::logic_error("no block of the text steers outputs");
+  if (output == nullptr) throw std::logic_error("nobody steers outputs");
   return *output;
 }
 

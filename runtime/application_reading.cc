@@ -87,6 +87,7 @@ void CApplicationReader::WithComplaints(TRead read) {
 }
 
 void CApplicationReader::Read() {
+  application.outputsAreSteered = application.options.steersOutputs;
   WithComplaints([this] { ReadBlocks(); });
   if (application.HasErrors()) return;
   application.declaredCount = application.data.Count();

@@ -140,6 +140,7 @@ struct TReadOptions {
   // a flag, no more.
   bool (*interruptionAsked)() = nullptr;
   bool keepsLearnt = true;                        // false: what instruments learn isn't kept, whoever asks for it
+  bool steersOutputs = false;                     // the caller may steer outputs, as a block's reader may
   std::function<void(const std::string&)> print;  // a script's output, one line a call
   // What a script changes: a call of a procedure that returns nothing, with its
   // instrument, or a data element that gets another value.
@@ -246,8 +247,9 @@ class CInstrumentHandle {
   // The items that its outputs are written to; of an array with an index that
   // changes none.
   const std::vector<TItem>& OutputItems() const;
-  // Where a block of the text steers outputs (CBlockReader::SteersOutputs), of an
-  // instrument with an output, between two periods:
+  // Where the reader of a block of the text (CBlockReader::SteersOutputs) or the caller
+  // (TReadOptions::steersOutputs) steers outputs, of an instrument with an output,
+  // between two periods:
   // it tracks this value in each Action until another or none is given, for two
   // periods at least (of a step class: below 0 minus, above 0 plus);
   void TrackFromOutside(std::optional<double> value) const;
