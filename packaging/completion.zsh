@@ -51,7 +51,7 @@ _loopbox() {
   for line in $help; do
     [[ $line == (#b)'Usage: '*' '(|\[)([A-Z_]##)(|\]) ]] || continue
     case $match[2] in
-      FILE|CONNECTION) rows+=('1:application:_files -g "*.lbx"') ;;
+      FILE|CONNECTION|INSTRUMENT) rows+=('1:application:_files -g "*.lbx"') ;;
       PLUGIN) rows+=('1:plug-in:_files -g "*.so"') ;;
       DIR) rows+=('1:folder:_files -/') ;;
       FILE_OR_DIR) rows+=('1:run:_files') ;;

@@ -20,7 +20,7 @@ namespace {
 
 // In the order of the help.
 constexpr TCommand (*kCommands[])(TCommonOptions& common) = {
-    RunCommand,   CheckCommand,   ProbeCommand,   ReplayCommand,   JournalCommand,
+    RunCommand,   CheckCommand,   TuneCommand,    ProbeCommand,    ReplayCommand,  JournalCommand,
     PanelCommand, ArchiveCommand, ClassesCommand, DescribeCommand, ValidateCommand};
 
 // kDone, or the status of what is wrong with it.

@@ -111,6 +111,29 @@ TCheck NamedSpan() {
   };
 }
 
+TCheck Bound() {
+  return [](const std::string& text, std::string* error) {
+    char* end = nullptr;
+    const double low = std::strtod(text.c_str(), &end);
+    const bool joined = end != text.c_str() && *end == ',';
+    const char* const second = joined ? end + 1 : end;
+    const double high = std::strtod(second, &end);
+    if (joined && end != second && *end == 0 && std::isfinite(low) && std::isfinite(high) && low < high) return true;
+    *error = "expected two numbers as 20,80, the second above the first" + Found(text);
+    return false;
+  };
+}
+
+TCheck NotZero() {
+  return [](const std::string& text, std::string* error) {
+    char* end = nullptr;
+    const double value = std::strtod(text.c_str(), &end);
+    if (end != text.c_str() && *end == 0 && std::isfinite(value) && value != 0.0) return true;
+    *error = "expected a number other than 0" + Found(text);
+    return false;
+  };
+}
+
 TCheck Assignment() {
   return [](const std::string& text, std::string* error) {
     const std::size_t equal = text.find('=');

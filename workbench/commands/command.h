@@ -32,12 +32,16 @@ TCheck PictureName();
 TCheck Span();
 // A name, "@" and such a span.
 TCheck NamedSpan();
+// Two numbers with a comma between, the second above the first.
+TCheck Bound();
+// A number that isn't 0.
+TCheck NotZero();
 // A name, "=", and a value of any kind.
 TCheck Assignment();
 
 // Where a value goes. What stands there is the default. An option that goes to a
-// vector may be repeated; one that goes to an optional text may stand without its
-// value, which is empty then.
+// vector may be repeated, and takes several values at once where it is a list; one that goes to an optional text may
+// stand without its value, which is empty then.
 using TOptionTarget =
     std::variant<bool*, std::string*, std::uint64_t*, double*, std::optional<double>*, std::optional<int>*,
                  std::optional<std::string>*, std::vector<std::string>*, std::vector<double>*>;
@@ -51,6 +55,7 @@ struct TOption {
   const char* needs = nullptr;  // another option, of a row above
   const char* excludes = nullptr;
   bool isRequired = false;
+  bool isList = false;
 };
 
 struct TCommand {

@@ -17,6 +17,7 @@ namespace workbench {
 namespace {
 
 void Declare(const TOption& option, CLI::App* command) {
+  const bool isList = option.isList;
   const auto declare = [&](auto* target) {
     using TTarget = std::remove_pointer_t<decltype(target)>;
     if constexpr (std::is_same_v<TTarget, bool>) {
@@ -32,8 +33,8 @@ void Declare(const TOption& option, CLI::App* command) {
     } else {
       CLI::Option* const declared =
           command->add_option(option.name, *target, runtime::Translated(option.help))->type_name(option.value);
-      // Each value has the option's name before it.
-      if (declared->get_expected_max() > 1) declared->allow_extra_args(false);
+      // Each value has the option's name before it, but those of a list.
+      if (declared->get_expected_max() > 1) declared->allow_extra_args(isList);
       // 010 is ten.
       if constexpr (std::is_integral_v<TTarget>) {
         declared->transform([](const std::string& text) {

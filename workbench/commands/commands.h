@@ -16,6 +16,7 @@ TCommand JournalCommand(TCommonOptions& common);
 TCommand PanelCommand(TCommonOptions& common);
 TCommand ReplayCommand(TCommonOptions& common);
 TCommand ArchiveCommand(TCommonOptions& common);
+TCommand TuneCommand(TCommonOptions& common);
 TCommand ValidateCommand(TCommonOptions& common);
 
 }  // namespace workbench
