@@ -180,8 +180,8 @@ bool Answer(const std::string& line, const plant::TConnections& connections, pla
       }
     }
   } else if (command == "write") {
-    std::vector<double> values;
-    for (std::string word; words >> word;) values.push_back(std::stod(word));
+    std::vector<plant::TWanted> values;
+    for (std::string word; words >> word;) values.push_back({std::stod(word)});
     links.Write(values);
   } else if (command == "back") {
     std::size_t count = 0;
