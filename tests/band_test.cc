@@ -29,7 +29,10 @@ constexpr const char* kStep = "step_regulator";
 // More sequences are run against the rules below.
 const TBandCase kCases[] = {
     {"hysteresis", kTwoState, kBand, {{46.9, 1}, {47, 1}, {52, 1}, {52.1, 0}, {47.5, 0}, {47, 0}, {46.9, 1}}},
-    {"starts inside, inverse", kTwoState, kBand + "inverse;", {{50, 1}, {47, 1}, {46.9, 0}, {52, 0}, {52.1, 1}, {46, 0}}},
+    {"starts inside, inverse",
+     kTwoState,
+     kBand + "inverse;",
+     {{50, 1}, {47, 1}, {46.9, 0}, {52, 0}, {52.1, 1}, {46, 0}}},
     {"by default no band", kTwoState, "", {{50, 0}, {49.9, 1}, {50, 1}, {50.1, 0}}},
     {"last divergence counts", kTwoState, "divergence_plus = 9;" + kBand, {{49, 0}, {46, 1}, {53, 0}}},
     {"negative", kTwoState, "divergence_plus = -5; divergence_minus = -5;", {{45, 1}, {45.1, 0}, {50, 0}}},

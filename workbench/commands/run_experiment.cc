@@ -44,7 +44,7 @@ class CExperimentCommand {
   bool Open(std::string* error);
   // False when a link failed or the record can't be written any more.
   bool RunPeriods();
-  void AwaitPeriod(CPacer* pacer);
+  std::uint64_t AwaitPeriod(CPacer* pacer);
   // What the plant holds back or has lost of this loop; empty: nothing.
   std::string PlantSays();
 
@@ -111,6 +111,10 @@ bool CExperimentCommand::Read(EExitStatus* status, std::string* error) {
 }
 
 bool CExperimentCommand::Plan(std::string* error) {
+  if (plant.IsDry()) {
+    *error = "--plant dry writes nothing, of which an experiment learns nothing";
+    return false;
+  }
   const double period = application->Period();
   const double least = static_cast<double>(TExperimentPlan::kLeastPeriods) * period;
   if (*options.longest < least) {
@@ -167,7 +171,7 @@ bool CExperimentCommand::RunPeriods() {
   if (options.run.plant) pacer.emplace(application->Period());
   bool tracked = false;
   while (!experiment->IsOver()) {
-    if (pacer) AwaitPeriod(&*pacer);
+    const std::uint64_t leftOut = pacer ? AwaitPeriod(&*pacer) : 0;
     if (InterruptionAsked()) experiment->Abort("by an interruption");
     if (!application->Step()) return false;
     const double time = application->Time();
@@ -177,7 +181,7 @@ bool CExperimentCommand::RunPeriods() {
     const runtime::CInstrumentHandle& instrument = loop->instrument;
     const std::optional<double> output =
         experiment->Follow({instrument.Pane(runtime::kValuePane).measured, instrument.Pane(runtime::kOutputPane).value,
-                            instrument.Regulates()});
+                            instrument.Regulates(), leftOut + 1});
     // What the connections hold back, they track themselves.
     if (output || (tracked && said.empty())) instrument.TrackFromOutside(output);
     tracked = output.has_value();
@@ -188,13 +192,15 @@ bool CExperimentCommand::RunPeriods() {
   return true;
 }
 
-// What a plant did while a period was missed can't be made up for.
-void CExperimentCommand::AwaitPeriod(CPacer* pacer) {
+// What a plant did while periods were missed can't be made up for. Yields how many were
+// left out.
+std::uint64_t CExperimentCommand::AwaitPeriod(CPacer* pacer) {
   const std::uint64_t next = application->PeriodsDone() + 1;
   pacer->WaitFor(next);
-  if (InterruptionAsked()) return;
+  if (InterruptionAsked()) return 0;
   const std::uint64_t leftOut = pacer->LeaveOut(next, application->PeriodCount() - next);
   if (leftOut > 0) application->LeaveOut(leftOut);
+  return leftOut;
 }
 
 std::string CExperimentCommand::PlantSays() {

@@ -36,6 +36,7 @@ double CExperiment::TSums::LastQuarter(std::size_t from) const {
 std::optional<double> CExperiment::Follow(const THeard& heard) {
   isRecorded = phase != EPhase::kRest && phase != EPhase::kOver;
   ++periods;
+  passed += heard.passed;
   values.Add(heard.value);
   outputs.Add(heard.output);
   switch (phase) {
@@ -85,7 +86,7 @@ void CExperiment::Rest(const THeard& heard) {
 void CExperiment::BeginHold(double output) {
   base = output;
   phase = EPhase::kHold;
-  periods = 0;
+  periods = passed = 0;
   values = outputs = {};
   const double reach = std::abs(plan.amplitude);
   const bool below = plan.isRelay || plan.amplitude < 0.0;

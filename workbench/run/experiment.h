@@ -45,8 +45,9 @@ class CExperiment {
 
   struct THeard {
     double value = 0.0;
-    double output = 0.0;    // that acts until the next period
-    bool regulates = true;  // false: the loop is in hand
+    double output = 0.0;       // that acts until the next period
+    bool regulates = true;     // false: the loop is in hand
+    std::uint64_t passed = 1;  // periods since the one before; those between were left out
   };
   // After each period. Yields what the output tracks from the next one on; none: it is
   // the loop's own.
@@ -89,7 +90,7 @@ class CExperiment {
   bool LeavesBound(double value);
   void BeginHold(double output);
   void End(bool whole, const std::string& how);
-  double Elapsed() const { return static_cast<double>(periods) * plan.period; }
+  double Elapsed() const { return static_cast<double>(passed) * plan.period; }
 
   TExperimentPlan plan;
   EPhase phase = EPhase::kRest;
@@ -97,6 +98,7 @@ class CExperiment {
   bool isWhole = false;
   std::string ending;
   std::uint64_t periods = 0;  // of the rest, then of all behind it
+  std::uint64_t passed = 0;   // the same, with those that were left out
   TSums values;               // of the rest, then of all behind it
   TSums outputs;
   std::optional<double> before;  // the value a period ago
