@@ -135,6 +135,10 @@ TEST_F(CzechProgram, HelpsAndRefusesInIt) {
                                 "archive --help",
                                 "journal --help",
                                 "panel --help",
+                                "tune --help",
+                                "tune x y --experiment relay",
+                                "tune x y --experiment relay --amplitude 0",
+                                "tune x y --experiment relay --bound 1",
                                 "run",
                                 "run x --nonsense",
                                 "run x y",
@@ -151,9 +155,9 @@ TEST_F(CzechProgram, HelpsAndRefusesInIt) {
                                 "describe x --format html",
                                 "describe pid_regulater",
                                 "check /nowhere/x"}) {
-    ExpectWordless(
-        arguments,
-        "run replay archive journal panel list export check probe classes describe validate text markdown cs en");
+    ExpectWordless(arguments,
+                   "run tune relay step replay archive journal panel list export check probe classes describe validate "
+                   "text markdown cs en");
   }
 }
 
