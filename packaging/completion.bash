@@ -50,6 +50,7 @@ _loopbox() {
   local IFS=$'\n'
   case $kind in
     'argument FILE' | 'argument CONNECTION' | 'argument INSTRUMENT') mapfile -t COMPREPLY < <(_loopbox_files "$word" lbx) ;;
+    'argument UNIT') mapfile -t COMPREPLY < <(_loopbox_files "$word" lbx fmu) ;;
     'argument PLUGIN' | PATH) mapfile -t COMPREPLY < <(_loopbox_files "$word" so) ;;
     'argument CLASS') mapfile -t COMPREPLY < <(_loopbox_classes "$program" "$word" "${plugin[@]}") ;;
     *.*) IFS='|' read -ra endings <<<"${kind#*.}"

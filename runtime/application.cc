@@ -114,7 +114,8 @@ TElement CApplication::Element(std::size_t index) const {
           element.isArray ? element.count : 0,
           element.type == EType::kBoolean,
           element.type == EType::kInteger,
-          element.isOutput};
+          element.isOutput,
+          element.mark};
 }
 
 double CApplication::ElementValue(std::size_t index, std::size_t item) const {
@@ -131,13 +132,22 @@ bool CApplication::FindItem(const std::string& name, TItem* item, std::string* e
 
 const char* CApplication::WriterOf(TItem item) const {
   const TDataElement& element = state->data[static_cast<std::int32_t>(item.element)];
-  if (state->process.Writes(PlaceOf(*state, item))) return "the process";
+  if (state->process.Writes(PlaceOf(*state, item))) return kWriterProcess;
   if (element.isOutput) return "an instrument's output";
   for (const CDataLink* link : state->links) {
     const std::vector<TItem>& written = link->Written();
     if (std::find(written.begin(), written.end(), item) != written.end()) return link->Name();
   }
   return nullptr;
+}
+
+bool CApplication::ProcessComputes(const std::string& name) const {
+  const std::int32_t element = state->data.Find(name);
+  if (element < 0) return false;
+  for (std::uint32_t item = 0; item < state->data.CountOf(element); ++item) {
+    if (state->process.Writes(state->data.Place(element, item))) return true;
+  }
+  return false;
 }
 
 bool CApplication::ReadValue(std::size_t index, const std::string& text, double* value, std::string* error) const {

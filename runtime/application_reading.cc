@@ -51,7 +51,9 @@ class CApplicationReader {
   void ReadApplicationBlock(std::uint32_t header);
   void ReadWindow();
   TLexeme ExpectName(const char* what);
+  bool IsUnitAhead();
   bool TakeBlockOfOthers(const TLexeme& keyword);
+  void PassToReader(const TLexeme& keyword);
   void ReadBlockOfOthers(CBlockReader& reader, const TTextBlock& block);
   void CloseBlocksOf(CBlockReader& reader, const TTextBlock& last);
   void ReadInstrumentHeader(std::uint32_t header);
@@ -135,6 +137,8 @@ void CApplicationReader::ReadBlocks() {
       ReadApplicationBlock(keyword.offset);
     } else if (keyword.Is("data")) {
       ReadDataBlock(lexer, application.data);
+    } else if (keyword.Is("process") && IsUnitAhead()) {
+      PassToReader(keyword);
     } else if (keyword.Is("process")) {
       later.processes.push_back(SkipBlock(lexer, keyword.offset, "end_process"));
     } else if (keyword.Is("instrument")) {
@@ -200,18 +204,32 @@ void CApplicationReader::ReadWindow() {
   lexer.Expect(";");
 }
 
-// Those that nobody reads are passed over.
+// A process that is a file's: `process fmu = "…"`.
+bool CApplicationReader::IsUnitAhead() {
+  const std::uint32_t begin = lexer.Offset();
+  const bool isUnit = lexer.TakeIf("fmu") && lexer.TakeIf("=") && lexer.Peek().kind == ELexeme::kString;
+  lexer.Seek(begin);
+  return isUnit;
+}
+
 bool CApplicationReader::TakeBlockOfOthers(const TLexeme& keyword) {
+  const std::vector<CBlockReader*>& readers = application.options.blocks;
+  const bool isRead = std::any_of(readers.begin(), readers.end(),
+                                  [&](const CBlockReader* candidate) { return keyword.Is(candidate->Keyword()); });
+  const bool isKnown =
+      std::any_of(std::begin(kBlocksOfOthers), std::end(kBlocksOfOthers), [&](auto name) { return keyword.Is(name); });
+  if (isRead || isKnown) PassToReader(keyword);
+  return isRead || isKnown;
+}
+
+// Those that nobody reads are passed over.
+void CApplicationReader::PassToReader(const TLexeme& keyword) {
   const std::vector<CBlockReader*>& readers = application.options.blocks;
   const auto reader = std::find_if(readers.begin(), readers.end(),
                                    [&](const CBlockReader* candidate) { return keyword.Is(candidate->Keyword()); });
-  const bool known =
-      std::any_of(std::begin(kBlocksOfOthers), std::end(kBlocksOfOthers), [&](auto name) { return keyword.Is(name); });
-  if (reader == readers.end() && !known) return false;
   const TTextBlock block = SkipBlock(lexer, keyword.offset, "end_" + std::string(keyword.text));
   if (reader != readers.end()) later.ofOthers.emplace_back(*reader, block);
   if (reader != readers.end() && (*reader)->SteersOutputs()) application.outputsAreSteered = true;
-  return true;
 }
 
 void CApplicationReader::ReadBlockOfOthers(CBlockReader& reader, const TTextBlock& block) {

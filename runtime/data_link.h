@@ -1,5 +1,5 @@
 // What acts on a run from outside, and what watches it: recorded data, the
-// connections to a plant, an operator's commands, a replay. A run has a list of
+// connections to a plant, a process that another program simulates, an operator's commands, a replay. A run has a list of
 // them, in a fixed order whatever the order in which they were taken.
 #ifndef LOOPBOX_RUNTIME_DATA_LINK_H
 #define LOOPBOX_RUNTIME_DATA_LINK_H
@@ -15,7 +15,7 @@ struct TItem;
 
 // In the order in which links write in each period: a later one has the last
 // word on what is not an element of its own.
-enum class EDataLink : std::uint8_t { kReplay, kInput, kConnections, kPanel };
+enum class EDataLink : std::uint8_t { kProcess, kReplay, kInput, kConnections, kPanel };
 
 // What a column of a link's holds: a text, or else a number, NaN for an empty cell.
 struct TLinkCell {

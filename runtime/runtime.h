@@ -287,6 +287,9 @@ struct TItem {
   bool operator==(const TItem& other) const = default;
 };
 
+// What CApplication::WriterOf says of the process.
+inline constexpr const char* kWriterProcess = "the process";
+
 // A window of the run that the text names: from < t <= to, in seconds.
 struct TNamedSpan {
   std::string name;
@@ -300,7 +303,8 @@ struct TElement {
   std::size_t length = 0;  // 0: single
   bool isBoolean = false;
   bool isInteger = false;
-  bool isOutput = false;  // an instrument's
+  bool isOutput = false;     // an instrument's
+  std::uint32_t offset = 0;  // of its declaration
 };
 
 // What is allowed in a text and hardly meant.
@@ -342,8 +346,11 @@ class CApplication {
   // An item by what heads its column in a trace, NAME or NAME[INDEX]. False when
   // there is none, with what is wrong with the name.
   bool FindItem(const std::string& name, TItem* item, std::string* error) const;
-  // Who writes the item in each period: null for nobody.
+  // Who writes the item in each period: null for nobody, kWriterProcess for the process.
   const char* WriterOf(TItem item) const;
+  // Whether a line of the process computes what goes by this name: a data element, one
+  // of its items, or a value that no data block declares.
+  bool ProcessComputes(const std::string& name) const;
   // Reads a text as a value of the element's type. False when it is none, with
   // what was expected.
   bool ReadValue(std::size_t index, const std::string& text, double* value, std::string* error) const;

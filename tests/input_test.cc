@@ -78,12 +78,12 @@ TEST(Input, IsRefused) {
       {"time,x\nnow,1\n",
        ":2: column time: expected a number, found \"now\"; the row is left out\nloopbox: FILE:3: expected rows behind "
        "the column names, found none"},
-      {"time,y,u,a,a[2],sum\n0,0,0,0,0,0\n",
+      {"time,y,u,a,a[2]\n0,0,0,0,0\n",
        ":1: no column names a data element that can be driven; a: an array needs an index; a[2]: the index is out of "
-       "range; y: there is no such data element; u: written by an instrument's output; sum: written by the process"},
+       "range; y: there is no such data element; u: written by an instrument's output"},
       {"time,x\n0,1\n", ":1: --map x=y: the file has no such column", "--map x=y"},
       {"time,y\n0,1\n", ":1: --map z=y: there is no such data element", "--map z=y"},
-      {"time,y\n0,1\n", ":1: --map sum=y: written by the process", "--map sum=y"},
+      {"time,y\n0,1\n", ":1: --map u=y: written by an instrument's output", "--map u=y"},
       {"time,y,z\n0,1,1\n", ":1: --map x=z: another column drives it", "--map x=y --map x=z"},
   };
   for (const auto& row : rows) {

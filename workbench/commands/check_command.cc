@@ -15,6 +15,7 @@
 #include "runtime/runtime.h"
 #include "workbench/commands/commands.h"
 #include "workbench/commands/loop_doubts.h"
+#include "workbench/commands/run_process.h"
 #include "workbench/commands/run_panel.h"
 #include "workbench/console.h"
 #include "workbench/exit_status.h"
@@ -269,12 +270,15 @@ int Check(const std::string& file, const std::string& connectionsFile, const std
   const panel::TParameterSets sets = ParameterSetsOf(references);
   panel::CPanelReader panelReader(sets);
   reading.blocks = {&connections, &panelReader};
+  CRunProcess units(file);
+  units.AddTo(&reading);
   if (!connectionsFile.empty()) reading.blockFiles = {{connections.Keyword(), connectionsFile}};
   std::vector<runtime::TDiagnostic> diagnostics;
   auto application = ReadApplication(reading, *plugin, &diagnostics);
   if (application && !CheckOperators(*application, panelReader.Definition(), connections.Connections(), &diagnostics)) {
     application.reset();
   }
+  if (application && !units.Check(*application, &diagnostics)) application.reset();
   PrintDiagnostics(diagnostics);
   std::uint64_t warnings = CountOf(diagnostics, runtime::TDiagnostic::kWarning);
   if (!application) {

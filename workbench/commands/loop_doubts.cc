@@ -48,14 +48,15 @@ class CLoopDoubts {
   const runtime::CApplication& application;
   const TReferences& references;
   std::string_view script;   // the text from the first script on; empty without one
-  bool isConnected = false;  // to a plant, whose inputs are written
+  bool isConnected = false;  // to a plant or a unit, whose inputs or outputs are written
   std::vector<runtime::TDoubt> doubts;
 };
 
 CLoopDoubts::CLoopDoubts(const runtime::CApplication& doubted, const TReferences& known)
     : application(doubted), references(known) {
   const std::string_view text = application.Text();
-  isConnected = text.find("end_connections") != std::string_view::npos;
+  isConnected = text.find("end_connections") != std::string_view::npos ||
+                text.find("fmu = \"") != std::string_view::npos;
   const std::size_t begin = text.find("\nscript");
   if (application.HasScript()) script = text.substr(begin == std::string_view::npos ? 0 : begin);
 }

@@ -20,6 +20,7 @@
 #include "workbench/commands/run_options.h"
 #include "workbench/commands/run_panel.h"
 #include "workbench/commands/run_plant.h"
+#include "workbench/commands/run_process.h"
 #include "workbench/commands/run_record.h"
 #include "workbench/commands/run_serving.h"
 #include "workbench/console.h"
@@ -114,6 +115,7 @@ class CRunCommand {
   const CCrashNotice notice;  // outlives all that calls the plug-in
   std::unique_ptr<runtime::CPlugin> plugin;
   TReferences references;
+  CRunProcess process;
   CRunPlant plant;
   CRunPanel panel;
   CPanePictures pictures;
@@ -146,6 +148,7 @@ CRunCommand::CRunCommand(const TRunOptions& theOptions, const TCommonOptions& th
       isRealTime(replayed.record == nullptr && (options.realtime || options.plant || options.panel || options.speed)),
       output(tracesToOutput ? stderr : stdout),
       notice(options.file + ": crashed while it ran with the plug-in " + PluginPath(common.plugin)),
+      process(options.file),
       plant(options, replayed),
       panel(options, replayed),
       pictures(options.panes, options.panesAt),
@@ -207,6 +210,7 @@ bool CRunCommand::Read() {
   reading.initialValues = provenance.set = Assigned(options);
   reading.seed = options.seed;
   reading.keepsLearnt = replayed.record == nullptr;
+  process.AddTo(&reading);
   plant.AddTo(&reading);
   panel.AddTo(&reading, references);
   reading.interruptionAsked = InterruptionAsked;
@@ -222,6 +226,7 @@ bool CRunCommand::Read() {
   std::vector<runtime::TDiagnostic> diagnostics;
   application = ReadApplication(reading, *plugin, &diagnostics);
   console.EraseProgress();
+  if (application && !process.Check(*application, &diagnostics)) application.reset();
   if (application && !CheckOperators(*application, panel.Definition(), plant.Connections(), &diagnostics)) {
     application.reset();
   }
@@ -350,6 +355,7 @@ bool CRunCommand::Open(std::string* error) {
 }
 
 bool CRunCommand::OpenInput(std::string* error) {
+  if (!process.Open(*application, error)) return false;
   if (replayed.record != nullptr) {
     runtime::CDataLink* const recorded = replayed.record->Input();
     return recorded == nullptr || application->AddLink(*recorded, error);

@@ -53,7 +53,11 @@ bool CInputFile::FindTimes(std::string* error) {
 }
 
 std::string CInputFile::WhyNot(const runtime::TItem& item) const {
-  if (const char* writer = application->WriterOf(item)) return std::string("written by ") + writer;
+  const char* const writer = application->WriterOf(item);
+  if (application->Element(item.element).isOutput) return "written by an instrument's output";
+  if (writer != nullptr && std::string_view(writer) != runtime::kWriterProcess) {
+    return std::string("written by ") + writer;
+  }
   const auto is = [&item](const TDriven& element) { return element.item == item; };
   return std::any_of(driven.begin(), driven.end(), is) ? "another column drives it" : "";
 }

@@ -26,8 +26,9 @@ struct TInputSource {
 
 // A CSV file with a column of ascending times and columns of data elements: by their
 // names, NAME or NAME[INDEX], or as mapped. A trace is one. Times are seconds, or ISO
-// 8601, of which the first row's is 0. Elements that the process or an instrument's
-// output writes stay theirs, and columns of other names are passed over. From the
+// 8601, of which the first row's is 0. Elements that an instrument's output writes stay
+// its, lines of the process that compute others aren't evaluated, and columns of other
+// names are passed over. From the
 // period at a row's time, and until that of the next row, the elements have the row's
 // values. A cell that is empty, NaN or no value changes nothing; it is reported, as is
 // a row that is none. The file is read once, as far as the run goes.
@@ -42,6 +43,7 @@ class CInputFile final : public runtime::CDataLink {
   // Reads the names, and gives the elements the values of rows up to time 0.
   bool Open(runtime::CApplication& application, std::string* error) override;
   const std::vector<runtime::TItem>& Written() const override { return items; }
+  bool ReplacesProcess() const override { return true; }
   std::vector<std::string> Columns() const override;
   runtime::TLinkCell Cell(std::size_t column) const override;
   // To the rows of times up to `time`, with a billionth of a period forgiven.

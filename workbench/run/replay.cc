@@ -66,6 +66,7 @@ class CReplay::CRecordedInput final : public runtime::CDataLink {
     return true;
   }
   const std::vector<runtime::TItem>& Written() const override { return items; }
+  bool ReplacesProcess() const override { return true; }
   std::vector<std::string> Columns() const override {
     std::vector<std::string> headings;
     for (const auto& [name, value] : replay.head.input) headings.push_back(name + plant::kInputColumn);
