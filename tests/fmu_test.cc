@@ -24,7 +24,7 @@ namespace {
 namespace fs = std::filesystem;
 using tests::Loopbox;
 
-constexpr char kLoop[] =
+constexpr char kUnitLoop[] =
     "// A loop\n// of one regulator.\n"
     "application loop period = 0.5; duration = 50; end_application;\n"
     "data wish : real = 3 \"m\"; // the set-point\n x : real = 1 \"m\"; u : real \"%\"; n : integer = 2; on : boolean; "
@@ -34,13 +34,13 @@ constexpr char kLoop[] =
     "instrument pid_regulator reg expression = x; wish_value = wish; output = u; start = output;\n"
     "  output_section range_from = 0; range_to = 100; end_output_section; end_instrument;\n";
 
-const tests::CFolder& Folder() {
+const tests::CFolder& UnitsFolder() {
   static const tests::CFolder folder;
   return folder;
 }
 
 std::unique_ptr<fmu::CLoadedUnit> UnitOf(const std::string& application, const std::string& options = "") {
-  const std::string path = Folder().Path("unit.fmu");
+  const std::string path = UnitsFolder().Path("unit.fmu");
   const auto outcome = Loopbox("fmu " + application + " -o " + path + " " + options);
   EXPECT_EQ(outcome.status, 0) << outcome.output;
   std::string error;
@@ -50,7 +50,7 @@ std::unique_ptr<fmu::CLoadedUnit> UnitOf(const std::string& application, const s
 }
 
 std::unique_ptr<fmu::CLoadedUnit> LoopUnit(const std::string& options = "") {
-  return UnitOf(Folder().Write("loop.lbx", kLoop), options);
+  return UnitOf(UnitsFolder().Write("loop.lbx", kUnitLoop), options);
 }
 
 std::uint32_t ReferenceOf(const fmu::CLoadedUnit& unit, const std::string& name) {
@@ -159,8 +159,8 @@ void ExpectSameAsRun(const fmu::CLoadedUnit& unit, const TColumns& trace, double
 }
 
 TEST(Fmu, GivesWhatARunWithTheSameInputsGives) {
-  std::vector<std::string> files{Folder().Write("loop.lbx", kLoop)};
-  const std::string examples = Folder().Path("examples");
+  std::vector<std::string> files{UnitsFolder().Write("loop.lbx", kUnitLoop)};
+  const std::string examples = UnitsFolder().Path("examples");
   fs::copy(tests::SourcePath("examples"), examples, fs::copy_options::recursive);
   for (const auto& entry : fs::recursive_directory_iterator(examples)) {
     const std::string text = entry.path().extension() == ".lbx" ? tests::ReadFile(entry.path().string()) : "";
@@ -171,9 +171,9 @@ TEST(Fmu, GivesWhatARunWithTheSameInputsGives) {
     SCOPED_TRACE(file);
     const auto unit = UnitOf(file);
     EXPECT_EQ(fmu::Faults(unit->Description()), std::vector<std::string>());
-    const std::string own = Folder().Path("own.csv");
-    const std::string fed = Folder().Path("fed.csv");
-    const std::string driven = Folder().Path("driven.csv");
+    const std::string own = UnitsFolder().Path("own.csv");
+    const std::string fed = UnitsFolder().Path("fed.csv");
+    const std::string driven = UnitsFolder().Path("driven.csv");
     const std::string run = "run " + file + " --quiet --duration " + std::to_string(300.0 * *unit->Description().step);
     Loopbox(run + " --trace " + own);
     // What was learnt, which a unit doesn't keep.
@@ -201,7 +201,7 @@ TEST(Fmu, DescribesTheApplication) {
   EXPECT_EQ(NamesOf(*whole, "input"), std::vector<std::string>());
   EXPECT_EQ(NamesOf(*whole, "local"), (std::vector<std::string>{"x", "spare"}));
   EXPECT_EQ(fmu::Faults(whole->Description()), std::vector<std::string>());
-  const std::string file = Folder().Path("loop.lbx");
+  const std::string file = UnitsFolder().Path("loop.lbx");
   tests::ExpectOutcome(Loopbox("fmu " + file + " -o /dev/null --input u"), 1, {"--input u: it is an output"});
   tests::ExpectOutcome(Loopbox("fmu " + file + " -o /dev/null --output y"), 1, {"y: there is no such data element"});
   tests::ExpectOutcome(Loopbox("fmu " + file), 2, {"-o is needed: the file of the unit"});
@@ -222,8 +222,8 @@ TEST(Fmu, NeedsTheCLibraryAlone) {
 // With the process inside, the wish that is set before the start is that of --set.
 TEST(Fmu, TakesParameters) {
   const auto unit = LoopUnit("--with-process");
-  const std::string trace = Folder().Path("set.csv");
-  Loopbox("run " + Folder().Path("loop.lbx") + " --quiet --set wish=5 --set u=7 --trace " + trace);
+  const std::string trace = UnitsFolder().Path("set.csv");
+  Loopbox("run " + UnitsFolder().Path("loop.lbx") + " --quiet --set wish=5 --set u=7 --trace " + trace);
   CDriven driven(*unit);
   EXPECT_EQ(driven.Set("wish", 5.0), fmi2OK);
   EXPECT_EQ(driven.Set("u", 7.0), fmi2OK);
@@ -379,11 +379,12 @@ TEST(Fmu, EndsWithItsImporter) {
 // Of its own a unit of ours keeps every rule.
 TEST(Fmu, IsChecked) {
   LoopUnit("--with-process --output spare");
-  const auto outcome = Loopbox("fmu check " + Folder().Path("unit.fmu"));
+  const auto outcome = Loopbox("fmu check " + UnitsFolder().Path("unit.fmu"));
   EXPECT_EQ(outcome.status, 0) << outcome.output;
   EXPECT_EQ(outcome.output.find("skipped"), std::string::npos) << outcome.output;
   tests::ExpectParts(outcome.output, {"passed  killed-process", "The unit keeps the rules."});
-  tests::ExpectOutcome(Loopbox("fmu check " + Folder().Write("none.fmu", "none")), 1, {"it can't be opened as a unit"});
+  tests::ExpectOutcome(Loopbox("fmu check " + UnitsFolder().Write("none.fmu", "none")), 1,
+                       {"it can't be opened as a unit"});
 }
 
 TEST(Fmu, DescriptionsAreJudged) {
@@ -420,25 +421,25 @@ void WriteTank() {
                          {library + "/tank.so", tests::ReadFile(tests::BuildPath("tests/tank_unit.so"))}},
                         &bytes, &error))
       << error;
-  Folder().Write("tank.fmu", bytes);
+  UnitsFolder().Write("tank.fmu", bytes);
 }
 
 std::string WithTank(const std::string& process) {
-  return Folder().Write("tank.lbx",
-                        "application level period = 0.5; duration = 30; end_application;\n"
-                        "data wish : real = 2; h : real = 1; u : real; end_data;\n" +
-                            process +
-                            "instrument pid_regulator reg expression = h; wish_value = wish; output = u;\n"
-                            "  output_section range_from = 0; range_to = 100; end_output_section;\n"
-                            "  parameters param_1 = 40; param_2 = 20; end_parameters; end_instrument;\n");
+  return UnitsFolder().Write("tank.lbx",
+                             "application level period = 0.5; duration = 30; end_application;\n"
+                             "data wish : real = 2; h : real = 1; u : real; end_data;\n" +
+                                 process +
+                                 "instrument pid_regulator reg expression = h; wish_value = wish; output = u;\n"
+                                 "  output_section range_from = 0; range_to = 100; end_output_section;\n"
+                                 "  parameters param_1 = 40; param_2 = 20; end_parameters; end_instrument;\n");
 }
 
 TEST(Fmu, AUnitIsTheProcess) {
   WriteTank();
-  tests::ExpectOutcome(Loopbox("fmu check " + Folder().Path("tank.fmu")), 1,
+  tests::ExpectOutcome(Loopbox("fmu check " + UnitsFolder().Path("tank.fmu")), 1,
                        {"failed   step-back", "skipped  killed-process", "passed   steps"});
-  const std::string own = Folder().Path("own.csv");
-  const std::string units = Folder().Path("units.csv");
+  const std::string own = UnitsFolder().Path("own.csv");
+  const std::string units = UnitsFolder().Path("units.csv");
   const std::string file =
       WithTank("process substeps = 100; h' = (0.02 * u - 0.5 * sqrt(max(h, 0))) / 2; end_process;\n");
   ASSERT_EQ(Loopbox("run " + file + " --quiet --trace " + own).status, 0);
@@ -479,7 +480,7 @@ TEST(Fmu, AUnitThatFailsEndsTheRun) {
     const std::string file = WithTank("process " + std::string(row.entries) + " end_process;\n");
     tests::ExpectOutcome(Loopbox("run " + file + " --quiet"), 1, {row.said});
   }
-  EXPECT_EQ(tests::Shell("pgrep -f 'loopbox ru[n].*" + Folder().Path("tank.lbx") + "'").output, "");
+  EXPECT_EQ(tests::Shell("pgrep -f 'loopbox ru[n].*" + UnitsFolder().Path("tank.lbx") + "'").output, "");
 }
 
 }  // namespace
