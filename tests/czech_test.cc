@@ -60,7 +60,7 @@ std::set<std::string> WordsOf(const std::string& text) {
 void ExpectNoWord(const std::string& text, const std::string& own) {
   static const std::regex quoted("'[^']*'");
   const std::set<std::string> known =
-      WordsOf(own + " real boolean integer true false and or not if condition instrument loopbox");
+      WordsOf(own + " real boolean integer true false and or not if condition instrument loopbox fmu");
   std::string left;
   for (const std::string& word : WordsOf(std::regex_replace(text, quoted, ""))) {
     if (!known.contains(word)) left += word + " ";
