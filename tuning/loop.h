@@ -1,0 +1,79 @@
+// A loop of a regulator's law and a sampled model: what it does at each frequency, how far it is from
+// instability, and what its steps cost.
+//
+// The laws, with e = w - y, T0 the period, Tf = lag * tD:
+//   classical        u(k) = u(k-1) + r0 [ (e(k) - e(k-1)) + (T0/tI) e(k) + (tD/T0) (e(k) - 2 e(k-1) + e(k-2)) ]
+//   classicalDelay   (T0 + Tf) (u(k) - u(k-1)) = r0 [ T0 (1 + Tf/tI) (e(k) - e(k-1)) + (T0^2/tI) e(k)
+//                                                + (tD + Tf) (e(k) - 2 e(k-1) + e(k-2)) ] + Tf (u(k-1) - u(k-2))
+//   takahashi, takahashiDelay: the same, the differences of e replaced by those of -y.
+#ifndef LOOPBOX_TUNING_LOOP_H
+#define LOOPBOX_TUNING_LOOP_H
+
+#include <complex>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "tuning/model.h"
+
+namespace tuning {
+
+// Numbered as in a definition.
+enum class ELaw { Classical = 1, ClassicalDelay = 2, Takahashi = 3, TakahashiDelay = 4 };
+inline bool HasLag(ELaw law) { return law == ELaw::ClassicalDelay || law == ELaw::TakahashiDelay; }
+inline bool HasKick(ELaw law) { return law == ELaw::Classical || law == ELaw::ClassicalDelay; }
+std::string_view LawName(ELaw law);
+
+struct TController {
+  ELaw law = ELaw::Takahashi;
+  double r0 = 0;      // units of the output per unit of the value
+  double tI = 0;      // s, > 0
+  double tD = 0;      // s, >= 0
+  double lag = 0.2;   // of tD; a law without lag ignores it
+  double period = 0;  // s, that of the sampled model
+};
+
+// The law as polynomials in q^-1: denominator * u = wish * w - value * y.
+struct TSampledLaw {
+  std::vector<double> denominator;
+  std::vector<double> wish;
+  std::vector<double> value;
+};
+TSampledLaw Sample(const TController& controller);
+
+// Of the loop gain L(z) = G(z) C(z), C from the value to the output.
+std::complex<double> LoopGain(const TController& controller, const TSampledModel& model, double omega);
+
+struct TMargins {
+  bool stable = false;
+  double ms = 0;                // max |1/(1 + L)|; infinite where not stable
+  std::optional<double> gain;   // a factor; none where no frequency has the phase -180
+  std::optional<double> phase;  // degrees; none where the gain never crosses 1
+};
+TMargins Margins(const TController& controller, const TSampledModel& model);
+
+// By the roots of the closed loop's polynomial (companion matrix, so of low degree): all within the unit circle.
+bool IsStableByRoots(const TController& controller, const TSampledModel& model);
+
+// Integrals of |e| after a unit step of the wish, and after a step `load` at the process' input; infinite where
+// the loop is not stable. In units of the value times seconds.
+struct TCost {
+  double setPoint = 0;
+  double load = 0;
+  double Sum() const { return setPoint + load; }
+};
+TCost Cost(const TController& controller, const TSampledModel& model, double load);
+
+// Value and output over n periods after a step of wish or load at instant 0, from rest.
+struct TResponse {
+  std::vector<double> value;
+  std::vector<double> output;
+};
+TResponse Response(const TController& controller, const TSampledModel& model, double wish, double load, int n);
+
+// The standard deviation at the output for white noise of standard deviation 1 added to the value.
+double NoiseGain(const TController& controller, const TSampledModel& model);
+
+}  // namespace tuning
+
+#endif
