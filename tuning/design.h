@@ -19,14 +19,20 @@ struct TDesignOptions {
   bool derivative = true;   // false: tD = 0
 };
 
-// The step of the load that a cost is for: max(1/K, T/(4 K theta)), integrating 1/(4 K theta), of the apparent model.
-double DesignLoad(const TModel& model);
+// The step of the load that a cost is for: max(1/K, T/(4 K theta)), integrating 1/(4 K theta), of the apparent model;
+// a dead time below half of the loop's period is taken as that.
+double DesignLoad(const TModel& model, double period);
 
 // set[0] is the nominal model. None where no parameters hold the bounds on all.
 std::optional<TController> Design(const std::vector<TModel>& set, const TDesignOptions& options);
 
-// The least cost for one model within Ms <= bound, for the regret.
-std::optional<TController> Best(const TModel& model, const TDesignOptions& options, double bound);
+// The least cost of a sampled process within Ms <= bound, searched from each of the starts; none where there is
+// none. The gain's sign is that of the starts.
+std::optional<TController> Best(const TSampledModel& model, double load, const std::vector<TController>& starts,
+                                double bound, bool derivative = true);
+
+// Rules of thumb for a model, as starts of a search.
+std::vector<TController> Starts(const TModel& model, const TDesignOptions& options);
 
 }  // namespace tuning
 

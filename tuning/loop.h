@@ -34,29 +34,61 @@ struct TController {
 };
 
 // The law as polynomials in q^-1: denominator * u = wish * w - value * y.
+// denominator = (1 - q^-1)(1 - rest q^-1).
 struct TSampledLaw {
+  double rest = 0;
   std::vector<double> denominator;
   std::vector<double> wish;
   std::vector<double> value;
 };
 TSampledLaw Sample(const TController& controller);
 
-// Of the loop gain L(z) = G(z) C(z), C from the value to the output.
+// Of the loop gain L(z) = G(z) C(z), C from the value to the output. omega in rad/s, up to pi/period.
 std::complex<double> LoopGain(const TController& controller, const TSampledModel& model, double omega);
 
 struct TMargins {
   bool stable = false;
   double ms = 0;                // max |1/(1 + L)|; infinite where not stable
-  std::optional<double> gain;   // a factor; none where no frequency has the phase -180
-  std::optional<double> phase;  // degrees; none where the gain never crosses 1
+  std::optional<double> gain;   // the least factor above 1 that makes it unstable; none where there is none
+  std::optional<double> phase;  // degrees of lag that make it unstable; none where the gain never crosses 1
 };
+
+// The response of one model at frequencies that are close enough for every controller, so that many can be
+// judged on it. The closed loop's polynomial P = A D + q^-(d+1) B V (model B/A, law V/D) is used in place of
+// 1 + L = P/(A D): without the poles at 1 it needs no way around them, and the loop is stable where the phase
+// of P returns to where it began.
+class CFrequencyResponse {
+ public:
+  explicit CFrequencyResponse(const TSampledModel& model);
+
+  // Infinite where not stable. To 1e-4.
+  double Sensitivity(const TController& controller) const;
+  TMargins Margins(const TController& controller) const;
+
+ private:
+  struct TPoint {
+    double angle = 0;         // omega * period, 0 ... pi
+    double re = 0, im = 0;    // q^-1
+    double aRe = 0, aIm = 0;  // A
+    double bRe = 0, bIm = 0;  // q^-(d+1) B
+  };
+  struct TLoopPoint;
+  class CScan;
+
+  TPoint At(double angle) const;
+  void Refine(const TPoint& from, const TPoint& to, int depth);
+
+  TSampledModel model_;
+  std::vector<TPoint> points_;
+};
+
 TMargins Margins(const TController& controller, const TSampledModel& model);
 
 // By the roots of the closed loop's polynomial (companion matrix, so of low degree): all within the unit circle.
 bool IsStableByRoots(const TController& controller, const TSampledModel& model);
 
 // Integrals of |e| after a unit step of the wish, and after a step `load` at the process' input; infinite where
-// the loop is not stable. In units of the value times seconds.
+// the loop doesn't settle. In units of the value times seconds, to 1e-3.
 struct TCost {
   double setPoint = 0;
   double load = 0;
@@ -71,7 +103,8 @@ struct TResponse {
 };
 TResponse Response(const TController& controller, const TSampledModel& model, double wish, double load, int n);
 
-// The standard deviation at the output for white noise of standard deviation 1 added to the value.
+// The standard deviation at the output for white noise of standard deviation 1 added to the value; infinite
+// where the loop doesn't settle.
 double NoiseGain(const TController& controller, const TSampledModel& model);
 
 }  // namespace tuning

@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <limits>
 
+#include "runtime/numbers/elementary_functions.h"
+
 namespace tuning {
 namespace {
 
@@ -105,15 +107,15 @@ std::vector<double> Product(const std::vector<double>& a, const std::vector<doub
 
 // The product of 1 - e^{p h} q over the roots p of tau s^2 + s + eps.
 std::vector<double> SampledPoles(const TModel& model, bool second, double h) {
-  if (!second) return {1, -std::exp(-model.eps * h)};
+  if (!second) return {1, -elementary::Exp(-model.eps * h)};
   const double discriminant = 1 - 4 * model.tau * model.eps;
   const double root = std::sqrt(std::abs(discriminant));
   if (discriminant < 0) {
-    const double radius = std::exp(-h / (2 * model.tau));
-    return {1, -2 * radius * std::cos(root * h / (2 * model.tau)), radius * radius};
+    const double radius = elementary::Exp(-h / (2 * model.tau));
+    return {1, -2 * radius * elementary::Cos(root * h / (2 * model.tau)), radius * radius};
   }
-  const double slow = std::exp(-2 * model.eps / (1 + root) * h);
-  const double fast = std::exp(-(1 + root) / (2 * model.tau) * h);
+  const double slow = elementary::Exp(-2 * model.eps / (1 + root) * h);
+  const double fast = elementary::Exp(-(1 + root) / (2 * model.tau) * h);
   return {1, -(slow + fast), slow * fast};
 }
 
@@ -134,7 +136,7 @@ TSampledModel Sample(const TModel& model, double period) {
   const double f = std::clamp(model.L / period - periods, 0.0, 1.0);
 
   sampled.denominator = SampledPoles(model, second, period);
-  if (third) sampled.denominator = Product(sampled.denominator, {1, -std::exp(-period / model.T3)});
+  if (third) sampled.denominator = Product(sampled.denominator, {1, -elementary::Exp(-period / model.T3)});
 
   const TContinuous process = Continuous(model, second, third);
   const TMatrix early = Exponential(process.a, (1 - f) * period);
