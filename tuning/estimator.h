@@ -24,8 +24,8 @@ struct TRecord {
 
 struct TEstimateOptions {
   std::uint64_t seed = 1;
-  bool integrating = false;      // only models with eps = 0
-  std::optional<bool> positive;  // the gain's sign that the loop's direction asks for
+  bool integrating = false;        // only models with eps = 0
+  std::optional<bool> positive{};  // the gain's sign that the loop's direction asks for
 };
 
 // Standard deviations of the model's numbers; 0 for those that the order doesn't have.
@@ -36,16 +36,17 @@ struct TDeviations {
 struct TEstimate {
   TModel model;
   TDeviations deviations;
-  int order = 1;                            // 1; 2; 3: with a zero; 4: with a third lag too
+  int order = 1;                            // 1; 2; 3: with a zero or a third lag; 4: with both
   double sigma = 0;                         // of the residuals, of all records together
-  double gainTValue = 0;                    // of the gain: it over its deviation
+  double gainTValue = 0;                    // of the gain, the other numbers given
   double inflation = 1;                     // 1 + 2 x the significant autocorrelations of the residuals
   std::vector<double> levels;               // the value at rest, one a record
   std::vector<double> sigmas;               // of the residuals, one a record
   std::vector<std::vector<double>> fitted;  // one a record, as long as it
   std::vector<TModel> set;                  // all models that the data don't rule out, the best one first; about 25
-  // What speaks against the record, for the certificate: each by how much it lowers the sum of squares, relative.
-  double loadStep = 0;   // the best step of a disturbance at the input somewhere within
+  // What speaks against the records: the part of a sum of squares that each explains; 0 where chance alone explains
+  // as much, or where it moves the value by next to nothing. Anything above 0 is a disturbance.
+  double loadStep = 0;   // a step at the input somewhere within
   double drift = 0;      // a ramp of the level
   double notAtRest = 0;  // an initial state that isn't rest
 };

@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "runtime/numbers/elementary_functions.h"
+#include "tuning/polynomial.h"
 
 namespace tuning {
 namespace {
@@ -97,14 +98,6 @@ TContinuous Continuous(const TModel& model, bool second, bool third) {
   return process;
 }
 
-std::vector<double> Product(const std::vector<double>& a, const std::vector<double>& b) {
-  std::vector<double> product(a.size() + b.size() - 1, 0.0);
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    for (std::size_t j = 0; j < b.size(); ++j) product[i + j] += a[i] * b[j];
-  }
-  return product;
-}
-
 // The product of 1 - e^{p h} q over the roots p of tau s^2 + s + eps.
 std::vector<double> SampledPoles(const TModel& model, bool second, double h) {
   if (!second) return {1, -elementary::Exp(-model.eps * h)};
@@ -158,13 +151,16 @@ TSampledModel Sample(const TModel& model, double period) {
 std::vector<double> Simulate(const TSampledModel& model, const std::vector<double>& input) {
   const std::size_t n = input.size();
   std::vector<double> output(n, 0.0);
-  for (std::size_t j = 0; j < n; ++j) {
-    double value = 0;
-    std::size_t back = static_cast<std::size_t>(model.delay) + 1;
-    for (std::size_t i = 0; i < model.numerator.size() && back <= j; ++i, ++back) {
-      value += model.numerator[i] * input[j - back];
-    }
-    for (std::size_t i = 1; i < model.denominator.size() && i <= j; ++i) value -= model.denominator[i] * output[j - i];
+  for (std::size_t i = 0; i < model.numerator.size(); ++i) {
+    const double b = model.numerator[i];
+    const std::size_t back = static_cast<std::size_t>(model.delay) + 1 + i;
+    for (std::size_t j = back; j < n; ++j) output[j] += b * input[j - back];
+  }
+  const double* a = model.denominator.data();
+  const std::size_t order = model.denominator.size() - 1;
+  for (std::size_t j = 1; j < n; ++j) {
+    double value = output[j];
+    for (std::size_t i = 1; i <= std::min(order, j); ++i) value -= a[i] * output[j - i];
     output[j] = value;
   }
   return output;
