@@ -189,6 +189,7 @@ TEST(TuningEstimator, RefusesWhatHoldsNoAnswer) {
   refused([](TRecord& r) { r.period = 0; });
   refused([](TRecord& r) { r.output[7] = NAN; });
   refused([](TRecord& r) { r.input[7] = HUGE_VAL; });
+  refused([](TRecord& r) { std::fill(r.output.begin(), r.output.end(), 3.0); });
 }
 
 }  // namespace

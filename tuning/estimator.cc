@@ -16,31 +16,47 @@ namespace tuning {
 namespace {
 
 constexpr int kLeastRows = 20;      // that are fitted, of all records
+constexpr double kLargest = 1e60;   // of an input or value, so that sums of squares stay finite
 constexpr int kStarts = 3;          // of the grid, for a relay's record can hide a whole cycle in the dead time
 constexpr int kFits = 6;            // of one order
 constexpr double kBetter = 2;       // by which a larger order must better the criterion
 constexpr double kWrongSign = 1.5;  // a gain of the wrong sign must lower the squares by this factor to be believed
 
+bool IsSane(double x) { return std::abs(x) < kLargest; }  // no NaN either
+
 void Check(const std::vector<TRecord>& records) {
   int rows = 0;
-  bool moves = false;
+  bool inputMoves = false;
   for (const TRecord& record : records) {
     if (record.output.size() != record.input.size() || record.used.size() != record.input.size()) {
-      throw std::invalid_argument("a record's columns differ in length");
+      throw std::invalid_argument("A record's columns differ in length.");
     }
-    if (!(record.period > 0)) throw std::invalid_argument("a record has no period");
+    if (!(record.period >= 1e-6 && record.period <= 1e9)) {
+      throw std::invalid_argument("A record's rows must be 1e-6 s to 1e9 s apart.");
+    }
+    bool moves = false;
+    const double* first = nullptr;
     for (std::size_t j = 0; j < record.input.size(); ++j) {
-      if (!std::isfinite(record.input[j]) || (record.used[j] && !std::isfinite(record.output[j]))) {
-        throw std::invalid_argument("a record holds what is no number");
+      if (!IsSane(record.input[j]) || (record.used[j] && !IsSane(record.output[j]))) {
+        throw std::invalid_argument("A record holds what is no number, or a huge one.");
       }
-      moves = moves || record.input[j] != record.input.front();
+      inputMoves = inputMoves || record.input[j] != record.input.front();
+      if (!record.used[j]) continue;
+      if (!first) first = &record.output[j];
+      moves = moves || record.output[j] != *first;
     }
-    const int used = UsedRows(record);
-    if (used < 2) throw std::invalid_argument("a record has no rows to fit");
-    rows += used;
+    if (!moves) {
+      throw std::invalid_argument(
+          "The value never changes in a record: see whether it is the right one, or record an experiment of a greater "
+          "amplitude.");
+    }
+    rows += UsedRows(record);
   }
-  if (rows < kLeastRows) throw std::invalid_argument("too few rows");
-  if (!moves) throw std::invalid_argument("the input never changes");
+  if (rows < kLeastRows) throw std::invalid_argument("The records hold too few rows: record for longer.");
+  if (!inputMoves) {
+    throw std::invalid_argument(
+        "The output keeps one level throughout: nothing can be learnt from that. Record an experiment.");
+  }
 }
 
 struct TChoice {

@@ -51,7 +51,8 @@ struct TEstimate {
   double notAtRest = 0;  // an initial state that isn't rest
 };
 
-// Throws std::invalid_argument where records have no two levels of the input, or too few rows.
+// Throws std::invalid_argument with a sentence where records hold no two levels of the input or of the value, too few
+// rows, or numbers that are none.
 TEstimate Estimate(const std::vector<TRecord>& records, const TEstimateOptions& options);
 
 }  // namespace tuning
