@@ -3,6 +3,7 @@
 #ifndef LOOPBOX_TUNING_CERTIFICATE_H
 #define LOOPBOX_TUNING_CERTIFICATE_H
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -49,9 +50,12 @@ struct TTuneOptions {
   double outputHigh = 100;
   double valueLow = 0;  // the value's pane
   double valueHigh = 100;
-  bool inverse = false;
+  bool inverse = false;  // the output is mirrored: estimate and controller are those of what it mirrors
   std::uint64_t seed = 1;
 };
+
+// From what was estimated already, of records whose outputs are mirrored where the instrument's is.
+TProposal Propose(const TEstimate& estimate, const std::vector<TRecord>& records, const TTuneOptions& options);
 
 TProposal Tune(const std::vector<TRecord>& records, const TTuneOptions& options);
 

@@ -13,6 +13,8 @@ namespace {
 
 constexpr double kInfinite = std::numeric_limits<double>::infinity();
 
+const std::vector<double> kAgain = {0.2, -0.1, 0.05};
+
 // A model whose largest sensitivity is bounded.
 struct TBound {
   CFrequencyResponse response;
@@ -65,9 +67,11 @@ class CObjective {
   TController like_;
 };
 
-// From each of the starts, and again from the best of their ends: a search may end early on the bound's ridge.
+// From each of the starts, and again from the best of their ends by these steps: a search may end early on the
+// bound's ridge.
 std::optional<TController> Search(const TSampledModel& model, double load, const std::vector<TBound>& bounds,
-                                  const std::vector<TController>& starts, bool derivative) {
+                                  const std::vector<TController>& starts, bool derivative,
+                                  const std::vector<double>& again) {
   std::vector<double> best;
   double least = kInfinite;
   const CObjective objective(model, load, bounds, starts.front());
@@ -82,7 +86,7 @@ std::optional<TController> Search(const TSampledModel& model, double load, const
     }
   };
   for (const TController& start : starts) take(Point(start, derivative), {0.3, 1e-3, 120});
-  for (const double step : {0.2, -0.1, 0.05}) {
+  for (const double step : again) {
     if (!best.empty()) take(best, {step, 1e-4, 150});
   }
   if (best.empty()) return std::nullopt;
@@ -136,7 +140,7 @@ std::optional<TController> Design(const std::vector<TModel>& set, const TDesignO
   std::vector<TBound> bounds = {{responses[0], options.nominalMs}};
   std::vector<TController> starts = Starts(set[0], options);
   for (int round = 0; round <= kRounds; ++round) {
-    const std::optional<TController> found = Search(nominal, load, bounds, starts, options.derivative);
+    const std::optional<TController> found = Search(nominal, load, bounds, starts, options.derivative, kAgain);
     if (!found) return std::nullopt;
     std::size_t worst = 0;
     double ms = 0;
@@ -156,7 +160,8 @@ std::optional<TController> Design(const std::vector<TModel>& set, const TDesignO
 
 std::optional<TController> Best(const TSampledModel& model, double load, const std::vector<TController>& starts,
                                 double bound, bool derivative) {
-  return Search(model, load, {{CFrequencyResponse(model), bound}}, starts, derivative);
+  return Search(model, load, {{CFrequencyResponse(model), bound}}, starts, derivative,
+                starts.size() > 1 ? kAgain : std::vector{0.15});
 }
 
 }  // namespace tuning

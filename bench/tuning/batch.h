@@ -8,6 +8,15 @@ namespace batch {
 // How near estimates are to the process, whether their sets hold it, what speaks against good and bad records.
 bool Estimates(int share);
 
+// What proposals cost on the process, over the best ones of bench/tuning/best.txt.
+bool Ratios(int share);
+
+// Which records are refused: such as mislead, and good ones.
+bool Flags(int share);
+
+// Finds these best ones and prints them, as best.txt holds them.
+void WriteBest();
+
 }  // namespace batch
 
 #endif

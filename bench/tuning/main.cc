@@ -16,9 +16,14 @@ int main(int count, char** words) {
       table = word;
     }
   }
-  if (share < 1 || table != "estimates") {
-    std::fputs("usage: loopbox_tuning_batch estimates [--share N]\n", stderr);
-    return 2;
+  if (share >= 1 && table == "estimates") return batch::Estimates(share) ? 0 : 1;
+  if (share >= 1 && table == "ratios") return batch::Ratios(share) ? 0 : 1;
+  if (share >= 1 && table == "flags") return batch::Flags(share) ? 0 : 1;
+  if (table == "best") {
+    batch::WriteBest();
+    return 0;
   }
-  return batch::Estimates(share) ? 0 : 1;
+  std::fputs("usage: loopbox_tuning_batch estimates|ratios|flags [--share N]\n       loopbox_tuning_batch best\n",
+             stderr);
+  return 2;
 }
