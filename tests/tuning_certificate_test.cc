@@ -174,7 +174,7 @@ TEST(TuningCertificate, RefusesWithReasonAndRemedy) {
       {"a load that steps within",
        [](TRecord* r, TTuneOptions*) {
          std::vector<double> load(r->output.size());
-         std::fill(load.begin() + 200, load.end(), 1.0);
+         std::fill(load.begin() + 200, load.end(), 0.5);
          const std::vector<double> moved = Simulate(Sample(kWavedProcess, kRowPeriod), load);
          for (std::size_t i = 0; i < moved.size(); ++i) r->output[i] += moved[i];
        },

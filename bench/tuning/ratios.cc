@@ -80,7 +80,7 @@ class CRow {
     tally->bearable += ratio <= 1.3 && ms <= 2.15;
     tally->worst = std::max(tally->worst, ratio);
     tally->ms = std::max(tally->ms, ms);
-    if (p.regret.value_or(HUGE_VAL) <= 1.2) {
+    if (p.refused.empty() && p.regret.value_or(HUGE_VAL) <= 1.2) {
       ++tally->certified;
       tally->certifiedRightly += ratio <= 1.2;
     }
