@@ -73,7 +73,6 @@ TEST(TuningLoop, IsStableWhereItsRootsAreAndNoFrequencyIsWorseThanMs) {
     const TController c = {kLawsWithPid[n % 4], any(0.02, 5) / model.k, any(0.3, 30), any(0.01, 3), 0.2, h};
     const TMargins margins = Margins(c, sampled);
     ASSERT_EQ(margins.stable, IsStableByRoots(c, sampled)) << n;
-    EXPECT_EQ(margins.stable, std::isfinite(NoiseGain(c, sampled))) << n;
     if (!margins.stable) continue;
     ++stable;
     double worst = 0;
