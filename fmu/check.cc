@@ -3,6 +3,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
@@ -19,6 +21,7 @@ namespace {
 constexpr double kPatience = 20.0;  // seconds for a case
 constexpr double kUsualStep = 0.1;  // seconds, of a unit that names none
 constexpr int kSteps = 20;
+constexpr int kShortSteps = 501;
 constexpr std::size_t kLongestAnswer = 4000;
 
 // What a case throws: why it failed or was skipped.
@@ -179,6 +182,21 @@ void OddStepsGoOn(const CLoadedUnit& unit) {
   }
 }
 
+// What a step costs by itself: its median, in microseconds.
+void ShortStepsAreQuick(const CLoadedUnit& unit) {
+  if (!unit.Description().takesAnyStep) SkipBy("its steps must be alike");
+  CSession session(unit, "short");
+  session.Begin();
+  std::vector<double> costs;
+  for (int i = 0; i < kShortSteps; ++i) {
+    const auto begin = std::chrono::steady_clock::now();
+    session.Step(session.StepSize() / (2 * kShortSteps));
+    costs.push_back(std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - begin).count());
+  }
+  std::nth_element(costs.begin(), costs.begin() + kShortSteps / 2, costs.end());
+  throw TVerdict{TCase::kPassed, NumberText(std::round(costs[kShortSteps / 2])) + " µs a step"};
+}
+
 void StepBackIsRefused(const CLoadedUnit& unit) {
   CSession session(unit, "back");
   session.Begin();
@@ -267,6 +285,7 @@ constexpr TRow kRows[] = {
     {"starts", StartsAreWhatIsSaid},
     {"steps", StepsGoOn},
     {"odd-steps", OddStepsGoOn},
+    {"short-steps", ShortStepsAreQuick},
     {"step-back", StepBackIsRefused},
     {"instances", InstancesAreApart},
     {"reset", ResetBeginsAnew},

@@ -46,7 +46,7 @@ struct TCase {
 
   std::string name;
   EOutcome outcome = kPassed;
-  std::string message;  // what is wrong, or why it was skipped
+  std::string message;  // what is wrong, why it was skipped, or what was measured
 };
 
 // Drives a unit of anybody's through its functions, each case in a process of its own

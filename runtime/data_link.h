@@ -1,6 +1,7 @@
 // What acts on a run from outside, and what watches it: recorded data, the
-// connections to a plant, a process that another program simulates, an operator's commands, a replay. A run has a list of
-// them, in a fixed order whatever the order in which they were taken.
+// connections to a plant, a process that another program simulates, an operator's
+// commands, a replay. A run has a list of them, in a fixed order whatever the order in
+// which they were taken.
 #ifndef LOOPBOX_RUNTIME_DATA_LINK_H
 #define LOOPBOX_RUNTIME_DATA_LINK_H
 

@@ -174,7 +174,7 @@ TEST(Fmu, GivesWhatARunWithTheSameInputsGives) {
     const std::string own = UnitsFolder().Path("own.csv");
     const std::string fed = UnitsFolder().Path("fed.csv");
     const std::string driven = UnitsFolder().Path("driven.csv");
-    const std::string run = "run " + file + " --quiet --duration " + std::to_string(300.0 * *unit->Description().step);
+    const std::string run = "run " + file + " --quiet --duration " + std::to_string(200.0 * *unit->Description().step);
     Loopbox(run + " --trace " + own);
     // What was learnt, which a unit doesn't keep.
     tests::Shell("find " + examples + " -name '*.par' -delete");

@@ -101,13 +101,13 @@ bool CController::Read(std::string* error) {
   }
   messages.clear();  // of a reading before
   unsaid = 0;
-  application.reset();
   std::vector<runtime::TDiagnostic> diagnostics;
-  application = runtime::CApplication::Read(options, *plugin, &diagnostics);
-  if (!application) {
+  auto read = runtime::CApplication::Read(options, *plugin, &diagnostics);
+  if (!read) {
     for (const runtime::TDiagnostic& diagnostic : diagnostics) *error += runtime::Format(diagnostic);
     return false;
   }
+  application = std::move(read);
   application->SetMessageSink([this](const runtime::TRunTimeMessage& message) {
     const std::string whom = message.instrument.empty() ? "" : message.instrument + ": ";
     Note(kDoubtful, "t=" + NumberText(message.time) + " s  " + whom + message.text);
@@ -137,11 +137,10 @@ bool CController::Read(std::string* error) {
 
 bool CController::Refresh() {
   if (!isStale || isStarted) return true;
-  isStale = false;
   std::string error;
-  if (Read(&error)) return true;
-  Note(kWrong, error);
-  return false;
+  isStale = !Read(&error);
+  if (isStale) Note(kWrong, error);
+  return !isStale;
 }
 
 void CController::Note(std::uint32_t kind, const std::string& said) {
@@ -183,12 +182,12 @@ void CController::Set(std::uint32_t reference, double value) {
   }
 }
 
-// Without an application nothing is started; then the answer says why.
+// Where the parameters can't be read nothing is started; then the answer says why.
 void CController::Start() {
   std::string problem;
   if (isStarted || !Refresh()) return;
-  isStarted = true;
-  if (!application->AddLink(*inputs, &problem)) Note(kWrong, problem);
+  isStarted = application->AddLink(*inputs, &problem);
+  if (!isStarted) Note(kWrong, problem);
 }
 
 // Runs the periods k T that are due by `time` + `step`, with a rounding forgiven.
@@ -228,7 +227,7 @@ void CController::PutAnswer(TFrameWriter* writer, const std::vector<std::uint32_
   status = kWell;
 }
 
-void CController::Answer(TFrameWriter* writer) { PutAnswer(writer, application ? outputs : decltype(outputs)()); }
+void CController::Answer(TFrameWriter* writer) { PutAnswer(writer, outputs); }
 
 bool CController::Do(const TFrame& request, TFrameWriter* writer, bool* isAnswered) {
   TFrameReader reader = ReaderOf(&request);
@@ -262,7 +261,6 @@ bool CController::Do(const TFrame& request, TFrameWriter* writer, bool* isAnswer
   } else if (request.kind == kStep) {
     const double time = TakeNumber(&reader);
     const double step = TakeNumber(&reader);
-    if (!application) return false;
     Step(time, step);
   } else if (request.kind == kFinish) {
     if (isStarted && !isFinished) application->End();
@@ -271,7 +269,7 @@ bool CController::Do(const TFrame& request, TFrameWriter* writer, bool* isAnswer
     return false;
   }
   if (!IsTaken(&reader)) return false;
-  PutAnswer(writer, application ? asked : decltype(asked)());
+  PutAnswer(writer, asked);
   return true;
 }
 

@@ -42,6 +42,7 @@ static void KeepDescriptors(struct msghdr* message, TFrameBuffer* buffer) {
 }
 
 int ReceiveFrame(int channel, TFrameBuffer* buffer, TFrame* frame) {
+  if (buffer->bytes == NULL && !MakeRoom(&buffer->bytes, &buffer->capacity, 0, kFirstRoom)) return -1;
   for (;;) {
     const long taken = ParseFrame(buffer->bytes + buffer->begin, buffer->end - buffer->begin, frame);
     if (taken < 0) return -1;
