@@ -11,7 +11,7 @@
 namespace workbench {
 namespace {
 
-constexpr std::size_t kShortestAnswer = 64;       // periods
+constexpr std::size_t kShortestAnswer = 256;      // periods
 constexpr std::size_t kLongestAnswer = 1U << 17;  // periods
 constexpr double kPulse = 0.005;                  // of the output's range, to each side
 constexpr double kLongEnough = 1e9;               // s
