@@ -245,10 +245,7 @@ class CFrequencyResponse::CScan {
   std::array<double, 3> distances_ = {kInfinite, kInfinite, kInfinite};  // |1 + L|^2; at 0 it has no value
 };
 
-double CFrequencyResponse::Sensitivity(const TController& controller) const {
-  const TSampledLaw law = Sample(controller);
-  return CScan(*this, law).Sensitivity();
-}
+double CFrequencyResponse::Sensitivity(const TSampledLaw& law) const { return CScan(*this, law).Sensitivity(); }
 
 TMargins CFrequencyResponse::Margins(const TController& controller) const {
   TMargins margins;

@@ -62,7 +62,8 @@ class CFrequencyResponse {
   explicit CFrequencyResponse(const TSampledModel& model);
 
   // Infinite where not stable. To 1e-4.
-  double Sensitivity(const TController& controller) const;
+  double Sensitivity(const TSampledLaw& law) const;
+  double Sensitivity(const TController& controller) const { return Sensitivity(Sample(controller)); }
   TMargins Margins(const TController& controller) const;
 
  private:
@@ -94,7 +95,10 @@ struct TCost {
   double load = 0;
   double Sum() const { return setPoint + load; }
 };
-TCost Cost(const TController& controller, const TSampledModel& model, double load);
+TCost Cost(const TSampledLaw& law, const TSampledModel& model, double load);
+inline TCost Cost(const TController& controller, const TSampledModel& model, double load) {
+  return Cost(Sample(controller), model, load);
+}
 
 // Value and output over n periods after a step of wish or load at instant 0, from rest.
 struct TResponse {
@@ -105,7 +109,10 @@ TResponse Response(const TController& controller, const TSampledModel& model, do
 
 // The standard deviation at the output for white noise of standard deviation 1 added to the value; infinite
 // where the loop doesn't settle.
-double NoiseGain(const TController& controller, const TSampledModel& model);
+double NoiseGain(const TSampledLaw& law, const TSampledModel& model);
+inline double NoiseGain(const TController& controller, const TSampledModel& model) {
+  return NoiseGain(Sample(controller), model);
+}
 
 }  // namespace tuning
 

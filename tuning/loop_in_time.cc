@@ -69,10 +69,16 @@ class CErrorSum {
   double greatest_ = 0;
 };
 
+// The sum of i times the coefficient of q^-i.
+double Moment(const std::vector<double>& p) {
+  double sum = 0;
+  for (std::size_t i = 1; i < p.size(); ++i) sum += static_cast<double>(i) * p[i];
+  return sum;
+}
+
 }  // namespace
 
-TCost Cost(const TController& controller, const TSampledModel& model, double load) {
-  const TSampledLaw law = Sample(controller);
+TCost Cost(const TSampledLaw& law, const TSampledModel& model, double load) {
   const CClosedLoop loop(law, model);
   const std::vector<double> wishPulse = Product(model.numerator, law.wish);
   const std::vector<double> loadPulse = Product(model.numerator, {1.0, -law.rest});  // D takes the step's sum
@@ -95,11 +101,11 @@ TCost Cost(const TController& controller, const TSampledModel& model, double loa
     settled = one && other;
     if (wishSum.RunsAway() || loadSum.RunsAway()) return {kInfinite, kInfinite};
   }
-  const double tF = HasLag(controller.law) ? controller.lag * controller.tD : 0.0;
-  const double perOutput = controller.tI / (controller.r0 * model.period);  // sum of e for one unit of the output
-  const double rest = Sum(model.denominator) / Sum(model.numerator);        // the output that holds a value of 1
-  const double held = HasKick(controller.law) ? 0.0 : controller.r0 * (1.0 + tF / controller.tI);
-  return {model.period * wishSum.Total(perOutput * (rest + held)), model.period * loadSum.Total(-perOutput * load)};
+  // From rest to rest D u = W w - V y sums up to (1 - rest) u = V(1) sum e + moment(V) y - moment(W) w, V(1) = W(1).
+  const double perOutput = (1.0 - law.rest) / Sum(law.value);  // sum of e for one unit of the output
+  const double held = (Moment(law.wish) - Moment(law.value)) / Sum(law.value);
+  const double output = Sum(model.denominator) / Sum(model.numerator);  // that holds a value of 1
+  return {model.period * wishSum.Total(perOutput * output + held), model.period * loadSum.Total(-perOutput * load)};
 }
 
 TResponse Response(const TController& controller, const TSampledModel& model, double wish, double load, int n) {
@@ -128,9 +134,8 @@ TResponse Response(const TController& controller, const TSampledModel& model, do
   return response;
 }
 
-double NoiseGain(const TController& controller, const TSampledModel& model) {
+double NoiseGain(const TSampledLaw& law, const TSampledModel& model) {
   constexpr double kNegligible = 1e-8;
-  const TSampledLaw law = Sample(controller);
   const CClosedLoop loop(law, model);
   const std::vector<double> pulse = Product(law.value, model.denominator);
   std::vector<double> output;
