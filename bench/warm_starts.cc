@@ -1,8 +1,9 @@
 // How many self-tuning regulators settle that begin with a warm start: nine processes, three laws, both types of
 // identification, periods of 1, 2 and 4 s; without noise and with.
 //   loopbox_warm_starts [--learnt] [--list] [EVERY]
-// --learnt: the warm starts come from models that were identified from a noisy record, else from the models
-// themselves. --list: a line for each run that doesn't settle. EVERY: only each so many-th of the 162.
+// --learnt: the warm starts come from models that were identified, each from 800 rows of a relay's record with the
+// same noise; else from the processes' own. --list: a line for each run that doesn't settle. EVERY: only each so
+// many-th of the 27 pairs of process and period.
 //
 // The wish goes from 30 to 50 at 150 s, a load of 10 comes at 300 s, the run ends at 600 s. It settles where the mean
 // |error| of its last 15 % is under 1 (+ 0.8 sigma, which is that of the noise itself).
@@ -16,6 +17,7 @@
 #include <vector>
 
 #include "bench/applications.h"
+#include "tuning/estimator.h"
 #include "tuning/warm_start.h"
 
 namespace {
@@ -55,13 +57,16 @@ std::string Number(double value) {
   return text.data();
 }
 
-std::string Text(const TProcess& process, double period, double sigma, const std::string& behind) {
-  return "application warm period = " + Number(period) +
-         "; duration = 600; end_application;\n"
+constexpr double kNever = 1e9;
+
+std::string Text(const TProcess& process, double period, double sigma, double loaded, const std::string& behind) {
+  return "application warm period = " + Number(period) + "; duration = " + Number(loaded == kNever ? kNever : 600) +
+         "; end_application;\n"
          "data wish : real; u : real; y : real; measured : real; x1 : real; x2 : real; x3 : real; x4 : real;\n"
          "  x5 : real; x6 : real; x7 : real; end_data;\n"
-         "process wish = if(time < 150, 30, 50); v = u + if(time < 300, 0, 10); " +
-         process.lines + " measured = y + noise(" + Number(sigma) + "); end_process;\n" + behind;
+         "process wish = if(time < 150, 30, 50); v = u + if(time < " +
+         Number(loaded) + ", 0, 10); " + process.lines + " measured = y + noise(" + Number(sigma) +
+         "); end_process;\n" + behind;
 }
 
 std::string Regulator(const tuning::TWarmStart& start, bool refil) {
@@ -74,6 +79,29 @@ std::string Regulator(const tuning::TWarmStart& start, bool refil) {
          "  parameters " +
          WarmParameters(start, "warm.par") + (refil ? " refil = true;" : "") + " end_parameters;\nend_instrument;\n" +
          (script.empty() ? "" : "script\n" + script + "\nend_script;\n");
+}
+
+// The relay switches round a value of 0, with a hysteresis of twice the noise.
+tuning::TRecord Record(const TProcess& process, double period, double sigma) {
+  constexpr int kRows = 800;
+  constexpr double kAmplitude = 20;
+  const auto application = bench::ReadText(Text(process, period, sigma, kNever, ""));
+  runtime::TItem input;
+  runtime::TItem value;
+  std::string error;
+  application->FindItem("u", &input, &error);
+  application->FindItem("measured", &value, &error);
+  tuning::TRecord record{period, {}, {}, std::vector<char>(kRows, 1)};
+  double side = 1;
+  for (int k = 0; k < kRows; ++k) {
+    const double y = application->ElementValue(value.element, 0);
+    if (side * y > 2 * sigma) side = -side;
+    record.input.push_back(side * kAmplitude);
+    record.output.push_back(y);
+    application->SetElementValue(input, record.input.back());
+    application->Step();
+  }
+  return record;
 }
 
 double MeanError(const std::string& text) {
@@ -93,39 +121,39 @@ double MeanError(const std::string& text) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  bool learnt = false;
   bool list = false;
   int every = 1;
   for (int i = 1; i < argc; ++i) {
     const std::string_view word = argv[i];
-    if (word == "--list") {
-      list = true;
-    } else {
-      every = std::max(1, std::atoi(argv[i]));
-    }
+    learnt = learnt || word == "--learnt";
+    list = list || word == "--list";
+    if (word.front() != '-') every = std::max(1, std::atoi(argv[i]));
   }
   int runs = 0;
   std::array<int, std::size(kSigmas)> settled = {};
   int number = 0;
   for (const TProcess& process : kProcesses) {
     for (const double period : kPeriods) {
-      for (const auto law : kLaws) {
-        if (number++ % every != 0) continue;
-        for (std::size_t i = 0; i < std::size(kSigmas); ++i) {
-          const double noiseGain = kNoiseAtOutput / kSigmas[i];
+      if (number++ % every != 0) continue;
+      for (std::size_t i = 0; i < std::size(kSigmas); ++i) {
+        const double sigma = kSigmas[i];
+        std::vector<tuning::TModel> models = {process.model};
+        if (learnt) models = tuning::Estimate({Record(process, period, sigma)}, {}).set;
+        for (const auto law : kLaws) {
           const auto start =
-              tuning::WarmStart({process.model}, {.law = law, .period = period, .greatestNoiseGain = noiseGain});
+              tuning::WarmStart(models, {.law = law, .period = period, .greatestNoiseGain = kNoiseAtOutput / sigma});
           if (start) bench::WriteFile(bench::FilePath("warm.par"), ParameterFile(*start));
           for (const bool refil : {false, true}) {
-            const double error = start ? MeanError(Text(process, period, kSigmas[i], Regulator(*start, refil))) : NAN;
-            const bool good = error < 1 + 0.8 * kSigmas[i];
+            runs += i == 0;
+            const double error = start ? MeanError(Text(process, period, sigma, 300, Regulator(*start, refil))) : NAN;
+            const bool good = error < 1 + 0.8 * sigma;
             settled[i] += good;
             if (good || !list) continue;
             std::printf("%s, %s, %g s, type %d, noise %g: %g\n", process.name,
-                        law ? std::string(LawName(*law)).c_str() : "variable", period, refil ? 2 : 1, kSigmas[i],
-                        error);
+                        law ? std::string(LawName(*law)).c_str() : "variable", period, refil ? 2 : 1, sigma, error);
           }
         }
-        runs += 2;
       }
     }
   }
