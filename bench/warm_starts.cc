@@ -96,7 +96,7 @@ tuning::TRecord Record(const TProcess& process, double period, double sigma) {
   for (int k = 0; k < kRows; ++k) {
     const double y = application->ElementValue(value.element, 0);
     if (side * y > 2 * sigma) side = -side;
-    record.input.push_back(side * kAmplitude);
+    record.input.push_back(k == 0 ? 0 : side * kAmplitude);  // the first row is at rest
     record.output.push_back(y);
     application->SetElementValue(input, record.input.back());
     application->Step();

@@ -22,7 +22,7 @@ constexpr double kLargestGamma = 0.9;
 // The models that a candidate must hold for: the nominal one, and those that the best so far failed.
 class CJudge {
  public:
-  CJudge(std::vector<TModel> set, const TWarmOptions& given) : options(given) {
+  CJudge(std::vector<TModel> set, const TWarmOptions& given) : options(given), noiseGain(given.greatestNoiseGain) {
     const double sign = set.front().k < 0 ? -1 : 1;
     for (TModel& model : set) {
       model.k *= sign;
@@ -45,9 +45,7 @@ class CJudge {
   double Ms(const TSampledLaw& law) const { return responses.front().Sensitivity(law); }
   bool Holds(const TSampledLaw& law) const {
     if (!(Ms(law) <= options.nominalMs)) return false;
-    if (std::isfinite(options.greatestNoiseGain) && !(NoiseGain(law, sampled.front()) <= options.greatestNoiseGain)) {
-      return false;
-    }
+    if (std::isfinite(noiseGain) && !(NoiseGain(law, sampled.front()) <= noiseGain)) return false;
     return std::all_of(binding.begin(), binding.end(), [&](std::size_t i) { return HoldsFor(law, i); });
   }
   double CostOf(const TSampledLaw& law) const { return Cost(law, sampled.front(), load).Sum(); }
@@ -59,6 +57,14 @@ class CJudge {
     }
     return binding.size() == before;
   }
+  // False: any is allowed already.
+  bool AllowMoreNoise() {
+    constexpr double kAny = 1000;  // times what is wanted
+    if (std::isinf(noiseGain)) return false;
+    noiseGain *= 2;
+    if (!(noiseGain < kAny * options.greatestNoiseGain)) noiseGain = kInfinite;
+    return true;
+  }
 
  private:
   bool HoldsFor(const TSampledLaw& law, std::size_t i) const {
@@ -66,6 +72,7 @@ class CJudge {
   }
 
   const TWarmOptions& options;
+  double noiseGain;
   TModel nominal;
   TApparent apparent;
   bool integrates = false;
@@ -182,7 +189,7 @@ TCandidate BestPlacement(const CJudge& judge, const TWarmOptions& options) {
     poles.emplace_back(-pair[1], pair[2]);
   }
   for (const double share : kShares) {
-    const double slow = process.eps > 0 ? elementary::Exp(-h / judge.Lag()) : 1;
+    const double slow = process.eps > 0 ? std::max(elementary::Exp(-h / judge.Lag()), kLeastPole) : 1;
     const double fast = std::max(elementary::Exp(-h / (share * judge.Lag())), kLeastPole);
     poles.emplace_back(slow + fast, slow * fast);
   }
@@ -243,7 +250,10 @@ std::optional<TWarmStart> WarmStart(const std::vector<TModel>& set, const TWarmO
   CJudge judge(set, options);
   for (;;) {
     TCandidate best = options.law ? BestParameters(judge, options) : BestPlacement(judge, options);
-    if (std::isinf(best.cost)) return std::nullopt;
+    if (std::isinf(best.cost)) {
+      if (judge.AllowMoreNoise()) continue;
+      return std::nullopt;
+    }
     const TSampledLaw law = options.law ? Sample(best.start.controller) : Sample(best.start, options.period);
     if (!judge.HoldsForAll(law)) continue;
     if (options.law) SetModel(judge.Nominal(), &best.start);

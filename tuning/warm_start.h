@@ -31,7 +31,7 @@ struct TWarmOptions {
   double period = 0;                       // s
   double nominalMs = 1.85;                 // the bound for the best model
   double worstMs = 2.0;                    // for every model of the set
-  // From the value to the output.
+  // From the value to the output; where nothing else holds, twice as much, and so on.
   double greatestNoiseGain = std::numeric_limits<double>::infinity();
 };
 
