@@ -10,22 +10,19 @@
 
 namespace {
 
-using tuning::ELaw;
-using tuning::TModel;
-
-struct TStartRow {
-  TModel model;
+struct TWarmRow {
+  tuning::TModel model;
   double period;
 };
 // First order, a dead time of a fraction of the period, complex poles, integrating, answering the other way.
-constexpr TStartRow kStarts[] = {{{.k = 0.1, .eps = 0.1}, 1},
-                                 {{.k = 0.05, .L = 3.3, .tau = 2, .eps = 0.05, .T3 = 1}, 2},
-                                 {{.k = 0.5, .tau = 5.5, .eps = 0.5}, 2},
-                                 {{.k = 0.02, .L = 1, .tau = 3}, 0.5},
-                                 {{.k = -0.2, .tau = 2.5, .eps = 0.1}, 1}};
+constexpr TWarmRow kStartRows[] = {{{.k = 0.1, .eps = 0.1}, 1},
+                                   {{.k = 0.05, .L = 3.3, .tau = 2, .eps = 0.05, .T3 = 1}, 2},
+                                   {{.k = 0.5, .tau = 5.5, .eps = 0.5}, 2},
+                                   {{.k = 0.02, .L = 1, .tau = 3}, 0.5},
+                                   {{.k = -0.2, .tau = 2.5, .eps = 0.1}, 1}};
 
 // A regulator that begins with it; its panes bound nothing, and no error begins identification.
-tests::CRun Begun(const tests::CFolder& folder, const tuning::TWarmStart& start, double period) {
+tests::CRun BegunWarm(const tests::CFolder& folder, const tuning::TWarmStart& start, double period) {
   folder.Write("reg.par", ParameterFile(start));
   const std::string wide = "range_from = -1e6; range_to = 1e6; end_";
   return tests::CRun(folder, "test.lbx",
@@ -37,14 +34,15 @@ tests::CRun Begun(const tests::CFolder& folder, const tuning::TWarmStart& start,
 }
 
 TEST(WarmStarts, YieldTheParametersThatWereChosen) {
-  for (const TStartRow& row : kStarts) {
-    for (const ELaw law : {ELaw::Classical, ELaw::ClassicalDelay, ELaw::Takahashi, ELaw::TakahashiDelay}) {
+  for (const TWarmRow& row : kStartRows) {
+    for (const tuning::ELaw law : {tuning::ELaw::Classical, tuning::ELaw::ClassicalDelay, tuning::ELaw::Takahashi,
+                                   tuning::ELaw::TakahashiDelay}) {
       SCOPED_TRACE(testing::Message() << row.model.k << ' ' << LawName(law));
       const auto start = tuning::WarmStart({row.model}, {.law = law, .period = row.period});
       ASSERT_TRUE(start);
       EXPECT_LE(start->ms, 1.85);
       const tests::CFolder folder;
-      tests::CRun run = Begun(folder, *start, row.period);
+      tests::CRun run = BegunWarm(folder, *start, row.period);
       run.Steps(1);
       const std::vector<double> found = run.Call("reg", "GetParameters__RRR", {0, 0, 0});
       EXPECT_NEAR(found[0], start->controller.r0, 1e-9 * found[0]);
@@ -56,13 +54,13 @@ TEST(WarmStarts, YieldTheParametersThatWereChosen) {
 }
 
 TEST(WarmStarts, PlaceThePolesThatWereChosen) {
-  for (const TStartRow& row : kStarts) {
+  for (const TWarmRow& row : kStartRows) {
     const auto start = tuning::WarmStart({row.model}, {.period = row.period});
     ASSERT_TRUE(start);
     const tuning::TSampledLaw law = Sample(*start, row.period);
     EXPECT_LE(std::abs(law.rest), 0.9);
     const tests::CFolder folder;
-    tests::CRun run = Begun(folder, *start, row.period);
+    tests::CRun run = BegunWarm(folder, *start, row.period);
     run.SetValue("wish", 5);
     double u[3] = {};
     double y[3] = {};
@@ -81,9 +79,10 @@ TEST(WarmStarts, PlaceThePolesThatWereChosen) {
 
 // The more models, and the less noise, the more careful it is.
 TEST(WarmStarts, HoldForTheWholeSet) {
-  const TModel nominal = {.k = 0.1, .L = 1, .eps = 0.1};
-  const TModel later = {.k = 0.13, .L = 2, .eps = 0.1};
-  for (const std::optional<ELaw> law : {std::optional(ELaw::Takahashi), std::optional<ELaw>()}) {
+  const tuning::TModel nominal = {.k = 0.1, .L = 1, .eps = 0.1};
+  const tuning::TModel later = {.k = 0.13, .L = 2, .eps = 0.1};
+  for (const std::optional<tuning::ELaw> law :
+       {std::optional(tuning::ELaw::Takahashi), std::optional<tuning::ELaw>()}) {
     const auto bold = tuning::WarmStart({nominal}, {.law = law, .period = 1});
     const auto safe = tuning::WarmStart({nominal, later}, {.law = law, .period = 1});
     const auto quiet = tuning::WarmStart({nominal}, {.law = law, .period = 1, .greatestNoiseGain = 0.7});
@@ -99,15 +98,15 @@ TEST(WarmStarts, HoldForTheWholeSet) {
   }
 }
 
-struct TProcessRow {
+struct TLoopProcess {
   const char* name;
   const char* process;
   double at;  // s
-  TModel model;
+  tuning::TModel model;
   double off = 1e-6;
 };
 // What is late comes within a substep. The valve's flow is u^2/100: a gain of u/50 at u, which stands at 20 and at 60.
-constexpr TProcessRow kProcesses[] = {
+constexpr TLoopProcess kLoopProcesses[] = {
     {"dead time", "late = delay(u, 2.5); y' = (late - y) / 20;", 40, {.k = 0.05, .L = 2.5, .eps = 0.05}, 5e-4},
     {"noise", "y1' = (u - y1) / 5; y = y1 + noise(0.3);", 40, {.k = 0.2, .eps = 0.2}},
     {"integrating", "y1' = (u - y1) / 3; y' = 0.02 * (y1 - 20);", 40, {.k = 0.02, .tau = 3}},
@@ -117,7 +116,7 @@ constexpr TProcessRow kProcesses[] = {
 };
 
 TEST(Linearisation, FindsTheProcessRoundItsState) {
-  for (const TProcessRow& row : kProcesses) {
+  for (const TLoopProcess& row : kLoopProcesses) {
     SCOPED_TRACE(row.name);
     const tests::CFolder folder;
     const std::string path = folder.Write(
