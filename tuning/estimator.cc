@@ -15,12 +15,12 @@
 namespace tuning {
 namespace {
 
-constexpr int kLeastRows = 20;      // that are fitted, of all records
-constexpr double kLargest = 1e60;   // of an input or value, so that sums of squares stay finite
-constexpr int kStarts = 3;          // of the grid, for a relay's record can hide a whole cycle in the dead time
-constexpr int kFits = 6;            // of one order
-constexpr double kBetter = 2;       // by which a larger order must better the criterion
-constexpr double kWrongSign = 1.5;  // a gain of the wrong sign must lower the squares by this factor to be believed
+constexpr int kLeastRows = 20;     // that are fitted, of all records
+constexpr double kLargest = 1e60;  // of an input or value, so that sums of squares stay finite
+constexpr int kStarts = 3;         // of the grid, for a relay's record can hide a whole cycle in the dead time
+constexpr int kFits = 6;           // of one order
+constexpr double kBetter = 2;      // by which a larger order must better the criterion
+constexpr double kWrongSign = 4;   // a gain of the wrong sign must lower the squares by this factor to be believed
 
 bool IsSane(double x) { return std::abs(x) < kLargest; }  // no NaN either
 
