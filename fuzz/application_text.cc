@@ -5,6 +5,7 @@
 #include "panel/panel.h"
 #include "panel/panel_reader.h"
 #include "plant/plant.h"
+#include "study/study_reader.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const fuzz::CMemoryBalance balance;
@@ -13,7 +14,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       {"pid_regulator", {{"r0", "GetParameters__RRR", "SetParameters__RRR", 0, 3, {}, {}, false}}}};
   panel::CPanelReader operators(sets);
   runtime::TReadOptions reading = fuzz::Limited();
-  reading.blocks = {&connections, &operators};
+  study::CStudyReader studies([](const auto&) { return std::vector<std::string>{"iae", "overshoot"}; });
+  reading.blocks = {&connections, &operators, &studies};
   tests::CRun run(fuzz::CBytes(data, size).Rest(), reading);
   fuzz::CheckDiagnostics(run);
   if (!run.IsRead()) return 0;

@@ -49,7 +49,7 @@ _loopbox() {
   [[ -z $kind ]] && kind=$(sed -nE 's/^Usage: .* \[?([A-Z_]+)\]?$/argument \1/p' <<<"$help")
   local IFS=$'\n'
   case $kind in
-    'argument FILE' | 'argument CONNECTION' | 'argument INSTRUMENT') mapfile -t COMPREPLY < <(_loopbox_files "$word" lbx) ;;
+    'argument FILE' | 'argument CONNECTION' | 'argument INSTRUMENT' | 'argument STUDY') mapfile -t COMPREPLY < <(_loopbox_files "$word" lbx) ;;
     'argument UNIT') mapfile -t COMPREPLY < <(_loopbox_files "$word" lbx fmu) ;;
     'argument PLUGIN' | PATH) mapfile -t COMPREPLY < <(_loopbox_files "$word" so) ;;
     'argument CLASS') mapfile -t COMPREPLY < <(_loopbox_classes "$program" "$word" "${plugin[@]}") ;;

@@ -51,7 +51,7 @@ _loopbox() {
   for line in $help; do
     [[ $line == (#b)'Usage: '*' '(|\[)([A-Z_]##)(|\]) ]] || continue
     case $match[2] in
-      FILE|CONNECTION|INSTRUMENT) rows+=('1:application:_files -g "*.lbx"') ;;
+      FILE|CONNECTION|INSTRUMENT|STUDY) rows+=('1:application:_files -g "*.lbx"') ;;
       UNIT) rows+=('1:application:_files -g "*.lbx"' '2:unit:_files -g "*.fmu"') ;;
       PLUGIN) rows+=('1:plug-in:_files -g "*.so"') ;;
       DIR) rows+=('1:folder:_files -/') ;;

@@ -139,6 +139,12 @@ TEST_F(CzechProgram, HelpsAndRefusesInIt) {
                                 "tune x y --experiment relay",
                                 "tune x y --experiment relay --amplitude 0",
                                 "tune x y --experiment relay --bound 1",
+                                "study --help",
+                                "study x --cases 3",
+                                "study plan",
+                                "study plan x",
+                                "study run",
+                                "study run x",
                                 "run",
                                 "run x --nonsense",
                                 "run x y",
@@ -156,7 +162,8 @@ TEST_F(CzechProgram, HelpsAndRefusesInIt) {
                                 "describe pid_regulater",
                                 "check /nowhere/x"}) {
     ExpectWordless(arguments,
-                   "run tune relay step replay archive journal panel list export check probe classes describe validate "
+                   "run tune relay step replay archive journal panel study plan merge slurm parallel list export check "
+                   "probe classes describe validate "
                    "text markdown cs en");
   }
 }

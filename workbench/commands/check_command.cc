@@ -13,15 +13,17 @@
 #include "panel/panel_reader.h"
 #include "plant/plant.h"
 #include "runtime/runtime.h"
+#include "study/study_reader.h"
 #include "workbench/commands/commands.h"
 #include "workbench/commands/loop_doubts.h"
-#include "workbench/commands/run_process.h"
 #include "workbench/commands/run_panel.h"
+#include "workbench/commands/run_process.h"
 #include "workbench/console.h"
 #include "workbench/exit_status.h"
 #include "workbench/faults.h"
 #include "workbench/plugin_folder.h"
 #include "workbench/references.h"
+#include "workbench/run/whole_figures.h"
 #include "workbench/text.h"
 
 namespace workbench {
@@ -269,7 +271,8 @@ int Check(const std::string& file, const std::string& connectionsFile, const std
   plant::CConnectionsReader connections;
   const panel::TParameterSets sets = ParameterSetsOf(references);
   panel::CPanelReader panelReader(sets);
-  reading.blocks = {&connections, &panelReader};
+  study::CStudyReader studies(NamesOfFigures);
+  reading.blocks = {&connections, &panelReader, &studies};
   CRunProcess units(file);
   units.AddTo(&reading);
   if (!connectionsFile.empty()) reading.blockFiles = {{connections.Keyword(), connectionsFile}};

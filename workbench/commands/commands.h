@@ -18,6 +18,7 @@ TCommand ReplayCommand(TCommonOptions& common);
 TCommand ArchiveCommand(TCommonOptions& common);
 TCommand TuneCommand(TCommonOptions& common);
 TCommand FmuCommand(TCommonOptions& common);
+TCommand StudyCommand(TCommonOptions& common);
 TCommand ValidateCommand(TCommonOptions& common);
 
 }  // namespace workbench

@@ -1,4 +1,4 @@
-// The files that a report embeds, as they stood at build.
+// The files that reports embed, as they stood at build.
 #ifndef LOOPBOX_WORKBENCH_REPORT_REPORT_ASSETS_H
 #define LOOPBOX_WORKBENCH_REPORT_REPORT_ASSETS_H
 
@@ -8,6 +8,7 @@ namespace workbench {
 
 std::string_view ReportScript();
 std::string_view ReportStyle();
+std::string_view StudyScript();
 
 }  // namespace workbench
 

@@ -2,48 +2,19 @@
 
 #include <utility>
 
+#include "workbench/run/figure_names.h"
+
 namespace workbench {
 namespace {
 
 using json::CValue;
 
-struct TFigureName {
-  const char* name;
-  std::optional<double> TFigures::*figure;
-};
-
-constexpr TFigureName kContinuousFigures[] = {
-    {"final_error", &TFigures::finalError},     {"iae", &TFigures::absoluteError},
-    {"ise", &TFigures::squaredError},           {"travel", &TFigures::travel},
-    {"overshoot", &TFigures::overshoot},        {"overshoot_percent", &TFigures::overshootPercent},
-    {"settling", &TFigures::settling},          {"limited_wish", &TFigures::wishLimited},
-    {"limited_value", &TFigures::valueLimited}, {"saturated", &TFigures::saturated},
-};
-
-constexpr TFigureName kOtherFigures[] = {
-    {"final_error", &TFigures::finalError},
-    {"outside_band", &TFigures::outsideBand},
-    {"outside_band_percent", &TFigures::outsideBandPercent},
-    {"switchings", &TFigures::switchings},
-    {"duty", &TFigures::duty},
-    {"steps_plus", &TFigures::plusSteps},
-    {"steps_minus", &TFigures::minusSteps},
-    {"valve_travel", &TFigures::valveTravel},
-};
-
 CValue Optional(const std::string& text) { return text.empty() ? CValue() : CValue(text); }
 
 void AddFigures(ERegulatorKind kind, const TFigures& figures, CValue* object) {
-  const auto add = [&](const auto& names) {
-    for (const TFigureName& named : names) {
-      const std::optional<double>& figure = figures.*named.figure;
-      object->Set(named.name, figure ? CValue(*figure) : CValue());
-    }
-  };
-  if (kind == ERegulatorKind::kContinuous) {
-    add(kContinuousFigures);
-  } else {
-    add(kOtherFigures);
+  for (const TFigureName& named : FigureNames(kind)) {
+    const std::optional<double>& figure = figures.*named.figure;
+    object->Set(named.name, figure ? CValue(*figure) : CValue());
   }
 }
 
