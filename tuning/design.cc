@@ -37,23 +37,23 @@ TController At(const std::vector<double>& x, TController like) {
 // The logarithm of the cost, raised where a bound is passed by far more than the cost could fall in return.
 class CObjective {
  public:
-  CObjective(const TSampledModel& model, double load, const std::vector<TBound>& bounds, const TController& like)
-      : model_(model), load_(load), bounds_(bounds), like_(like) {}
+  CObjective(const TSampledModel& sampled, double step, const std::vector<TBound>& all, const TController& start)
+      : model(sampled), load(step), bounds(all), like(start) {}
 
   double operator()(const std::vector<double>& x) const {
     constexpr double kWeight = 10.0;
     constexpr double kFar = 2.0;  // beyond, the cost would say little, and take long
-    const TController c = At(x, like_);
+    const TController c = At(x, like);
     double over = 0;
-    for (const TBound& bound : bounds_) {
+    for (const TBound& bound : bounds) {
       over = std::max(over, elementary::Ln(bound.response.Sensitivity(c) / (kInside * bound.ms)));
       if (over > elementary::Ln(kFar)) return kFarCost + over;
     }
-    return elementary::Ln(Cost(c, model_, load_).Sum()) + kWeight * over;
+    return elementary::Ln(Cost(c, model, load).Sum()) + kWeight * over;
   }
 
   bool Holds(const TController& c) const {
-    return std::all_of(bounds_.begin(), bounds_.end(),
+    return std::all_of(bounds.begin(), bounds.end(),
                        [&](const TBound& bound) { return bound.response.Sensitivity(c) <= bound.ms; });
   }
 
@@ -61,10 +61,10 @@ class CObjective {
   static constexpr double kInside = 0.999;  // so that the search's end is within the bounds
   static constexpr double kFarCost = 1e3;
 
-  const TSampledModel& model_;
-  double load_;
-  const std::vector<TBound>& bounds_;
-  TController like_;
+  const TSampledModel& model;
+  double load;
+  const std::vector<TBound>& bounds;
+  TController like;
 };
 
 // From each of the starts, and again from the best of their ends by these steps: a search may end early on the

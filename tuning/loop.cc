@@ -102,8 +102,8 @@ struct CFrequencyResponse::TLoopPoint {
 
 CFrequencyResponse::TPoint CFrequencyResponse::At(double angle) const {
   const TComplex z = OnCircle(angle);
-  const TComplex a = Polynomial(model_.denominator, z);
-  const TComplex b = Times(Polynomial(model_.numerator, z), Power(z, model_.delay + 1));
+  const TComplex a = Polynomial(model.denominator, z);
+  const TComplex b = Times(Polynomial(model.numerator, z), Power(z, model.delay + 1));
   return {angle, z.re, z.im, a.re, a.im, b.re, b.im};
 }
 
@@ -118,24 +118,24 @@ void CFrequencyResponse::Refine(const TPoint& from, const TPoint& to, int depth)
     Refine(middle, to, depth + 1);
     return;
   }
-  points_.push_back(to);
+  points.push_back(to);
 }
 
 // Equal shares of an angle at first; from where the dead time turns quicker equal steps of its turn; far beyond
 // the band of any loop with such a dead time equal shares again.
-CFrequencyResponse::CFrequencyResponse(const TSampledModel& model) : model_(model) {
+CFrequencyResponse::CFrequencyResponse(const TSampledModel& sampled) : model(sampled) {
   constexpr double kLowest = 1e-4;
   constexpr double kShare = 0.2;
   constexpr double kFarShare = 0.02;
   const double step = 0.3 / (model.delay + 2);
-  points_.push_back(At(0.0));
+  points.push_back(At(0.0));
   double angle = kLowest;
   while (angle < std::numbers::pi) {
-    const TPoint from = points_.back();
+    const TPoint from = points.back();
     Refine(from, At(angle), from.angle == 0.0 ? 16 : 0);
     angle += std::max(std::min(kShare * angle, step), kFarShare * angle);
   }
-  const TPoint from = points_.back();
+  const TPoint from = points.back();
   Refine(from, At(std::numbers::pi), 0);
 }
 
@@ -195,17 +195,17 @@ double Crossing(double a, double fa, double b, double fb, const TFunction& funct
 // Goes along the points in order, and between two where a lightly damped pole of the closed loop turns P too far.
 class CFrequencyResponse::CScan {
  public:
-  CScan(const CFrequencyResponse& response, const TSampledLaw& law) : response_(response), law_(law) {}
+  CScan(const CFrequencyResponse& of, const TSampledLaw& under) : response(of), law(under) {}
 
   double Sensitivity() {
-    const std::vector<TPoint>& points = response_.points_;
+    const std::vector<TPoint>& points = response.points;
     for (const TPoint& point : points) {
-      const TLoopPoint loop(point, law_);
+      const TLoopPoint loop(point, law);
       const bool end = &point == &points.front() || &point == &points.back();
       if (end && !(loop.Closed().re > 0)) return kInfinite;
       Reach(point.angle, loop, &point == &points.front() ? kDepth : 0);
     }
-    return turns_ == 0 ? 1.0 / std::sqrt(least_) : kInfinite;
+    return turns == 0 ? 1.0 / std::sqrt(least) : kInfinite;
   }
 
  private:
@@ -214,35 +214,34 @@ class CFrequencyResponse::CScan {
   void Reach(double angle, const TLoopPoint& point, int depth) {
     const TComplex closed = point.Closed();
     constexpr double kCosine = 0.75;
-    if (depth < kDepth && TurnsBeyond(kCosine, before_, closed)) {
-      const double middle = 0.5 * (angles_[2] + angle);
-      Reach(middle, TLoopPoint(response_.At(middle), law_), depth + 1);
+    if (depth < kDepth && TurnsBeyond(kCosine, before, closed)) {
+      const double middle = 0.5 * (angles[2] + angle);
+      Reach(middle, TLoopPoint(response.At(middle), law), depth + 1);
       Reach(angle, point, depth + 1);
       return;
     }
-    if ((before_.im >= 0) != (closed.im >= 0)) {
-      const double across = before_.re * closed.im - closed.re * before_.im;  // its sign over that of the way
-      if ((across < 0) == (closed.im > before_.im)) turns_ += closed.im > before_.im ? 1 : -1;
+    if ((before.im >= 0) != (closed.im >= 0)) {
+      const double across = before.re * closed.im - closed.re * before.im;  // its sign over that of the way
+      if ((across < 0) == (closed.im > before.im)) turns += closed.im > before.im ? 1 : -1;
     }
-    before_ = closed;
-    angles_ = {angles_[1], angles_[2], angle};
-    distances_ = {distances_[1], distances_[2], angle > 0 ? point.Distance() : kInfinite};
-    least_ = std::min(least_, distances_[2]);
-    if (std::isfinite(distances_[0]) && distances_[1] <= distances_[0] && distances_[1] < distances_[2] &&
-        distances_[1] < 1.5 * least_) {
-      least_ = std::min(least_, LeastBetween(angles_, distances_, [this](double at) {
-                          return TLoopPoint(response_.At(at), law_).Distance();
-                        }));
+    before = closed;
+    angles = {angles[1], angles[2], angle};
+    distances = {distances[1], distances[2], angle > 0 ? point.Distance() : kInfinite};
+    least = std::min(least, distances[2]);
+    if (std::isfinite(distances[0]) && distances[1] <= distances[0] && distances[1] < distances[2] &&
+        distances[1] < 1.5 * least) {
+      least = std::min(least, LeastBetween(angles, distances,
+                                           [this](double at) { return TLoopPoint(response.At(at), law).Distance(); }));
     }
   }
 
-  const CFrequencyResponse& response_;
-  const TSampledLaw& law_;
-  TComplex before_;
-  int turns_ = 0;  // crossings of the negative real axis
-  double least_ = kInfinite;
-  std::array<double, 3> angles_ = {};
-  std::array<double, 3> distances_ = {kInfinite, kInfinite, kInfinite};  // |1 + L|^2; at 0 it has no value
+  const CFrequencyResponse& response;
+  const TSampledLaw& law;
+  TComplex before;
+  int turns = 0;  // crossings of the negative real axis
+  double least = kInfinite;
+  std::array<double, 3> angles = {};
+  std::array<double, 3> distances = {kInfinite, kInfinite, kInfinite};  // |1 + L|^2; at 0 it has no value
 };
 
 double CFrequencyResponse::Sensitivity(const TSampledLaw& law) const { return CScan(*this, law).Sensitivity(); }
@@ -260,21 +259,21 @@ TMargins CFrequencyResponse::Margins(const TController& controller) const {
     const double factor = 1.0 / std::sqrt(point.Gain());
     if (point.Along() < 0 && factor > 1.0) margins.gain = std::min(margins.gain.value_or(kInfinite), factor);
   };
-  for (std::size_t i = 2; i < points_.size(); ++i) {
-    const double a = points_[i - 1].angle;
-    const double b = points_[i].angle;
-    const TLoopPoint from(points_[i - 1], law);
-    const TLoopPoint to(points_[i], law);
+  for (std::size_t i = 2; i < points.size(); ++i) {
+    const double a = points[i - 1].angle;
+    const double b = points[i].angle;
+    const TLoopPoint from(points[i - 1], law);
+    const TLoopPoint to(points[i], law);
     if ((from.Gain() > 1.0) != (to.Gain() > 1.0)) {
       const TLoopPoint point = at(Crossing(a, from.Gain() - 1.0, b, to.Gain() - 1.0, gain));
       double lag = elementary::ArcTan2(point.Across(), point.Along()) + std::numbers::pi;
       margins.phase = std::min(margins.phase.value_or(kInfinite), lag * 180.0 / std::numbers::pi);
     }
-    if ((from.Across() > 0) != (to.Across() > 0) && i + 1 < points_.size()) {
+    if ((from.Across() > 0) != (to.Across() > 0) && i + 1 < points.size()) {
       takeGain(at(Crossing(a, from.Across(), b, to.Across(), across)));
     }
   }
-  takeGain(TLoopPoint(points_.back(), law));
+  takeGain(TLoopPoint(points.back(), law));
   return margins;
 }
 

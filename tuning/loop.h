@@ -79,8 +79,8 @@ class CFrequencyResponse {
   TPoint At(double angle) const;
   void Refine(const TPoint& from, const TPoint& to, int depth);
 
-  TSampledModel model_;
-  std::vector<TPoint> points_;
+  TSampledModel model;
+  std::vector<TPoint> points;
 };
 
 TMargins Margins(const TController& controller, const TSampledModel& model);

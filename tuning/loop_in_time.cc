@@ -16,29 +16,29 @@ constexpr double kInfinite = std::numeric_limits<double>::infinity();
 class CClosedLoop {
  public:
   CClosedLoop(const TSampledLaw& law, const TSampledModel& model)
-      : near_(Product(model.denominator, law.denominator)),
-        far_(Product(model.numerator, law.value)),
-        delay_(static_cast<std::size_t>(model.delay) + 1) {}
+      : near(Product(model.denominator, law.denominator)),
+        far(Product(model.numerator, law.value)),
+        delay(static_cast<std::size_t>(model.delay) + 1) {}
 
   // y[0 ... k-1] known; y of instants before 0 is 0.
   double Next(const std::vector<double>& y, double x) const {
     const std::size_t k = y.size();
-    const std::size_t nearTerms = std::min(near_.size() - 1, k);
-    for (std::size_t i = 1; i <= nearTerms; ++i) x -= near_[i] * y[k - i];
-    if (k >= delay_) {
-      const double* last = y.data() + (k - delay_);
-      const std::size_t farTerms = std::min(far_.size(), k - delay_ + 1);
-      for (std::size_t i = 0; i < farTerms; ++i) x -= far_[i] * *(last - i);
+    const std::size_t nearTerms = std::min(near.size() - 1, k);
+    for (std::size_t i = 1; i <= nearTerms; ++i) x -= near[i] * y[k - i];
+    if (k >= delay) {
+      const double* last = y.data() + (k - delay);
+      const std::size_t farTerms = std::min(far.size(), k - delay + 1);
+      for (std::size_t i = 0; i < farTerms; ++i) x -= far[i] * *(last - i);
     }
     return x;
   }
 
-  std::size_t Memory() const { return std::max(near_.size(), delay_ + far_.size()); }
+  std::size_t Memory() const { return std::max(near.size(), delay + far.size()); }
 
  private:
-  std::vector<double> near_;
-  std::vector<double> far_;
-  std::size_t delay_;
+  std::vector<double> near;
+  std::vector<double> far;
+  std::size_t delay;
 };
 
 constexpr std::size_t kMostPeriods = 20000;
@@ -49,24 +49,24 @@ constexpr double kRunaway = 1e9;
 // of the sum of e, which follows from where the integral part must end.
 class CErrorSum {
  public:
-  explicit CErrorSum(std::size_t window) : window_(window) {}
+  explicit CErrorSum(std::size_t periods) : window(periods) {}
 
   bool Add(double e) {  // true: settled
-    sum_ += e;
-    absolute_ += std::fabs(e);
-    greatest_ = std::max(greatest_, std::fabs(e));
-    small_ = std::fabs(e) <= kSettled * greatest_ ? small_ + 1 : 0;
-    return small_ >= window_ && greatest_ > 0;
+    sum += e;
+    absolute += std::fabs(e);
+    greatest = std::max(greatest, std::fabs(e));
+    small = std::fabs(e) <= kSettled * greatest ? small + 1 : 0;
+    return small >= window && greatest > 0;
   }
-  bool RunsAway() const { return !(greatest_ < kRunaway); }
-  double Total(double signedTotal) const { return absolute_ + std::fabs(signedTotal - sum_); }
+  bool RunsAway() const { return !(greatest < kRunaway); }
+  double Total(double signedTotal) const { return absolute + std::fabs(signedTotal - sum); }
 
  private:
-  std::size_t window_;
-  std::size_t small_ = 0;
-  double sum_ = 0;
-  double absolute_ = 0;
-  double greatest_ = 0;
+  std::size_t window;
+  std::size_t small = 0;
+  double sum = 0;
+  double absolute = 0;
+  double greatest = 0;
 };
 
 // The sum of i times the coefficient of q^-i.

@@ -68,14 +68,14 @@ CBest::CBest() {
     if (!(words >> name >> law >> periods >> c.r0 >> c.tI >> c.tD)) continue;  // a comment
     c.law = static_cast<ELaw>(law);
     c.lag = kLag;
-    best_[{name, law, periods}] = c;
+    best[{name, law, periods}] = c;
   }
 }
 
 double CBest::Ratio(const TController& controller, const TProcess& process, int periods) const {
-  TController best = best_.at({ProcessName(process), static_cast<int>(controller.law), periods});
-  best.period = process.theta / periods;
-  return LawCost(controller, process) / LawCost(best, process);
+  TController least = best.at({ProcessName(process), static_cast<int>(controller.law), periods});
+  least.period = process.theta / periods;
+  return LawCost(controller, process) / LawCost(least, process);
 }
 
 double TrueMs(const TController& controller, const TProcess& process) {

@@ -22,7 +22,7 @@ class CBest {
   double Ratio(const tuning::TController& controller, const TProcess& process, int periods) const;
 
  private:
-  std::map<std::tuple<std::string, int, int>, tuning::TController> best_;  // process, law, periods
+  std::map<std::tuple<std::string, int, int>, tuning::TController> best;  // process, law, periods
 };
 
 // That of the process' true model.

@@ -52,12 +52,12 @@ const std::vector<ELaw> kAll = {ELaw::TakahashiDelay, ELaw::Classical, ELaw::Cla
 
 class CRow {
  public:
-  CRow(const TProcess& process, const TScenario& scenario, int seed)
-      : process_(process), scenario_(scenario), seed_(static_cast<std::uint64_t>(seed)) {}
+  CRow(const TProcess& of, const TScenario& under, int number)
+      : process(of), scenario(under), seed(static_cast<std::uint64_t>(number)) {}
 
   void Add(ELaw law, const CBest& best, TTally* tally) {
     const auto begin = std::chrono::steady_clock::now();
-    const tuning::TTuneOptions options = Options(process_, law, scenario_.periods);
+    const tuning::TTuneOptions options = Options(process, law, scenario.periods);
     tuning::TProposal p = Propose(0, 0, options);
     if (p.ask) {
       ++tally->asked;
@@ -67,13 +67,13 @@ class CRow {
     ++tally->rows;
     tally->flagged += !p.refused.empty();
     if (!p.controller) {
-      std::printf("  %s, %s, seed %d: nothing: %s\n", process_.name.c_str(), LawName(law).data(),
-                  static_cast<int>(seed_), p.refused.back().c_str());
+      std::printf("  %s, %s, seed %d: nothing: %s\n", process.name.c_str(), LawName(law).data(), static_cast<int>(seed),
+                  p.refused.back().c_str());
       return;
     }
     ++tally->proposed;
-    const double ratio = best.Ratio(*p.controller, process_, scenario_.periods);
-    const double ms = TrueMs(*p.controller, process_);
+    const double ratio = best.Ratio(*p.controller, process, scenario.periods);
+    const double ms = TrueMs(*p.controller, process);
     tally->stable += std::isfinite(ms);
     tally->good += ratio <= 1.2;
     tally->fair += ratio <= 1.25 && ms <= 2.05;
@@ -85,8 +85,8 @@ class CRow {
       tally->certifiedRightly += ratio <= 1.2;
     }
     if (!(ratio <= 1.25 && ms <= 2.05)) {
-      std::printf("  %s, %s, seed %d: ratio %.3f, Ms %.3f, regret %.3f, order %d%s\n", process_.name.c_str(),
-                  LawName(law).data(), static_cast<int>(seed_), ratio, ms, p.regret.value_or(0), p.estimate.order,
+      std::printf("  %s, %s, seed %d: ratio %.3f, Ms %.3f, regret %.3f, order %d%s\n", process.name.c_str(),
+                  LawName(law).data(), static_cast<int>(seed), ratio, ms, p.regret.value_or(0), p.estimate.order,
                   p.refused.empty() ? "" : ", refused");
     }
   }
@@ -94,21 +94,21 @@ class CRow {
  private:
   // Of the first record alone, or with one of `rows` that was asked for.
   tuning::TProposal Propose(std::size_t further, int rows, const tuning::TTuneOptions& options) {
-    const auto [at, isNew] = estimates_.try_emplace(rows);
+    const auto [at, isNew] = estimates.try_emplace(rows);
     if (isNew) {
       TExperiment experiment;
-      experiment.experiment = scenario_.experiments[0];
-      experiment.period = process_.theta / scenario_.periods;
-      experiment.noise = scenario_.noise;
-      experiment.colour = scenario_.colour;
-      experiment.highest = scenario_.highest;
-      experiment.seed = seed_;
-      at->second.records = {Record(process_, experiment)};
+      experiment.experiment = scenario.experiments[0];
+      experiment.period = process.theta / scenario.periods;
+      experiment.noise = scenario.noise;
+      experiment.colour = scenario.colour;
+      experiment.highest = scenario.highest;
+      experiment.seed = seed;
+      at->second.records = {Record(process, experiment)};
       if (further > 0) {
         experiment.experiment = EExperiment::Relay;
         experiment.rows = rows;
         experiment.seed += 100;
-        at->second.records.push_back(Record(process_, experiment));
+        at->second.records.push_back(Record(process, experiment));
       }
       at->second.estimate = tuning::Estimate(at->second.records, {});
     }
@@ -120,10 +120,10 @@ class CRow {
     tuning::TEstimate estimate;
   };
 
-  const TProcess& process_;
-  const TScenario& scenario_;
-  std::uint64_t seed_;
-  std::map<int, TEstimated> estimates_;  // by rows asked for
+  const TProcess& process;
+  const TScenario& scenario;
+  std::uint64_t seed;
+  std::map<int, TEstimated> estimates;  // by rows asked for
 };
 
 bool Wanted(const char* what, double reached, double wanted) {
