@@ -55,8 +55,8 @@ class CLoopDoubts {
 CLoopDoubts::CLoopDoubts(const runtime::CApplication& doubted, const TReferences& known)
     : application(doubted), references(known) {
   const std::string_view text = application.Text();
-  isConnected = text.find("end_connections") != std::string_view::npos ||
-                text.find("fmu = \"") != std::string_view::npos;
+  isConnected =
+      text.find("end_connections") != std::string_view::npos || text.find("fmu = \"") != std::string_view::npos;
   const std::size_t begin = text.find("\nscript");
   if (application.HasScript()) script = text.substr(begin == std::string_view::npos ? 0 : begin);
 }
