@@ -136,6 +136,9 @@ TEST_F(CzechProgram, HelpsAndRefusesInIt) {
                                 "journal --help",
                                 "panel --help",
                                 "tune --help",
+                                "margins --help",
+                                "tune x y",
+                                "tune x y --from r --ms 3",
                                 "tune x y --experiment relay",
                                 "tune x y --experiment relay --amplitude 0",
                                 "tune x y --experiment relay --bound 1",
@@ -161,10 +164,10 @@ TEST_F(CzechProgram, HelpsAndRefusesInIt) {
                                 "describe x --format html",
                                 "describe pid_regulater",
                                 "check /nowhere/x"}) {
-    ExpectWordless(arguments,
-                   "run tune relay step replay archive journal panel study plan merge slurm parallel list export check "
-                   "probe classes describe validate "
-                   "text markdown cs en");
+    ExpectWordless(
+        arguments,
+        "run tune margins relay step replay archive journal panel study plan merge slurm parallel list export "
+        "check probe classes describe validate text markdown cs en");
   }
 }
 

@@ -1,12 +1,15 @@
-// `loopbox tune`: experiments.
+// `loopbox tune` and `loopbox margins`: experiments, and what is made of records.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <memory>
 
+#include "json/json.h"
 #include "tests/support.h"
 
 namespace {
 
+using json::CValue;
 using tests::Loopbox;
 
 constexpr char kOven[] =
@@ -41,6 +44,9 @@ class Tune : public testing::Test {
   static std::string Experiment(const std::string& rest) {
     return "--experiment relay --amplitude 10 --bound 30,90 --longest 1000 " + rest;
   }
+  static CValue Json(const std::string& name) {
+    return CValue::Parse(tests::ReadFile(folder->Path(name))).value_or(CValue());
+  }
 
   static std::unique_ptr<tests::CFolder> folder;
   static tests::TOutcome recorded;
@@ -58,6 +64,69 @@ TEST_F(Tune, RecordsAnExperimentAndReturnsWithoutABump) {
   EXPECT_EQ(bump, "1\n1\n");
 }
 
+TEST_F(Tune, ProposesWritesAndTells) {
+  const std::string out = folder->Path("out.lbx");
+  const tests::TOutcome outcome =
+      Loopbox(OfOven("tune") + "--from " + folder->Path("relay.csv") + " --law takahashiDelay --lag 0.1 --json " +
+              folder->Path("p.json") + " --write " + out + " --report " + folder->Path("r.html") + " --warm " +
+              folder->Path("w.par"));
+  tests::ExpectOutcome(
+      outcome, 0, {"proposed", "now", "takahashiDelay", "takahashi", "gain margin", "regret", "file_name = \"w.par\""});
+  const CValue proposal = Json("p.json");
+  EXPECT_EQ(proposal.Names(),
+            (std::vector<std::string>{"advice", "cost", "instrument", "law", "margins", "model", "models",
+                                      "noise_at_output", "parameters", "period", "refused", "regret"}));
+  EXPECT_EQ(proposal.Member("parameters").Names(), (std::vector<std::string>{"derivation_delay", "r0", "tD", "tI"}));
+  EXPECT_EQ(proposal.Member("model").Names(),
+            (std::vector<std::string>{"L", "T3", "eps", "k", "kb", "order", "sigma", "std", "tau"}));
+  EXPECT_EQ(proposal.Member("margins").Member("worst").Names(), (std::vector<std::string>{"gain", "ms", "phase"}));
+  EXPECT_EQ(proposal.Member("cost").Names(), (std::vector<std::string>{"load", "set_point"}));
+  EXPECT_NEAR(*proposal.Member("model").Member("k").Number(), 1.6 / 60.0, 1e-3);
+  EXPECT_NEAR(*proposal.Member("model").Member("L").Number(), 4.0, 0.3);
+
+  // What is written differs in law and parameters alone, and acts by them.
+  const CValue parameters = proposal.Member("parameters");
+  const auto written = [&](const char* name) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.6g", *parameters.Member(name).Number());
+    return std::string(text);
+  };
+  std::string expected = tests::Replaced(kOven, "= takahashi;", "= takahashiDelay;");
+  expected = tests::Replaced(
+      expected, "param_1 = 1; param_2 = 40;",
+      "param_1 = " + written("r0") + "; param_2 = " + written("tI") + "; param_3 = " + written("tD") + ";");
+  expected += "\nscript\n  at(0, function() heater:SetDerivationDelay(0.1) end)\nend_script;\n";
+  EXPECT_EQ(tests::ReadFile(out), expected);
+  const tests::TOutcome run = Loopbox("run " + out + " --quiet --summary " + folder->Path("s.json"));
+  EXPECT_EQ(run.status, 0) << run.output;
+  tests::ExpectParts(tests::ReadFile(folder->Path("s.json")),
+                     {"\"law\": \"takahashiDelay\"", "\"derivation_delay\": 0.1", written("tI")});
+  EXPECT_EQ(tests::ReadFile(folder->Path("w.par")).size(), 60u);
+  tests::ExpectParts(tests::ReadFile(folder->Path("r.html")),
+                     {"<h1>tuning of heater</h1>", "id=\"nyquist\"", "\"frequency, rad/s\"", "value less model"});
+
+  // The same record, the same proposal.
+  Loopbox(OfOven("tune") + "--from " + folder->Path("relay.csv") + " --law takahashiDelay --lag 0.1 --json " +
+          folder->Path("again.json"));
+  EXPECT_EQ(tests::ReadFile(folder->Path("again.json")), tests::ReadFile(folder->Path("p.json")));
+}
+
+TEST_F(Tune, TellsTheMarginsOfALoopAsItStands) {
+  tests::ExpectOutcome(Loopbox(OfOven("margins") + "--set heater.param_1=0.5 --at 10 --json " + folder->Path("m.json")),
+                       0, {"now", "gain margin", "Ms"});
+  const CValue margins = Json("m.json");
+  EXPECT_TRUE(margins.Member("model").IsNull());
+  EXPECT_TRUE(margins.Member("regret").IsNull());
+  EXPECT_EQ(*margins.Member("parameters").Member("r0").Number(), 0.5);
+  const double byProcess = *margins.Member("margins").Member("nominal").Member("gain").Number();
+  tests::ExpectOutcome(Loopbox(OfOven("margins") + "--set heater.param_1=0.5 --json " + folder->Path("m.json") +
+                               " --from " + folder->Path("relay.csv")),
+                       0, {"takahashi", "at worst"});
+  EXPECT_NEAR(*Json("m.json").Member("margins").Member("nominal").Member("gain").Number(), byProcess, 0.1 * byProcess);
+  tests::ExpectOutcome(Loopbox(OfOven("margins") + "--set heater.param_1=500"), 3,
+                       {"not stable", "refused: The loop isn't stable with these parameters."});
+}
+
 TEST_F(Tune, EndsAnExperimentByTheConnections) {
   const std::string connected = folder->Write(
       "plant.lbx", tests::Replaced(kOven, "instrument pid",
@@ -73,24 +142,66 @@ TEST_F(Tune, EndsAnExperimentByTheConnections) {
 }
 
 TEST_F(Tune, RefusesWhatIsWrong) {
+  std::string header = "time,power,measured\n";
+  std::string level = header;
+  std::string coarse = header;
+  std::string uneven = header;
+  std::string gaps = header;
+  for (int i = 0; i < 200; ++i) {
+    const std::string row = "," + std::string(i % 40 < 20 ? "15" : "35") + ",60\n";
+    level += std::to_string(0.5 * i) + ",25,60\n";
+    coarse += std::to_string(5 * i) + row;
+    uneven += std::to_string(0.5 * i + (i == 90 ? 0.2 : 0.0)) + row;
+    gaps += std::to_string(0.5 * i) + (i % 3 == 0 ? ",15,\n" : row);
+  }
+  for (const auto& [name, text] : {std::pair("level.csv", level),
+                                   {"coarse.csv", coarse},
+                                   {"uneven.csv", uneven},
+                                   {"gaps.csv", gaps},
+                                   {"two.csv", header + "0,1,2\n0.5,1,2\n"},
+                                   {"other.csv", std::string("time,x\n0,1\n")}}) {
+    folder->Write(name, text);
+  }
   folder->Write("fan.lbx",
                 "data x : real; on : boolean; end_data;\n"
                 "instrument boolean_regulator fan expression = x; wish_value = 1; output = on;\n"
                 "end_instrument;\n"
                 "instrument pid_regulator alone expression = x; wish_value = 1; end_instrument;\n");
+  folder->Write("inside.lbx", "include \"oven.lbx\";\n");
+  const std::string from = "tune OVEN heater --from ";
   const std::string experiment = "tune OVEN heater --experiment relay -o DIRx.csv ";
   const tests::TCall rows[] = {
-      {"tune OVEN --experiment relay", 2, {"INSTRUMENT is required"}},
-      {"tune OVEN heater", 2, {"--experiment is required"}},
-      {"tune OVEN heatr --experiment relay -o DIRx.csv --amplitude 1 --bound 2,99 --longest 99",
-       2,
-       {"there is no instrument 'heatr'; did you mean 'heater'?"}},
-      {"tune DIRfan.lbx fan --experiment relay -o DIRx.csv --amplitude 1 --bound 2,99 --longest 99",
-       2,
-       {"fan has no continuous output, which alone can be tuned"}},
-      {"tune DIRfan.lbx alone --experiment relay -o DIRx.csv --amplitude 1 --bound 2,99 --longest 99",
-       2,
-       {"alone has no data element for its output, by which a record"}},
+      {"tune OVEN", 2, {"INSTRUMENT is required"}},
+      {"tune OVEN heater", 2, {"tune needs --from with a record, or --experiment to make one"}},
+      {"tune OVEN heater --write DIRo.lbx", 2, {"--write", "--from"}},
+      {from + "DIRrelay.csv --experiment relay", 2, {"--from excludes --experiment"}},
+      {from + "DIRrelay.csv --law variable", 2, {"--law", "variable not in {classical,classicalDelay"}},
+      {from + "DIRrelay.csv --lag -1", 2, {"--lag: expected a number from 0 to 10, found \"-1\""}},
+      {from + "DIRrelay.csv --ms 3", 2, {"--ms: expected a number from 1.2 to 2, found \"3\""}},
+      {from + "DIRrelay.csv --period 0", 2, {"--period: expected a number of seconds of at least 0.001"}},
+      {"tune OVEN heatr --from DIRrelay.csv", 2, {"there is no instrument 'heatr'; did you mean 'heater'?"}},
+      {"tune DIRfan.lbx fan --from DIRrelay.csv", 2, {"fan has no continuous output, which alone can be tuned"}},
+      {"tune DIRfan.lbx alone --from DIRrelay.csv", 2, {"alone has no data element for its output, by which a record"}},
+      {"tune DIRnone.lbx heater --from DIRrelay.csv", 1, {"none.lbx"}},
+      {from + "DIRnone.csv", 1, {"none.csv", "No such file"}},
+      {from + "DIRother.csv",
+       1,
+       {"other.csv: has no column of the value of heater, by these names: measured, heater.value; --map"}},
+      {from + "DIRother.csv --map measured=x",
+       1,
+       {"has no column of the output of heater, by these names: power.written, power, heater.output"}},
+      {from + "DIRother.csv --map measured=z", 1, {"--map measured=z: the file has no such column"}},
+      {from + "DIRother.csv --map set_point=x", 1, {"set_point is neither the value nor the output of heater"}},
+      {from + "DIRtwo.csv", 1, {"two.csv: has 2 rows, which tells nothing"}},
+      {from + "DIRcoarse.csv", 1, {"its rows are 5 s apart, and the regulator acts each 0.5 s: what it did between"}},
+      {from + "DIRuneven.csv", 1, {"its rows are not at equal distances: 0.5 s as a rule, but not at 45.2 s"}},
+      {from + "DIRgaps.csv", 1, {"of its 199 rows 66 are missing, without a value, or of one that isn't good"}},
+      {from + "DIRlevel.csv --write DIRno.lbx",
+       3,
+       {"refused: The output keeps one level", "nothing is written of a proposal that is refused"}},
+      {from + "DIRrelay.csv --write OVEN", 1, {"oven.lbx: the text would overwrite a file that the run uses"}},
+      {from + "DIRrelay.csv --json DIRnone/p.json", 1, {"none/p.json"}},
+      {"tune DIRinside.lbx heater --from DIRrelay.csv --write DIRo.lbx", 1, {"and only what stands in"}},
       {experiment, 2, {"--experiment needs -o, --amplitude, --bound and --longest"}},
       {experiment + "--amplitude 0", 2, {"--amplitude: expected a number other than 0, found \"0\""}},
       {experiment + "--amplitude 1 --bound 5,2 --longest 99", 2, {"expected two numbers as 20,80, the second above"}},
@@ -102,6 +213,14 @@ TEST_F(Tune, RefusesWhatIsWrong) {
       {experiment + "--amplitude 30 --bound 2,99 --longest 99",
        3,
        {"and an amplitude of 30 % leaves its range, 0 to 100"}},
+      {"margins OVEN heater --at 5 --from DIRrelay.csv", 2, {"--from excludes --at"}},
+      {"margins OVEN heater --set heater.param_1=0 --from DIRlevel.csv", 1, {"the input never changes"}},
+      {"margins OVEN heater --set power=100 --set heater.expression=set_point",
+       1,
+       {"its value doesn't answer its output"}},
+      {"margins OVEN heater --set heater.param_2=0",
+       1,
+       {"heater doesn't act by a law with r0, tI and tD, of which alone margins are told"}},
   };
   for (const tests::TCall& row : rows) {
     SCOPED_TRACE(row.arguments);

@@ -20,8 +20,8 @@ namespace {
 
 // In the order of the help.
 constexpr TCommand (*kCommands[])(TCommonOptions& common) = {
-    RunCommand,     CheckCommand, TuneCommand, ProbeCommand,   ReplayCommand,   JournalCommand, PanelCommand,
-    ArchiveCommand, StudyCommand, FmuCommand,  ClassesCommand, DescribeCommand, ValidateCommand};
+    RunCommand,   CheckCommand,   TuneCommand,  MarginsCommand, ProbeCommand,   ReplayCommand,   JournalCommand,
+    PanelCommand, ArchiveCommand, StudyCommand, FmuCommand,     ClassesCommand, DescribeCommand, ValidateCommand};
 
 // kDone, or the status of what is wrong with it.
 EExitStatus ChooseLanguage(const TCommonOptions& common, std::string* error) {

@@ -17,6 +17,7 @@ TCommand PanelCommand(TCommonOptions& common);
 TCommand ReplayCommand(TCommonOptions& common);
 TCommand ArchiveCommand(TCommonOptions& common);
 TCommand TuneCommand(TCommonOptions& common);
+TCommand MarginsCommand(TCommonOptions& common);
 TCommand FmuCommand(TCommonOptions& common);
 TCommand StudyCommand(TCommonOptions& common);
 TCommand ValidateCommand(TCommonOptions& common);

@@ -6,9 +6,14 @@
 
 namespace workbench {
 
+// Whose translation is the language that a page says it is in.
+inline constexpr char kLanguageKey[] = "page.language";
+
 std::string_view ReportScript();
 std::string_view ReportStyle();
 std::string_view StudyScript();
+std::string_view TuneReportScript();
+std::string_view TuneReportStyle();
 
 }  // namespace workbench
 

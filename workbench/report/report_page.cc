@@ -24,7 +24,6 @@ using page::Escaped;
 using runtime::Translated;
 
 constexpr std::size_t kOverviewMetrics = 2;  // of a regulator's
-constexpr char kLanguageKey[] = "page.language";
 
 // The program's own text, as HTML in the language that was chosen.
 std::string Word(const std::string& text) { return Escaped(Translated(text)); }
