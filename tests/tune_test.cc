@@ -6,11 +6,97 @@
 
 #include "json/json.h"
 #include "tests/support.h"
+#include "workbench/run/loop_record.h"
+#include "workbench/run/proposed_text.h"
 
 namespace {
 
 using json::CValue;
 using tests::Loopbox;
+
+// --- Records and texts ----------------------------------------------------------------------
+
+TEST(LoopRecord, LeavesOutRowsThatSayNothing) {
+  const tests::CFolder folder;
+  const tests::CRun run(tests::OneRegulator("pid_regulator", ""));
+  std::string error;
+  const auto loop = workbench::LoopOf(*run, {}, "test.lbx", "reg", &error);
+  ASSERT_TRUE(loop) << error;
+  // A first row without an output, a bad one, a missing one, an empty cell; a written
+  // output goes before the wanted one.
+  const std::string path =
+      folder.Write("r.csv",
+                   "time,x,x.quality,u,u.written,reg.output\n0,1,good,,,\n1,2,good,5,4,5\n"
+                   "2,9,stale,5,5,5\n4.01,3,good,6,6,6\n5,,good,7,6.5,7\n6,4,good,7,7,7\n"
+                   "7,5,good,7,7,7\n8,5,good,7,7,7\n9,5,good,7,7,7\n10,5,good,7,7,7\n"
+                   "11,5,good,7,7,7\n12,5,good,7,7,7\n13,5,good,7,7,7\n14,5,good,7,7,7\n15,5,good,7,7,7\n");
+  const auto record = workbench::ReadLoopRecord(path, *loop, {}, 1.0, &error);
+  ASSERT_TRUE(record) << error;
+  EXPECT_EQ(record->begin, 1.0);
+  EXPECT_EQ(record->rows.period, 1.0);
+  using TValues = std::vector<double>;
+  const auto first = [](const auto& list) { return TValues(list.begin(), list.begin() + 6); };
+  EXPECT_EQ(first(record->rows.input), (TValues{4, 5, 5, 6, 6.5, 7}));
+  EXPECT_EQ(first(record->rows.output), (TValues{2, 2, 2, 3, 3, 4}));
+  EXPECT_EQ(first(record->rows.used), (TValues{1, 0, 0, 1, 0, 1}));
+  EXPECT_EQ(record->rows.input.size(), 15u);
+
+  // A historian's, with a comma for a point, at half of the period.
+  const std::string other = folder.Write("h.csv",
+                                         "Zeit;PV;OP\n2026-01-01 00:00:00;1,5;4\n2026-01-01 00:00:00.5;2;4\n"
+                                         "2026-01-01 00:00:01;2;5\n");
+  const auto mapped = workbench::ReadLoopRecord(other, *loop, {"time=Zeit", "x=PV", "reg.output=OP"}, 1.0, &error);
+  ASSERT_TRUE(mapped) << error;
+  EXPECT_EQ(mapped->rows.period, 0.5);
+  EXPECT_EQ(mapped->rows.output, (TValues{1.5, 2, 2}));
+}
+
+TEST(ProposedText, ChangesLawParametersAndPeriodAlone) {
+  const std::string before =
+      "data x : real; u : real; end_data;\ninstrument pid_regulator reg\n  expression = x;"
+      " wish_value = 1; output = u;\n";
+  const std::string all = "regulator_type = takahashi; param_1 = 2; param_2 = 30.5; param_3 = 0;";
+  // The text, and what becomes of it.
+  const std::pair<std::string, std::string> rows[] = {
+      {before + "end_instrument;\n", before + "  parameters " + all + " end_parameters;\nend_instrument;\n"},
+      {before + "inverse; end_instrument;", before + "inverse; parameters " + all + " end_parameters; end_instrument;"},
+      {before + "parameters end_parameters; end_instrument;",
+       before + "parameters " + all + " end_parameters; end_instrument;"},
+      {before + "parameters param_2 = 1 /* s */; adaptive = true; end_parameters; end_instrument;",
+       before +
+           "parameters param_2 = 30.5 /* s */; regulator_type = takahashi; param_1 = 2; param_3 = 0; adaptive = false;"
+           " end_parameters; end_instrument;"},
+      {"\xEF\xBB\xBF// ä\nscript\n-- \" application a period = 9;\nend_script;\napplication a period = 2; "
+       "end_application;\n" +
+           before + "end_instrument;\n",
+       "\xEF\xBB\xBF// ä\nscript\n-- \" application a period = 9;\nend_script;\napplication a period = 0.5; "
+       "end_application;\n" +
+           before + "  parameters " + all + " end_parameters;\nend_instrument;\n"},
+      {"application a duration = 2; end_application;\n" + before + "end_instrument;\n",
+       "application a period = 0.5; duration = 2; end_application;\n" + before + "  parameters " + all +
+           " end_parameters;\nend_instrument;\n"},
+  };
+  const workbench::TProposedEntries entries = {"takahashi", 2.0, 30.5, 0.0, {}, 0.5};
+  for (const auto& [text, expected] : rows) {
+    const tests::CFolder folder;
+    const tests::CRun run(folder, "a.lbx", text);
+    std::string error;
+    const auto changed = workbench::ProposedText(*run, run.Instrument("reg"), folder.Path("a.lbx"), entries, &error);
+    EXPECT_EQ(changed.value_or(error), expected);
+    EXPECT_TRUE(tests::CRun(changed.value_or("")).IsRead());
+  }
+  // A loop's definition stands there once for all.
+  const tests::CFolder folder;
+  const tests::CRun run(folder, "a.lbx",
+                        "for i = 1 to 1 data x_{i} : real; u_{i} : real; end_data;\n"
+                        "instrument pid_regulator reg_{i} expression = x_{i}; wish_value = 1; output = u_{i};\n"
+                        "end_instrument; end_for;\n");
+  std::string error;
+  EXPECT_FALSE(workbench::ProposedText(*run, run.Instrument("reg_1"), folder.Path("a.lbx"), entries, &error));
+  tests::ExpectParts(error, {"a.lbx: the definition of reg_1 doesn't stand there as a whole"});
+}
+
+// --- The program ------------------------------------------------------------------------------
 
 constexpr char kOven[] =
     "// An oven.\n"
@@ -136,6 +222,7 @@ TEST_F(Tune, EndsAnExperimentByTheConnections) {
                                    "on_loss = keep; safe = 0; end_output; end_modbus; end_connections;\n"
                                    "instrument pid"));
   const std::string command = "tune " + connected + " heater " + Experiment("-o " + folder->Path("x.csv") + " ");
+  tests::ExpectOutcome(Loopbox(command + "--plant dry"), 2, {"--plant dry writes nothing, of which an experiment"});
   tests::ExpectOutcome(Loopbox(command), 3, {"the experiment ended since the connections hold power at 30 %\n"});
   tests::ExpectOutcome(Loopbox(tests::Replaced(command, "--amplitude 10", "--amplitude 4") + "--lose measured@60-100"),
                        3, {"the experiment ended since measured isn't good: the connection is lost, or its value\n"});
