@@ -236,7 +236,7 @@ TEST_F(Tune, RefusesWhatIsWrong) {
   std::string gaps = header;
   for (int i = 0; i < 200; ++i) {
     const std::string row = "," + std::string(i % 40 < 20 ? "15" : "35") + ",60\n";
-    level += std::to_string(0.5 * i) + ",25,60\n";
+    level += std::to_string(0.5 * i) + ",25," + std::to_string(60 + i % 2) + "\n";
     coarse += std::to_string(5 * i) + row;
     uneven += std::to_string(0.5 * i + (i == 90 ? 0.2 : 0.0)) + row;
     gaps += std::to_string(0.5 * i) + (i % 3 == 0 ? ",15,\n" : row);
@@ -301,7 +301,9 @@ TEST_F(Tune, RefusesWhatIsWrong) {
        3,
        {"and an amplitude of 30 % leaves its range, 0 to 100"}},
       {"margins OVEN heater --at 5 --from DIRrelay.csv", 2, {"--from excludes --at"}},
-      {"margins OVEN heater --set heater.param_1=0 --from DIRlevel.csv", 1, {"the input never changes"}},
+      {"margins OVEN heater --set heater.param_1=0 --from DIRlevel.csv",
+       1,
+       {"The output keeps one level throughout: nothing can be learnt from that."}},
       {"margins OVEN heater --set power=100 --set heater.expression=set_point",
        1,
        {"its value doesn't answer its output"}},

@@ -34,7 +34,7 @@ constexpr double kDecades = 3.0;        // of them
 constexpr double kNyquistRadius = 4.0;  // what is drawn of the loop's gain
 constexpr double kTradedMs[] = {1.2, 1.3, 1.4, 1.5, 1.6, 1.7, 1.85, 2.0};
 
-CValue List(const std::vector<double>& numbers) {
+CValue Rounded(const std::vector<double>& numbers) {
   CValue list = CValue::Array();
   // Six digits are more than a pixel, and half of the page.
   for (const double number : numbers) {
@@ -45,12 +45,12 @@ CValue List(const std::vector<double>& numbers) {
 }
 
 // A curve without a name is one of many models.
-CValue Curve(const std::string& name, std::uint32_t color, const std::vector<double>& y, bool holds, bool dashed) {
+CValue NamedCurve(const std::string& name, std::uint32_t color, const std::vector<double>& y, bool holds, bool dashed) {
   return {{"name", Translated(name)},
           {"color", page::Color(color)},
           {"holds", holds},
           {"dash", dashed ? CValue::ArrayOf(std::vector<int>{6, 4}) : CValue()},
-          {"y", List(y)}};
+          {"y", Rounded(y)}};
 }
 
 struct TSpan {
@@ -122,7 +122,7 @@ void CTunePage::Plot(const char* kind, const std::string& xLabel, const std::str
   plots.Append({{"kind", kind},
                 {"xLabel", Translated(xLabel)},
                 {"unit", unit},
-                {"x", List(x)},
+                {"x", Rounded(x)},
                 {"curves", std::move(curves)},
                 {"low", range ? CValue(range->low) : CValue()},
                 {"high", range ? CValue(range->high) : CValue()}});
@@ -144,14 +144,14 @@ void CTunePage::Records() {
     }
     body += "<section>\n<h2>" + page::Escaped(record.path) + "</h2>\n";
     CValue curves = CValue::Array();
-    curves.Append(Curve("value", kProposedColor, values, false, false));
-    curves.Append(Curve("model", kFitColor, fitted, false, true));
+    curves.Append(NamedCurve("value", kProposedColor, values, false, false));
+    curves.Append(NamedCurve("model", kFitColor, fitted, false, true));
     Plot("time", "", result.loop.instrument.QuantityUnit(), times, std::move(curves), false);
     curves = CValue::Array();
-    curves.Append(Curve("value less model", kProposedColor, residuals, false, false));
+    curves.Append(NamedCurve("value less model", kProposedColor, residuals, false, false));
     Plot("time", "", result.loop.instrument.QuantityUnit(), times, std::move(curves), true);
     curves = CValue::Array();
-    curves.Append(Curve("output", kOutputColor, record.rows.input, true, false));
+    curves.Append(NamedCurve("output", kOutputColor, record.rows.input, true, false));
     Plot("time", "", result.loop.instrument.OutputUnit(), times, std::move(curves), true);
     body += "</section>\n";
   }
@@ -196,8 +196,8 @@ void CTunePage::Response(const std::string& heading, double wish, double load) {
       value.push_back(response.value[at]);
       output.push_back(response.output[at]);
     }
-    values.Append(Curve(name, color, value, false, dashed));
-    outputs.Append(Curve(name, color, output, true, dashed));
+    values.Append(NamedCurve(name, color, value, false, dashed));
+    outputs.Append(NamedCurve(name, color, output, true, dashed));
   };
   const std::vector<tuning::TModel>& set = result.estimate->set;
   for (std::size_t i = 1; i < set.size(); ++i) add(controller, set[i], "", kModelColor, false);
@@ -242,10 +242,10 @@ void CTunePage::Frequencies() {
       while (!phase.empty() && angle < before - 180.0) angle += 360.0;
       before = angle;
       phase.push_back(angle);
-      if (std::abs(gain) < kNyquistRadius) points.Append(List({gain.real(), gain.imag()}));
+      if (std::abs(gain) < kNyquistRadius) points.Append(Rounded({gain.real(), gain.imag()}));
     }
-    magnitudes.Append(Curve(name, color, magnitude, false, dashed));
-    phases.Append(Curve(name, color, phase, false, dashed));
+    magnitudes.Append(NamedCurve(name, color, magnitude, false, dashed));
+    phases.Append(NamedCurve(name, color, phase, false, dashed));
     planes.Append({{"name", Translated(name)},
                    {"color", page::Color(color)},
                    {"dash", dashed ? CValue::ArrayOf(std::vector<int>{6, 4}) : CValue()},
@@ -297,8 +297,8 @@ void CTunePage::Trade() {
     rows += "</tr>\n";
   }
   CValue curves = CValue::Array();
-  curves.Append(Curve("cost of a wish's step", kProposedColor, wishes, false, false));
-  curves.Append(Curve("cost of a load's step", kOutputColor, loads, false, false));
+  curves.Append(NamedCurve("cost of a wish's step", kProposedColor, wishes, false, false));
+  curves.Append(NamedCurve("cost of a load's step", kOutputColor, loads, false, false));
   body += "<section>\n";
   Heading("What a bound on the sensitivity costs");
   if (bounds.size() > 1) Plot("plain", "bound on Ms", "", bounds, std::move(curves), false);
