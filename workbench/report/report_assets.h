@@ -7,7 +7,7 @@
 namespace workbench {
 
 // Whose translation is the language that a page says it is in.
-inline constexpr char kLanguageKey[] = "page.language";
+inline constexpr char kPageLanguageKey[] = "page.language";
 
 std::string_view ReportScript();
 std::string_view ReportStyle();

@@ -89,7 +89,8 @@ std::string CPage::Text() {
   Licence();
   page::TPage shown;
   shown.title = Name() + " – Loopbox";
-  if (const std::string language = Translated(kLanguageKey); language != kLanguageKey) shown.language = language;
+  if (const std::string language = Translated(kPageLanguageKey); language != kPageLanguageKey)
+    shown.language = language;
   shown.styles = {ReportStyle()};
   shown.body = std::move(body);
   shown.data = ReportData(report, panels);

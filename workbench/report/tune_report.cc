@@ -27,8 +27,8 @@ constexpr std::uint32_t kProposedColor = painting::kPlotColors[0];
 constexpr std::uint32_t kNowColor = painting::kPlotColors[1];
 constexpr std::uint32_t kFitColor = painting::kPlotColors[1];
 constexpr std::uint32_t kOutputColor = painting::kPlotColors[2];
-constexpr std::size_t kMostPoints = 400;  // of an answer
-constexpr int kMostPeriods = 20'000;      // of an answer
+constexpr std::size_t kAnswerPoints = 400;  // of an answer
+constexpr int kAnswerPeriods = 20'000;      // of an answer
 constexpr int kFrequencies = 200;
 constexpr double kDecades = 3.0;        // of them
 constexpr double kNyquistRadius = 4.0;  // what is drawn of the loop's gain
@@ -106,7 +106,8 @@ std::string CTunePage::Text() {
   for (const char* word : {"time, s", "time, h:min"}) words.Set(word, Translated(word));
   page::TPage shown;
   shown.title = title;
-  if (const std::string language = Translated(kLanguageKey); language != kLanguageKey) shown.language = language;
+  if (const std::string language = Translated(kPageLanguageKey); language != kPageLanguageKey)
+    shown.language = language;
   shown.styles = {TuneReportStyle()};
   shown.body = body;
   shown.data = page::ScriptText(CValue({{"words", words}, {"plots", plots}, {"nyquist", nyquist}}).Text());
@@ -163,7 +164,7 @@ void CTunePage::Records() {
 int CTunePage::PeriodsOf(const tuning::TController& controller) const {
   const tuning::TApparent apparent = tuning::Apparent(result.estimate->model);
   const double seconds = 12.0 * std::max(apparent.deadTime, controller.period) + 6.0 * controller.tI;
-  return static_cast<int>(std::clamp(seconds / controller.period, 50.0, double{kMostPeriods}));
+  return static_cast<int>(std::clamp(seconds / controller.period, 50.0, double{kAnswerPeriods}));
 }
 
 void CTunePage::Responses() {
@@ -180,7 +181,7 @@ void CTunePage::Response(const std::string& heading, double wish, double load) {
   const int periods = PeriodsOf(controller);
   const double end = static_cast<double>(periods) * controller.period;
   std::vector<double> times;
-  const std::size_t points = std::min(kMostPoints, static_cast<std::size_t>(periods));
+  const std::size_t points = std::min(kAnswerPoints, static_cast<std::size_t>(periods));
   for (std::size_t i = 0; i < points; ++i) times.push_back(end * static_cast<double>(i) / static_cast<double>(points));
   CValue values = CValue::Array();
   CValue outputs = CValue::Array();

@@ -13,7 +13,7 @@ namespace {
 using json::CValue;
 using runtime::Translated;
 
-constexpr char kNone[] = "–";
+constexpr char kNoNumber[] = "–";
 
 template <typename T>
 CValue OrNull(const std::optional<T>& value) {
@@ -21,7 +21,7 @@ CValue OrNull(const std::optional<T>& value) {
 }
 
 std::string OrNone(const std::optional<double>& value, const std::string& unit) {
-  return value && std::isfinite(*value) ? Quantity(*value, unit) : kNone;
+  return value && std::isfinite(*value) ? Quantity(*value, unit) : kNoNumber;
 }
 
 // "1.85 (at worst 1.96)".
@@ -121,7 +121,7 @@ std::string TTuneResult::Text() const {
   add("tI", [](const TJudged& one) { return Quantity(one.controller.tI, "s"); });
   add("tD", [](const TJudged& one) { return Quantity(one.controller.tD, "s"); });
   add("lag", [](const TJudged& one) {
-    return tuning::HasLag(one.controller.law) ? Significant(one.controller.lag) + " tD" : std::string(kNone);
+    return tuning::HasLag(one.controller.law) ? Significant(one.controller.lag) + " tD" : std::string(kNoNumber);
   });
   add("period", [](const TJudged& one) { return Quantity(one.controller.period, "s"); });
   add("gain margin", [](const TJudged& one) { return WithWorst(one.nominal.gain, one.worst.gain, ""); });
