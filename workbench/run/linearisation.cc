@@ -70,7 +70,7 @@ std::optional<tuning::TSampledModel> Linearised(runtime::TReadOptions options, r
       const double value = runs[0].ValueBefore(output.value);
       answer.push_back((value - runs[1].ValueBefore(output.value)) / (above - below));
     }
-    const std::optional<tuning::TSampledModel> model = tuning::FromPulse(answer, runs[0].Period());
+    std::optional<tuning::TSampledModel> model = tuning::FromPulse(answer, runs[0].Period());
     if (model && !model->numerator.empty()) return model;
   }
   const bool answers = std::any_of(answer.begin(), answer.end(), [](double change) { return change != 0; });
