@@ -14,9 +14,7 @@ std::string_view ReportScript() { return page::Between(loopboxReportScriptBegin,
 std::string_view ReportStyle() { return page::Between(loopboxReportStyleBegin, loopboxReportStyleEnd); }
 std::string_view StudyScript() { return page::Between(loopboxStudyScriptBegin, loopboxStudyScriptEnd); }
 
-std::string_view TuneReportScript() {
-  return page::Between(loopboxTuneReportScriptBegin, loopboxTuneReportScriptEnd);
-}
+std::string_view TuneReportScript() { return page::Between(loopboxTuneReportScriptBegin, loopboxTuneReportScriptEnd); }
 std::string_view TuneReportStyle() { return page::Between(loopboxTuneReportStyleBegin, loopboxTuneReportStyleEnd); }
 
 }  // namespace workbench
