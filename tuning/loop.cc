@@ -1,6 +1,5 @@
 #include "tuning/loop.h"
 
-#include <Eigen/Eigenvalues>
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -198,12 +197,12 @@ class CFrequencyResponse::CScan {
   CScan(const CFrequencyResponse& of, const TSampledLaw& under) : response(of), law(under) {}
 
   double Sensitivity() {
-    const std::vector<TPoint>& points = response.points;
-    for (const TPoint& point : points) {
+    const std::vector<TPoint>& all = response.points;
+    for (const TPoint& point : all) {
       const TLoopPoint loop(point, law);
-      const bool end = &point == &points.front() || &point == &points.back();
+      const bool end = &point == &all.front() || &point == &all.back();
       if (end && !(loop.Closed().re > 0)) return kInfinite;
-      Reach(point.angle, loop, &point == &points.front() ? kDepth : 0);
+      Reach(point.angle, loop, &point == &all.front() ? kDepth : 0);
     }
     return turns == 0 ? 1.0 / std::sqrt(least) : kInfinite;
   }
@@ -279,20 +278,6 @@ TMargins CFrequencyResponse::Margins(const TController& controller) const {
 
 TMargins Margins(const TController& controller, const TSampledModel& model) {
   return CFrequencyResponse(model).Margins(controller);
-}
-
-bool IsStableByRoots(const TController& controller, const TSampledModel& model) {
-  const TSampledLaw law = Sample(controller);
-  std::vector<double> p = Product(model.denominator, law.denominator);
-  const std::vector<double> far = Product(model.numerator, law.value);
-  const std::size_t shift = static_cast<std::size_t>(model.delay) + 1;
-  p.resize(std::max(p.size(), shift + far.size()));
-  for (std::size_t i = 0; i < far.size(); ++i) p[shift + i] += far[i];
-  const auto n = static_cast<Eigen::Index>(p.size()) - 1;
-  Eigen::MatrixXd companion = Eigen::MatrixXd::Zero(n, n);
-  for (Eigen::Index i = 0; i < n; ++i) companion(0, i) = -p[static_cast<std::size_t>(i) + 1] / p[0];
-  for (Eigen::Index i = 1; i < n; ++i) companion(i, i - 1) = 1.0;
-  return Eigen::EigenSolver<Eigen::MatrixXd>(companion, false).eigenvalues().cwiseAbs().maxCoeff() < 1.0;
 }
 
 }  // namespace tuning
