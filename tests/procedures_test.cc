@@ -258,15 +258,15 @@ struct TRefusal {
 };
 
 TEST(Procedures, CallsWithWrongArgumentsAreRefusedAsAWhole) {
-  constexpr const char* kCount = "Chybný počet argumentů";
+  constexpr const char* kWrongCount = "Chybný počet argumentů";
   constexpr const char* kType = "Chybný typ argumentu";
   constexpr const char* kFinite = "Argument není konečné číslo";
   const TRefusal refusals[] = {
-      {0, {}, kCount},
-      {5, {Real(1), Real(2)}, kCount},
-      {7, {Real(1), Real(2)}, kCount},
-      {17, {Real(1)}, kCount},
-      {20, {Real(1), Real(2), Real(3)}, kCount},
+      {0, {}, kWrongCount},
+      {5, {Real(1), Real(2)}, kWrongCount},
+      {7, {Real(1), Real(2)}, kWrongCount},
+      {17, {Real(1)}, kWrongCount},
+      {20, {Real(1), Real(2), Real(3)}, kWrongCount},
       {5, {Real(8), Real(9), Boolean(true)}, kType},
       {5, {Real(8), Bits(99, 1), Real(9)}, kType},
       {5, {Real(8), Real(9), Real(kNaN)}, kFinite},
@@ -310,7 +310,7 @@ TEST(Procedures, CallsWithWrongArgumentsAreRefusedAsAWhole) {
   }
   char16_t text[128];
   EXPECT_EQ(run.Object("reg").Invoke(1, nullptr, 127, text), 0);
-  EXPECT_EQ(runtime::Utf8(text), kCount);
+  EXPECT_EQ(runtime::Utf8(text), kWrongCount);
 }
 
 TEST(Procedures, CallsSetTheOutputsRangeAndMemory) {
