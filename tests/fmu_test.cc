@@ -9,6 +9,7 @@
 
 #include <chrono>
 #include <cmath>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <limits>
@@ -167,6 +168,8 @@ TEST(Fmu, GivesWhatARunWithTheSameInputsGives) {
     if (!text.empty() && text.find("end_connections") == std::string::npos) files.push_back(entry.path().string());
   }
   EXPECT_GT(files.size(), 15u);
+  // All of them where there is time.
+  if (std::getenv("LOOPBOX_ALL_UNITS") == nullptr) files.resize(6);
   for (const std::string& file : files) {
     SCOPED_TRACE(file);
     const auto unit = UnitOf(file);
