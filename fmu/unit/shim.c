@@ -179,36 +179,59 @@ static fmi2Status GetNumbers(TInstance* instance, const fmi2ValueReference refer
   return Ask(instance, (uint32_t)count, values);
 }
 
-fmi2Status fmi2GetReal(fmi2Component component, const fmi2ValueReference references[], size_t count,
-                       fmi2Real values[]) {
-  TInstance* const instance = component;
-  if (!IsRight(instance, kAtAny, __func__)) return Refuse(instance);
-  return GetNumbers(instance, references, count, kReal, values);
-}
-
-static fmi2Status GetWhole(TInstance* instance, const fmi2ValueReference references[], size_t count, uint8_t type,
-                           int values[]) {
+/* Into values of their own type. */
+static fmi2Status GetValues(TInstance* instance, const char* function, const fmi2ValueReference references[],
+                            size_t count, uint8_t type, void* values) {
+  if (!IsRight(instance, kAtAny, function)) return Refuse(instance);
+  if (type == kReal) return GetNumbers(instance, references, count, type, values);
   double* const numbers = malloc((count + 1) * sizeof(double));
   if (numbers == NULL) return fmi2Error;
   const fmi2Status status = GetNumbers(instance, references, count, type, numbers);
-  for (size_t i = 0; status < fmi2Error && i < count; ++i) values[i] = (int)numbers[i];
+  for (size_t i = 0; status < fmi2Error && i < count; ++i) ((int*)values)[i] = (int)numbers[i];
   free(numbers);
   return status;
 }
 
-fmi2Status fmi2GetInteger(fmi2Component component, const fmi2ValueReference references[], size_t count,
-                          fmi2Integer values[]) {
-  TInstance* const instance = component;
-  if (!IsRight(instance, kAtAny, __func__)) return Refuse(instance);
-  return GetWhole(instance, references, count, kInteger, values);
+static fmi2Status SetNumber(TInstance* instance, fmi2ValueReference reference, uint8_t type, double value) {
+  char text[200];
+  if (!IsOfType(instance, reference, type)) return fmi2Error;
+  const uint8_t needed = instance->stage == kStepping ? kSetBetween : kSetBefore;
+  if (!(instance->variables[reference].uses & needed)) {
+    snprintf(text, sizeof(text), "the variable with the reference %u can't be set at this stage", reference);
+    return Unsupported(instance, text);
+  }
+  if (!isfinite(value)) {
+    snprintf(text, sizeof(text), "the value for the reference %u is not finite", reference);
+    return Unsupported(instance, text);
+  }
+  return SetLater(instance, reference, value);
 }
 
-fmi2Status fmi2GetBoolean(fmi2Component component, const fmi2ValueReference references[], size_t count,
-                          fmi2Boolean values[]) {
-  TInstance* const instance = component;
-  if (!IsRight(instance, kAtAny, __func__)) return Refuse(instance);
-  return GetWhole(instance, references, count, kBoolean, values);
+/* From values of their own type. */
+static fmi2Status SetValues(TInstance* instance, const char* function, const fmi2ValueReference references[],
+                            size_t count, uint8_t type, const void* values) {
+  if (!IsRight(instance, kAtNew | kAtInitialising | kAtStepping, function)) return Refuse(instance);
+  fmi2Status status = fmi2OK;
+  for (size_t i = 0; i < count && status == fmi2OK; ++i) {
+    const double value = type == kReal ? ((const double*)values)[i] : ((const int*)values)[i];
+    status = SetNumber(instance, references[i], type, type == kBoolean ? value != 0 : value);
+  }
+  return status;
 }
+
+#define VALUES_OF_TYPE(Type)                                                                             \
+  fmi2Status fmi2Get##Type(fmi2Component component, const fmi2ValueReference references[], size_t count, \
+                           fmi2##Type values[]) {                                                        \
+    return GetValues(component, __func__, references, count, k##Type, values);                           \
+  }                                                                                                      \
+  fmi2Status fmi2Set##Type(fmi2Component component, const fmi2ValueReference references[], size_t count, \
+                           const fmi2##Type values[]) {                                                  \
+    return SetValues(component, __func__, references, count, k##Type, values);                           \
+  }
+VALUES_OF_TYPE(Real)
+VALUES_OF_TYPE(Integer)
+VALUES_OF_TYPE(Boolean)
+#undef VALUES_OF_TYPE
 
 /* No unit has texts among its variables. */
 static fmi2Status NoTexts(TInstance* instance, size_t count, const char* function) {
@@ -228,54 +251,6 @@ fmi2Status fmi2SetString(fmi2Component component, const fmi2ValueReference refer
   (void)references;
   (void)values;
   return NoTexts(component, count, __func__);
-}
-
-static fmi2Status SetNumber(TInstance* instance, fmi2ValueReference reference, uint8_t type, double value) {
-  char text[200];
-  if (!IsOfType(instance, reference, type)) return fmi2Error;
-  const uint8_t needed = instance->stage == kStepping ? kSetBetween : kSetBefore;
-  if (!(instance->variables[reference].uses & needed)) {
-    snprintf(text, sizeof(text), "the variable with the reference %u can't be set at this stage", reference);
-    return Unsupported(instance, text);
-  }
-  if (!isfinite(value)) {
-    snprintf(text, sizeof(text), "the value for the reference %u is not finite", reference);
-    return Unsupported(instance, text);
-  }
-  return SetLater(instance, reference, value);
-}
-
-enum { kWhereSet = kAtNew | kAtInitialising | kAtStepping };
-
-fmi2Status fmi2SetReal(fmi2Component component, const fmi2ValueReference references[], size_t count,
-                       const fmi2Real values[]) {
-  TInstance* const instance = component;
-  if (!IsRight(instance, kWhereSet, __func__)) return Refuse(instance);
-  fmi2Status status = fmi2OK;
-  for (size_t i = 0; i < count && status == fmi2OK; ++i) status = SetNumber(instance, references[i], kReal, values[i]);
-  return status;
-}
-
-fmi2Status fmi2SetInteger(fmi2Component component, const fmi2ValueReference references[], size_t count,
-                          const fmi2Integer values[]) {
-  TInstance* const instance = component;
-  if (!IsRight(instance, kWhereSet, __func__)) return Refuse(instance);
-  fmi2Status status = fmi2OK;
-  for (size_t i = 0; i < count && status == fmi2OK; ++i) {
-    status = SetNumber(instance, references[i], kInteger, values[i]);
-  }
-  return status;
-}
-
-fmi2Status fmi2SetBoolean(fmi2Component component, const fmi2ValueReference references[], size_t count,
-                          const fmi2Boolean values[]) {
-  TInstance* const instance = component;
-  if (!IsRight(instance, kWhereSet, __func__)) return Refuse(instance);
-  fmi2Status status = fmi2OK;
-  for (size_t i = 0; i < count && status == fmi2OK; ++i) {
-    status = SetNumber(instance, references[i], kBoolean, values[i] != 0);
-  }
-  return status;
 }
 
 /* --- Steps ------------------------------------------------------------------------- */
