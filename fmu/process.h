@@ -31,6 +31,7 @@ struct TUnitProcess {
     runtime::TItem item;
   };
 
+  std::string name;  // as the text has it, without detours
   std::string path;
   std::uint32_t offset = 0;  // of it in the text
   std::vector<TInput> inputs;
@@ -51,6 +52,10 @@ class CProcessReader final : public runtime::CBlockReader {
   std::string folder;
   std::vector<TUnitProcess> processes;
 };
+
+// Whether the unit stands in the application's folder or below, so that it can go along
+// with the text. False with a message.
+bool GoesAlong(const TUnitProcess& process, std::string* error);
 
 // Null with a message when the unit can't be opened, or has no such variables. What was
 // read outlives it.

@@ -1,4 +1,5 @@
 // Reading of a process that is a unit. It needs no library.
+#include <algorithm>
 #include <filesystem>
 
 #include "fmu/process.h"
@@ -20,7 +21,7 @@ constexpr runtime::TEntry<TUnitProcess> kEntries[] = {
     {"fmu",
      [](runtime::CBlockText& text, TUnitProcess& process) {
        process.offset = text.Peek().offset;
-       process.path = text.ExpectText();
+       process.name = std::filesystem::path(text.ExpectText()).lexically_normal().string();
      }},
     {"inputs",
      [](runtime::CBlockText& text, TUnitProcess& process) {
@@ -53,8 +54,15 @@ constexpr runtime::TEntry<TUnitProcess> kEntries[] = {
 void CProcessReader::Read(runtime::CBlockText& text) {
   TUnitProcess process;
   runtime::ReadEntries(text, kEntries, "", process);
-  process.path = (std::filesystem::path(folder) / process.path).string();
+  process.path = (std::filesystem::path(folder) / process.name).string();
   processes.push_back(std::move(process));
+}
+
+bool GoesAlong(const TUnitProcess& process, std::string* error) {
+  const std::filesystem::path name = process.name;
+  if (name.is_relative() && std::find(name.begin(), name.end(), "..") == name.end()) return true;
+  *error = process.path + ": the unit stands outside the application's folder and can't go along with the text";
+  return false;
 }
 
 }  // namespace fmu

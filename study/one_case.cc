@@ -5,6 +5,7 @@
 #include <limits>
 #include <memory>
 
+#include "fmu/units.h"
 #include "study/sampling.h"
 
 namespace study {
@@ -87,13 +88,16 @@ TOutcome RunCase(const TSite& site, const TPlan& plan, const TCase& one,
   reading.folder = plan.folder;
   reading.seed = one.seed;
   reading.keepsLearnt = false;
+  fmu::CUnits units(plan.folder);
+  units.AddTo(&reading);
   for (std::size_t i = 0; i < one.values.size(); ++i) {
     reading.initialValues.emplace_back(plan.definition.inputs[i].name, one.values[i]);
   }
   TOutcome outcome;
   std::vector<runtime::TDiagnostic> diagnostics;
   const auto application = runtime::CApplication::Read(reading, site.plugin, &diagnostics);
-  if (!application) return {{}, FirstError(diagnostics)};
+  if (!application || !units.Check(*application, &diagnostics)) return {{}, FirstError(diagnostics)};
+  if (!units.Open(*application, &outcome.failure)) return outcome;
   application->SetMessageSink([&outcome](const runtime::TRunTimeMessage& message) {
     if (!outcome.failure.empty()) return;
     outcome.failure = "t=" + NumberText(message.time) + " s" +
@@ -106,6 +110,7 @@ TOutcome RunCase(const TSite& site, const TPlan& plan, const TCase& one,
     if (watch) watch(*application);
   }
   application->End();
+  if (outcome.failure.empty()) outcome.failure = application->LinkError();
   if (outcome.failure.empty()) outcome.figures = figures.Figures();
   return outcome;
 }

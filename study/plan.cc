@@ -7,6 +7,7 @@
 #include <system_error>
 #include <utility>
 
+#include "fmu/units.h"
 #include "hash/hash.h"
 #include "json/json.h"
 #include "study/files.h"
@@ -38,33 +39,30 @@ bool Hashes(const TSite& site, const TPlan& plan, std::vector<THashed>* hashes, 
   return true;
 }
 
-// What the instruments read goes along.
-bool CopyFiles(const TPlan& plan, const runtime::CApplication& application, const std::string& from,
-               std::string* error) {
+// What a run reads beside the text goes along.
+bool CopyFiles(const TPlan& plan, const std::vector<std::string>& files, const std::string& from, std::string* error) {
   const std::filesystem::path base = from.empty() ? "." : from;
-  for (std::size_t i = 0; i < application.InstrumentCount(); ++i) {
-    for (const std::string& name : application.Instrument(i).FilesRead()) {
-      const std::filesystem::path within = std::filesystem::path(name).lexically_relative(base);
-      std::error_code failure;
-      if (within.empty() || *within.begin() == "..") {
-        *error = name + ": stands outside the application's folder and can't go along with the plan";
-        return false;
-      }
-      const std::filesystem::path copy = std::filesystem::path(plan.folder) / within;
-      std::filesystem::create_directories(copy.parent_path(), failure);
-      std::filesystem::copy_file(name, copy, std::filesystem::copy_options::overwrite_existing, failure);
-      if (!failure) continue;
-      *error = name + ": can't be copied into the plan: " + failure.message();
+  for (const std::string& name : files) {
+    const std::filesystem::path within = std::filesystem::path(name).lexically_relative(base);
+    std::error_code failure;
+    if (within.empty() || *within.begin() == "..") {
+      *error = name + ": stands outside the application's folder and can't go along with the plan";
       return false;
     }
+    const std::filesystem::path copy = std::filesystem::path(plan.folder) / within;
+    std::filesystem::create_directories(copy.parent_path(), failure);
+    std::filesystem::copy_file(name, copy, std::filesystem::copy_options::overwrite_existing, failure);
+    if (!failure) continue;
+    *error = name + ": can't be copied into the plan: " + failure.message();
+    return false;
   }
   return true;
 }
 
 // The application as the first case has it: names and values that don't fit are found
-// before anything runs.
-std::unique_ptr<runtime::CApplication> ReadFirst(const TSite& site, const TPlan& plan, const std::string& folder,
-                                                 std::string* error) {
+// before anything runs. Yields the paths of the files that it reads; none with a message.
+std::optional<std::vector<std::string>> ReadFirst(const TSite& site, const TPlan& plan, const std::string& folder,
+                                                  std::string* error) {
   const CSampling sampling(plan.definition);
   runtime::TReadOptions reading;
   reading.path = plan.file;
@@ -75,14 +73,26 @@ std::unique_ptr<runtime::CApplication> ReadFirst(const TSite& site, const TPlan&
   for (std::size_t i = 0; i < values.size(); ++i) {
     reading.initialValues.emplace_back(plan.definition.inputs[i].name, values[i]);
   }
+  fmu::CUnits units(folder);
+  units.AddTo(&reading);
   std::vector<runtime::TDiagnostic> diagnostics;
-  auto application = runtime::CApplication::Read(reading, site.plugin, &diagnostics);
-  for (const runtime::TDiagnostic& diagnostic : diagnostics) {
-    if (application || diagnostic.kind != runtime::TDiagnostic::kError) continue;
-    *error = plan.file + ": study '" + plan.definition.name + "': " + diagnostic.message;
-    break;
+  const auto application = runtime::CApplication::Read(reading, site.plugin, &diagnostics);
+  if (!application || !units.Check(*application, &diagnostics)) {
+    const auto wrong = std::find_if(diagnostics.begin(), diagnostics.end(),
+                                    [](const auto& one) { return one.kind == runtime::TDiagnostic::kError; });
+    *error = plan.file + ": study '" + plan.definition.name + "': " + wrong->message;
+    return std::nullopt;
   }
-  return application;
+  std::vector<std::string> files;
+  for (std::size_t i = 0; i < application->InstrumentCount(); ++i) {
+    const std::vector<std::string> read = application->Instrument(i).FilesRead();
+    files.insert(files.end(), read.begin(), read.end());
+  }
+  for (const fmu::TUnitProcess& unit : units.Processes()) {
+    if (!fmu::GoesAlong(unit, error)) return std::nullopt;
+    files.push_back(unit.path);
+  }
+  return files;
 }
 
 bool WriteCases(const TPlan& plan, std::string* error) {
@@ -170,9 +180,9 @@ bool WritePlan(const TSite& site, TPlan* plan, const std::string& folder, std::s
     return false;
   }
   const std::string from = std::filesystem::path(plan->file).parent_path().string();
-  const auto first = ReadFirst(site, *plan, from, error);
+  const auto files = ReadFirst(site, *plan, from, error);
   std::vector<THashed> hashes;
-  return first && Hashes(site, *plan, &hashes, error) && CopyFiles(*plan, *first, from, error) &&
+  return files && Hashes(site, *plan, &hashes, error) && CopyFiles(*plan, *files, from, error) &&
          WriteFile(InFolder(*plan, kText), plan->text, error) && WriteCases(*plan, error) &&
          WriteFile(description, Description(*plan, hashes).Text(2) + "\n", error);
 }

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -12,6 +13,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <limits>
 #include <sstream>
 #include <thread>
@@ -313,13 +315,123 @@ TEST(Fmu, RefusesWrongOrders) {
   EXPECT_EQ(driven.Get("u"), 0.0);
 }
 
-// The processes below this one, by their parents.
+// The processes below one, by their parents.
 std::vector<pid_t> ChildrenOf(pid_t parent) {
   std::vector<pid_t> found;
   std::istringstream ids(
       tests::ReadFile("/proc/" + std::to_string(parent) + "/task/" + std::to_string(parent) + "/children"));
   for (pid_t id = 0; ids >> id;) found.push_back(id);
   return found;
+}
+
+// In µs, of one that lives.
+double ProcessorTimeOf(pid_t id) {
+  clockid_t clock = CLOCK_PROCESS_CPUTIME_ID;
+  timespec spent{};
+  EXPECT_TRUE(clock_getcpuclockid(id, &clock) == 0 && clock_gettime(clock, &spent) == 0);
+  return 1e6 * static_cast<double>(spent.tv_sec) + 1e-3 * static_cast<double>(spent.tv_nsec);
+}
+
+// What a unit of ours can't do it refuses; a step is never pending.
+TEST(Fmu, RefusesWhatItCanNot) {
+  const auto unit = LoopUnit();
+  CDriven driven(*unit);
+  const fmu::TFunctions& call = driven.call;
+  const fmi2Component self = driven.Component();
+  const std::uint32_t any = 0;
+  const int order = 1;
+  double value = 0.0;
+  int whole = 0;
+  char byte = 0;
+  const char* text = "";
+  fmi2FMUstate state = nullptr;
+  fmi2Status pending = fmi2OK;
+  ASSERT_EQ(driven.Begin(1.0), fmi2OK);
+  ASSERT_EQ(driven.Step(1.0, 1.5), fmi2OK);
+  for (const fmi2Status status :
+       {call.fmi2GetString(self, &any, 1, &text), call.fmi2SetString(self, &any, 1, &text), call.fmi2CancelStep(self),
+        call.fmi2SerializeFMUstate(self, state, &byte, 1), call.fmi2DeSerializeFMUstate(self, &byte, 1, &state),
+        call.fmi2GetDirectionalDerivative(self, &any, 1, &any, 1, &value, &value),
+        call.fmi2SetRealInputDerivatives(self, &any, 1, &order, &value),
+        call.fmi2GetRealOutputDerivatives(self, &any, 1, &order, &value), call.fmi2SetFMUstate(self, &byte)}) {
+    EXPECT_EQ(status, fmi2Error);
+  }
+  EXPECT_EQ(call.fmi2GetString(self, nullptr, 0, nullptr), fmi2OK);
+  EXPECT_EQ(call.fmi2GetStatus(self, fmi2DoStepStatus, &pending), fmi2Discard);
+  EXPECT_EQ(call.fmi2GetStringStatus(self, fmi2PendingStatus, &text), fmi2Discard);
+  EXPECT_EQ(call.fmi2GetIntegerStatus(self, fmi2LastSuccessfulTime, &whole), fmi2Discard);
+  EXPECT_EQ(call.fmi2GetRealStatus(self, fmi2LastSuccessfulTime, &value), fmi2OK);
+  EXPECT_EQ(value, 2.5);
+  EXPECT_EQ(call.fmi2GetBooleanStatus(self, fmi2Terminated, &whole), fmi2OK);
+  EXPECT_EQ(whole, 0);
+  ASSERT_EQ(call.fmi2Terminate(self), fmi2OK);
+  EXPECT_EQ(call.fmi2GetBooleanStatus(self, fmi2Terminated, &whole), fmi2OK);
+  EXPECT_EQ(whole, 1);
+}
+
+void NoteCategory(fmi2ComponentEnvironment told, fmi2String, fmi2Status, fmi2String category, fmi2String, ...) {
+  static_cast<std::string*>(told)->append(category).append(" ");
+}
+
+TEST(Fmu, TellsWhatARunTellsWhereItIsAsked) {
+  const auto unit = UnitOf(UnitsFolder().Write(
+      "says.lbx", tests::Replaced(kUnitLoop, "end_data;",
+                                  "end_data;\nscript\nevery(1, function() print('at ' .. time()) if time() == 2 then "
+                                  "error('no more') end end)\nend_script;")));
+  const fmu::TFunctions& call = unit->Functions();
+  std::string told;
+  const fmi2CallbackFunctions callbacks{NoteCategory, std::calloc, std::free, nullptr, &told};
+  const fmi2Component self = call.fmi2Instantiate("says", fmi2CoSimulation, unit->Description().guid.c_str(),
+                                                  unit->Resources().c_str(), &callbacks, 0, 0);
+  ASSERT_NE(self, nullptr);
+  call.fmi2SetupExperiment(self, 0, 0.0, 0.0, 0, 0.0);
+  call.fmi2EnterInitializationMode(self);
+  call.fmi2ExitInitializationMode(self);
+  EXPECT_EQ(call.fmi2DoStep(self, 0.0, 1.0, 1), fmi2OK);
+  EXPECT_EQ(told, "");
+  const char* const category = "logStatusWarn";
+  EXPECT_EQ(call.fmi2SetDebugLogging(self, 1, 1, &category), fmi2OK);
+  EXPECT_EQ(call.fmi2DoStep(self, 1.0, 1.0, 1), fmi2Warning);
+  EXPECT_EQ(told, "logStatusNote logStatusWarn ");
+  call.fmi2FreeInstance(self);
+}
+
+// Beyond what its periods cost in a run.
+TEST(Fmu, GivesAStepAtLittleCost) {
+  constexpr int kStepsOfARound = 500;
+  constexpr double kMost = 40.0;  // µs
+  const auto unit = LoopUnit("--with-process");
+  const tests::CRun run(tests::Replaced(kUnitLoop, "duration = 50", "duration = 1e6"));
+  CDriven driven(*unit);
+  const pid_t worker = ChildrenOf(ChildrenOf(getpid()).back()).at(0);
+  ASSERT_EQ(driven.Begin(0.0), fmi2OK);
+  double now = 0.0;
+  // The medians of a round, by the clock; of processor time the mean.
+  const auto round = [&](const std::function<bool()>& step, double* spent) {
+    std::vector<double> costs;
+    const double before = ProcessorTimeOf(getpid()) + ProcessorTimeOf(worker);
+    for (int i = 0; i < kStepsOfARound; ++i) {
+      const auto begin = std::chrono::steady_clock::now();
+      EXPECT_TRUE(step());
+      costs.push_back(std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - begin).count());
+    }
+    *spent = (ProcessorTimeOf(getpid()) + ProcessorTimeOf(worker) - before) / kStepsOfARound;
+    std::nth_element(costs.begin(), costs.begin() + kStepsOfARound / 2, costs.end());
+    return costs[kStepsOfARound / 2];
+  };
+  double least = HUGE_VAL;
+  double leastSpent = HUGE_VAL;
+  // Others disturb some rounds.
+  for (int i = 0; i < 20 && (least > kMost || leastSpent > kMost); ++i) {
+    double spent = 0.0;
+    double spentInRun = 0.0;
+    const double inRun = round([&] { return run->Step(); }, &spentInRun);
+    const double cost = round([&] { return driven.Step(std::exchange(now, now + 0.5), 0.5) == fmi2OK; }, &spent);
+    least = std::min(least, cost - inRun);
+    leastSpent = std::min(leastSpent, spent - spentInRun);
+  }
+  EXPECT_LE(least, kMost);
+  EXPECT_LE(leastSpent, kMost);
 }
 
 bool IsGone(pid_t id) {
@@ -457,6 +569,48 @@ TEST(Fmu, AUnitIsTheProcess) {
     EXPECT_NEAR(found.at("u")[row], expected.at("u")[row], 0.1) << row;
   }
   EXPECT_EQ(Loopbox("check " + file).status, 0);
+}
+
+constexpr char kTankProcess[] =
+    "process fmu = \"./tank.fmu\"; inputs q = 0.02 * u; outputs \"tank.h\" = h; end_process;\n";
+
+// The unit goes along: nothing of the text's folder is needed any more.
+TEST(Fmu, ARecordKeepsTheUnit) {
+  WriteTank();
+  const std::string file = WithTank(kTankProcess);
+  const std::string record = UnitsFolder().Path("record");
+  ASSERT_EQ(Loopbox("run " + file + " --quiet --record " + record).status, 0);
+  fs::rename(UnitsFolder().Path("tank.fmu"), UnitsFolder().Path("other.fmu"));
+  tests::ExpectOutcome(Loopbox("replay " + record), 0, {"the same as the record, to the last bit"});
+  WithTank(tests::Replaced(kTankProcess, "./tank.fmu", UnitsFolder().Path("other.fmu")));
+  tests::ExpectOutcome(Loopbox("run " + file + " --quiet --record " + record + "2"), 1,
+                       {"the unit stands outside the application's folder"});
+}
+
+TEST(Fmu, AStudyRunsTheUnitInEachCase) {
+  WriteTank();
+  const std::string study = "study s runs = 4; vary wish = uniform(1, 3); keep final(h), max(u); end_study;\n";
+  const std::string file = WithTank(kTankProcess + study);
+  const std::string here = UnitsFolder().Path("here");
+  tests::ExpectOutcome(Loopbox("study " + file + " --jobs 2 -o " + here), 0, {"s: 4 runs"});
+  // By itself a case gives the same, and elsewhere too.
+  const std::string told = tests::ReadFile(here + "/cases.csv");
+  const std::string wish = told.substr(told.rfind(',') + 1);
+  const std::string trace = UnitsFolder().Path("one.csv");
+  Loopbox("run " + file + " --quiet --trace " + trace + " --set wish=" + wish.substr(0, wish.size() - 1));
+  const std::string results = tests::ReadFile(here + "/results.csv");
+  EXPECT_EQ(std::stod(results.substr(results.find("\n3,") + 3)), ReadTrace(trace).at("h").back());
+  fs::remove(UnitsFolder().Path("tank.fmu"));
+  fs::remove_all(here + "/parts");
+  fs::create_directory(here + "/parts");
+  EXPECT_EQ(Loopbox("study run " + here).status, 0);
+  tests::ExpectOutcome(Loopbox("study merge " + here), 0, {"gave the same bits"});
+  EXPECT_EQ(tests::ReadFile(here + "/results.csv"), results);
+  tests::ExpectOutcome(Loopbox("study " + file), 1, {"tank.fmu: it can't be opened as a unit"});
+  // A unit that fails costs its case.
+  WriteTank();
+  WithTank(tests::Replaced(kTankProcess, "inputs", "inputs fault = if(wish > 2, 1, 0),") + study);
+  tests::ExpectOutcome(Loopbox("study " + file), 3, {"failed: 2", "the tank's level is 9 m"});
 }
 
 TEST(Fmu, AUnitThatFailsEndsTheRun) {

@@ -1,6 +1,7 @@
 // `loopbox check`: what is wrong with an application, and what is worth knowing
 // before it runs.
 #include <algorithm>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <optional>
@@ -10,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "fmu/units.h"
 #include "panel/panel_reader.h"
 #include "plant/plant.h"
 #include "runtime/runtime.h"
@@ -17,7 +19,6 @@
 #include "workbench/commands/commands.h"
 #include "workbench/commands/loop_doubts.h"
 #include "workbench/commands/run_panel.h"
-#include "workbench/commands/run_process.h"
 #include "workbench/console.h"
 #include "workbench/exit_status.h"
 #include "workbench/faults.h"
@@ -273,7 +274,7 @@ int Check(const std::string& file, const std::string& connectionsFile, const std
   panel::CPanelReader panelReader(sets);
   study::CStudyReader studies(NamesOfFigures);
   reading.blocks = {&connections, &panelReader, &studies};
-  CRunProcess units(file);
+  fmu::CUnits units(std::filesystem::path(file).parent_path().string());
   units.AddTo(&reading);
   if (!connectionsFile.empty()) reading.blockFiles = {{connections.Keyword(), connectionsFile}};
   std::vector<runtime::TDiagnostic> diagnostics;

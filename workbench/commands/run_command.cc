@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -11,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "fmu/units.h"
 #include "painting/painting.h"
 #include "runtime/runtime.h"
 #include "runtime/trace.h"
@@ -20,7 +22,6 @@
 #include "workbench/commands/run_options.h"
 #include "workbench/commands/run_panel.h"
 #include "workbench/commands/run_plant.h"
-#include "workbench/commands/run_process.h"
 #include "workbench/commands/run_record.h"
 #include "workbench/commands/run_serving.h"
 #include "workbench/console.h"
@@ -115,7 +116,7 @@ class CRunCommand {
   const CCrashNotice notice;  // outlives all that calls the plug-in
   std::unique_ptr<runtime::CPlugin> plugin;
   TReferences references;
-  CRunProcess process;
+  fmu::CUnits units;
   CRunPlant plant;
   CRunPanel panel;
   CPanePictures pictures;
@@ -148,7 +149,7 @@ CRunCommand::CRunCommand(const TRunOptions& theOptions, const TCommonOptions& th
       isRealTime(replayed.record == nullptr && (options.realtime || options.plant || options.panel || options.speed)),
       output(tracesToOutput ? stderr : stdout),
       notice(options.file + ": crashed while it ran with the plug-in " + PluginPath(common.plugin)),
-      process(options.file),
+      units(std::filesystem::path(options.file).parent_path().string()),
       plant(options, replayed),
       panel(options, replayed),
       pictures(options.panes, options.panesAt),
@@ -210,7 +211,7 @@ bool CRunCommand::Read() {
   reading.initialValues = provenance.set = Assigned(options);
   reading.seed = options.seed;
   reading.keepsLearnt = replayed.record == nullptr;
-  process.AddTo(&reading);
+  units.AddTo(&reading);
   plant.AddTo(&reading);
   panel.AddTo(&reading, references);
   reading.interruptionAsked = InterruptionAsked;
@@ -226,7 +227,7 @@ bool CRunCommand::Read() {
   std::vector<runtime::TDiagnostic> diagnostics;
   application = ReadApplication(reading, *plugin, &diagnostics);
   console.EraseProgress();
-  if (application && !process.Check(*application, &diagnostics)) application.reset();
+  if (application && !units.Check(*application, &diagnostics)) application.reset();
   if (application && !CheckOperators(*application, panel.Definition(), plant.Connections(), &diagnostics)) {
     application.reset();
   }
@@ -245,6 +246,7 @@ bool CRunCommand::ListFilesRead(std::string* error) {
   for (const auto& [className, reference] : references) {
     read.insert(read.end(), reference.Files().begin(), reference.Files().end());
   }
+  for (const fmu::TUnitProcess& unit : units.Processes()) read.push_back(unit.path);
   if (options.input != kStandardInput) read.push_back(options.input);
   return true;
 }
@@ -325,7 +327,10 @@ bool CRunCommand::Open(std::string* error) {
   sink = tell;
   if (!OpenInput(error)) return false;
   CatchInterruption();
-  if (!record.Begin(*application, input ? &*input : nullptr, plant.Connected(), plugin->Path(), error)) return false;
+  if (!record.Begin(*application, input ? &*input : nullptr, units.Processes(), plant.Connected(), plugin->Path(),
+                    error)) {
+    return false;
+  }
   if (!OpenPlant(error) || !OpenPanel(error)) return false;
   if (!record.Open(*application, error)) return false;
   if (!archive.Open(options, *application, plant.Plant(), isRealTime, sink, error)) return false;
@@ -355,7 +360,7 @@ bool CRunCommand::Open(std::string* error) {
 }
 
 bool CRunCommand::OpenInput(std::string* error) {
-  if (!process.Open(*application, error)) return false;
+  if (!units.Open(*application, error)) return false;
   if (replayed.record != nullptr) {
     runtime::CDataLink* const recorded = replayed.record->Input();
     return recorded == nullptr || application->AddLink(*recorded, error);

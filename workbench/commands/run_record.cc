@@ -1,5 +1,6 @@
 #include "workbench/commands/run_record.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "hash/hash.h"
@@ -9,9 +10,14 @@
 namespace workbench {
 
 bool CRunRecord::Begin(const runtime::CApplication& application, const CInputFile* input,
-                       const std::vector<std::string>& connected, const std::string& plugin, std::string* error) {
+                       const std::vector<fmu::TUnitProcess>& units, const std::vector<std::string>& connected,
+                       const std::string& plugin, std::string* error) {
   if (options.record.empty()) return true;
   TRecordHead head;
+  for (const fmu::TUnitProcess& unit : units) {
+    if (!fmu::GoesAlong(unit, error)) return false;
+    if (std::find(head.files.begin(), head.files.end(), unit.name) == head.files.end()) head.files.push_back(unit.name);
+  }
   head.program = kProgramVersion;
   head.plugin = plugin;
   std::string unread;

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "fmu/process.h"
 #include "runtime/runtime.h"
 #include "workbench/commands/one_run.h"
 #include "workbench/commands/run_options.h"
@@ -22,9 +23,10 @@ class CRunRecord {
       : options(theOptions), replayed(theReplayed) {}
 
   // Before anything changes the files that the run reads. The input is null where there
-  // is none.
+  // is none; the units are those of the process.
   bool Begin(const runtime::CApplication& application, const CInputFile* input,
-             const std::vector<std::string>& connected, const std::string& plugin, std::string* error);
+             const std::vector<fmu::TUnitProcess>& units, const std::vector<std::string>& connected,
+             const std::string& plugin, std::string* error);
   // When the links are there.
   bool Open(runtime::CApplication& application, std::string* error);
   void NoteBegun(const TRecordHead::TBegun& begun);

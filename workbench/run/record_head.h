@@ -36,7 +36,7 @@ struct TRecordHead {
   std::string application;         // the name of its text in kRecordTexts
   std::vector<std::string> texts;  // all that stand there
   std::string connections;         // the one whose connections take the place of the application's; empty: none
-  std::vector<std::string> files;  // in kRecordFiles: parameter files, as they were at the start
+  std::vector<std::string> files;  // in kRecordFiles: units, and parameter files as they were at the start
   double period = 0.0;             // seconds
   double duration = 0.0;           // seconds
   std::vector<std::pair<std::string, std::string>> set;

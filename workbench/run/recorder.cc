@@ -43,10 +43,11 @@ bool CRecorder::Begin(const std::string& folder, const runtime::CApplication& ap
   for (std::size_t i = 0; i < application.InstrumentCount(); ++i) {
     for (const std::string& path : application.Instrument(i).Files()) {
       if (!fs::exists(path, failed)) continue;
-      std::string name = fs::path(path).lexically_relative(own.empty() ? "" : own).string();
-      if (!Copy(path, kRecordFiles, name, error)) return false;
-      head.files.push_back(std::move(name));
+      head.files.push_back(fs::path(path).lexically_relative(own.empty() ? "" : own).string());
     }
+  }
+  for (const std::string& name : head.files) {
+    if (!Copy((own / name).string(), kRecordFiles, name, error)) return false;
   }
   return WriteWholeFile(place + "/" + kRecordCommands, CommandColumns(), error) && WriteHead(error);
 }

@@ -2,7 +2,7 @@
 //
 //   record.json   what was asked for (record_head.h); written anew whole
 //   text/         the application's text, and what it includes
-//   files/        parameter files, as they were at the start
+//   files/        parameter files, as they were at the start, and units of the process
 //   trace.csv     a row each period; the columns NAME.age and NAME.input besides
 //   commands.csv  an operator's commands, with their periods
 //
@@ -28,7 +28,8 @@ class CRecorder {
  public:
   // Makes the folder, which must not exist or be empty, and copies texts and files
   // into it; `text` is the application's path, `connections` the one whose blocks take
-  // the place of its own, if any. Before the first period. False with a message.
+  // the place of its own, if any. `head.files` names units, from the application's folder
+  // on. Before the first period. False with a message.
   bool Begin(const std::string& folder, const runtime::CApplication& application, const std::string& text,
              const std::string& connections, TRecordHead head, std::string* error);
   // When the links are there: the rows' columns are known.

@@ -1,6 +1,6 @@
 // The units that simulate a run's process, where its text names some.
-#ifndef LOOPBOX_WORKBENCH_COMMANDS_RUN_PROCESS_H
-#define LOOPBOX_WORKBENCH_COMMANDS_RUN_PROCESS_H
+#ifndef LOOPBOX_FMU_UNITS_H
+#define LOOPBOX_FMU_UNITS_H
 
 #include <memory>
 #include <string>
@@ -9,26 +9,27 @@
 #include "fmu/process.h"
 #include "runtime/runtime.h"
 
-namespace workbench {
+namespace fmu {
 
 // Outlives the application.
-class CRunProcess {
+class CUnits {
  public:
-  // Of the application's file.
-  explicit CRunProcess(const std::string& file);
+  // Of an application's folder.
+  explicit CUnits(const std::string& folder) : reader(folder) {}
 
   void AddTo(runtime::TReadOptions* reading) { reading->blocks.push_back(&reader); }
+  const std::vector<TUnitProcess>& Processes() const { return reader.Processes(); }
   // Errors at the places of units that can't be opened, or have no such variables. False
   // when there are some.
   bool Check(const runtime::CApplication& application, std::vector<runtime::TDiagnostic>* diagnostics);
-  // Behind Check: starts the units.
+  // Behind Check: starts the units. False with a message.
   bool Open(runtime::CApplication& application, std::string* error);
 
  private:
-  fmu::CProcessReader reader;
+  CProcessReader reader;
   std::vector<std::unique_ptr<runtime::CDataLink>> units;
 };
 
-}  // namespace workbench
+}  // namespace fmu
 
 #endif
