@@ -31,6 +31,12 @@ std::vector<std::string> InFolder(const runlib::TFileContext& context, const std
   return paths;
 }
 
+void StartProcess(TApplicationState& application, std::uint64_t seed) {
+  application.process.Start(seed, [&application](std::uint32_t mark, const std::string& message) {
+    application.Report("process", "line " + std::to_string(application.source.Locate(mark).line) + ": " + message);
+  });
+}
+
 const void* PlaceOf(const TApplicationState& application, TItem item) {
   return application.data.Place(static_cast<std::int32_t>(item.element), static_cast<std::uint32_t>(item.item));
 }
@@ -61,14 +67,28 @@ std::unique_ptr<CApplication> CApplication::Read(const TReadOptions& options, CP
     return nullptr;
   }
   state.files = MakeFileContext(state.options.folder);
+  if (options.restarts) state.start = std::make_unique<CStart>(state);
   ReadApplication(state);
   const bool failed = state.HasErrors();
   state.diagnostics = nullptr;
   if (failed) return nullptr;
-  state.process.Start(options.seed, [&state](std::uint32_t mark, const std::string& message) {
-    state.Report("process", "line " + std::to_string(state.source.Locate(mark).line) + ": " + message);
-  });
+  if (state.start != nullptr) state.start->Keep();
+  StartProcess(state, options.seed);
   return application;
+}
+
+bool CApplication::Restart(const std::vector<std::pair<std::string, std::string>>& initialValues, std::uint64_t seed) {
+  const auto& before = state->options.initialValues;
+  if (state->start == nullptr || initialValues.size() != before.size() || !state->start->Restore()) return false;
+  for (std::size_t i = 0; i < before.size(); ++i) {
+    if (initialValues[i].first != before[i].first) return false;
+    std::string error;
+    const bool isSame = initialValues[i].second == before[i].second;
+    if (!isSame && !SetInitialValue(*state, initialValues[i].first, initialValues[i].second, &error)) return false;
+  }
+  SetClock(0);
+  StartProcess(*state, seed);
+  return true;
 }
 
 const std::string& CApplication::Name() const { return state->name; }

@@ -59,7 +59,6 @@ class CApplicationReader {
   void ReadInstrumentHeader(std::uint32_t header);
   void CheckNames();
   void SetInitialValues();
-  bool SetInitialValue(std::string_view target, const std::string& value, std::string* error);
   void SettleTimes();
   bool MakeInstruments();
   void RunScripts();
@@ -288,30 +287,16 @@ void CApplicationReader::CheckNames() {
   }
 }
 
-// NAME or NAME[INDEX], and a number, true or false, from the command line.
+// Those from the command line.
 void CApplicationReader::SetInitialValues() {
   for (const auto& [target, value] : application.options.initialValues) {
     if (application.numbers.contains(target) || target.find('.') != std::string::npos) continue;  // of the text
     std::string error;
-    if (SetInitialValue(target, value, &error)) continue;
+    if (SetInitialValue(application, target, value, &error)) continue;
     TDiagnostic diagnostic;
     diagnostic.message.append(target).append("=").append(value).append(": ").append(Translated(error));
     application.diagnostics->push_back(std::move(diagnostic));
   }
-}
-
-bool CApplicationReader::SetInitialValue(std::string_view target, const std::string& value, std::string* error) {
-  std::int32_t element = 0;
-  std::uint32_t index = 0;
-  if (!application.data.FindItem(target, application.declaredCount, &element, &index, error)) return false;
-  double number = 0.0;
-  if (!ReadValue(application.data[element].type, value, &number, error)) return false;
-  if (application.process.Computes(application.data.Place(element, index))) {
-    *error = "the process computes it from the start";
-    return false;
-  }
-  application.data.SetFromDouble(element, index, number);
-  return true;
 }
 
 void CApplicationReader::SettleTimes() {
@@ -379,6 +364,21 @@ void CApplicationReader::ReadInstrument(TInstrumentState& instrument) {
 }
 
 }  // namespace
+
+bool SetInitialValue(TApplicationState& application, std::string_view target, const std::string& value,
+                     std::string* error) {
+  std::int32_t element = 0;
+  std::uint32_t index = 0;
+  if (!application.data.FindItem(target, application.declaredCount, &element, &index, error)) return false;
+  double number = 0.0;
+  if (!ReadValue(application.data[element].type, value, &number, error)) return false;
+  if (application.process.Computes(application.data.Place(element, index))) {
+    *error = "the process computes it from the start";
+    return false;
+  }
+  application.data.SetFromDouble(element, index, number);
+  return true;
+}
 
 void ReadApplication(TApplicationState& application) {
   SetClock(0);

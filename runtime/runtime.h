@@ -140,6 +140,7 @@ struct TReadOptions {
   // a flag, no more.
   bool (*interruptionAsked)() = nullptr;
   bool keepsLearnt = true;                        // false: what instruments learn isn't kept, whoever asks for it
+  bool restarts = false;                          // it may be restarted
   bool steersOutputs = false;                     // the caller may steer outputs, as a block's reader may
   std::function<void(const std::string&)> print;  // a script's output, one line a call
   // What a script changes: a call of a procedure that returns nothing, with its
@@ -339,6 +340,14 @@ class CApplication {
   const std::string& LinkError() const;  // empty: none failed
   // Ends the run: instruments keep what they have learnt. Once.
   void End();
+  // Of one that was read with `restarts`: brings it back to before its first period,
+  // with other initial values and another seed. The next run has the bits of one that
+  // was read anew with them. False where it has to be read anew: a value is of a
+  // constant or of an entry of a definition, and another one than before, which
+  // compiles to other programs; a value doesn't fit, or they aren't those of the names
+  // that it was read with; it has a script, whose state is Lua's, or a link; an
+  // instrument took memory since. Who gets messages has to be set again.
+  bool Restart(const std::vector<std::pair<std::string, std::string>>& initialValues, std::uint64_t seed);
 
   std::size_t ElementCount() const;
   TElement Element(std::size_t index) const;

@@ -401,6 +401,19 @@ TExpression CExpressions::Compile(CLexer& lexer, const CDataElements& elements, 
   return record;
 }
 
+std::vector<TRemembered> CExpressions::Remembered() const {
+  std::vector<TRemembered> remembered;
+  for (const hx_expr::TExprTreeRecord& record : records) remembered.push_back({record.lastGood, record.failedMark});
+  return remembered;
+}
+
+void CExpressions::SetRemembered(const std::vector<TRemembered>& remembered) {
+  for (std::size_t i = 0; i < remembered.size(); ++i) {
+    records[i].lastGood = remembered[i].lastGood;
+    records[i].failedMark = remembered[i].failedMark;
+  }
+}
+
 void CExpressions::Release(hx_expr::TExprTreeRecord* record) {
   *record = {};
   released.push_back(record);

@@ -38,6 +38,12 @@ constexpr std::size_t kMaximumProgramLength = 1'000'000;  // words
 // The draws of `noise`, one for each place where it is called, in their order.
 using TNoiseDraws = std::deque<double>;
 
+// What an expression remembers of its evaluations.
+struct TRemembered {
+  double lastGood;
+  std::uint32_t failedMark;
+};
+
 // The expressions of one application: its programs and its time.
 class CExpressions {
  public:
@@ -55,6 +61,11 @@ class CExpressions {
   // kBoolean. `noise(sigma)` is allowed where `noise` is given: each call
   // appends a draw, which it multiplies by sigma. Throws TTextError.
   TExpression Compile(CLexer& lexer, const CDataElements& elements, EType wanted, TNoiseDraws* noise = nullptr);
+
+  // What the expressions remember of their evaluations, in the order of compiling, and
+  // to bring it back while there are the same.
+  std::vector<TRemembered> Remembered() const;
+  void SetRemembered(const std::vector<TRemembered>& remembered);
 
   // Takes an expression back. One that nobody gave back goes with this.
   void Release(hx_expr::TExprTreeRecord* record);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstring>
 #include <functional>
 #include <limits>
 #include <utility>
@@ -205,6 +206,24 @@ double CDataElements::AsDouble(std::int32_t element, std::uint32_t index) const 
       break;
   }
   return static_cast<const double*>(place.values)[index];
+}
+
+std::vector<std::byte> CDataElements::Values() const {
+  std::vector<std::byte> values;
+  for (const TElementPlace& place : places) {
+    const auto* const first = static_cast<const std::byte*>(place.values);
+    values.insert(values.end(), first, first + place.count * TypeSize(place.type));
+  }
+  return values;
+}
+
+void CDataElements::SetValues(const std::vector<std::byte>& values) {
+  const std::byte* next = values.data();
+  for (const TElementPlace& place : places) {
+    const std::size_t size = place.count * TypeSize(place.type);
+    std::memcpy(place.values, next, size);
+    next += size;
+  }
 }
 
 const void* CDataElements::Place(std::int32_t element, std::uint32_t index) const {

@@ -101,6 +101,10 @@ class CDataElements {
     }
   }
 
+  // The bytes of all values, and to bring them back while there are the same elements.
+  std::vector<std::byte> Values() const;
+  void SetValues(const std::vector<std::byte>& values);
+
  private:
   // What a write needs to know of an element.
   struct TElementPlace {

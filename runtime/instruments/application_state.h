@@ -6,6 +6,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -18,6 +19,7 @@
 #include "runtime/instruments/host_part.h"
 #include "runtime/instruments/instrument_state.h"
 #include "runtime/instruments/reading.h"
+#include "runtime/instruments/start.h"
 #include "runtime/platform/files.h"
 #include "runtime/runtime.h"
 #include "runtime/simulation/process.h"
@@ -84,6 +86,7 @@ struct TApplicationState {
   std::string linkError;            // of the first that failed
   std::function<void(const TRunTimeMessage&)> sink;
   std::vector<TRunTimeMessage> unseen;  // reported before there was a sink
+  std::unique_ptr<CStart> start;        // null where it isn't to run again
 
   void Report(const std::string& instrument, const std::string& text);
   void Complain(TDiagnostic::EKind kind, std::uint32_t offset, const std::string& message);
@@ -98,6 +101,9 @@ inline TApplicationState& ApplicationOf(hx_main::TContext* ctx) {
 // Reads every block of the text and makes and reads the instruments; what is
 // wrong goes to the diagnostics.
 void ReadApplication(TApplicationState& application);
+// NAME or NAME[INDEX], and a value as it is written. False with a message.
+bool SetInitialValue(TApplicationState& application, std::string_view target, const std::string& value,
+                     std::string* error);
 // One period: the clock, the process, the script, the timers, the receivers.
 void RunPeriod(TApplicationState& application);
 // Sends every instrument the event that makes it keep what it has learnt;

@@ -14,7 +14,22 @@
 
 namespace hx_vinst {
 
-struct THostPart {
+// What changes in it while the application runs.
+struct THostState {
+  std::uint32_t blinkRate = 0;  // milliseconds, 0: none
+  std::uint8_t blinkPhase = 0;
+  bool blinks = false;        // has a place among the application's blinking ones
+  bool conditionHeld = true;  // when it acted last, while that is noted
+  // What a pane's range cut, the last time that it cut anything.
+  struct TCut {
+    std::uint64_t period = 0;  // of the application's, from 1; 0: never
+    double evaluated = 0.0;
+  };
+  TCut wishCut;
+  TCut valueCut;
+};
+
+struct THostPart : THostState {
   struct TEvent {
     std::u16string name;    // identifier name, `OnOutput__R`
     std::uint32_t handler;  // the script's number of the function
@@ -30,21 +45,10 @@ struct THostPart {
   std::vector<vcom::CList*> receiverLists;
   std::vector<TEvent> events;
   std::unique_ptr<runtime::COutputHost> output;  // null: its output is its own alone
-  std::uint32_t blinkRate = 0;                   // milliseconds, 0: none
-  std::uint8_t blinkPhase = 0;
-  bool blinks = false;  // has a place among the application's blinking ones
   // The window's size that the class gave when it was made, in pixels.
   std::int32_t madeWidth = 0;
   std::int32_t madeHeight = 0;
-  bool keeps = true;          // what it learnt
-  bool conditionHeld = true;  // when it acted last, while that is noted
-  // What a pane's range cut, the last time that it cut anything.
-  struct TCut {
-    std::uint64_t period = 0;  // of the application's, from 1; 0: never
-    double evaluated = 0.0;
-  };
-  TCut wishCut;
-  TCut valueCut;
+  bool keeps = true;  // what it learnt
 };
 
 }  // namespace hx_vinst

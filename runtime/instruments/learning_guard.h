@@ -30,7 +30,24 @@
 
 namespace runtime {
 
-class CLearningGuard {
+// What changes in a guard while it runs.
+struct TGuardState {
+  using TSet = std::array<double, 3>;  // r0, tI, tD
+
+  std::optional<TSet> reference;
+  std::optional<TSet> standIn;
+  std::optional<TSet> kept;  // last
+  bool hasRun = false;       // identification
+  std::uint32_t rested = 0;  // periods without it since, one after another
+  bool hasLearnt = false;    // it has stopped
+  bool fails = false;        // what was learnt last
+  bool hasSaidSo = false;
+  bool hasEnded = false;  // the learning
+  bool turns = false;     // the stand-in acts next
+  bool acts = false;      // in this period
+};
+
+class CLearningGuard : private TGuardState {
  public:
   // Reads what follows the keyword, without the ";". Throws TTextError.
   CLearningGuard(hx_vinst::CInstrument& instrument, TReading& reading);
@@ -47,9 +64,10 @@ class CLearningGuard {
   // Whether what was learnt may be kept over the end of the run.
   bool MayKeep() const { return !hasEnded && !fails; }
 
- private:
-  using TSet = std::array<double, 3>;  // r0, tI, tD
+  const TGuardState& State() const { return *this; }
+  void SetState(const TGuardState& state) { static_cast<TGuardState&>(*this) = state; }
 
+ private:
   bool IsAdaptive() const;
   void SetAdaptive(bool adaptive) const;
   void NoteIdentification();
@@ -61,17 +79,6 @@ class CLearningGuard {
   std::uint32_t mark;  // of the keyword
   double low = 0.0;
   double high = 0.0;
-  std::optional<TSet> reference;
-  std::optional<TSet> standIn;
-  std::optional<TSet> kept;  // last
-  bool hasRun = false;       // identification
-  std::uint32_t rested = 0;  // periods without it since, one after another
-  bool hasLearnt = false;    // it has stopped
-  bool fails = false;        // what was learnt last
-  bool hasSaidSo = false;
-  bool hasEnded = false;  // the learning
-  bool turns = false;     // the stand-in acts next
-  bool acts = false;      // in this period
 };
 
 }  // namespace runtime

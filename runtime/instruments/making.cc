@@ -74,7 +74,7 @@ hx_vinst::CInstrument* MakeObject(TApplicationState& application, const std::str
     ReleaseObject(object);
     return nullptr;
   }
-  for (const CBlockLog::TGivenBlock& block : given.blocks) {
+  for (const CBlockLog::TGivenBlock& block : given.Blocks()) {
     if (block.size >= kLeastPooled && !IsOfChild(*object, block.start)) object->host->blocks.push_back(block.start);
   }
   return object;

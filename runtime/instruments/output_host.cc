@@ -245,6 +245,17 @@ void COutputHost::BeforeAction(std::uint64_t period) {
   if (guard) guard->BeforeAction();
 }
 
+COutputHost::TState COutputHost::State() const {
+  TState state = {*this, std::nullopt};
+  if (guard) state.second = guard->State();
+  return state;
+}
+
+void COutputHost::SetState(const TState& state) {
+  static_cast<TOutputState&>(*this) = state.first;
+  if (guard) guard->SetState(*state.second);
+}
+
 void COutputHost::StartFrom(double given) {
   outsideStart = given;
   periodsActed = 0;

@@ -18,6 +18,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "host/hx_main.h"
 #include "runtime/instruments/learning_guard.h"
@@ -30,7 +31,22 @@ constexpr std::uint32_t kStateHosted = 0x100;  // the instrument has a part of t
 constexpr std::uint32_t kStateTracks = 0x200;  // in this period: conditions are answered with true
 constexpr std::uint32_t kStateNoted = 0x400;   // whether its condition held is noted in its host part
 
-class COutputHost {
+// What changes in it while it runs.
+struct TOutputState {
+  std::optional<double> outside;       // is tracked
+  std::optional<double> outsideStart;  // takes the place of `start`
+  std::optional<double> outputBefore;
+  std::uint64_t evaluatedIn = 0;  // the period
+  std::uint64_t periodsActed = 0;
+  std::uint32_t heldFor = 0;   // periods in which track_when held, one after another; 2 for more
+  bool heldByOutside = false;  // alone
+  bool tracks = false;
+  double value = 0.0;       // that is tracked
+  bool guardHolds = false;  // in this period
+  double heldOutput = 0.0;
+};
+
+class COutputHost : private TOutputState {
  public:
   // Whether the class has events of an output.
   static bool HasOutput(hx_vinst::CInstrument& instrument);
@@ -72,6 +88,11 @@ class COutputHost {
   bool Tracks() const { return tracks; }  // in the period acted in last
   bool MayKeep() const { return !guard || guard->MayKeep(); }
 
+  // How it stands, and to bring that back.
+  using TState = std::pair<TOutputState, std::optional<TGuardState>>;
+  TState State() const;
+  void SetState(const TState& state);
+
  private:
   enum class EShape { kReal, kBoolean, kSteps };  // of the events' arguments
 
@@ -102,20 +123,7 @@ class COutputHost {
   std::uint32_t followMark = hx_vinst::kNoMark;
   TElementPlace tracked;  // what `track` consists of
   TElementPlace output;   // the instrument's own
-
-  std::optional<double> outside;       // is tracked
-  std::optional<double> outsideStart;  // takes the place of `start`
-  std::optional<double> outputBefore;
-  std::uint64_t evaluatedIn = 0;  // the period
-  std::uint64_t periodsActed = 0;
-  std::uint32_t heldFor = 0;   // periods in which track_when held, one after another; 2 for more
-  bool heldByOutside = false;  // alone
-  bool tracks = false;
-  double value = 0.0;  // that is tracked
-
   std::optional<CLearningGuard> guard;
-  bool guardHolds = false;  // in this period
-  double heldOutput = 0.0;
 };
 
 }  // namespace runtime

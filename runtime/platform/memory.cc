@@ -1,5 +1,6 @@
 #include "runtime/platform/memory.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "host/runlib.h"
@@ -15,7 +16,6 @@ struct alignas(std::max_align_t) THeader {
 runtime::TMemoryStatistics live;
 std::int64_t successesLeft = -1;
 std::int64_t failuresLeft = -1;
-runtime::CBlockLog* blockLog = nullptr;
 
 // Under a sanitizer each block stands alone, so that its ends are watched.
 #if defined(__SANITIZE_ADDRESS__)
@@ -55,8 +55,32 @@ void FailAllocationAfter(std::int64_t successes, std::int64_t failures) {
   failuresLeft = failures;
 }
 
-CBlockLog::CBlockLog() { blockLog = this; }
-CBlockLog::~CBlockLog() { blockLog = nullptr; }
+CBlockLog* CBlockLog::newest = nullptr;
+
+CBlockLog::CBlockLog() : older(newest) { newest = this; }
+
+CBlockLog::~CBlockLog() {
+  CBlockLog** link = &newest;
+  while (*link != this) link = &(*link)->older;
+  *link = older;
+}
+
+void CBlockLog::TellGiven(void* block, std::size_t size) {
+  for (CBlockLog* log = newest; log != nullptr; log = log->older) {
+    log->blocks.push_back({block, size});
+    ++log->changes;
+  }
+}
+
+// Most that are taken back were given last.
+void CBlockLog::TellTakenBack(const void* block) {
+  for (CBlockLog* log = newest; log != nullptr; log = log->older) {
+    const auto found = std::find_if(log->blocks.rbegin(), log->blocks.rend(),
+                                    [block](const TGivenBlock& given) { return given.start == block; });
+    if (found != log->blocks.rend()) log->blocks.erase(std::next(found).base());
+    ++log->changes;
+  }
+}
 
 }  // namespace runtime
 
@@ -77,11 +101,12 @@ void MemAllocate(void** block, std::size_t size) {
   ++live.blocks;
   live.bytes += size;
   *block = header + 1;
-  if (blockLog != nullptr) blockLog->blocks.push_back({*block, size});
+  runtime::CBlockLog::TellGiven(*block, size);
 }
 
 void MemDeallocate(void** block) {
   if (block == nullptr || *block == nullptr) return;
+  runtime::CBlockLog::TellTakenBack(*block);
   THeader* header = static_cast<THeader*>(*block) - 1;
   --live.blocks;
   live.bytes -= header->size;

@@ -28,11 +28,11 @@ constexpr std::size_t kMemoryServiceLimit = std::size_t{2} << 30;  // bytes
 // (-1: all), until the next call. -1 successes: none fails on purpose.
 void FailAllocationAfter(std::int64_t successes, std::int64_t failures = -1);
 
-// Notes the blocks that the service gives as long as this lives. One at a time.
+// Notes the blocks that the service gives as long as this lives.
 class CBlockLog {
  public:
   struct TGivenBlock {
-    const void* start;
+    void* start;
     std::size_t size;  // bytes, as asked for
   };
 
@@ -41,7 +41,21 @@ class CBlockLog {
   CBlockLog(const CBlockLog&) = delete;
   CBlockLog& operator=(const CBlockLog&) = delete;
 
-  std::vector<TGivenBlock> blocks;  // in the order in which they were given
+  // Those that are still held, in the order in which they were given.
+  const std::vector<TGivenBlock>& Blocks() const { return blocks; }
+  // How often a block was given or taken back, also one given before.
+  std::uint64_t Changes() const { return changes; }
+
+  // The service tells all logs.
+  static void TellGiven(void* block, std::size_t size);
+  static void TellTakenBack(const void* block);
+
+ private:
+  static CBlockLog* newest;
+
+  CBlockLog* older;
+  std::vector<TGivenBlock> blocks;
+  std::uint64_t changes = 0;
 };
 
 }  // namespace runtime

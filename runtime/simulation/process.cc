@@ -47,9 +47,23 @@ void CDelay::Trim(double time, double seconds, double substep) {
   if (count > 1) oldest += count - 1;
 }
 
+void CDelay::Clear() {
+  records.clear();
+  oldest = 0;
+  hasDropped = false;
+}
+
 void CProcess::Start(std::uint64_t seed, TErrorSink errorSink) {
   random = CRandom(seed);
   sink = std::move(errorSink);
+  const auto clear = [](TFormula& formula) { formula.failed = formula.failedBefore = false; };
+  for (TAlgebraic& line : algebraic) {
+    clear(line.formula);
+    clear(line.seconds);
+    line.delay.Clear();
+  }
+  for (TDerivative& line : derivatives) clear(line.formula);
+  delayRecords = 0;
   DrawNoise();
   FinishPeriod(0);
 }

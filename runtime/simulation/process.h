@@ -38,6 +38,7 @@ class CDelay {
   // Forgets what is no longer needed when no later call asks for an older
   // record than Find(time, seconds, substep).
   void Trim(double time, double seconds, double substep);
+  void Clear();
   bool IsEmpty() const { return Count() == 0; }
   std::size_t Count() const { return records.size() - oldest; }
 
@@ -96,8 +97,8 @@ class CProcess {
   // the text that was read.
   std::vector<TTextError> Doubts(CLexer& lexer) const;
 
-  // Once, at time 0, before the first period: evaluates the algebraic lines.
-  // A delay that has no record yet yields its input.
+  // At time 0, before the first period: evaluates the algebraic lines. A delay has no
+  // record yet, and yields its input. Nothing of a run before is left.
   void Start(std::uint64_t seed, TErrorSink sink);
   // Integrates `periods` of them, a thousand of many in full, and leaves the
   // application's time at `to`.
