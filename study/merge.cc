@@ -52,6 +52,8 @@ bool Merge(const TPlan& plan, std::vector<TRange>* missing, std::string* error) 
 
 ERunning RunAgain(const TSite& site, const TPlan& plan, const TEffort& effort, std::vector<TRange>* different,
                   std::string* error) {
+  TEffort anew = effort;
+  anew.readsAnew = true;
   std::uint64_t first = 0;
   const auto next = [&]() -> std::optional<TCases> {
     if (first >= plan.runs) return std::nullopt;
@@ -76,7 +78,7 @@ ERunning RunAgain(const TSite& site, const TPlan& plan, const TEffort& effort, s
     }
     return true;
   };
-  return RunCases(site, plan, effort, next, take, error);
+  return RunCases(site, plan, anew, next, take, error);
 }
 
 }  // namespace study

@@ -17,7 +17,7 @@ bool Merge(const TPlan& plan, std::vector<TRange>* missing, std::string* error);
 
 inline constexpr std::uint64_t kOneInRunAgain = 100;
 
-// Runs every hundredth case of the results again, and says which gave other bits.
+// Runs every hundredth case of the results again, read anew, and says which gave other bits.
 ERunning RunAgain(const TSite& site, const TPlan& plan, const TEffort& effort, std::vector<TRange>* different,
                   std::string* error);
 

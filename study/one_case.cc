@@ -5,7 +5,6 @@
 #include <limits>
 #include <memory>
 
-#include "fmu/units.h"
 #include "study/sampling.h"
 
 namespace study {
@@ -80,39 +79,47 @@ std::string FirstError(const std::vector<runtime::TDiagnostic>& diagnostics) {
 
 }  // namespace
 
-TOutcome RunCase(const TSite& site, const TPlan& plan, const TCase& one,
-                 const std::function<void(runtime::CApplication&)>& watch) {
+bool CCaseRunner::MakeReady(const TCase& one) {
   runtime::TReadOptions reading;
   reading.path = plan.file;
   reading.text = plan.text;
   reading.folder = plan.folder;
   reading.seed = one.seed;
   reading.keepsLearnt = false;
-  fmu::CUnits units(plan.folder);
-  units.AddTo(&reading);
   for (std::size_t i = 0; i < one.values.size(); ++i) {
     reading.initialValues.emplace_back(plan.definition.inputs[i].name, one.values[i]);
   }
-  TOutcome outcome;
+  if (!readsAnew && application && application->Restart(reading.initialValues, one.seed)) return true;
+  reading.restarts = !readsAnew;
+  application.reset();
+  units.emplace(plan.folder);
+  units->AddTo(&reading);
   std::vector<runtime::TDiagnostic> diagnostics;
-  const auto application = runtime::CApplication::Read(reading, site.plugin, &diagnostics);
-  if (!application || !units.Check(*application, &diagnostics)) return {{}, FirstError(diagnostics)};
-  if (!units.Open(*application, &outcome.failure)) return outcome;
-  application->SetMessageSink([&outcome](const runtime::TRunTimeMessage& message) {
-    if (!outcome.failure.empty()) return;
-    outcome.failure = "t=" + NumberText(message.time) + " s" +
-                      (message.instrument.empty() ? "" : " " + message.instrument) + ": " + message.text;
+  application = runtime::CApplication::Read(reading, site.plugin, &diagnostics);
+  if (!application || !units->Check(*application, &diagnostics)) failure = FirstError(diagnostics);
+  if (failure.empty() && units->Open(*application, &failure)) return true;
+  application.reset();
+  return false;
+}
+
+TOutcome CCaseRunner::Run(const TCase& one, const std::function<void(runtime::CApplication&)>& watch) {
+  failure.clear();
+  if (!MakeReady(one)) return {{}, failure};
+  application->SetMessageSink([this](const runtime::TRunTimeMessage& message) {
+    if (!failure.empty()) return;
+    failure = "t=" + NumberText(message.time) + " s" + (message.instrument.empty() ? "" : " " + message.instrument) +
+              ": " + message.text;
   });
   CWatch figures(site, plan.definition.figures, *application);
   if (watch) watch(*application);
-  while (outcome.failure.empty() && application->Step()) {
+  while (failure.empty() && application->Step()) {
     figures.Observe();
     if (watch) watch(*application);
   }
   application->End();
-  if (outcome.failure.empty()) outcome.failure = application->LinkError();
-  if (outcome.failure.empty()) outcome.figures = figures.Figures();
-  return outcome;
+  if (failure.empty()) failure = application->LinkError();
+  if (!failure.empty()) return {{}, failure};
+  return {figures.Figures(), ""};
 }
 
 std::string RowOf(const TPlan& plan, std::uint64_t number, const TOutcome& outcome) {

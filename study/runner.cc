@@ -35,7 +35,7 @@ bool WriteAll(int file, const std::string& bytes) {
 }
 
 // In a child: a row for each case, as soon as it is done.
-int Work(const TSite& site, const TPlan& plan, const TCases& cases, int answer) {
+int Work(CCaseRunner& runner, const TPlan& plan, const TCases& cases, int answer) {
   // The parent ends it, lest an interruption be taken for a crash.
   signal(SIGINT, SIG_IGN);
   CRows rows(CasesName(plan));
@@ -49,7 +49,7 @@ int Work(const TSite& site, const TPlan& plan, const TCases& cases, int answer) 
       outcome.failure = "cases.csv has no such row";
     } else {
       try {
-        outcome = RunCase(site, plan, one);
+        outcome = runner.Run(one);
       } catch (const std::exception& exception) {
         outcome.failure = exception.what();
       }
@@ -93,8 +93,10 @@ class CRunning {
     job.unfinished.clear();
     job.begun = TClock::now();
     const TCases rest = {job.at, job.cases.last, job.cases.step};
-    job.child =
-        std::make_unique<processes::CChild>([this, rest](int answer) { return Work(site, plan, rest, answer); });
+    job.child = std::make_unique<processes::CChild>([this, rest](int answer) {
+      CCaseRunner runner(site, plan, effort.readsAnew);
+      return Work(runner, plan, rest, answer);
+    });
   }
 
   // Waits a little for rows; what a child hasn't said when it ends is its failure.

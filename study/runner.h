@@ -24,6 +24,7 @@ struct TCases {
 struct TEffort {
   std::size_t jobs = 1;         // child processes at once
   std::optional<double> limit;  // seconds that a run may take; none: any
+  bool readsAnew = false;       // each run reads the text
   std::function<bool()> interruptionAsked;
   std::function<void(std::uint64_t)> progress;  // cases done so far; also where there are no more
 };

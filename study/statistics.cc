@@ -150,13 +150,6 @@ void FindInfluences(const TSample& sample, std::vector<TFigureSpread>* spreads) 
 
 // --- The whole -----------------------------------------------------------------------------
 
-// A value of an input as a number: a word is its place in the list.
-double InputNumber(const TInput& input, const std::string& value) {
-  const double number = NumberOf(value);
-  if (!std::isnan(number)) return number;
-  return static_cast<double>(std::find(input.list.begin(), input.list.end(), value) - input.list.begin());
-}
-
 class CStatistics {
  public:
   CStatistics(const TPlan& thePlan, TStatistics* theStatistics)
@@ -286,6 +279,12 @@ double RankCorrelation(std::span<const double> one, std::span<const double> othe
     squaresY += (y[i] - mean) * (y[i] - mean);
   }
   return squaresX == 0.0 || squaresY == 0.0 ? 0.0 : products / std::sqrt(squaresX * squaresY);
+}
+
+double InputNumber(const TInput& input, const std::string& value) {
+  const double number = NumberOf(value);
+  if (!std::isnan(number)) return number;
+  return static_cast<double>(std::find(input.list.begin(), input.list.end(), value) - input.list.begin());
 }
 
 bool StatisticsOf(const TPlan& plan, TStatistics* statistics, std::string* error) {

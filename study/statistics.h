@@ -59,6 +59,9 @@ struct TStatistics {
   std::optional<TCase> best;
 };
 
+// A value of an input as a number: a word is its place in the list.
+double InputNumber(const TInput& input, const std::string& value);
+
 // Of results.csv, failures.csv and cases.csv. False with a message.
 bool StatisticsOf(const TPlan& plan, TStatistics* statistics, std::string* error);
 

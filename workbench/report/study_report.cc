@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -22,6 +23,8 @@ using runtime::Translated;
 
 constexpr std::size_t kBars = 40;            // of a distribution
 constexpr std::uint64_t kMostPoints = 1500;  // of a curve, and of a cloud of runs
+constexpr std::size_t kMostLines = 400;      // runs across parallel axes
+constexpr std::size_t kMostWords = 12;       // of a list, beside its axis
 
 std::string Spoken(const std::string& text) { return Escaped(Translated(text)); }
 
@@ -63,9 +66,10 @@ json::CValue StudyCurves(const study::TSite& site, const study::TPlan& plan, con
   if (statistics.median) chosen.emplace_back("median", &*statistics.median);
   if (statistics.best) chosen.emplace_back("best", &*statistics.best);
   json::CValue curves = json::CValue::Array();
+  study::CCaseRunner runner(site, plan, false);
   for (const auto& [name, one] : chosen) {
     CStudyCurve curve(plan.definition.figures[0]);
-    study::RunCase(site, plan, *one, [&curve](runtime::CApplication& application) { curve.Observe(application); });
+    runner.Run(*one, [&curve](runtime::CApplication& application) { curve.Observe(application); });
     curves.Append(curve.Value(Translated(name) + " (" + std::to_string(one->number) + ")"));
   }
   return curves;
@@ -91,7 +95,63 @@ json::CValue Distribution(const std::vector<double>& values, const study::TFigur
   return bars;
 }
 
-// The figure above the input that it depends on most.
+json::CValue Marked(double value, const std::string& text) {
+  json::CValue pair = json::CValue::Array();
+  pair.Append(value);
+  pair.Append(text);
+  return pair;
+}
+
+// An axis from the least of the values to the largest. Marked are both, or what a list
+// has.
+json::CValue StudyAxis(const std::string& name, const std::vector<double>& values, const study::TInput* input) {
+  double low = std::numeric_limits<double>::infinity();
+  double high = -low;
+  for (const double value : values) {
+    if (std::isnan(value)) continue;
+    low = std::min(low, value);
+    high = std::max(high, value);
+  }
+  json::CValue marks = json::CValue::Array();
+  if (input == nullptr || input->list.empty() || input->list.size() > kMostWords) {
+    for (const double end : {low, high}) marks.Append(Marked(end, Significant(end)));
+  } else {
+    for (const std::string& word : input->list) marks.Append(Marked(study::InputNumber(*input, word), word));
+  }
+  return {{"name", name}, {"low", low}, {"high", high}, {"marks", std::move(marks)}};
+}
+
+// Runs as lines across the axes of all inputs and figures; those that lack a figure are
+// left out.
+json::CValue StudyLines(const study::TPlan& plan, const study::TStatistics& statistics) {
+  const study::TSample& sample = statistics.sample;
+  json::CValue axes = json::CValue::Array();
+  std::vector<const std::vector<double>*> columns;
+  for (std::size_t i = 0; i < sample.inputs.size(); ++i) {
+    const study::TInput& input = plan.definition.inputs[i];
+    axes.Append(StudyAxis(input.name, sample.inputs[i], &input));
+    columns.push_back(&sample.inputs[i]);
+  }
+  for (std::size_t i = 0; i < sample.figures.size(); ++i) {
+    if (statistics.figures[i].count == 0) continue;
+    axes.Append(StudyAxis(plan.definition.figures[i].name, sample.figures[i], nullptr));
+    columns.push_back(&sample.figures[i]);
+  }
+  json::CValue lines = json::CValue::Array();
+  for (std::size_t run = 0; run < sample.met.size(); run += sample.met.size() / kMostLines + 1) {
+    json::CValue values = json::CValue::Array();
+    bool isWhole = true;
+    for (const auto* column : columns) {
+      isWhole = isWhole && !std::isnan((*column)[run]);
+      values.Append((*column)[run]);
+    }
+    if (isWhole) lines.Append({{"met", static_cast<bool>(sample.met[run])}, {"values", std::move(values)}});
+  }
+  return {{"axes", std::move(axes)}, {"lines", std::move(lines)}};
+}
+
+// The figure above the input that it depends on most: of runs that meet what is
+// required, and of the others.
 json::CValue Cloud(const study::TSample& sample, std::size_t figure, std::size_t input) {
   const std::vector<double>& x = sample.inputs[input];
   const std::vector<double>& y = sample.figures[figure];
@@ -105,7 +165,8 @@ json::CValue Cloud(const study::TSample& sample, std::size_t figure, std::size_t
   for (const std::size_t run : order) {
     json::CValue point = json::CValue::Array();
     point.Append(x[run]);
-    point.Append(y[run]);
+    point.Append(sample.met[run] ? json::CValue(y[run]) : json::CValue());
+    point.Append(sample.met[run] ? json::CValue() : json::CValue(y[run]));
     points.Append(std::move(point));
   }
   return points;
@@ -123,9 +184,9 @@ std::string StudyTable(const std::vector<std::vector<std::string>>& rows) {
   return text + "</table></div>\n";
 }
 
-std::string StudyPlot(const std::string& id, const std::string& heading) {
-  return "<h3>" + Escaped(heading) + "</h3>\n<div class=\"legend\" id=\"" + id +
-         "-legend\"></div>\n<div class=\"plot low\" id=\"" + id + "\"></div>\n";
+std::string StudyPlot(const std::string& id, const std::string& heading, bool hasLegend) {
+  const std::string legend = hasLegend ? "<div class=\"legend\" id=\"" + id + "-legend\"></div>\n" : "";
+  return "<h3>" + Escaped(heading) + "</h3>\n" + legend + "<div class=\"plot low\" id=\"" + id + "\"></div>\n";
 }
 
 }  // namespace
@@ -142,8 +203,12 @@ bool WriteStudyReport(const study::TSite& site, const study::TPlan& plan, const 
   if (!commands.empty()) shown.body += "<h2>" + Escaped(WorstLabel(plan)) + "</h2>\n<pre>";
   for (const std::string& command : commands) shown.body += Escaped(command) + "\n";
   if (!commands.empty()) shown.body += "</pre>\n";
-  shown.body += "<h2>" + Spoken("Worst, median and best run") + "</h2>\n" + StudyPlot("values", Translated("value")) +
-                StudyPlot("outputs", Translated("output"));
+  shown.body += "<h2>" + Spoken("Worst, median and best run") + "</h2>\n";
+  const bool isOfInstrument = plan.definition.figures[0].kind == study::TFigure::kOfInstrument;
+  shown.body += StudyPlot("values", Translated("value"), true);
+  if (isOfInstrument) shown.body += StudyPlot("outputs", Translated("output"), true);
+  shown.body += "<h2>" + Spoken("What goes with what") +
+                "</h2>\n<div class=\"legend\" id=\"lines-legend\"></div>\n<div class=\"scroll\" id=\"lines\"></div>\n";
   json::CValue figures = json::CValue::Array();
   shown.body += "<h2>" + Spoken("Distributions") + "</h2>\n";
   for (std::size_t i = 0; i < statistics.figures.size(); ++i) {
@@ -153,10 +218,10 @@ bool WriteStudyReport(const study::TSite& site, const study::TPlan& plan, const 
     json::CValue figure = {{"number", static_cast<std::uint64_t>(i)},
                            {"name", name},
                            {"bars", Distribution(statistics.sample.figures[i], spread)}};
-    shown.body += StudyPlot("bars-" + std::to_string(i), name);
+    shown.body += StudyPlot("bars-" + std::to_string(i), name, false);
     if (spread.input) {
       const std::string& input = plan.definition.inputs[*spread.input].name;
-      shown.body += StudyPlot("cloud-" + std::to_string(i), name + " / " + input);
+      shown.body += StudyPlot("cloud-" + std::to_string(i), name + " / " + input, false);
       figure.Set("input", input);
       figure.Set("cloud", Cloud(statistics.sample, i, *spread.input));
     }
@@ -164,9 +229,13 @@ bool WriteStudyReport(const study::TSite& site, const study::TPlan& plan, const 
   }
   shown.body += "<details><summary>dygraphs</summary><pre>" + Escaped(page::PlottingLicence()) + "</pre></details>\n";
   json::CValue words = json::CValue::Object();
-  for (const char* word : {"wish", "runs", "time, s", "time, h:min"}) words.Set(word, Translated(word));
-  const json::CValue data = {
-      {"words", std::move(words)}, {"curves", StudyCurves(site, plan, statistics)}, {"figures", std::move(figures)}};
+  for (const char* word : {"wish", "runs", "meets what is required", "doesn't meet it", "time, s", "time, h:min"})
+    words.Set(word, Translated(word));
+  const json::CValue data = {{"words", std::move(words)},
+                             {"required", plan.definition.required.IsGiven()},
+                             {"curves", StudyCurves(site, plan, statistics)},
+                             {"across", StudyLines(plan, statistics)},
+                             {"figures", std::move(figures)}};
   shown.data = page::ScriptText(data.Text());
   shown.scripts = page::PlottingScripts();
   shown.scripts.push_back(StudyScript());

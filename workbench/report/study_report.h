@@ -1,5 +1,5 @@
-// A study as a page: distributions, what a figure depends on, and the worst, median and
-// best runs over each other.
+// A study as a page: the worst, median and best runs over each other, runs as lines across
+// axes, distributions, and each figure above what it depends on.
 #ifndef LOOPBOX_WORKBENCH_REPORT_STUDY_REPORT_H
 #define LOOPBOX_WORKBENCH_REPORT_STUDY_REPORT_H
 

@@ -11,7 +11,7 @@ const gap = (value) => (value === null || value === undefined ? NaN : value);
 function curves(id, key, withWish) {
   const shown = data.curves.filter((curve) => curve[key].length > 0);
   const box = document.getElementById(id);
-  if (shown.length === 0) return box.remove();
+  if (shown.length === 0) return;
   const names = shown.map((curve) => curve.name);
   const rows = shown[0].times.map((time, at) => [time].concat(shown.map((curve) => gap(curve[key][at]))));
   const hasWish = withWish && shown[0].wishes.length > 0;
@@ -27,6 +27,54 @@ function curves(id, key, withWish) {
   });
 }
 
+// Names two colours: of the runs that meet what is required, and of the others.
+const ofMet = (met) => (data.required && !met ? colors[0] : colors[1]);
+function metLegend(id) {
+  if (!data.required) return;
+  const words = [[true, 'meets what is required'], [false, 'doesn\'t meet it']];
+  for (const [met, word] of words) {
+    const text = document.createElement('span');
+    text.style.color = ofMet(met);
+    text.textContent = '● ' + said(word) + '  ';
+    document.getElementById(id).append(text);
+  }
+}
+
+// Each run as a line across axes of the inputs and the figures.
+function linesAcross(box) {
+  const {axes, lines} = data.across;
+  const width = Math.max(box.clientWidth, 130 * axes.length);
+  const [top, bottom, side] = [30, 290, 65];
+  const draw = (parent, name, attributes, text) => {
+    const node = document.createElementNS('http://www.w3.org/2000/svg', name);
+    for (const [key, value] of Object.entries(attributes)) node.setAttribute(key, value);
+    if (text !== undefined) node.textContent = text;
+    return parent.appendChild(node);
+  };
+  const x = (at) => side + (axes.length > 1 ? at * (width - 2 * side) / (axes.length - 1) : 0);
+  const y = ({low, high}, value) => bottom - (high > low ? (value - low) / (high - low) : 0.5) * (bottom - top);
+  const svg = draw(box, 'svg', {width, height: bottom + 25, role: 'img'});
+  for (const met of [true, false]) {
+    const group = draw(svg, 'g', {fill: 'none', stroke: ofMet(met), 'stroke-opacity': 0.35});
+    for (const line of lines.filter((one) => one.met === met)) {
+      const points = line.values.map((value, at) => x(at).toFixed(1) + ',' + y(axes[at], value).toFixed(1));
+      draw(group, 'polyline', {points: points.join(' ')});
+    }
+  }
+  // Behind its letters the paper covers the lines.
+  const marked = draw(svg, 'g', {
+    fill: 'currentColor', 'text-anchor': 'middle', 'font-size': 13, 'paint-order': 'stroke', stroke: 'var(--paper)', 'stroke-width': 3,
+  });
+  axes.forEach((axis, at) => {
+    draw(marked, 'line', {x1: x(at), x2: x(at), y1: top, y2: bottom, stroke: 'currentColor', 'stroke-width': 1});
+    draw(marked, 'text', {x: x(at), y: bottom + 20, 'font-weight': 600}, axis.name);
+    for (const [value, text] of axis.marks) {
+      const high = y(axis, value);
+      draw(marked, 'text', {x: x(at) - 5, y: high + (high === bottom ? 0 : high === top ? -5 : 4), 'text-anchor': 'end'}, text);
+    }
+  });
+}
+
 // Bars as wide as they are apart.
 function bars({dygraph, points, drawingContext: context, color}) {
   const bottom = dygraph.toDomYCoord(0);
@@ -39,6 +87,8 @@ function bars({dygraph, points, drawingContext: context, color}) {
 
 curves('values', 'values', true);
 curves('outputs', 'outputs', false);
+metLegend('lines-legend');
+linesAcross(document.getElementById('lines'));
 for (const figure of data.figures) {
   const count = figure.bars.length;
   const step = count > 1 ? figure.bars[1][0] - figure.bars[0][0] : 1;
@@ -54,13 +104,14 @@ for (const figure of data.figures) {
   });
   if (!figure.cloud) continue;
   new Dygraph(document.getElementById('cloud-' + figure.number), figure.cloud, {
-    labels: [figure.input, figure.name],
-    colors: [colors[0]],
+    labels: [figure.input, said('meets what is required'), said('doesn\'t meet it')],
+    colors: [ofMet(true), ofMet(false)],
     strokeWidth: 0,
     drawPoints: true,
     pointSize: 1.5,
+    xRangePad: 8,
+    yRangePad: 8,
     xlabel: figure.input,
-    ylabel: figure.name,
     legend: 'never',
   });
 }
