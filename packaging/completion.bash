@@ -11,6 +11,17 @@ _loopbox_files() { # WORD ENDING...
   for ending in "${@:2}"; do compgen -f -X "!*.$ending" -- "$word"; done
 }
 
+# What follows that word of `loopbox study`.
+_loopbox_study() { # WORD PREVIOUS
+  case $2 in
+    run | merge) _loopbox_files "$1" ;;
+    *.lbx) compgen -W "$(sed -nE 's/^ *study +(\w+).*/\1/p' "$2" 2>/dev/null)" -- "$1" ;;
+    plan) _loopbox_files "$1" lbx ;;
+    *) compgen -W $'plan\nrun\nmerge' -- "$1"
+       _loopbox_files "$1" lbx ;;
+  esac
+}
+
 _loopbox_classes() { # PROGRAM WORD [--plugin PATH]
   compgen -W "$("$1" classes "${@:3}" 2>/dev/null | sed -n '/^[a-z_][a-z_0-9]*$/p')" -- "$2"
 }
@@ -33,12 +44,12 @@ _loopbox() {
 
   local help kind=
   help=$(LC_ALL=C "$program" ${command:+"$command"} --help 2>/dev/null)  # in English
-  if [[ $previous == --+([a-z-]) ]]; then
-    kind=$(sed -nE "s/^  $previous ([^ ]+)( .*)?\$/\\1/p" <<<"$help")
+  if [[ $previous == -+([a-z-]) ]]; then
+    kind=$(sed -nE "s/^  (-[a-z],)?$previous(,--[a-z-]+)? ([^ ]+)( .*)?\$/\\3/p" <<<"$help")
     [[ $kind == Needs: ]] && kind=
   fi
   if [[ -z $kind && $word == -* ]]; then
-    mapfile -t COMPREPLY < <(compgen -W "$(sed -nE 's/^  (-h,)?(--[a-z-]+).*/\2/p' <<<"$help")" -- "$word")
+    mapfile -t COMPREPLY < <(compgen -W "$(sed -nE 's/^  (-[a-z],)?(--[a-z-]+).*/\2/p' <<<"$help")" -- "$word")
     return
   fi
   if [[ -z $kind && -z $command ]]; then
@@ -49,7 +60,8 @@ _loopbox() {
   [[ -z $kind ]] && kind=$(sed -nE 's/^Usage: .* \[?([A-Z_]+)\]?$/argument \1/p' <<<"$help")
   local IFS=$'\n'
   case $kind in
-    'argument FILE' | 'argument CONNECTION' | 'argument INSTRUMENT' | 'argument STUDY') mapfile -t COMPREPLY < <(_loopbox_files "$word" lbx) ;;
+    'argument FILE' | 'argument CONNECTION' | 'argument INSTRUMENT') mapfile -t COMPREPLY < <(_loopbox_files "$word" lbx) ;;
+    'argument STUDY') mapfile -t COMPREPLY < <(_loopbox_study "$word" "$previous") ;;
     'argument UNIT') mapfile -t COMPREPLY < <(_loopbox_files "$word" lbx fmu) ;;
     'argument PLUGIN' | PATH) mapfile -t COMPREPLY < <(_loopbox_files "$word" so) ;;
     'argument CLASS') mapfile -t COMPREPLY < <(_loopbox_classes "$program" "$word" "${plugin[@]}") ;;

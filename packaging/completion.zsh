@@ -15,6 +15,17 @@ _loopbox_action() {
   esac
 }
 
+# What follows the word before in `loopbox study`.
+_loopbox_study() {
+  local before=$words[CURRENT-1]
+  case $before in
+    run|merge) _files -/ ;;
+    *.lbx) compadd -- ${(f)"$(sed -nE 's/^ *study +([A-Za-z_0-9]+).*/\1/p' $before 2>/dev/null)"} ;;
+    plan) _files -g "*.lbx" ;;
+    *) compadd -- plan run merge; _files -g "*.lbx" ;;
+  esac
+}
+
 _loopbox_classes() {
   local plugin=${words[(r)--plugin]:+${words[${words[(i)--plugin]}+1]}}
   local -a classes=(${(f)"$(_call_program classes $program classes ${plugin:+--plugin ${(q)plugin}} 2>/dev/null)"})
@@ -37,8 +48,8 @@ _loopbox() {
   fi
   local i
   for ((i = 1; i <= $#help; i++)); do
-    [[ $help[i] == (#b)'  '(-h,|)(--[a-z-]##)([^ ]#)(*) ]] || continue
-    local option=$match[2] rest=$match[4] repeated=
+    [[ $help[i] == (#b)'  '(-[a-z],|)(--[a-z-]##)([^ ]#)(*) ]] || continue
+    local short=${match[1]%,} option=$match[2] rest=$match[4] repeated=
     kind=
     [[ $rest == (#b)' '([^ ]##)(*) && $match[1] != Needs: ]] && kind=$match[1] rest=$match[2]
     [[ $rest == ' ...'* ]] && repeated='*'
@@ -46,12 +57,15 @@ _loopbox() {
     local meaning=${rest##*  ##}
     [[ $rest == *'  '* ]] || meaning=${help[i+1]## ##}
     meaning=${meaning//(#m)[]\[:]/\\$MATCH}
-    rows+=("$repeated${option}[$meaning]${kind:+:$kind:$(_loopbox_action $kind)}")
+    for option in $option $short; do
+      rows+=("$repeated${option}[$meaning]${kind:+:$kind:$(_loopbox_action $kind)}")
+    done
   done
   for line in $help; do
     [[ $line == (#b)'Usage: '*' '(|\[)([A-Z_]##)(|\]) ]] || continue
     case $match[2] in
-      FILE|CONNECTION|INSTRUMENT|STUDY) rows+=('1:application:_files -g "*.lbx"') ;;
+      STUDY) rows+=('*:study:_loopbox_study') ;;
+      FILE|CONNECTION|INSTRUMENT) rows+=('1:application:_files -g "*.lbx"') ;;
       UNIT) rows+=('1:application:_files -g "*.lbx"' '2:unit:_files -g "*.fmu"') ;;
       PLUGIN) rows+=('1:plug-in:_files -g "*.so"') ;;
       DIR) rows+=('1:folder:_files -/') ;;

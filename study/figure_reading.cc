@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <iterator>
+#include <span>
+#include <string_view>
 #include <utility>
 
 namespace study {
@@ -13,6 +15,23 @@ namespace {
 
 constexpr std::pair<std::string_view, TFigure::EKind> kOfElements[] = {
     {"final", TFigure::kFinal}, {"min", TFigure::kMin}, {"max", TFigure::kMax}, {"mean", TFigure::kMean}};
+
+constexpr int kMostNested = 200;  // parentheses, `not` and `-` inside one another
+
+struct TOperator {
+  std::string_view spelling;
+  EStep step;
+};
+constexpr TOperator kOr[] = {{"or", EStep::kOr}};
+constexpr TOperator kAnd[] = {{"and", EStep::kAnd}};
+constexpr TOperator kCompare[] = {{"<=", EStep::kLessOrEqual}, {">=", EStep::kGreaterOrEqual}, {"<", EStep::kLess},
+                                  {">", EStep::kGreater},      {"==", EStep::kEqual},          {"!=", EStep::kUnequal}};
+constexpr TOperator kAdd[] = {{"+", EStep::kAdd}, {"-", EStep::kSubtract}};
+constexpr TOperator kMultiply[] = {{"*", EStep::kMultiply}, {"/", EStep::kDivide}};
+// From the loosest to the tightest. Those before the comparisons take conditions, the
+// others numbers; `not` stands before a comparison.
+constexpr std::span<const TOperator> kLevels[] = {kOr, kAnd, kCompare, kAdd, kMultiply};
+constexpr std::size_t kComparisons = 2;
 
 // Whether both sides of an operator are what it takes.
 void ExpectBoth(CBlockText& text, std::uint32_t place, bool first, bool second, bool wanted) {
@@ -75,7 +94,7 @@ TFigure CFigureReading::ExpectFigure(CBlockText& text) {
 void CFigureReading::ReadCondition(CBlockText& text, CCondition* condition) {
   made = condition;
   const std::uint32_t place = text.Peek().offset;
-  if (!ReadOr(text)) text.Fail(place, "expected a condition, found a number");
+  if (!ReadLevel(text, 0)) text.Fail(place, "expected a condition, found a number");
 }
 
 void CFigureReading::AddRequired(TDefinition* definition) {
@@ -89,80 +108,47 @@ void CFigureReading::AddRequired(TDefinition* definition) {
   definition->required.Renumber(places);
 }
 
-bool CFigureReading::ReadOr(CBlockText& text) {
-  const bool first = ReadAnd(text);
-  while (text.TakeIf("or")) {
+// Operators between operands of the next level. Whether what was read is a condition.
+bool CFigureReading::ReadLevel(CBlockText& text, std::size_t level) {
+  if (level == std::size(kLevels)) return ReadPrimary(text);
+  if (level == kComparisons && text.TakeIf("not")) {
     const std::uint32_t place = text.LastOffset();
-    ExpectBoth(text, place, first, ReadAnd(text), true);
-    made->Add(EStep::kOr);
-  }
-  return first;
-}
-
-bool CFigureReading::ReadAnd(CBlockText& text) {
-  const bool first = ReadNot(text);
-  while (text.TakeIf("and")) {
-    const std::uint32_t place = text.LastOffset();
-    ExpectBoth(text, place, first, ReadNot(text), true);
-    made->Add(EStep::kAnd);
-  }
-  return first;
-}
-
-bool CFigureReading::ReadNot(CBlockText& text) {
-  if (!text.TakeIf("not")) return ReadComparison(text);
-  const std::uint32_t place = text.LastOffset();
-  if (!ReadNot(text)) text.Fail(place, "expected a condition, found a number");
-  made->Add(EStep::kNot);
-  return true;
-}
-
-bool CFigureReading::ReadComparison(CBlockText& text) {
-  static constexpr std::pair<std::string_view, EStep> kComparisons[] = {
-      {"<=", EStep::kLessOrEqual}, {">=", EStep::kGreaterOrEqual}, {"<", EStep::kLess},
-      {">", EStep::kGreater},      {"==", EStep::kEqual},          {"!=", EStep::kUnequal}};
-  const bool first = ReadSum(text);
-  for (const auto& [spelling, step] : kComparisons) {
-    if (!text.TakeIf(spelling)) continue;
-    const std::uint32_t place = text.LastOffset();
-    ExpectBoth(text, place, first, ReadSum(text), false);
-    made->Add(step);
+    Nest(text, place);
+    if (!ReadLevel(text, level)) text.Fail(place, "expected a condition, found a number");
+    --nesting;
+    made->Add(EStep::kNot);
     return true;
   }
-  return first;
-}
-
-bool CFigureReading::ReadSum(CBlockText& text) {
-  const bool first = ReadProduct(text);
+  const bool first = ReadLevel(text, level + 1);
   for (;;) {
-    const bool adds = text.TakeIf("+");
-    if (!adds && !text.TakeIf("-")) return first;
+    const std::span<const TOperator> operators = kLevels[level];
+    const auto taken = std::find_if(operators.begin(), operators.end(),
+                                    [&text](const TOperator& known) { return text.TakeIf(known.spelling); });
+    if (taken == operators.end()) return first;
     const std::uint32_t place = text.LastOffset();
-    ExpectBoth(text, place, first, ReadProduct(text), false);
-    made->Add(adds ? EStep::kAdd : EStep::kSubtract);
+    ExpectBoth(text, place, first, ReadLevel(text, level + 1), level < kComparisons);
+    made->Add(taken->step);
+    if (level == kComparisons) return true;
   }
 }
 
-bool CFigureReading::ReadProduct(CBlockText& text) {
-  const bool first = ReadPrimary(text);
-  for (;;) {
-    const bool multiplies = text.TakeIf("*");
-    if (!multiplies && !text.TakeIf("/")) return first;
-    const std::uint32_t place = text.LastOffset();
-    ExpectBoth(text, place, first, ReadPrimary(text), false);
-    made->Add(multiplies ? EStep::kMultiply : EStep::kDivide);
-  }
+void CFigureReading::Nest(CBlockText& text, std::uint32_t place) {
+  if (++nesting > kMostNested) text.Fail(place, "expression nested too deeply");
 }
 
 bool CFigureReading::ReadPrimary(CBlockText& text) {
   if (text.TakeIf("(")) {
-    const bool isBoolean = ReadOr(text);
+    Nest(text, text.LastOffset());
+    const bool isCondition = ReadLevel(text, 0);
     text.Expect(")");
-    return isBoolean;
+    --nesting;
+    return isCondition;
   }
   if (text.TakeIf("-")) {
     const std::uint32_t place = text.LastOffset();
+    Nest(text, place);
     if (ReadPrimary(text)) text.Fail(place, "expected a number");
+    --nesting;
     made->Add(EStep::kMinus);
     return false;
   }

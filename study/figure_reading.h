@@ -3,6 +3,7 @@
 #define LOOPBOX_STUDY_FIGURE_READING_H
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -29,17 +30,14 @@ class CFigureReading {
   void AddRequired(TDefinition* definition);
 
  private:
-  bool ReadOr(runtime::CBlockText& text);  // whether it is a boolean
-  bool ReadAnd(runtime::CBlockText& text);
-  bool ReadNot(runtime::CBlockText& text);
-  bool ReadComparison(runtime::CBlockText& text);
-  bool ReadSum(runtime::CBlockText& text);
-  bool ReadProduct(runtime::CBlockText& text);
+  bool ReadLevel(runtime::CBlockText& text, std::size_t level);
   bool ReadPrimary(runtime::CBlockText& text);
+  void Nest(runtime::CBlockText& text, std::uint32_t place);
 
   const TFigureNames& names;
   std::vector<TFigure> required;
   CCondition* made = nullptr;
+  int nesting = 0;
 };
 
 }  // namespace study

@@ -75,17 +75,20 @@ constexpr char kWordsOfConnections[] =
     "keep "
     "needs latch json";
 
+constexpr char kWordsOfStudies[] =
+    " runs seed sampling vary keep require random grid uniform normal list final min max mean iae";
+
 TEST(Czech, HasEachErrorOfATextThatIsWrong) {
   runtime::SetMessageTable(Wordless());
   for (const char* section : {"InBlocksAndData", "InConstantsAndLoops", "InProcessesAndExpressions", "InInstruments",
-                              "InConnections", "WhatIsOddButRight"}) {
+                              "InConnections", "InStudies", "WhatIsOddButRight"}) {
     for (const std::vector<std::string>& cells : tests::TableRows("definition_errors.txt", section)) {
       for (std::size_t i = 2; i < cells.size(); ++i) {
         const std::string message = Replaced(Replaced(cells[i], "warning: ", ""), "CLASSES", "");
         EXPECT_NE(runtime::Translated(message), message);
         ExpectNoWord(runtime::Translated(message), Replaced(Replaced(cells[1], "@", ""), "¶", " ") +
                                                        " output_section wish_value_section value_section meter" +
-                                                       kWordsOfConnections);
+                                                       kWordsOfConnections + kWordsOfStudies);
       }
     }
   }

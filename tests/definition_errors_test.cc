@@ -5,8 +5,10 @@
 
 #include "plant/plant.h"
 #include "runtime/platform/memory.h"
+#include "study/study_reader.h"
 #include "tests/support.h"
 #include "workbench/references.h"
+#include "workbench/run/whole_figures.h"
 
 namespace {
 
@@ -16,6 +18,9 @@ using tests::Replaced;
 const std::string kElements = "data r : real; b : boolean; i : integer; ra : real[3]; ba : boolean[2]; ";
 const std::string kData =
     kElements + "computed : real; cb : boolean; end_data; process computed = 1; cb = true; end_process;\n";
+
+const std::string kOfStudies =
+    "instrument pid_regulator reg expression = r; wish_value = 0; output = ra[0]; end_instrument;\nstudy s\n";
 
 std::vector<std::string> Prefixes(char where) {
   const std::string instrument = kData + "instrument ";
@@ -36,12 +41,14 @@ std::vector<std::string> Prefixes(char where) {
                                                 {'o', connections + "modbus a tcp = \"h\"; output r\n"},
                                                 {'q', connections + "mqtt a host = \"h\"; input ra[0]\n"},
                                                 {'u', connections + "mqtt a host = \"h\"; output r\n"},
+                                                {'t', kData + kOfStudies},
                                                 {'w', ""}};
   return {prefixes.at(where)};
 }
 
 std::string Suffix(char where) {
   if (std::string("cioqu").find(where) != std::string::npos) return "\nend_connections;";
+  if (where == 't') return "\nend_study;";
   return where == 'w' ? "" : where == 'e' ? ";\nend_process;" : where == 'x' ? "\nend_process;" : "\nend_instrument;";
 }
 
@@ -116,7 +123,8 @@ void CheckText(const std::string& text, const std::vector<std::string>& messages
     runtime::TReadOptions options;
     options.words = [](const std::string& className) { return workbench::WordsOf(References(), className); };
     plant::CConnectionsReader connections;
-    options.blocks = {&connections};
+    study::CStudyReader studies(workbench::NamesOfFigures);
+    options.blocks = {&connections, &studies};
     const CRun run(WithoutMarks(text), options);
     EXPECT_EQ(run.Diagnostics(), Expected(text, messages));
     EXPECT_EQ(run.IsRead(), isRead);
@@ -138,6 +146,7 @@ TEST(DefinitionErrors, InConstantsAndLoops) { CheckRows(Rows("InConstantsAndLoop
 TEST(DefinitionErrors, InProcessesAndExpressions) { CheckRows(Rows("InProcessesAndExpressions"), false); }
 TEST(DefinitionErrors, InInstruments) { CheckRows(Rows("InInstruments"), false); }
 TEST(DefinitionErrors, InConnections) { CheckRows(Rows("InConnections"), false); }
+TEST(DefinitionErrors, InStudies) { CheckRows(Rows("InStudies"), false); }
 
 TEST(DefinitionErrors, WhatIsOddButRight) {
   std::vector<TRow> rows = Rows("WhatIsOddButRight");

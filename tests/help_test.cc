@@ -42,6 +42,7 @@ std::map<std::string, TOptions> OptionsOfHelp() {
     if (command.empty()) continue;
     for (const std::string& line : LinesOf(Loopbox(command + " --help").output)) {
       if (line.starts_with("  --")) found.insert(WordAt(line, 2));
+      if (line.starts_with("  -o,--")) found.insert(WordAt(line, 5));
     }
   }
   return options;
@@ -51,7 +52,8 @@ std::map<std::string, TOptions> OptionsOfHelp() {
 class Help : public testing::Test {
  protected:
   Help() {
-    for (const char* name : {"oven.lbx", "other.txt", "a b.png", "c.svg"}) folder.Write(name, "");
+    for (const char* name : {"other.txt", "a b.png", "c.svg"}) folder.Write(name, "");
+    folder.Write("oven.lbx", "study robust end_study;\nstudy cold\nend_study;\n");
     std::filesystem::create_directory(folder.Path("out"));
     std::filesystem::copy_file(tests::BuildPath("loopbox.so"), folder.Path("own.so"));
   }
@@ -124,6 +126,12 @@ TEST_F(Help, CompletionOffersWhatTheHelpNamesInBash) {
       {"describe st", {"step_regulator"}},
       {"describe --plugin own.so ''", classes},
       {"describe --plugin other.txt ''", {}},
+      {"study ''", {"merge", "out", "oven.lbx", "plan", "run"}},
+      {"study oven.lbx ''", {"cold", "robust"}},
+      {"study plan ''", {"out", "oven.lbx"}},
+      {"study plan oven.lbx r", {"robust"}},
+      {"study merge ''", {"out"}},
+      {"study oven.lbx -o ''", {"out"}},
   };
   for (auto& [command, options] : help) {
     options.insert("--help");
@@ -161,6 +169,9 @@ TEST_F(Help, CompletionOffersTheSameInZsh) {
       {"loopbox classes --images ", {"out/"}, {"other.txt"}},
       {"loopbox describe ", {"boolean_regulator  pid_regulator      step_regulator"}, {}},
       {"loopbox describe --plugin own.so ", {"boolean_regulator  pid_regulator      step_regulator"}, {}},
+      {"loopbox study ", {"oven.lbx", "plan", "merge"}, {"other.txt"}},
+      {"loopbox study plan oven.lbx ", {"cold    robust"}, {"other.txt"}},
+      {"loopbox study run ", {"out/"}, {"oven.lbx"}},
   };
   std::string command = Script("zsh") + " " + tests::BuildPath("");
   for (const auto& row : rows) command += " '" + row.line + "'";
