@@ -341,12 +341,12 @@ class CApplication {
   // Ends the run: instruments keep what they have learnt. Once.
   void End();
   // Of one that was read with `restarts`: brings it back to before its first period,
-  // with other initial values and another seed. The next run has the bits of one that
-  // was read anew with them. False where it has to be read anew: a value is of a
-  // constant or of an entry of a definition, and another one than before, which
-  // compiles to other programs; a value doesn't fit, or they aren't those of the names
-  // that it was read with; it has a script, whose state is Lua's, or a link; an
-  // instrument took memory since. Who gets messages has to be set again.
+  // with other initial values of the names that it was read with, and another seed. The
+  // next run has the bits of one that was read anew with them. False where it has to be
+  // read anew: a constant or an entry of a definition gets another value, which makes
+  // other programs; a value doesn't fit; it has a script, whose state is Lua's, or a link;
+  // since it was read an instrument, of whichever application, took memory or gave it
+  // back. Who gets messages has to be set again.
   bool Restart(const std::vector<std::pair<std::string, std::string>>& initialValues, std::uint64_t seed);
 
   std::size_t ElementCount() const;
