@@ -43,7 +43,15 @@ std::string AllOfRun(runtime::CApplication& application) {
   });
   runtime::CTrace trace(application, {}, file);
   trace.WriteRow();
-  for (int i = 0; i < kPeriodsRestarted && application.Step(); ++i) trace.WriteRow();
+  for (int period = 0; period < kPeriodsRestarted && application.Step(); ++period) {
+    trace.WriteRow();
+    // What panes cut stands in no trace.
+    for (std::size_t i = 0; i < application.InstrumentCount(); ++i) {
+      for (const runtime::EPane pane : {runtime::kWishPane, runtime::kValuePane}) {
+        said += std::to_string(application.Instrument(i).Pane(pane).measured) + " ";
+      }
+    }
+  }
   application.End();
   EXPECT_TRUE(trace.Flush());
   std::fclose(file);
@@ -92,9 +100,9 @@ TEST(Restart, GivesTheBitsOfReadingAnewInEveryExample) {
   EXPECT_GT(restarted, 20);
 }
 
-// What no example has at once: noise and a delay; expressions that fail, and keep their
-// last good values; regulators that track, follow, learn under a guard, blink, and
-// start from their output; what a pane cuts.
+// What no example has at once: noise and a delay; expressions that fail, with the other
+// values from the start, and keep their last good ones; regulators that track, follow,
+// learn under a guard, blink, and start from their output; what a pane cuts.
 constexpr char kManyStates[] = R"(
 application many period = 1; duration = 300; end_application;
 data
@@ -119,7 +127,7 @@ instrument pid_regulator first
   parameters param_1 = 0.4; param_2 = 6; param_3 = 0; end_parameters;
 end_instrument;
 instrument pid_regulator second
-  expression = field[time / 50]; wish_value = v; output = w; always_activate;
+  expression = field[time / 50 + if(a < 0.5, 4, 0)]; wish_value = v; output = w; always_activate;
   parameters param_1 = 1; param_2 = 5; param_3 = 0; end_parameters;
 end_instrument;
 instrument pid_regulator third
