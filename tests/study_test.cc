@@ -187,7 +187,9 @@ TEST_F(Study, PartsJoinToWhatARunHereGives) {
   const std::string parts = folder.Path("parts");
   const std::string told = Run(file + " right --jobs 2 -o " + here + " --report " + folder.Path("r.html"), 0);
   tests::ExpectParts(told, {"right: 60 runs", "reg.iae", "meet what is required: ", "largest max(x)"});
-  tests::ExpectParts(ReadFile(folder.Path("r.html")), {"cloud-0", "bars-3", "\"curves\":[{\"name\":\"worst ("});
+  tests::ExpectParts(ReadFile(folder.Path("r.html")),
+                     {"cloud-0", "bars-3", "\"curves\":[{\"name\":\"worst (", "\"axes\":[{\"name\":\"a\",\"low\":0.0",
+                      "\"marks\":[[1.0,\"1\"],[2.0,\"2\"]]"});
   Run("plan " + file + " right -o " + parts + " --chunk 20 --for parallel", 0);
   Run("run " + parts + " --cases 40-99 --jobs 1", 0);
   tests::ExpectParts(Run("merge " + parts, 3), {"missing cases 0-39"});

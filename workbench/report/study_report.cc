@@ -229,7 +229,8 @@ bool WriteStudyReport(const study::TSite& site, const study::TPlan& plan, const 
   }
   shown.body += "<details><summary>dygraphs</summary><pre>" + Escaped(page::PlottingLicence()) + "</pre></details>\n";
   json::CValue words = json::CValue::Object();
-  for (const char* word : {"wish", "runs", "meets what is required", "doesn't meet it", "time, s", "time, h:min"})
+  for (const char* word :
+       {"wish", "runs", "What goes with what", "meets what is required", "doesn't meet it", "time, s", "time, h:min"})
     words.Set(word, Translated(word));
   const json::CValue data = {{"words", std::move(words)},
                              {"required", plan.definition.required.IsGiven()},

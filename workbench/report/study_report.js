@@ -53,7 +53,7 @@ function linesAcross(box) {
   };
   const x = (at) => side + (axes.length > 1 ? at * (width - 2 * side) / (axes.length - 1) : 0);
   const y = ({low, high}, value) => bottom - (high > low ? (value - low) / (high - low) : 0.5) * (bottom - top);
-  const svg = draw(box, 'svg', {width, height: bottom + 25, role: 'img'});
+  const svg = draw(box, 'svg', {width, height: bottom + 25, role: 'img', 'aria-label': said('What goes with what')});
   for (const met of [true, false]) {
     const group = draw(svg, 'g', {fill: 'none', stroke: ofMet(met), 'stroke-opacity': 0.35});
     for (const line of lines.filter((one) => one.met === met)) {
