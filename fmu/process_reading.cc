@@ -12,7 +12,7 @@ constexpr double kLongestPatience = 1e6;  // seconds
 
 std::string ExpectVariable(runtime::CBlockText& text) {
   const bool isQuoted = text.Peek().kind == runtime::TBlockWord::kText;
-  const std::string name = isQuoted ? text.ExpectText() : text.ExpectName("a variable of the unit");
+  std::string name = isQuoted ? text.ExpectText() : text.ExpectName("a variable of the unit");
   text.Expect("=");
   return name;
 }
