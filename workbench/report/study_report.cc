@@ -221,7 +221,9 @@ bool WriteStudyReport(const study::TSite& site, const study::TPlan& plan, const 
     shown.body += StudyPlot("bars-" + std::to_string(i), name, false);
     if (spread.input) {
       const std::string& input = plan.definition.inputs[*spread.input].name;
-      shown.body += StudyPlot("cloud-" + std::to_string(i), name + " / " + input, false);
+      std::string heading = name;
+      heading.append(" / ").append(input);
+      shown.body += StudyPlot("cloud-" + std::to_string(i), heading, false);
       figure.Set("input", input);
       figure.Set("cloud", Cloud(statistics.sample, i, *spread.input));
     }
