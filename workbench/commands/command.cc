@@ -167,6 +167,17 @@ TOption ConnectionsOption(std::string& connections) {
           FileName()};
 }
 
+TOption SetOption(std::vector<std::string>& assignments) {
+  return {"--set", "NAME=VALUE", &assignments,
+          "The initial value of a data element, a constant, or an entry of a definition (INSTRUMENT.KEYWORD); may be "
+          "repeated",
+          Assignment()};
+}
+
+TOption SeedOption(std::uint64_t& seed) {
+  return {"--seed", "N", &seed, "What random numbers start from (default: 1)", Whole(0)};
+}
+
 TOption PluginOption(TCommonOptions& common) {
   return {"--plugin", "PATH", &common.plugin, "The plug-in (default: the program's own, loopbox.so)", FileName()};
 }

@@ -76,6 +76,9 @@ TCommonOptions LookAhead(int argumentCount, const char* const* arguments);
 TOption FileArgument(std::string& file);
 // A text whose connections take the place of the application's own.
 TOption ConnectionsOption(std::string& connections);
+// Other initial values and entries than the text's, NAME=VALUE, and where its random numbers start.
+TOption SetOption(std::vector<std::string>& assignments);
+TOption SeedOption(std::uint64_t& seed);
 TOption PluginOption(TCommonOptions& common);
 TOption LanguageOption(TCommonOptions& common);
 

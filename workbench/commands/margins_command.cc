@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "workbench/commands/commands.h"
@@ -119,34 +120,17 @@ bool CMarginsCommand::FromProcess(TLoopModels* models, std::string* error) {
 
 TCommand MarginsCommand(TCommonOptions& common) {
   const auto options = std::make_shared<TMarginsOptions>();
-  return {"margins",
-          "Tell how far a loop as it stands is from instability",
-          {FileArgument(options->loop.file),
-           {.name = "INSTRUMENT",
-            .value = "",
-            .target = &options->loop.instrument,
-            .help = "The regulator",
-            .isRequired = true},
-           {.name = "--from",
-            .value = "RECORD.csv",
-            .target = &options->loop.from,
-            .help = "With the process that these records tell: traces, folders of run --record, data of a historian",
-            .check = FileName(),
-            .isList = true},
-           {"--map", "ELEMENT=COLUMN", &options->loop.maps,
-            "The column of the records that holds the value or the output, or their times (time=COLUMN); may be "
-            "repeated",
-            Assignment(), "--from"},
-           {"--at", "S", &options->at, "With the simulated process as it is then (default: at the end of the duration)",
-            AtLeast(0.0, "a number of seconds"), nullptr, "--from"},
-           {"--json", "FILE", &options->json, "Write it as JSON; - is standard output", FileName()},
-           {"--set", "NAME=VALUE", &options->loop.assignments,
-            "The initial value of a data element, a constant, or an entry of a definition (INSTRUMENT.KEYWORD); may "
-            "be repeated",
-            Assignment()},
-           {"--seed", "N", &options->loop.seed, "What random numbers start from (default: 1)", Whole(0)},
-           PluginOption(common),
-           LanguageOption(common)},
+  std::vector<TOption> rows = TunedOptions(
+      options->loop, "With the process that these records tell: traces, folders of run --record, data of a historian");
+  rows.insert(rows.end(), {{"--at", "S", &options->at,
+                            "With the simulated process as it is then (default: at the end of the duration)",
+                            AtLeast(0.0, "a number of seconds"), nullptr, "--from"},
+                           {"--json", "FILE", &options->json, "Write it as JSON; - is standard output", FileName()},
+                           SetOption(options->loop.assignments),
+                           SeedOption(options->loop.seed),
+                           PluginOption(common),
+                           LanguageOption(common)});
+  return {"margins", "Tell how far a loop as it stands is from instability", std::move(rows),
           [options, &common] { return CMarginsCommand(*options, common).Run(); }};
 }
 

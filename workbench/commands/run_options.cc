@@ -33,11 +33,8 @@ std::vector<TOption> RunOptions(TRunOptions& options, TCommonOptions& common) {
       {"--period", "S", &options.period, "Seconds between periods, instead of the application's",
        AtLeast(0.001, "a number of seconds of at least 0.001")},
       {"--duration", "S", &options.duration, "Simulated seconds, instead of the application's", AtLeast(0.0, kSeconds)},
-      {"--set", "NAME=VALUE", &options.assignments,
-       "The initial value of a data element, a constant, or an entry of a definition (INSTRUMENT.KEYWORD); may be "
-       "repeated",
-       Assignment()},
-      {"--seed", "N", &options.seed, "What random numbers start from (default: 1)", Whole(0)},
+      SetOption(options.assignments),
+      SeedOption(options.seed),
       {"--input", "FILE.csv", &options.input,
        "Recorded data, as a trace, that drive the data elements they name; - is standard input", FileName()},
       {"--map", "ELEMENT=COLUMN", &options.maps,

@@ -211,26 +211,11 @@ TCommand TuneCommand(TCommonOptions& common) {
   const auto options = std::make_shared<TTuneCommandOptions>();
   TExperimentOptions& experiment = options->experiment;
   constexpr char kSeconds[] = "a number of seconds";
-  return {
-      "tune",
-      "Propose law and parameters from records, or make a record by an experiment",
+  std::vector<TOption> rows =
+      TunedOptions(options->loop, "Propose from these: traces, folders of run --record, data of a historian");
+  rows.insert(
+      rows.end(),
       {
-          FileArgument(options->loop.file),
-          {.name = "INSTRUMENT",
-           .value = "",
-           .target = &options->loop.instrument,
-           .help = "The regulator",
-           .isRequired = true},
-          {.name = "--from",
-           .value = "RECORD.csv",
-           .target = &options->loop.from,
-           .help = "Propose from these: traces, folders of run --record, data of a historian",
-           .check = FileName(),
-           .isList = true},
-          {"--map", "ELEMENT=COLUMN", &options->loop.maps,
-           "The column of the records that holds the value or the output, or their times (time=COLUMN); may be "
-           "repeated",
-           Assignment(), "--from"},
           {"--law", "LAW", &options->law, "The law (default: takahashi, with noise takahashiDelay)", OneOf(LawNames()),
            "--from"},
           {"--lag", "X", &options->lag, "The lag of the derivative part, of tD (default: the least that noise allows)",
@@ -268,15 +253,13 @@ TCommand TuneCommand(TCommonOptions& common) {
            "Take an input or a connection that is simulated away from the first of these seconds to the second; may be "
            "repeated",
            NamedSpan(), "--experiment"},
-          {"--set", "NAME=VALUE", &options->loop.assignments,
-           "The initial value of a data element, a constant, or an entry of a definition (INSTRUMENT.KEYWORD); may be "
-           "repeated",
-           Assignment()},
-          {"--seed", "N", &options->loop.seed, "What random numbers start from (default: 1)", Whole(0)},
+          SetOption(options->loop.assignments),
+          SeedOption(options->loop.seed),
           PluginOption(common),
           LanguageOption(common),
-      },
-      [options, &common] { return Tune(*options, common); }};
+      });
+  return {"tune", "Propose law and parameters from records, or make a record by an experiment", std::move(rows),
+          [options, &common] { return Tune(*options, common); }};
 }
 
 }  // namespace workbench

@@ -9,6 +9,22 @@
 
 namespace workbench {
 
+std::vector<TOption> TunedOptions(TTunedOptions& options, const std::string& fromHelp) {
+  return {
+      FileArgument(options.file),
+      {.name = "INSTRUMENT", .value = "", .target = &options.instrument, .help = "The regulator", .isRequired = true},
+      {.name = "--from",
+       .value = "RECORD.csv",
+       .target = &options.from,
+       .help = fromHelp,
+       .check = FileName(),
+       .isList = true},
+      {"--map", "ELEMENT=COLUMN", &options.maps,
+       "The column of the records that holds the value or the output, or their times (time=COLUMN); may be "
+       "repeated",
+       Assignment(), "--from"}};
+}
+
 CTunedApplication::CTunedApplication(const TTunedOptions& theOptions, const TCommonOptions& theCommon)
     : options(theOptions),
       common(theCommon),

@@ -28,6 +28,9 @@ struct TTunedOptions {
   std::vector<std::string> maps;
 };
 
+// FILE, INSTRUMENT, --from and --map; the help of --from says what records are for.
+std::vector<TOption> TunedOptions(TTunedOptions& options, const std::string& fromHelp);
+
 class CTunedApplication {
  public:
   CTunedApplication(const TTunedOptions& theOptions, const TCommonOptions& theCommon);
