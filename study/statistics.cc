@@ -8,6 +8,7 @@
 #include <limits>
 #include <numeric>
 #include <string_view>
+#include <system_error>
 
 #include "study/files.h"
 
@@ -19,10 +20,11 @@ constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 constexpr std::size_t kMostWorst = 3;
 constexpr std::size_t kMostFailures = 20;
 
+// None where it is a word, however that begins.
 double NumberOf(std::string_view field) {
   double number = kNone;
-  std::from_chars(field.data(), field.data() + field.size(), number);
-  return number;
+  const auto [end, status] = std::from_chars(field.data(), field.data() + field.size(), number);
+  return status == std::errc() && end == field.data() + field.size() ? number : kNone;
 }
 
 // The results' rows, the figures of each with NaN where there is none.
