@@ -155,6 +155,25 @@ TEST(Application, ProcessDelaysToTheSubstep) {
   }
 }
 
+// Ten millions of values are kept by all delays, of which the oldest goes then.
+TEST(Application, ProcessDelaysTellWhatTheyLost) {
+  std::string names;
+  std::string lines;
+  for (int i = 0; i < 1000; ++i) {
+    names += "d" + std::to_string(i) + " : real; ";
+    lines += "d" + std::to_string(i) + " = delay(time + 1, 1e6);\n";
+  }
+  CRun run("application a period = 1; duration = 101; end_application; data " + names +
+           "end_data; process substeps = 100;\n" + lines + "end_process;");
+  run.Steps(100);
+  EXPECT_TRUE(run.messages.empty());
+  EXPECT_EQ(run.Value("d0"), 1.0);
+  run.Steps(1);
+  ASSERT_EQ(run.messages.size(), 1000u);
+  EXPECT_EQ(run.messages[0].text, "line 2: Zpoždění přesahuje paměť");
+  EXPECT_GT(run.Value("d0"), 1.0);
+}
+
 TEST(Application, ProcessDrawsNoiseOnceAPeriodAndRepeatably) {
   const auto last = [](std::uint64_t seed) {
     runtime::TReadOptions options;
@@ -163,6 +182,7 @@ TEST(Application, ProcessDrawsNoiseOnceAPeriodAndRepeatably) {
         "data n : real; m : real; x : real; end_data; application a period = 1; duration = 4000; "
         "end_application;\nprocess n = noise(2); m = noise(1) + 10; x' = n; end_process;",
         options);
+    EXPECT_NE(run.Value("n"), 0.0);  // at the start, before the first period
     double sum = 0, squares = 0, covariance = 0, x = 0;
     while (run->Step()) {
       const double n = run.Value("n");
@@ -281,7 +301,8 @@ TEST(Application, IsReadFromMemoryAndDrivenByHand) {
   options.text =
       "application loop period = 0.5; end_application; include \"plant.lbx\";\n"
       "data x : real; u : real; twice : real; i : integer; b : boolean[2]; end_data;\n"
-      "instrument pid_regulator r expression = x; output = u; end_instrument;";
+      "instrument pid_regulator r expression = x; output = u; end_instrument;"
+      "instrument pid_regulator s expression = x; end_instrument;";
   std::vector<runtime::TDiagnostic> diagnostics;
   const auto read = runtime::CApplication::Read(options, tests::Plugin(), &diagnostics);
   ASSERT_TRUE(read) << runtime::Format(diagnostics.at(0));
@@ -310,6 +331,8 @@ TEST(Application, IsReadFromMemoryAndDrivenByHand) {
   // The state stays where it was put, as the output does until it was used.
   ASSERT_TRUE(read->Step());
   EXPECT_EQ(read->ElementValue(0, 0), 8.0);
+  EXPECT_EQ(read->Instrument(0).OutputElement(), read->ElementValue(1, 0));
+  EXPECT_EQ(read->Instrument(1).OutputElement(), std::nullopt);
   // Another application takes its turn; the clock is each one's own.
   CRun other("application a period = 3; end_application;");
   other.Steps(2);
