@@ -4,7 +4,8 @@
 //   loopbox_paced PLUGIN APPLICATION CONNECTIONS PERIOD COUNT [drive]
 //
 // simulates the application with the connections of another text, or drives the plant.
-// A line of five figures: work at the median and at p99.9, lateness at the median and at
+// A line of five figures, of all periods but those of the first second, in which memory is
+// met for the first time: work at the median and at p99.9, lateness at the median and at
 // p99.9, all in microseconds; and how many periods began late since the one before was
 // still at work.
 #include <time.h>
@@ -68,6 +69,7 @@ int main(int count, char** arguments) {
   plant::CPlant plant(connections.Connections(), options);
   if (!application->AddLink(plant, &error)) return Fail(error);
 
+  const auto settled = static_cast<std::uint64_t>(1.0 / application->Period());
   std::vector<std::int64_t> work;
   std::vector<std::int64_t> lateness;
   std::uint64_t overrun = 0;
@@ -77,11 +79,15 @@ int main(int count, char** arguments) {
     if (Now(CLOCK_MONOTONIC) > due) ++overrun;
     const timespec until{due / kSecond, due % kSecond};
     clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr);
-    lateness.push_back(Now(CLOCK_MONOTONIC) - due);
+    const std::int64_t late = Now(CLOCK_MONOTONIC) - due;
     const std::int64_t begun = Now(CLOCK_THREAD_CPUTIME_ID);
     if (!application->Step()) return Fail(application->LinkError());
-    work.push_back(Now(CLOCK_THREAD_CPUTIME_ID) - begun);
+    const std::int64_t worked = Now(CLOCK_THREAD_CPUTIME_ID) - begun;
+    if (i < settled) continue;
+    lateness.push_back(late);
+    work.push_back(worked);
   }
+  if (work.empty()) return Fail("more periods than those of the first second, please");
   std::printf("%.2f %.2f %.2f %.2f %llu\n", Quantile(work, 0.5), Quantile(work, 0.999), Quantile(lateness, 0.5),
               Quantile(lateness, 0.999), static_cast<unsigned long long>(overrun));
   std::string failure;
