@@ -142,7 +142,7 @@ void CProcess::EvaluateAlgebraic(double time, bool records) {
 
 double CProcess::DelayedValue(TAlgebraic& line, double time, bool records) {
   const std::size_t countBefore = line.delay.Count();
-  if (records) line.delay.Record(time, Value(line.formula), delayRecords >= kMaximumDelayRecords);
+  if (records) line.delay.Record(time, Value(line.formula), delayRecords >= maximumDelayRecords);
   if (line.delay.IsEmpty()) return Value(line.formula);
   const double seconds = std::max(Value(line.seconds), 0.0);
   bool isLost;

@@ -93,6 +93,8 @@ class CProcess {
   bool IsEmpty() const { return algebraic.empty() && derivatives.empty(); }
 
   std::uint32_t Substeps() const { return substeps; }
+  // For who doesn't want to wait for so many.
+  void SetMaximumDelayRecords(std::size_t count) { maximumDelayRecords = count; }
   // What is allowed and hardly meant: the place and what it comes to. By a lexer of
   // the text that was read.
   std::vector<TTextError> Doubts(CLexer& lexer) const;
@@ -177,6 +179,7 @@ class CProcess {
   CRandom random{0};
   double substepLength = 0;
   std::size_t delayRecords = 0;  // of all delays
+  std::size_t maximumDelayRecords = kMaximumDelayRecords;
   TErrorSink sink;
 };
 
