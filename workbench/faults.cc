@@ -158,7 +158,7 @@ void OnNoMemory() {
 
 // A handler needs a stack of its own where the program's has overflowed.
 void UseSignalStack() {
-  static std::array<std::byte, 65536> memory;
+  alignas(std::max_align_t) static std::array<std::byte, 65536> memory;
   stack_t stack = {};
   stack.ss_sp = memory.data();
   stack.ss_size = memory.size();
