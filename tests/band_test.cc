@@ -84,6 +84,19 @@ TEST(Band, SequencesOfValuesGiveTheirOutputs) {
   }
 }
 
+// Read again up to here, it is another definition: nothing of the first one is left.
+TEST(Band, ADefinitionReadAgainHasNoBandOfTheOneBefore) {
+  const std::string text =
+      "data x : real; on : boolean; end_data;\ninstrument boolean_regulator reg expression = x; wish_value = 2; output "
+      "= "
+      "on; divergence_plus = 4; divergence_minus = 3; end_instrument;";
+  const CRun run(text);
+  EXPECT_EQ(run.Call("reg", "GetDivergencePlus__R", {0}), std::vector{4.0});
+  ASSERT_TRUE(run.ReadAgain(0, static_cast<std::uint32_t>(text.find("divergence_plus"))));
+  EXPECT_EQ(run.Call("reg", "GetDivergencePlus__R", {0}), std::vector{0.0});
+  EXPECT_EQ(run.Call("reg", "GetDivergenceMinus__R", {0}), std::vector{0.0});
+}
+
 // --- Against a model of the rules ---------------------------------------------------
 
 // The rules as a user would say them: which period is the next in which a step

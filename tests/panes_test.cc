@@ -261,7 +261,8 @@ TEST(Panes, SizesAddUpOverTheShownPanes) {
       {"ratio = -2;", "", "ratio = 0; content = full;", 170, 40},
   };
   for (const auto& size : cases) {
-    CRun run(Pid("window = 7, 0;" + Sections(size.wish, size.value, size.output)));
+    const std::string window = &size == &cases[0] ? "window = 0, 7;" : "window = 7, 0;";
+    CRun run(Pid(window + Sections(size.wish, size.value, size.output)));
     vcom::TPoint minimum = {-1, -1};
     vcom::TPoint maximum = {-1, -1};
     EXPECT_EQ(run.Object("reg").GetWinMinMaxSize(&minimum, &maximum), 1);

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <cstring>
 #include <filesystem>
 #include <tuple>
 #include <utility>
@@ -67,6 +68,33 @@ TEST(ParameterFile, IsWrittenByTheTwoEventsAlone) {
     Keep(run, first, second);
     EXPECT_EQ(fs::exists(folder.Path("reg.par")), saves != 0) << first << " " << second;
   }
+}
+
+// A synthesis takes back a b2 that it can't use: what is kept is the model, not what was
+// identified. The plant answers the wrong way.
+TEST(ParameterFile, HoldsTheModelThatTheLawWasMadeFor) {
+  const CFolder folder;
+  CRun run(
+      folder, "test.lbx",
+      OneRegulator("pid_regulator",
+                   "parameters adaptive = true; regulator_type = takahashi; file_name = \"reg.par\"; end_parameters;"));
+  bool tookBack = false;
+  double before = 0.0;
+  for (int i = 0; i < 60; ++i) {
+    run.SetValue("wish", i % 20 < 10 ? 60.0 : 40.0);
+    run.SetValue("x", 50.0 - 0.3 * run.Value("u") + (i % 3));
+    run.Steps(1);
+    Keep(run);
+    const std::vector<double> model = run.Call("reg", "Debug__RRRR", {0, 0, 0, 0});
+    double kept[4] = {};
+    const std::string bytes = ReadFile(folder.Path("reg.par"));
+    ASSERT_EQ(bytes.size(), 60u);
+    std::memcpy(kept, bytes.data() + 12, sizeof kept);
+    for (int k = 0; k < 4; ++k) EXPECT_EQ(kept[k], model[k]) << i << " " << k;
+    tookBack = tookBack || (i > 20 && model[3] == before);
+    before = model[3];
+  }
+  EXPECT_TRUE(tookBack);
 }
 
 // Without the application there are no files.
