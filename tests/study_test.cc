@@ -163,6 +163,14 @@ study right
   keep max(x), final(y), mean(z[0]), reg.iae;
   require max(x) < 1 and not (reg.ise > 1e9 or min(x) != min(x));
 end_study;
+study unsettled
+  runs = 50; seed = 4; sampling = random;
+  vary a = uniform(0, 1);
+  vary reg.param_1 = list(1, 2);
+  vary mode = list(0, 0, 0, 1);
+  keep reg.iae, reg.settling, final(x);
+  require final(x) < 0.8;
+end_study;
 study wrong
   sampling = grid;
   vary mode = list(0, 1, 0, 2, 0);
@@ -211,6 +219,17 @@ TEST_F(Study, PartsJoinToWhatARunHereGives) {
       ReadFile(here + "/results.csv").starts_with("case,max(x),final(y),mean(z[0]),reg.iae,reg.ise,min(x)\n0,"));
 }
 
+TEST_F(Study, TellsAllOnItsPage) {
+  for (const auto& [name, status] : {std::pair("right", 0), std::pair("unsettled", 3)}) {
+    const tests::TOutcome outcome =
+        tests::Shell("cd " + folder.Path("") + " && " + tests::BuildPath("loopbox") + " study lag.lbx " + name +
+                     " --jobs 1 -o " + name + " --report p.html");
+    EXPECT_EQ(outcome.status, status) << outcome.output;
+    EXPECT_EQ(tests::PageBody(ReadFile(folder.Path("p.html"))),
+              ReadFile(tests::SourcePath("tests/pages/study_" + std::string(name) + ".html")));
+  }
+}
+
 TEST_F(Study, ARunAloneGivesTheBitsThatItGaveInTheStudy) {
   const std::string here = folder.Path("here");
   const std::string told = Run(file + " right -o " + here, 0);
@@ -246,8 +265,8 @@ TEST_F(Study, SaysWhatIsWrong) {
       {"runs = 4; vary reg.nothing = list(1); keep final(x);", "its definition has no 'nothing'"},
   };
   for (const auto& [block, message] : rows) tests::ExpectParts(Run(text(block), 1), {message});
-  tests::ExpectParts(Run(file, 1), {"has several studies: name one of right, wrong"});
-  tests::ExpectParts(Run(file + " left", 1), {"has no study 'left'; there is right, wrong"});
+  tests::ExpectParts(Run(file, 1), {"has several studies: name one of right, unsettled, wrong"});
+  tests::ExpectParts(Run(file + " left", 1), {"has no study 'left'; there is right, unsettled, wrong"});
   Run("plan " + file + " right -o " + folder.Path("p"), 0);
   tests::ExpectParts(Run("plan " + file + " right -o " + folder.Path("p"), 1), {"has a plan already"});
   folder.Write("p/application.lbx", tests::Replaced(ReadFile(folder.Path("p/application.lbx")), "/ 5;", "/ 6;"));

@@ -197,6 +197,15 @@ TEST_F(Tune, ProposesWritesAndTells) {
   EXPECT_EQ(tests::ReadFile(folder->Path("again.json")), tests::ReadFile(folder->Path("p.json")));
 }
 
+TEST_F(Tune, TellsAllOnItsPage) {
+  const tests::TOutcome outcome =
+      tests::Shell("cd " + folder->Path("") + " && " + tests::BuildPath("loopbox") +
+                   " tune oven.lbx heater --from relay.csv --law takahashiDelay --lag 0.1 --report p.html");
+  EXPECT_EQ(outcome.status, 0) << outcome.output;
+  EXPECT_EQ(tests::PageBody(tests::ReadFile(folder->Path("p.html"))),
+            tests::ReadFile(tests::SourcePath("tests/pages/tuning.html")));
+}
+
 TEST_F(Tune, TellsTheMarginsOfALoopAsItStands) {
   tests::ExpectOutcome(Loopbox(OfOven("margins") + "--set heater.param_1=0.5 --at 10 --json " + folder->Path("m.json")),
                        0, {"now", "gain margin", "Ms"});
