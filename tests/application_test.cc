@@ -5,6 +5,7 @@
 #include <array>
 #include <cmath>
 #include <ctime>
+#include <map>
 
 #include "host/panes.h"
 #include "runtime/trace.h"
@@ -168,6 +169,34 @@ TEST(Application, ProcessDelaysTellWhatTheyLost) {
   ASSERT_EQ(run.messages.size(), 2u);
   EXPECT_EQ(run.messages[0].text, "line 3: Zpoždění přesahuje paměť");
   EXPECT_EQ(run.Value("a"), 2.0);  // ten substeps later
+}
+
+// Times are sums of a period that no double holds: what is lost of them at a billion
+// periods is more than what is forgiven of a substep.
+TEST(Application, ProcessDelaysFindTheirRecordWhereTimesAreRounded) {
+  constexpr double kPeriod = 0.1;
+  for (const double first : {3.0, 1e6, 1e9}) {
+    runtime::CDelay delay;
+    for (int k = 0; k < 200; ++k) {
+      const double time = (first + k) * kPeriod;
+      delay.Record(time, k, false);
+      bool isLost = true;
+      EXPECT_EQ(delay.Find(time, 0.3, kPeriod, &isLost), std::max(k - 3, 0)) << first;
+      EXPECT_FALSE(isLost);
+    }
+  }
+}
+
+// Each failure is told once until it clears.
+TEST(Application, ProcessTellsEachFailureOfALineAnew) {
+  CRun run(
+      "application a period = 1; duration = 9; end_application; data x : real; y : real; end_data;\n"
+      "process substeps = 1;\ny = if(time % 3 < 1.5, 1, 0) / if(time % 3 < 1.5, 1, 0);\n"
+      "x' = 1 / if(time % 3 < 1.5, 1, 0); end_process;");
+  run.Steps(9);
+  std::map<std::string, int> told;
+  for (const auto& message : run.messages) ++told[message.text.substr(0, 6)];
+  EXPECT_EQ(told, (std::map<std::string, int>{{"line 3", 3}, {"line 4", 3}}));
 }
 
 TEST(Application, ProcessDrawsNoiseOnceAPeriodAndRepeatably) {

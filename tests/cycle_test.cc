@@ -80,6 +80,7 @@ TEST(Cycle, ADefinitionReadAgainHoldsNothingOfTheOneBefore) {
   const std::array before{held.expressions.size(), held.receiverLists.size()};
   ASSERT_TRUE(run.ReadAgain(0, run.State().instruments[0].end));
   EXPECT_EQ((std::array{held.expressions.size(), held.receiverLists.size()}), before);
+  EXPECT_EQ(run.State().instruments[0].receivers.size(), 1u);
 }
 
 TEST(Cycle, TimeThatStandsStillStopsThePeriodAfterThePanes) {

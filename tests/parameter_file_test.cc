@@ -59,6 +59,23 @@ TEST(ParameterFile, HoldsSixtyBytes) {
   EXPECT_EQ(ParameterFile(2, kFreshRun), expected);
 }
 
+// One that isn't to keep what it learnt leaves that to the others.
+TEST(ParameterFile, IsKeptByThoseThatKeep) {
+  const CFolder folder;
+  const std::string regulator = "instrument pid_regulator ";
+  CRun run(folder, "test.lbx",
+           Adaptive("file_name = \"reg.par\";") + "\n" + regulator +
+               "other expression = x; wish_value = wish; keep = false; parameters adaptive = true; file_name = "
+               "\"other.par\"; end_parameters; end_instrument;\n" +
+               regulator +
+               "last expression = x; wish_value = wish; parameters adaptive = true; file_name = \"last.par\"; "
+               "end_parameters; end_instrument;");
+  run->End();
+  EXPECT_TRUE(fs::exists(folder.Path("reg.par")));
+  EXPECT_FALSE(fs::exists(folder.Path("other.par")));
+  EXPECT_TRUE(fs::exists(folder.Path("last.par")));
+}
+
 TEST(ParameterFile, IsWrittenByTheTwoEventsAlone) {
   const std::uint32_t events[][3] = {{0x4000, 1, 1}, {0x4000, 800, 1}, {0x4000, 0, 0},
                                      {0x4000, 2, 0}, {0x4001, 1, 0},   {1, 0x4000, 0}};

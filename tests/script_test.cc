@@ -116,6 +116,8 @@ TEST(Script, CallsProceduresAsTheyResolveAtTheMoment) {
       {"heater:SetParameters(1, 2, 1/0)", "! line 9: argument 3 of 'SetParameters' is not a finite number"},
       {"heater:SetAdaptive(1)", "! line 9: argument 1 of 'SetAdaptive': boolean expected, got number"},
       {"heater:Nothing()", "! line 9: 'heater' (pid_regulator) has no procedure 'Nothing' at this moment"},
+      {"heater:SetRegulatorType(-2147483648)",
+       "! Neznámý typ regulátoru|! line 9: 'SetRegulatorType' of 'heater' failed"},
       {"heater:SetRegulatorType(6)", "! Neznámý typ regulátoru|! line 9: 'SetRegulatorType' of 'heater' failed"},
       {"heater.RunIdentification()",
        "! line 9: 'RunIdentification' is called with a colon: "

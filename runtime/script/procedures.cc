@@ -71,7 +71,6 @@ struct TScriptCall {
   std::uint32_t identifier = 0;
   std::string letters;
   std::string byReference;
-  bool isListed = false;
 };
 
 std::size_t GivenCount(lua_State* lua) { return static_cast<std::size_t>(lua_gettop(lua) - 1); }
@@ -90,7 +89,6 @@ bool Choose(TScriptState& script, lua_State* lua, std::size_t index, const std::
     if (!Resolves(*instrument.object, procedure.name, &call->identifier)) continue;
     call->letters = procedure.letters;
     call->byReference = procedure.byReference;
-    call->isListed = true;
     return true;
   }
   if (fitting != nullptr) {
