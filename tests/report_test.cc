@@ -1,9 +1,11 @@
 // The report of a run, opened in a browser as a person would.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 
 #include "hash/hash.h"
 #include "tests/support.h"
@@ -229,6 +231,44 @@ TEST(Report, TellsAllOfARun) {
   const std::size_t run = page.find("<h2>Run</h2>") + std::strlen("<h2>Run</h2>");
   page.erase(run, page.find("</section>", run) - run);  // where this tree is
   EXPECT_EQ(page, tests::ReadFile(folder + "page.html"));
+}
+
+// Of a run that is compared with its own trace both columns are the same, whatever stands
+// first in the trace, and only the band isn't in it.
+TEST(Report, ComparesARunWithItself) {
+  const tests::CFolder folder;
+  const std::string run = "run " + tests::SourcePath("tests/runs/whole_report/application.lbx") + " --quiet ";
+  ASSERT_EQ(Loopbox(run + "--trace " + folder.Path("t.csv") + " --summary " + folder.Path("t.json")).status, 0);
+  const std::string trace = tests::ReadFile(folder.Path("t.csv"));
+  for (const char* first : {"time", "heater.wish_value", "heater.value", "heater.output"}) {
+    const std::string header = trace.substr(0, trace.find('\r'));
+    const auto field =
+        1 + std::count(header.begin(), header.begin() + static_cast<std::ptrdiff_t>(header.find(first)), ',');
+    ASSERT_EQ(Shell("awk -F, -v OFS=, '{ t = $1; $1 = $" + std::to_string(field) + "; $" + std::to_string(field) +
+                    " = t } 1' " + folder.Path("t.csv") + " > " + folder.Path("u.csv"))
+                  .status,
+              0);
+    ASSERT_EQ(Loopbox(run + "--report " + folder.Path("p.html") + " --compare " + folder.Path("u.csv")).status, 0);
+    const std::string page = tests::PageBody(tests::ReadFile(folder.Path("p.html")));
+    ExpectParts(page,
+                {"<ul>\n<li>30 rows, there 30; 30 of the same time are measured</li>\n<li>the application's text and "
+                 "parameters there are not known: there is no summary u.json beside the trace</li>\n</ul>"});
+    int rows = 0;
+    const std::regex row("<th scope=\"row\">([^<]*)</th><td>([^<]*)</td><td>([^<]*)</td></tr>");
+    for (std::size_t table = page.find("<th>u.csv</th>"); table != std::string::npos;
+         table = page.find("<th>u.csv</th>", table + 1)) {
+      const std::string shown = page.substr(table, page.find("</table>", table) - table);
+      for (std::sregex_iterator found(shown.begin(), shown.end(), row), end; found != end; ++found, ++rows) {
+        const std::string there = (*found)[1] == "outside the band" ? "not known" : (*found)[2].str();
+        EXPECT_EQ((*found)[3], there) << first << " " << (*found)[1];
+      }
+    }
+    EXPECT_EQ(rows, 21);
+  }
+  // With its summary beside all is known.
+  ASSERT_EQ(Loopbox(run + "--report " + folder.Path("p.html") + " --compare " + folder.Path("t.csv")).status, 0);
+  ExpectParts(tests::ReadFile(folder.Path("p.html")),
+              {"<ul>\n<li>30 rows, there 30; 30 of the same time are measured</li>\n</ul>"});
 }
 
 // A sample among a million is seen, and the page stays small.
