@@ -228,8 +228,12 @@ TEST(Report, TellsAllOfARun) {
                 .status,
             0);
   std::string page = tests::PageBody(tests::ReadFile(place.Path("page.html")));
-  const std::size_t run = page.find("<h2>Run</h2>") + std::strlen("<h2>Run</h2>");
-  page.erase(run, page.find("</section>", run) - run);  // where this tree is
+  for (const auto& [path, name] :
+       {std::pair(place.Path(""), "PLACE/"), std::pair(folder, "RUN/"), std::pair(tests::BuildPath(""), "BUILD/"),
+        std::pair(tests::SourcePath(""), "TREE/")}) {
+    page = tests::Replaced(page, path, name);
+  }
+  page = std::regex_replace(page, std::regex("SHA-256 [0-9a-f]{64}<"), "SHA-256 HASH<");
   EXPECT_EQ(page, tests::ReadFile(folder + "page.html"));
 }
 
@@ -271,6 +275,19 @@ TEST(Report, ComparesARunWithItself) {
               {"<ul>\n<li>30 rows, there 30; 30 of the same time are measured</li>\n</ul>"});
 }
 
+TEST(Report, ComparesTracesOfTheSameColumnsAlone) {
+  const tests::CFolder folder;
+  const std::string file = folder.Write(
+      "m.lbx", tests::OneRegulator("pid_regulator", "") + "\ninstrument meter m expression = x; end_instrument;\n");
+  const std::string options =
+      " --duration 5 --quiet --report " + folder.Path("p.html") + " --compare " + folder.Path("t.csv");
+  ASSERT_EQ(Loopbox("run " + file + " --duration 5 --quiet --trace " + folder.Path("t.csv")).status, 0);
+  EXPECT_EQ(Loopbox("run " + file + options).status, 0);
+  folder.Write("t.csv", tests::Replaced(tests::ReadFile(folder.Path("t.csv")), "m.value", "nobody.output"));
+  tests::ExpectOutcome(Loopbox("run " + file + options), 1,
+                       {"it has no column m.value, but a column nobody.output; --compare-any compares what both have"});
+}
+
 // A sample among a million is seen, and the page stays small.
 TEST(Report, KeepsEveryPeak) {
   const tests::CFolder folder;
@@ -285,7 +302,18 @@ TEST(Report, KeepsEveryPeak) {
   const std::string page = folder.Path("page.html");
   ASSERT_EQ(Loopbox("run " + application + " --quiet --report " + page).status, 0);
   EXPECT_LT(std::filesystem::file_size(page), 5'000'000u);
-  ExpectParts(tests::ReadFile(page), {",8822.25,", ",-4222.5,"});
+  const std::string html = tests::ReadFile(page);
+  ExpectParts(html, {",8822.25,", ",-4222.5,", "<html lang=\"en\">"});
+  ExpectParts(html, {",0,99,99,0,"});  // a bucket that begins low, then one that begins high
+  // Each stands at its time, in order: a bucket's first sample and its middle.
+  const std::size_t begin = html.find("\"times\":") + 8;
+  const std::vector<json::CValue> times =
+      json::CValue::Parse(html.substr(begin, html.find(']', begin) + 1 - begin)).value_or(nullptr).Elements();
+  ASSERT_GT(times.size(), 100u);
+  EXPECT_EQ(times.front().Number(), 1.0);
+  EXPECT_EQ(times.back().Number(), 1e6);
+  const double half = *times[1].Number() - *times[0].Number();
+  for (std::size_t i = 1; i + 3 < times.size(); ++i) EXPECT_EQ(*times[i].Number() - *times[i - 1].Number(), half) << i;
 }
 
 TEST(Report, LeavesOutWhatIsTooMuchAndSaysSo) {
