@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <regex>
+#include <tuple>
 
 #include "hash/hash.h"
 #include "tests/support.h"
@@ -288,6 +289,41 @@ TEST(Report, ComparesTracesOfTheSameColumnsAlone) {
                        {"it has no column m.value, but a column nobody.output; --compare-any compares what both have"});
 }
 
+// A wish that differs by what rounding does stands still; of one that moves a hundred windows and the last
+// are kept, and thirty shown.
+TEST(Report, CountsWindowsOfTheWish) {
+  const tests::CFolder folder;
+  for (const auto& [wish, kept, further] :
+       {std::tuple("50 + if(time % 2 < 1, 0, 1e-9)", 1, 0), std::tuple("time % 240 - time % 20", 101, 20)}) {
+    const std::string file =
+        folder.Write("w.lbx",
+                     "application w period = 1; duration = 2400; end_application; data x : real; u : real; end_data;\n"
+                     "instrument pid_regulator reg expression = x; wish_value = " +
+                         std::string(wish) +
+                         "; output = u;\n"
+                         "wish_value_section range_to = 1000; end_wish_value_section; end_instrument;\n");
+    const TOutcome outcome = Loopbox("run " + file + " --trace /dev/null --summary " + folder.Path("s.json"));
+    EXPECT_EQ(outcome.status, 0);
+    const json::CValue reg = json::CValue::Parse(tests::ReadFile(folder.Path("s.json")))
+                                 .value_or(nullptr)
+                                 .Member("instruments")
+                                 .Member("reg");
+    EXPECT_EQ(reg.Member("windows").Elements().size(), static_cast<std::size_t>(kept)) << wish;
+    EXPECT_EQ(reg.Member("further_windows").Number().value_or(0), further) << wish;
+    if (further > 0) ExpectParts(outcome.output, {"… " + std::to_string(kept - 30 + further) + " more windows\n"});
+  }
+}
+
+TEST(Report, NamesIncludedFiles) {
+  const tests::CFolder folder;
+  folder.Write("part.lbx", "data y : real; end_data;\n");
+  const std::string file =
+      folder.Write("w.lbx", tests::OneRegulator("pid_regulator", "") + "\ninclude \"part.lbx\";\n");
+  ASSERT_EQ(Loopbox("run " + file + " --duration 5 --quiet --report " + folder.Path("p.html")).status, 0);
+  ExpectParts(tests::ReadFile(folder.Path("p.html")),
+              {"<span class=\"file\">w.lbx</span>", "<span class=\"file\">part.lbx</span><span class=\"line\""});
+}
+
 // A sample among a million is seen, and the page stays small.
 TEST(Report, KeepsEveryPeak) {
   const tests::CFolder folder;
@@ -324,13 +360,14 @@ TEST(Report, LeavesOutWhatIsTooMuchAndSaysSo) {
     text += "instrument boolean_regulator r" + std::to_string(i) +
             " expression = x; wish_value = x; output = on; end_instrument;";
   }
-  text += "script\nat(1, function() for i = 1, 500 do print(string.rep('ř', 4000)) end end)\nend_script;" +
+  text += "script\nat(1, function() for i = 1, 507 do print(string.rep('ř', 4000)) end end)\nend_script;" +
           std::string(50'000, '\n');
   const std::string page = folder.Path("page.html");
   const TOutcome made = Loopbox("run " + folder.Write("many.lbx", text) + " --quiet --report " + page + " > /dev/null");
   ASSERT_EQ(made.status, 0) << made.output;
   const std::string html = tests::ReadFile(page);
-  ExpectParts(html, {"<p>… 1 more regulator</p>", "There are too many to show here", "the text is longer", "ř…<"});
+  ExpectParts(html, {"<p>… 1 more regulator</p>", "There are too many to show here", "the text is longer", "ř…<",
+                     "<p>… 7 more</p>"});
   EXPECT_LT(html.size(), 8'000'000u);
 }
 
