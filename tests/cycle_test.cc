@@ -83,6 +83,18 @@ TEST(Cycle, ADefinitionReadAgainHoldsNothingOfTheOneBefore) {
   EXPECT_EQ(run.State().instruments[0].receivers.size(), 1u);
 }
 
+// A host may take no texts of what is wrong.
+TEST(Cycle, ADefinitionIsReadWithoutRoomForErrors) {
+  for (const std::string& className : tests::ClassNames()) {
+    const std::string text = OneRegulator(className, "value_section low_limit = 1; end_value_section;");
+    const CRun run(text);
+    runtime::TInstrumentState& reg = run.State().instruments[0];
+    EXPECT_TRUE(runtime::ReadDefinition(run.State(), reg, reg.end, {0, nullptr, 0, nullptr}));
+    const auto inside = static_cast<std::uint32_t>(text.find("end_value_section"));
+    EXPECT_FALSE(runtime::ReadDefinition(run.State(), reg, inside, {0, nullptr, 0, nullptr}));
+  }
+}
+
 TEST(Cycle, TimeThatStandsStillStopsThePeriodAfterThePanes) {
   CIntegrator run("receivers = follower;", "1", "instrument pid_regulator follower expression = u; end_instrument;");
   run.At(1000);

@@ -152,6 +152,21 @@ TEST(Identification, Type1ForgetsAtMostToItsLeastFactor) {
   EXPECT_EQ(s.forgetCoefficient, 0.001);
 }
 
+// With too little information in the data only the factor and the variance move.
+TEST(Identification, Type1WithLittleDataLeavesTheModel) {
+  TPidState s = FirstData();
+  TIdentState ident;
+  ident.zetaMin = 1e9;
+  IdentifyStep(s, ident);
+  EXPECT_EQ(s.forgetCoefficient, 0.12763945616171102);
+  EXPECT_NEAR(ident.dDiag[0], 4864.7488139003535, 1e-9);
+  const TPidState fresh;
+  const TIdentState first;
+  ExpectBits(s.theta, fresh.theta);
+  ExpectBits(s.ldFactor, fresh.ldFactor);
+  for (int i = 1; i <= 5; ++i) EXPECT_EQ(ident.dDiag[i], first.dDiag[i]);
+}
+
 TEST(Identification, Type1WithoutDataForgetsNothing) {
   TPidState s;
   TIdentState ident;

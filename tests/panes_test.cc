@@ -133,6 +133,23 @@ TEST(Panes, CentreAndClipTheirDescriptions) {
   }
 }
 
+// Memory may have failed for one of them: the others have their colours.
+TEST(Panes, DescriptionsGetTheirColoursEachForItself) {
+  for (const auto& missing : kDescriptions) {
+    CRun run(Pid("show_description;"));
+    auto& without = const_cast<vcont::CStaticText&>(Description(run, missing));
+    vgr::TGContext* const own = std::exchange(without.gContext, nullptr);
+    run.Meter("reg").colors.ink = 104;
+    run.Object("reg").SettingsChanged();
+    for (const auto& description : kDescriptions) {
+      const vcont::CStaticText& text = Description(run, description);
+      if (&text == &without) continue;
+      EXPECT_EQ(text.gContext->ink, 104u);
+    }
+    without.gContext = own;
+  }
+}
+
 // 511 characters are measured; the text of a pane that vanishes stays as it was.
 TEST(Panes, MeasureTheirDescriptions) {
   CRun run(Pid("show_description;"));
