@@ -186,6 +186,11 @@ TEST(Script, SchedulesByTimeAndThenByOrder) {
                                              "c\t2.0",     "e\t3.0", "past\t3.0"};
   EXPECT_EQ(run.printed, expected);
 
+  // What repeats counts from where it was asked for.
+  CRun nested(WithScript("at(3, function() every(2, function() print(time()) end) end)"));
+  nested.Steps(8);
+  EXPECT_EQ(nested.printed, (std::vector<std::string>{"5.0", "7.0"}));
+
   runtime::TReadOptions options;  // the third period is begun at 0.8999999999999999 s
   options.period = 0.3;
   CRun rounded(WithScript("at(0.9, function() print(time()) end)"), options);

@@ -24,7 +24,6 @@ constexpr double kLookUpWork = 10'000.0;     // of trying every combination of l
 void ReadReferences(TOfferedProcedure& procedure) {
   const std::string& text = procedure.description;
   const std::size_t open = text.find('(');
-  procedure.byReference.clear();
   bool atName = true;
   for (std::size_t i = open == std::string::npos ? text.size() : open + 1; i < text.size() && text[i] != ')'; ++i) {
     if (text[i] == ',' || text[i] == ';') {
