@@ -341,7 +341,7 @@ TEST(Report, KeepsEveryPeak) {
   const std::string html = tests::ReadFile(page);
   ExpectParts(html, {",8922.25,", ",-4122.5,", "<html lang=\"en\">"});
   ExpectParts(html, {"[100,199,", ",100,199,199,100,"});  // a bucket that begins low, then one that begins high
-  ExpectParts(html, {"],1,"});  // the wish: one number where all are it
+  ExpectParts(html, {"],1]}"});  // the wish: one number where all are it
   // Each stands at its time, in order: a bucket's first sample and its middle.
   const std::size_t begin = html.find("\"times\":") + 8;
   const std::vector<json::CValue> times =
