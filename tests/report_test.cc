@@ -327,21 +327,21 @@ TEST(Report, NamesIncludedFiles) {
 // A sample among a million is seen, and the page stays small.
 TEST(Report, KeepsEveryPeak) {
   const tests::CFolder folder;
-  const std::string application =
-      folder.Write("long.lbx",
-                   "application long period = 1; duration = 1000000; end_application;\n"
-                   "data x : real; u : real; end_data;\n"
-                   "process substeps = 1;\n"
-                   "x = 100 + time % 100 + if(time == 123457, 8765.25, 0) - if(time == 999999, 4321.5, 0); end_process;\n"
-                   "instrument pid_regulator reg expression = x; wish_value = 1; output = u;\n"
-                   "value_section range_from = -10000; range_to = 10000; end_value_section; end_instrument;\n");
+  const std::string application = folder.Write(
+      "long.lbx",
+      "application long period = 1; duration = 1000000; end_application;\n"
+      "data x : real; u : real; end_data;\n"
+      "process substeps = 1;\n"
+      "x = 100 + time % 100 + if(time == 123457, 8765.25, 0) - if(time == 999999, 4321.5, 0); end_process;\n"
+      "instrument pid_regulator reg expression = x; wish_value = 1; output = u;\n"
+      "value_section range_from = -10000; range_to = 10000; end_value_section; end_instrument;\n");
   const std::string page = folder.Path("page.html");
   ASSERT_EQ(Loopbox("run " + application + " --quiet --report " + page).status, 0);
   EXPECT_LT(std::filesystem::file_size(page), 5'000'000u);
   const std::string html = tests::ReadFile(page);
   ExpectParts(html, {",8922.25,", ",-4122.5,", "<html lang=\"en\">"});
   ExpectParts(html, {"[100,199,", ",100,199,199,100,"});  // a bucket that begins low, then one that begins high
-  ExpectParts(html, {"],1]}"});  // the wish: one number where all are it
+  ExpectParts(html, {"],1]}"});                           // the wish: one number where all are it
   // Each stands at its time, in order: a bucket's first sample and its middle.
   const std::size_t begin = html.find("\"times\":") + 8;
   const std::vector<json::CValue> times =
