@@ -226,7 +226,8 @@ TEST_F(Study, TellsAllOnItsPage) {
                      " --jobs 1 -o " + name + " --report p.html");
     EXPECT_EQ(outcome.status, status) << outcome.output;
     const std::string page = ReadFile(folder.Path("p.html"));
-    tests::ExpectParts(page, {"<html lang=\"en\">", ReadFile(tests::SourcePath("workbench/report/study_report.js"))});
+    tests::ExpectParts(page, {"<html lang=\"en\">", "<title>" + std::string(name) + "</title>",
+                              ReadFile(tests::SourcePath("workbench/report/study_report.js"))});
     EXPECT_EQ(tests::PageBody(page), ReadFile(tests::SourcePath("tests/pages/study_" + std::string(name) + ".html")));
   }
 }

@@ -203,8 +203,8 @@ TEST_F(Tune, TellsAllOnItsPage) {
                    " tune oven.lbx heater --from relay.csv --law classical --report p.html");
   EXPECT_EQ(outcome.status, 0) << outcome.output;
   const std::string page = tests::ReadFile(folder->Path("p.html"));
-  tests::ExpectParts(page,
-                     {"<html lang=\"en\">", tests::ReadFile(tests::SourcePath("workbench/report/tune_report.js"))});
+  tests::ExpectParts(page, {"<html lang=\"en\">", "<title>tuning of heater</title>",
+                            tests::ReadFile(tests::SourcePath("workbench/report/tune_report.js"))});
   EXPECT_EQ(tests::PageBody(page), tests::ReadFile(tests::SourcePath("tests/pages/tuning.html")));
 }
 
