@@ -314,14 +314,14 @@ TEST(Report, CountsWindowsOfTheWish) {
   }
 }
 
-TEST(Report, NamesIncludedFiles) {
+TEST(Report, NamesItsLanguageAndIncludedFiles) {
   const tests::CFolder folder;
   folder.Write("part.lbx", "data y : real; end_data;\n");
   const std::string file =
       folder.Write("w.lbx", tests::OneRegulator("pid_regulator", "") + "\ninclude \"part.lbx\";\n");
-  ASSERT_EQ(Loopbox("run " + file + " --duration 5 --quiet --report " + folder.Path("p.html")).status, 0);
-  ExpectParts(tests::ReadFile(folder.Path("p.html")),
-              {"<span class=\"file\">w.lbx</span>", "<span class=\"file\">part.lbx</span><span class=\"line\""});
+  ASSERT_EQ(Loopbox("run " + file + " --duration 5 --quiet --language cs --report " + folder.Path("p.html")).status, 0);
+  ExpectParts(tests::ReadFile(folder.Path("p.html")), {"<html lang=\"cs\">", "<span class=\"file\">w.lbx</span>",
+                                                       "<span class=\"file\">part.lbx</span><span class=\"line\""});
 }
 
 // A sample among a million is seen, and the page stays small.
