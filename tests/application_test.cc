@@ -304,8 +304,8 @@ TEST(Application, InitialValuesAreSetFromOutside) {
     runtime::TReadOptions options;
     options.initialValues = {{target, given.substr(target.size() + 1)}};
     const CRun run(
-        "data r : real; i : integer; b : boolean = true; a : real[2]; end_data; "
-        "process hidden = 1; end_process;",
+        "data r : real; i : integer; b : boolean = true; a : real[2]; c : real[3]; end_data; "
+        "process hidden = 1; c[2] = 1; end_process;",
         options);
     char* rest = nullptr;
     const double value = std::strtod(error.c_str(), &rest);

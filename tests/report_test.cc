@@ -9,6 +9,8 @@
 #include <tuple>
 
 #include "hash/hash.h"
+#include "json/json.h"
+#include "tests/page_body.h"
 #include "tests/support.h"
 
 namespace {
@@ -314,14 +316,29 @@ TEST(Report, CountsWindowsOfTheWish) {
   }
 }
 
+// Two periods are those of the start, and no hand.
+TEST(Report, ShowsTheAutomaticPartOfARunApart) {
+  const tests::CFolder folder;
+  for (const int byHand : {2, 3}) {
+    const std::string file =
+        folder.Write("h.lbx",
+                     "application h period = 1; duration = 20; end_application; data x : real; u : real; end_data;\n"
+                     "instrument pid_regulator reg expression = x; wish_value = 5; output = u; condition = time > " +
+                         std::to_string(byHand) + "; end_instrument;\n");
+    const TOutcome outcome = Loopbox("run " + file + " --trace /dev/null");
+    EXPECT_EQ(outcome.output.find("  automatic  ") != std::string::npos, byHand > 2) << outcome.output;
+  }
+}
+
 TEST(Report, NamesItsLanguageAndIncludedFiles) {
   const tests::CFolder folder;
   folder.Write("part.lbx", "data y : real; end_data;\n");
   const std::string file =
       folder.Write("w.lbx", tests::OneRegulator("pid_regulator", "") + "\ninclude \"part.lbx\";\n");
   ASSERT_EQ(Loopbox("run " + file + " --duration 5 --quiet --language cs --report " + folder.Path("p.html")).status, 0);
-  ExpectParts(tests::ReadFile(folder.Path("p.html")), {"<html lang=\"cs\">", "<span class=\"file\">w.lbx</span>",
-                                                       "<span class=\"file\">part.lbx</span><span class=\"line\""});
+  ExpectParts(tests::ReadFile(folder.Path("p.html")),
+              {"<html lang=\"cs\">", "\"words\":{\"in hand\":\"ručně\",", "<span class=\"file\">w.lbx</span>",
+               "<span class=\"file\">part.lbx</span><span class=\"line\""});
 }
 
 // A sample among a million is seen, and the page stays small.

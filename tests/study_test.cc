@@ -12,6 +12,7 @@
 #include <set>
 
 #include "study/sampling.h"
+#include "tests/page_body.h"
 #include "tests/support.h"
 
 namespace {

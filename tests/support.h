@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "host/gaugekit.h"
-#include "json/json.h"
 #include "processes/temporary_folder.h"
 #include "runtime/instruments/driver.h"
 #include "runtime/runtime.h"
@@ -104,12 +103,6 @@ struct TOutcome {
 TOutcome Shell(const std::string& command);
 // The program with these arguments.
 TOutcome Loopbox(const std::string& arguments);
-
-// A report's page without what it embeds: pictures, the licence, styles and scripts. The data
-// that its script draws stand last, a line for each member.
-std::string PageBody(std::string page);
-// Of lists of more than 48 the length and every seventh of them, so that a file can hold them.
-json::CValue Thinned(const json::CValue& value);
 
 // What a text must contain, in whatever order; what an outcome must be.
 void ExpectParts(const std::string& text, const std::vector<std::string>& parts);

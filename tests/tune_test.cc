@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "json/json.h"
+#include "tests/page_body.h"
 #include "tests/support.h"
 #include "workbench/run/loop_record.h"
 #include "workbench/run/proposed_text.h"

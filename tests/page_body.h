@@ -1,0 +1,16 @@
+// Pages as files of tests can hold them.
+#ifndef LOOPBOX_TESTS_PAGE_BODY_H
+#define LOOPBOX_TESTS_PAGE_BODY_H
+
+#include <string>
+
+namespace tests {
+
+// A report's page without what it embeds: pictures, the licence, styles and scripts. The data
+// that its script draws stand last, a line for each member; of lists of more than 48 there
+// their length and every seventh element.
+std::string PageBody(std::string page);
+
+}  // namespace tests
+
+#endif
