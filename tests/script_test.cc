@@ -118,6 +118,8 @@ TEST(Script, CallsProceduresAsTheyResolveAtTheMoment) {
       {"heater:Nothing()", "! line 9: 'heater' (pid_regulator) has no procedure 'Nothing' at this moment"},
       {"heater:SetRegulatorType(-2147483648)",
        "! Neznámý typ regulátoru|! line 9: 'SetRegulatorType' of 'heater' failed"},
+      {"heater:SetRegulatorType(2147483647)",
+       "! Neznámý typ regulátoru|! line 9: 'SetRegulatorType' of 'heater' failed"},
       {"heater:SetRegulatorType(6)", "! Neznámý typ regulátoru|! line 9: 'SetRegulatorType' of 'heater' failed"},
       {"heater.RunIdentification()",
        "! line 9: 'RunIdentification' is called with a colon: "
@@ -125,23 +127,49 @@ TEST(Script, CallsProceduresAsTheyResolveAtTheMoment) {
   });
 }
 
-// What yields nothing does something; what is refused did nothing.
-TEST(Script, TellsWhatItDoes) {
-  const std::pair<const char*, const char*> rows[] = {
-      {"heater:SetParameters(3, 0.5, -8)", "heater.SetParameters(3, 0.5, -8)"},
-      {"heater:SetAdaptive(true) heater:RunIdentification()", "heater.SetAdaptive(true)heater.RunIdentification()"},
-      {"heater:SetAdaptive(false)", "heater.SetAdaptive(false)"},
-      {"heater:SetRegulatorType(2)", "heater.SetRegulatorType(2)"},
-      {"print(heater:GetParameters(), heater:Debug(0, 0, 0, 0))", ""},
-      {"heater:SetRegulatorType(9)", ""},
+// Procedures of a class that isn't ours: with answers behind what they ask, described
+// wrong or not at all, as wide as may be and wider.
+TEST(Script, CallsProceduresOfAnOddClass) {
+  const std::string longest(255, 'N');
+  const std::pair<std::string, std::string> rows[] = {
+      {"print(odd:GetEchoes(7))", "0.0\tfalse"},
+      {"odd:GetInfinity(7)", "line 4: result 2 of 'GetInfinity' is not a finite number"},
+      {"odd:Widest(1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16)",
+       "Widest(1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16)"},
+      {"odd:TooWide(1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17)",
+       "line 4: 'TooWide' is described in a way that can't be called"},
+      {"print(odd:Misdescribed(4))", "Misdescribed(4)4.0"},
+      {"odd:FailAloud(1)", "line 4: 'FailAloud' of 'odd' failed: !"},
+      {"odd:FailSilently(1)", "line 4: 'FailSilently' of 'odd' failed"},
+      {"print(odd:Swap(1, 2))", "2.0\t1.0"},
+      {"odd:Eight(1, 2, 3, 4, 5, 6, 7, 8)", "Eight(1, 2, 3, 4, 5, 6, 7, 8)"},
+      {"odd:Nine(1, 2, 3, 4, 5, 6, 7, 8, 9)", "line 4: 'odd' (pid_regulator) has no procedure 'Nine' at this moment"},
+      {"print(#{odd:GetEight()})", "8"},
+      {"odd:GetNine()", "line 4: 'odd' (pid_regulator) has no procedure 'GetNine' at this moment"},
+      {"odd." + longest + "(odd)", longest + "()"},
+      {"odd.N" + longest + "(odd)", "line 4: 'odd' (pid_regulator) has no procedure 'N" + longest + "' at this moment"},
   };
+  std::string error;
+  const auto plugin = runtime::CPlugin::Load(tests::BuildPath("tests/regulator_odd_procedures.so"), &error);
+  ASSERT_NE(plugin, nullptr) << error;
+  const tests::CFolder folder;
   for (const auto& [statements, expected] : rows) {
-    std::string told;
+    std::string said;
     runtime::TReadOptions options;
-    options.action = [&told](const std::string& name, const std::string& what) { told += name + "." + what; };
-    CRun run(WithScript("at(0, function() " + std::string(statements) + " end)"), options);
-    run.Steps(1);
-    EXPECT_EQ(told, expected);
+    options.path =
+        folder.Write("odd.lbx",
+                     "application a period = 1; duration = 2; end_application; data w : real; u : real; end_data;\n"
+                     "instrument pid_regulator odd expression = w; wish_value = w; output = u; end_instrument;\n"
+                     "script at(0, function()\n" +
+                         statements + " end)\nend_script;\n");
+    options.print = [&](const std::string& line) { said += line; };
+    options.action = [&](const std::string&, const std::string& what) { said += what; };
+    std::vector<runtime::TDiagnostic> found;
+    const auto application = runtime::CApplication::Read(options, *plugin, &found);
+    ASSERT_NE(application, nullptr) << runtime::Format(found.at(0));
+    application->SetMessageSink([&](const runtime::TRunTimeMessage& message) { said += message.text; });
+    application->Step();
+    EXPECT_EQ(said, expected) << statements;
   }
 }
 
@@ -285,13 +313,15 @@ TEST(Script, IsEndedWhereverItIs) {
 
 TEST(Script, TellsWhatItsCallsChange) {
   const std::pair<const char*, std::vector<std::string>> calls[] = {
-      {"heater:SetParameters(3, 60, 8)", {"heater.SetParameters(3, 60, 8)"}},
+      {"heater:SetParameters(3, 0.5, -8)", {"heater.SetParameters(3, 0.5, -8)"}},
       {"heater:SetAdaptive(true) heater:RunIdentification()",
        {"heater.SetAdaptive(true)", "heater.RunIdentification()"}},
       {"valve:SetInactiveHit(2)", {"valve.SetInactiveHit(2)"}},
       {"heater:SetForgetCoefficient(0.25)", {"heater.SetForgetCoefficient(0.25)"}},
       {"heater:GetParameters() heater:GetForgetCoefficient() heater:GetForgetCoefficient(0.5)", {}},
       {"heater:Debug() heater:Debug(0, 0, 0, 0) valve:GetInactiveHit()", {}},
+      {"heater:SetAdaptive(false)", {"heater.SetAdaptive(false)"}},
+      {"pcall(heater.SetRegulatorType, heater, 9)", {}},
   };
   for (const auto& [statements, told] : calls) {
     runtime::TReadOptions options;
@@ -301,7 +331,6 @@ TEST(Script, TellsWhatItsCallsChange) {
     ASSERT_TRUE(run.IsRead()) << run.Diagnostics();
     run.Steps(1);
     EXPECT_EQ(heard, told) << statements;
-    EXPECT_TRUE(run.messages.empty()) << statements;
   }
 }
 

@@ -1,0 +1,77 @@
+// A process below the surface of an application: its memory of what is delayed, and the
+// time that is made up for at once.
+#include "runtime/simulation/process.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/support.h"
+
+namespace {
+
+// The newest record that is old enough; a billionth of a substep and four units in the
+// last place of the time are forgiven.
+TEST(Process, DelaysFindTheirRecord) {
+  const struct {
+    double recorded, time, seconds, substep;
+    bool isFound;
+  } rows[] = {
+      {0, 0, 0, 0, true},
+      {1, 3, 2, 0, true},
+      {1.0000000009, 3, 2, 1, true},
+      {1.0000000011, 3, 2, 1, false},
+      {1.0000009, 3, 2, 1000, true},
+      {1.0000011, 3, 2, 1000, false},
+      {1e6 + 8e-10, 1e6, 0, 0, true},
+      {1e6 + 1e-9, 1e6, 0, 0, false},
+      {-1e6 + 8e-10, -1e6, 0, 0, true},
+  };
+  for (const auto& row : rows) {
+    runtime::CDelay delay;
+    delay.Record(-1e9, 1, false);
+    delay.Record(row.recorded, 2, false);
+    delay.Record(1e9, 3, false);
+    bool isLost = true;
+    EXPECT_EQ(delay.Find(row.time, row.seconds, row.substep, &isLost), row.isFound ? 2 : 1) << row.recorded;
+    EXPECT_FALSE(isLost);
+    delay.Trim(row.time, row.seconds, row.substep);
+    EXPECT_EQ(delay.Count(), row.isFound ? 2u : 3u);
+    EXPECT_EQ(delay.Find(row.time, row.seconds, row.substep, &isLost), row.isFound ? 2 : 1) << row.recorded;
+  }
+}
+
+TEST(Process, DelaysTellWhatTheyLost) {
+  runtime::CDelay delay;
+  bool isLost = true;
+  delay.Record(0, 1, true);  // there is none that could make room
+  EXPECT_EQ(delay.Find(1, 5, 0, &isLost), 1);
+  EXPECT_FALSE(isLost) << "what is older than all was never recorded";
+  delay.Record(1, 2, true);
+  EXPECT_EQ(delay.Count(), 1u);
+  EXPECT_EQ(delay.Find(1, 1, 0, &isLost), 2);
+  EXPECT_TRUE(isLost);
+  EXPECT_EQ(delay.Find(1, 0, 0, &isLost), 2);
+  EXPECT_FALSE(isLost);
+  delay.Clear();
+  EXPECT_TRUE(delay.IsEmpty());
+  delay.Record(2, 3, false);
+  EXPECT_EQ(delay.Find(2, 1, 0, &isLost), 3);
+  EXPECT_FALSE(isLost);
+}
+
+// Of periods that were left out a thousand are integrated in full; of more, as many longer
+// steps. The jump lies where an odd step more or less is seen.
+TEST(Process, MakesUpForPeriodsLeftOut) {
+  const std::pair<std::uint64_t, double> rows[] = {
+      {499, 0}, {999, 499 + 1.0 / 6}, {1000, 1.001 * (499 + 5.0 / 6)}, {1999, 2 * (749 + 5.0 / 6)}};
+  for (const auto& [leftOut, expected] : rows) {
+    tests::CRun run(
+        "application a period = 1; duration = 4000; end_application; data x : real; end_data;\n"
+        "process substeps = 1; x' = if(time > 500.6, 1, 0); end_process;\n");
+    run->LeaveOut(leftOut);
+    run.Steps(1);
+    EXPECT_NEAR(run.Value("x"), expected, 1e-9) << leftOut;
+    EXPECT_EQ(run->PeriodsDone(), leftOut + 1);
+  }
+}
+
+}  // namespace
