@@ -37,7 +37,7 @@ TEST(Application, ExpressionsHaveTheirValues) {
   // Long is not deep: each operation leaves the stack as it should.
   std::string sum = "0";
   for (int i = 0; i < 1100; ++i)
-    sum += " + 2 ^ -1 * limit(if(yes, 3, 4), 0, 1) + min(1, 2, 3) + atan2(0, 1) + noise(0)";
+    sum += " + 2 ^ -1 * limit(if(not yes or yes and yes, 3, 4), 0, 1) + min(1, 2, 3) + atan2(0, 1) + noise(0)";
   rows.emplace_back(sum, 1650.0);
   std::string text =
       "data i : integer = -7; yes : boolean = true; ra : real[3] = [10, 20, 30]; la : integer[2] = 5; "
@@ -64,6 +64,19 @@ TEST(Application, ExpressionsHaveTheWholeStackAtEachPlace) {
         "if(1 < 2 and 2 <= 3 and 3 > 2 and 3 >= 2 and 1 == 1 and 1 != 2, 1, 2) + "}) {
     EXPECT_TRUE(isRead(before, kDepth - 2)) << before;
     EXPECT_FALSE(isRead(before, kDepth - 1)) << before;
+  }
+}
+
+TEST(Application, ExpressionsNestTwoHundredDeep) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"(", ")"}, {"sin(", ")"}, {"max(1, ", ", 2)"}, {"limit(", ", 1, 2)"}, {"if(yes, ", ", 1)"}, {"ra[", "]"}};
+  for (const auto& [open, close] : rows) {
+    for (const int depth : {200, 201}) {
+      std::string text = "1";
+      for (int i = 0; i < depth; ++i) text = open + text + close;
+      const CRun run("data x : real; yes : boolean; ra : real[2]; end_data; process x = " + text + "; end_process;");
+      EXPECT_EQ(run.IsRead(), depth == 200) << open << depth;
+    }
   }
 }
 
@@ -314,6 +327,46 @@ TEST(Application, InitialValuesAreSetFromOutside) {
     if (*rest == 0) {
       EXPECT_EQ(run.Value(target.substr(0, 1), target.size() > 1 ? 1 : 0), value) << given;
     }
+  }
+}
+
+// More than a block of memory holds, of each type, and arrays of one.
+TEST(Application, KeepsEachElementAtItsPlace) {
+  constexpr int kCount = 6000;
+  const char* const types[] = {"real", "boolean", "integer", "real[1]", "boolean[3]", "integer[2]"};
+  std::string text = "data ";
+  for (int i = 0; i < kCount; ++i) text += "e" + Numbered(i) + " : " + types[i % 6] + ";\n";
+  const CRun run(text + "end_data;");
+  runtime::CDataElements& data = run.State().data;
+  std::vector<double> wanted;
+  const auto forAll = [&](auto use) {
+    std::size_t place = 0;
+    for (std::int32_t e = 0; e < data.Count(); ++e) {
+      for (std::uint32_t i = 0; i < data.CountOf(e); ++i) use(e, i, place++);
+    }
+  };
+  forAll([&](std::int32_t e, std::uint32_t i, std::size_t place) {
+    wanted.push_back(data[e].type == runtime::EType::kBoolean ? 1.0 : static_cast<double>(place) + 1.0);
+    data.SetFromDouble(e, i, wanted.back());
+  });
+  ASSERT_EQ(wanted.size(), std::size_t{kCount} * 9 / 6);
+  const std::vector<std::byte> kept = data.Values();
+  const auto expectWanted = [&] {
+    forAll([&](std::int32_t e, std::uint32_t i, std::size_t place) { ASSERT_EQ(data.AsDouble(e, i), wanted[place]); });
+  };
+  expectWanted();
+  forAll([&](std::int32_t e, std::uint32_t i, std::size_t) { data.SetFromDouble(e, i, 0.0); });
+  data.SetValues(kept);
+  expectWanted();
+  std::int32_t element = -1;
+  std::uint32_t index = 7;
+  std::string error;
+  EXPECT_TRUE(data.FindItem("e6", data.Count(), &element, &index, &error));
+  EXPECT_EQ(element, 6);
+  EXPECT_EQ(index, 0u) << "of what is no array";
+  EXPECT_TRUE(data.FindItem("e9[0]", data.Count(), &element, &index, &error));
+  for (const char* const wrong : {"e9", "e6[0]", "e9[1]"}) {
+    EXPECT_FALSE(data.FindItem(wrong, data.Count(), &element, &index, &error)) << wrong;
   }
 }
 

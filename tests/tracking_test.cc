@@ -116,6 +116,17 @@ TEST(Tracking, LastsTwoPeriodsAndBeginsWithStart) {
   EXPECT_EQ(own.Value("u"), 80.0);
 }
 
+// What a script writes before the first action isn't where it starts from.
+TEST(Tracking, StartsFromTheOutputBeforeTheRun) {
+  CRun run(
+      "application a period = 1; duration = 9; end_application;\n"
+      "data x : real; w : real = 5; u : real = 30; end_data;\n"
+      "instrument pid_regulator reg expression = x; wish_value = w; output = u; start = output; end_instrument;\n"
+      "script\nat(0, function() data.u = 70 end)\nend_script;\n");
+  run.Steps(1);
+  EXPECT_EQ(run.Value("u"), 30.0);
+}
+
 // While it tracks, the condition counts as true: nothing is held, and `manual` has
 // no part.
 TEST(Tracking, IsKnownToAllButTheOwnEvent) {
