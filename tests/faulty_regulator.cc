@@ -47,6 +47,7 @@ constexpr TOddProcedure kOddProcedures[] = {
     {u"FailAloud__R", u"FailAloud( a : real )"},
     {u"FailSilently__R", u"FailSilently( a : real )"},
     {u"Swap__RR", {}},
+    {u"Flip__l", {}},
     {u"Eight__RRRRRRRR", {}},
     {u"Nine__RRRRRRRRR", {}},
     {u"GetEight__RRRRRRRR", {}},
@@ -185,6 +186,7 @@ class CSmallRegulator final : public CRealRegulator {
     const std::u16string_view called =
         identifier < std::size(kOddProcedures) ? kOddProcedures[identifier].name : std::u16string_view();
     if (called.starts_with(u"Swap")) std::swap(arguments[0], arguments[1]);
+    if (called.starts_with(u"Flip")) arguments[0].boolean = arguments[0].boolean == 0;
     if (called.starts_with(u"GetInfinity")) arguments[2].real = HUGE_VAL;
     if (called.starts_with(u"FailAloud")) runlib::WStrAssign(capacity, message, 1, u"!");
     return !called.starts_with(u"Fail");

@@ -94,6 +94,7 @@ TEST(Script, CallsProceduresAsTheyResolveAtTheMoment) {
       {"heater:SetRegulatorType(2) print(heater:GetRegulatorType())", "3.0"},
       {"heater:SetRegulatorType(2.9) print(heater:GetRegulatorType())", "3.0"},
       {"print(heater:Debug(0, 0, 0, 0))", "0.1\t0.1\t0.2\t0.2"},
+      {"print(select('#', save()))", "0"},
       {"print(heater:Debug())", "0.1\t0.1\t0.2\t0.2"},
       {"print(heater:Debug(1))", "! line 9: 'heater' has no procedure 'Debug' for these arguments (1) at this moment"},
       {"heater:SetForgetCoefficient(0.25) print(heater:GetForgetCoefficient(0), heater:GetForgetCoefficient())",
@@ -142,6 +143,7 @@ TEST(Script, CallsProceduresOfAnOddClass) {
       {"odd:FailAloud(1)", "line 4: 'FailAloud' of 'odd' failed: !"},
       {"odd:FailSilently(1)", "line 4: 'FailSilently' of 'odd' failed"},
       {"print(odd:Swap(1, 2))", "2.0\t1.0"},
+      {"print(odd:Flip(true), odd:Flip(false))", "false\ttrue"},
       {"odd:Eight(1, 2, 3, 4, 5, 6, 7, 8)", "Eight(1, 2, 3, 4, 5, 6, 7, 8)"},
       {"odd:Nine(1, 2, 3, 4, 5, 6, 7, 8, 9)", "line 4: 'odd' (pid_regulator) has no procedure 'Nine' at this moment"},
       {"print(#{odd:GetEight()})", "8"},
@@ -171,6 +173,31 @@ TEST(Script, CallsProceduresOfAnOddClass) {
     application->Step();
     EXPECT_EQ(said, expected) << statements;
   }
+}
+
+// Each look for what the class doesn't list is worth ten thousand instructions.
+TEST(Script, MayLookForProceduresSoOften) {
+  for (const auto& [count, printed] : {std::pair("99", 1u), {"101", 0u}}) {
+    runtime::TReadOptions options;
+    options.scriptWork = 1'000'000;
+    CRun run(WithScript(std::string("at(0, function() for i = 1, ") + count +
+                        " do local f = heater.Debug end print('well') end)"),
+             options);
+    run.Steps(1);
+    EXPECT_EQ(run.printed.size(), printed) << count;
+  }
+}
+
+// What is due several times in periods that were left out is called once.
+TEST(Script, RepeatsOnceAfterPeriodsLeftOut) {
+  CRun run(WithScript("every(0.5, function() print(time()) end)"));
+  run.Steps(1);
+  EXPECT_EQ(run.printed.size(), 2u);
+  run->LeaveOut(1);
+  run.Steps(1);
+  EXPECT_EQ(run.printed.size(), 3u);
+  run.Steps(1);
+  EXPECT_EQ(run.printed.size(), 5u);
 }
 
 TEST(Script, IsRefusedAtItsLine) {

@@ -33,7 +33,6 @@ void ReadReferences(TOfferedProcedure& procedure) {
       atName = false;
     }
   }
-  procedure.inputs = 0;
   for (const char mark : procedure.byReference) procedure.inputs += mark == ' ' ? 1 : 0;
 }
 
