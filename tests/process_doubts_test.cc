@@ -91,6 +91,34 @@ TEST(ApplicationDoubts, StepsOfAnswers) {
   EXPECT_EQ(run->Direction({1, 0}, {0, 0}, 0.5, 159), 0) << "less than 20 steps tell nothing";
 }
 
+// What a line says is doubted at its place, or nothing is.
+TEST(ApplicationDoubts, LinesThatReadThemselves) {
+  const std::string itself = "this line reads what it computes: it goes on from itself each time that it is ";
+  const struct {
+    const char* line;
+    const char* place;  // none: nothing is doubted
+    std::string text;
+  } rows[] = {
+      {"x = 2 * y; z = y;", nullptr, ""},
+      {"z = y; x = y + x / 2;", "x = y +", itself},
+      {"a[1] = a[0] + 1;", nullptr, ""},
+      {"a[1] = a[0] + a[1];", "a[1] = ", itself},
+      {"a[1] = a[1 - 0];", nullptr, ""},
+      {"x = delay(x, 1);", nullptr, ""},
+      {"z = y; x = delay(y, 2 - 3);", "2 - 3", "a delay of a negative time is none"},
+  };
+  for (const auto& row : rows) {
+    const std::string text = "data x : real; y : real = 1; z : real; a : real[2]; end_data; process " +
+                             std::string(row.line) + " end_process;\n";
+    const CRun run(text);
+    const auto doubts = run->Doubts();
+    ASSERT_EQ(doubts.size(), row.place == nullptr ? 0u : 1u) << row.line;
+    if (row.place == nullptr) continue;
+    EXPECT_TRUE(text.substr(doubts[0].offset).starts_with(row.place)) << row.line;
+    EXPECT_TRUE(doubts[0].text.starts_with(row.text)) << doubts[0].text;
+  }
+}
+
 // A line that an input takes over is none that is doubted; the one behind it is.
 TEST(ApplicationDoubts, LinesThatAreLeft) {
   const std::string text =
