@@ -177,7 +177,10 @@ std::string CRun::Trace() {
 }
 
 bool CRun::ReadAgain(std::size_t instrument, std::uint32_t end) const {
-  return runtime::ReadDefinition(State(), State().instruments[instrument], end);
+  char16_t error[runtime::kTextCapacity + 1] = {};
+  char16_t token[runtime::kTokenCapacity + 1] = {};
+  return runtime::ReadDefinition(State(), State().instruments[instrument], end,
+                                 {runtime::kTextCapacity, error, runtime::kTokenCapacity, token});
 }
 
 TOutcome Shell(const std::string& command) {

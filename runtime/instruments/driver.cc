@@ -61,12 +61,6 @@ bool ReadDefinition(TApplicationState& application, TInstrumentState& instrument
   return accepted;
 }
 
-bool ReadDefinition(TApplicationState& application, TInstrumentState& instrument, std::uint32_t end) {
-  char16_t error[kTextCapacity + 1] = {};
-  char16_t token[kTokenCapacity + 1] = {};
-  return ReadDefinition(application, instrument, end, {kTextCapacity, error, kTokenCapacity, token});
-}
-
 void Act(TApplicationState& application, hx_vinst::CInstrument& instrument, std::uint32_t milliseconds,
          std::uint32_t reason) {
   SetClock(milliseconds);

@@ -34,8 +34,6 @@ struct TDefinitionTexts {
 // says where a service found fault. Nothing of the reading before is left.
 bool ReadDefinition(TApplicationState& application, TInstrumentState& instrument, std::uint32_t end,
                     const TDefinitionTexts& texts);
-// The same where nobody asks what is wrong.
-bool ReadDefinition(TApplicationState& application, TInstrumentState& instrument, std::uint32_t end);
 
 // A period in which this instrument alone acts: the clock stands at so many
 // milliseconds of the day, `reason` is hx_vinst::kActionTimer or
