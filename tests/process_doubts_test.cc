@@ -35,6 +35,7 @@ TEST(ApplicationDoubts, DirectionsOfAnswers) {
       {"x' = -y - x;", -1},
       {"x' = -x;", 0},
       {"x = 3 * y;", 1},
+      {"x = 0 * y;", 0},
       {"x' = d - x; d = delay(y, 2);", 1},
       {"x' = v; v' = y - x;", 1},
       {"v' = y - w; w' = v; x = v;", 0},
