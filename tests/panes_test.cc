@@ -424,6 +424,8 @@ TEST(Panes, ReadAgainHaveNothingOfTheHostsPartBefore) {
   EXPECT_EQ(reg.title + reg.quantityUnit + reg.outputUnit, "");
   EXPECT_EQ(run.Object("reg").rect.x, 10);  // nobody has placed it again
   EXPECT_EQ(run.Object("reg").rect.y, 10);
+  run.Steps(1);
+  EXPECT_EQ(run.Object("reg").hidden, 0) << "it blinks no more";
 }
 
 // Reals stay as they were read, whole numbers are taken with their ";" alone. Told
