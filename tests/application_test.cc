@@ -330,13 +330,16 @@ TEST(Application, InitialValuesAreSetFromOutside) {
   }
 }
 
-// More than a block of memory holds, of each type, and arrays of one.
+// More than a block of memory holds, of each type, and arrays of one; the last has the
+// longest name and unit.
 TEST(Application, KeepsEachElementAtItsPlace) {
-  constexpr int kCount = 6000;
+  constexpr int kCount = 30'000;
   const char* const types[] = {"real", "boolean", "integer", "real[1]", "boolean[3]", "integer[2]"};
   std::string text = "data ";
   for (int i = 0; i < kCount; ++i) text += "e" + Numbered(i) + " : " + types[i % 6] + ";\n";
-  const CRun run(text + "end_data;");
+  const std::string name(63, 'n');
+  const std::string unit(255, 'u');
+  const CRun run(text + name + " : real \"" + unit + "\"; end_data;");
   runtime::CDataElements& data = run.State().data;
   std::vector<double> wanted;
   const auto forAll = [&](auto use) {
@@ -349,7 +352,8 @@ TEST(Application, KeepsEachElementAtItsPlace) {
     wanted.push_back(data[e].type == runtime::EType::kBoolean ? 1.0 : static_cast<double>(place) + 1.0);
     data.SetFromDouble(e, i, wanted.back());
   });
-  ASSERT_EQ(wanted.size(), std::size_t{kCount} * 9 / 6);
+  ASSERT_EQ(wanted.size(), std::size_t{kCount} * 9 / 6 + 1);
+  EXPECT_EQ(data[data.Find(name)].unit, unit);
   const std::vector<std::byte> kept = data.Values();
   const auto expectWanted = [&] {
     forAll([&](std::int32_t e, std::uint32_t i, std::size_t place) { ASSERT_EQ(data.AsDouble(e, i), wanted[place]); });
