@@ -75,13 +75,15 @@ TEST(Cycle, ADefinitionReadAgainHoldsNothingOfTheOneBefore) {
   const std::string text =
       "data x : real; u : real[3]; i : real; c : boolean; end_data;\n"
       "instrument pid_regulator reg expression = x; wish_value = x + i; condition = c; manual = i;\n"
-      "output = u[i]; receivers = m; end_instrument;\ninstrument meter m end_instrument;";
+      "parameters file_name = \"reg.par\"; end_parameters; output = u[i]; receivers = m; end_instrument;\ninstrument "
+      "meter m end_instrument;";
   CRun run(text);
   const hx_vinst::THostPart& held = *run.Object("reg").host;
   const std::array before{held.expressions.size(), held.receiverLists.size()};
   ASSERT_TRUE(run.ReadAgain(0, run.State().instruments[0].end));
   EXPECT_EQ((std::array{held.expressions.size(), held.receiverLists.size()}), before);
   EXPECT_EQ(run.State().instruments[0].receivers.size(), 1u);
+  EXPECT_EQ(run.State().instruments[0].files.size(), 1u);
   // Its output's item is the one that the index tells now; without an output it has none.
   run.SetValue("u", 7.0, 2);
   run.SetValue("i", 2.0);

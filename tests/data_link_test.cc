@@ -43,7 +43,7 @@ class CNotingLink final : public runtime::CDataLink {
 
  private:
   bool Answer(bool fails, std::string* error) const {
-    if (fails) *error = std::string(Name()) + " is lost";
+    *error = std::string(Name()) + (fails ? " is lost" : " said something");
     return !fails;
   }
 

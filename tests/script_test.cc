@@ -188,6 +188,15 @@ TEST(Script, MayLookForProceduresSoOften) {
   }
 }
 
+TEST(Script, HasNoTimeLeftBehindALongSave) {
+  runtime::TReadOptions options;
+  options.scriptTime = 0.0;
+  CRun run(WithScript("at(0, save)"), options);
+  run.Steps(1);
+  ASSERT_EQ(run.messages.size(), 1u);
+  ExpectParts(run.messages[0].text, {"the script ran too long"});
+}
+
 // What is due several times in periods that were left out is called once.
 TEST(Script, RepeatsOnceAfterPeriodsLeftOut) {
   CRun run(WithScript("every(0.5, function() print(time()) end)"));
