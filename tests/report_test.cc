@@ -299,6 +299,132 @@ TEST(Report, ComparesTracesOfTheSameColumnsAlone) {
                        {"it has no column m.value, but a column nobody.output; --compare-any compares what both have"});
 }
 
+// What is told of a trace, and what of it is measured.
+TEST(Report, ComparesOddTraces) {
+  const tests::CFolder folder;
+  const std::string text =
+      "application a period = 0.5; duration = 3; end_application;\n"
+      "data x : real; w : real = 5; z : real[2]; u : real; on : boolean; end_data;\n"
+      "process x = 1 + time; end_process;\ninstrument meter m expression = z[1]; end_instrument;\n"
+      "instrument pid_regulator reg expression = x; wish_value = w; output = u;\n"
+      "value_section range_from = 1; range_to = 9; end_value_section;\n"
+      "parameters param_1 = 1; param_2 = 5; end_parameters; end_instrument;\n"
+      "instrument boolean_regulator sw expression = x; wish_value = w; output = on;\n"
+      "wish_value_section range_from = 4; end_wish_value_section; end_instrument;\n";
+  const std::string run = "run " + folder.Write("a.lbx", text) + " --report " + folder.Path("p.html");
+  const std::string name = folder.Path("o.csv");
+  ASSERT_EQ(Loopbox(run + " --trace-state --trace " + name + " --summary " + folder.Path("own.json")).status, 0);
+  const std::string own = tests::ReadFile(name);
+  const std::string summary = tests::ReadFile(folder.Path("own.json"));
+  // What the program says of the trace, and what the page then shows.
+  const auto expect = [&](const std::string& trace, const std::string& options, const std::string& said,
+                          const std::string& shown = "") {
+    folder.Write("o.csv", trace);
+    const std::string output = tests::Replaced(Loopbox(run + options + " --compare " + name).output, name, "o.csv");
+    const std::string heading = "compared with o.csv\n";
+    const std::size_t at = output.find(heading);
+    EXPECT_EQ(at == std::string::npos ? output : output.substr(at + heading.size()), said) << trace;
+    if (!shown.empty()) ExpectParts(tests::ReadFile(folder.Path("p.html")), {shown});
+  };
+
+  // Whether it is this application's.
+  const std::string rows = "  6 rows, there 6; 6 of the same time are measured\n";
+  const std::string unknown =
+      "  the application's text and parameters there are not known: there is no summary o.json beside the trace\n";
+  const std::string other = "loopbox: o.csv: is the trace of another application: it has ";
+  const std::string end = "; --compare-any compares what both have\n";
+  expect(own, "", rows + unknown);
+  for (const auto& [column, by, said] :
+       {std::tuple("z[1]", "x.quality", "no column z[1]"),
+        std::tuple("m.value", "spare", "no column m.value, but a column spare"),
+        std::tuple("reg.a1", "spare", "a column spare"), std::tuple("reg.a1", "no.a1", "a column no.a1")}) {
+    expect(tests::Replaced(own, column, by), "", other + said + end);
+  }
+
+  // A row that is wrong is found before the run.
+  const std::string any = " --compare-any";
+  const std::string panes = "x,time,w,reg.wish_value,reg.value,reg.output\n";
+  expect("time,reg.value\n1,2\n0.5,3\n", any,
+         "loopbox: o.csv:3: column time: expected more than the 1 of the row before, found 0.5\n");
+  expect("time,reg.value\n1,2\n2,y\n", any, "loopbox: o.csv:3: column reg.value: expected a number, found \"y\"\n");
+  expect(panes + "y,1,5,5,2,0\n", any, "loopbox: o.csv:2: column x: expected a number, found \"y\"\n");
+
+  // Times, and how far apart.
+  const std::string lasts = "  duration 3 s, there ";
+  const auto count = [](int there, int common) {
+    return "  6 rows, there " + std::to_string(there) + "; " + std::to_string(common) +
+           " of the same time are measured\n";
+  };
+  expect("time,reg.value\n0.5,2\n1,2\n1.5000000005,2\n1.9999999995,2\n2.500000001,2\n", any,
+         lasts + "2.5 s\n" + count(5, 4) + unknown);
+  expect("time,reg.value\n2,2\n2.5,3\n4,2\n", any, lasts + "4 s\n" + count(3, 2) + unknown);
+  expect("time,reg.value\n0.5,2\n", any, lasts + "0.5 s\n" + count(1, 1) + unknown);
+  expect("time,reg.value\n3,2\n", any, "  a row each 0.5 s, there 3 s\n" + count(1, 1) + unknown);
+  expect("time,reg.wish_value,reg.value,reg.output\n2.7,5,2,0\n3.2,5,2,0\n", any,
+         lasts + "3.2 s\n" + count(2, 0) + unknown, "<tr><th>metric</th><th>this run</th></tr>");
+
+  // Beyond the ends of a pane its element counts; a regulator with a pane less has no figures.
+  expect(panes + "9.5,0.5,5,5,9,0\n8,1,5,5,9,0\n0.5,1.5,5,5,1,0\n2,2,5,5,1,1\n8.5,2.5,5,5,8,1\n2,3,5,5,3,0\n", any,
+         count(6, 6) + unknown, "<th scope=\"row\">ISE</th><td>17.38 s</td><td>42.75 s</td></tr>");
+  ExpectParts(tests::ReadFile(folder.Path("p.html")),
+              {"<th scope=\"row\">value limited</th><td></td><td>2 periods (1 s)</td>",
+               "<th scope=\"row\">output travel</th><td>20.35</td><td>2</td>"});
+  expect("time,reg.wish_value,reg.output,w,sw.wish_value,sw.value,sw.output\n3,5,1,3,4,2,1\n", any,
+         "  a row each 0.5 s, there 3 s\n" + count(1, 1) + unknown,
+         "<th scope=\"row\">final error</th><td>1</td><td>1</td><td>1</td></tr>");
+
+  // The summary beside it.
+  const auto beside = [&](const std::string& what, const std::string& by, const std::string& said) {
+    folder.Write("o.json", tests::Replaced(summary, what, by));
+    expect(own, "", said);
+  };
+  const std::string foreign =
+      "  the application's text and parameters there are not known: o.json, beside the trace, is not the summary of "
+      "its run\n";
+  beside("}", "}", rows);
+  beside("\"schema\": 1", "\"schema\": 2", rows + foreign);
+  beside("\"schema\": 1", "", rows + foreign);
+  beside("o.csv\"", "p.csv\"", rows + foreign);
+  beside("\"period\": 0.5", "\"period\": 0.5000000004", rows);
+  beside("\"period\": 0.5", "\"period\": 0.500000001", "  a period of 0.5 s, there 0.5 s\n" + rows);
+  beside("\"text\": \"", "\"text\": \"0", rows + "  the application's text differs\n");
+  beside("\"sha256\": \"", "\"sha256\": \"0", rows + "  another plug-in\n");
+  beside("\"tI\": 5.0", "\"tI\": 6.25", rows + "  reg: tI 5, there 6.25\n");
+  beside("\"adaptive\": false", "\"adaptive\": true", rows + "  reg: adaptive false, there true\n");
+  beside("\"divergence_plus\"", "\"plus\"", rows + "  sw: divergence_plus 0, there none\n");
+  beside("\"start\": {\n        \"law\": \"classical\"", "\"start\": {\n        \"law\": \"takahashi\"",
+         rows + "  reg: law classical, there takahashi\n");
+  beside("\"end\": {\n        \"law\": \"classical\",\n        \"r0\": 1",
+         "\"end\": {\n        \"law\": \"pi\",\n        \"r0\": 2",
+         rows + "  reg: law classical at the end, there pi\n  reg: r0 1 at the end, there 2\n");
+}
+
+TEST(Report, ComparesSoManySettings) {
+  const tests::CFolder folder;
+  const std::string file =
+      folder.Write("m.lbx",
+                   "application m period = 1; duration = 1; end_application; data x : real; u : real[8]; end_data;\n"
+                   "for i = 1 to 7 instrument pid_regulator r{i} expression = x; wish_value = x; output = u[i];\n"
+                   "end_instrument; end_for;\n");
+  const std::string run = "run " + file + " --report " + folder.Path("p.html");
+  ASSERT_EQ(Loopbox(run + " --trace " + folder.Path("t.csv") + " --summary " + folder.Path("t.json")).status, 0);
+  std::string summary = tests::Replaced(tests::ReadFile(folder.Path("t.json")), "false", "true");
+  for (const char* name : {"r0", "tI", "tD"}) {
+    summary = tests::Replaced(summary, "\"" + std::string(name) + "\": ", "\"" + std::string(name) + "\": 1");
+  }
+  // Five differ of one regulator, four of the others; then five of all.
+  const std::string delay = "\"derivation_delay\": ";
+  for (const auto& [changed, lines, last] :
+       {std::tuple(std::string(summary).insert(summary.find(delay) + delay.size(), "1"), 29, false),
+        std::tuple(tests::Replaced(summary, delay, delay + "1"), 30, true)}) {
+    folder.Write("t.json", changed);
+    const std::string output = Loopbox(run + " --compare " + folder.Path("t.csv")).output;
+    const std::string said = output.substr(output.find("compared with"));
+    EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), lines + 2 + last) << said;
+    EXPECT_EQ(said.ends_with(" …\n"), last);
+  }
+}
+
 // A wish that differs by what rounding does stands still; of one that moves a hundred windows and the last
 // are kept, and thirty shown.
 TEST(Report, CountsWindowsOfTheWish) {

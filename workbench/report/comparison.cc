@@ -199,7 +199,6 @@ void CComparison::ReadSummary(const std::string& path) {
     const std::optional<std::string> told = written.String();
     if (told && std::filesystem::path(*told).filename() == name) summary = *read;
   }
-  if (!summary.IsNull()) aboutSummary.clear();
 }
 
 void CComparison::Observe() {
