@@ -240,6 +240,46 @@ TEST(Report, TellsAllOfARun) {
   EXPECT_EQ(page, tests::ReadFile(folder + "page.html"));
 }
 
+// Numbers of a page have eight digits, and none of an exponent that they don't need. Of a bucket's ends that comes
+// first which is nearer to its first sample.
+TEST(Report, TellsAllNumbersShortly) {
+  const tests::CFolder folder;
+  const std::string file = folder.Write(
+      "n.lbx",
+      "application n period = 1; duration = 1100; end_application;\n"
+      "data a : real = 1e15; b : real = -1e15; c : real = 999999990000000; d : real = 0.123456789;\n"
+      "e : real = 12345678.9; f : real = 12345.6785; k : real = 3; y : real[3]; z : real[2000]; u : real; end_data;\n"
+      "process y[0] = if(time == 2, 7, if(time == 3, 3, 5)); y[1] = if(time == 2, 7, if(time == 3, 3, 6));\n"
+      "y[2] = if(time == 2, 7, if(time == 3, 3, 4)); end_process;\n"
+      "instrument pid_regulator reg expression = k; wish_value = k; output = u; end_instrument;\n");
+  ASSERT_EQ(Loopbox("run " + file + " --quiet --report " + folder.Path("p.html")).status, 0);
+  const std::string page = tests::ReadFile(folder.Path("p.html"));
+  ExpectParts(page, {"\"series\":[1e+15,-1e+15,999999990000000,0.12345679,12345679,12345.678,3,[3,7,5,5,", ",[7,3,6,6,",
+                     ",[3,7,4,4,", "<p>… 14 more are not recorded; --curves records them</p>"});
+}
+
+// Of classes that have no reference, or one that names half of a band.
+TEST(Report, TellsAllWithoutReferences) {
+  const tests::CFolder folder;
+  std::filesystem::copy(tests::BuildPath("loopbox.so"), folder.Path("loopbox.so"));
+  for (const char* name : {"regulator.ref", "step_regulator.ref"})
+    std::filesystem::copy(tests::BuildPath(name), folder.Path(name));
+  const std::string reference = tests::ReadFile(tests::BuildPath("boolean_regulator.ref"));
+  folder.Write("boolean_regulator.ref", tests::Replaced(reference, "minus | GetDivergenceMinus__R\n", ""));
+  const std::string file = folder.Write(
+      "r.lbx",
+      "application r period = 1; duration = 2; end_application; data x : real; u : real; on : boolean; end_data;\n"
+      "instrument pid_regulator reg expression = x; wish_value = x; output = u; end_instrument;\n"
+      "instrument boolean_regulator sw expression = x; wish_value = x; output = on; end_instrument;\n");
+  const tests::TOutcome outcome = Loopbox("run " + file + " --plugin " + folder.Path("loopbox.so") + " --report " +
+                                          folder.Path("p.html") + " --summary " + folder.Path("s.json"));
+  EXPECT_EQ(outcome.status, 0) << outcome.output;
+  const std::string page = tests::ReadFile(folder.Path("p.html"));
+  ExpectParts(page, {"<th scope=\"row\">outside the band</th><td>not known</td>"});
+  EXPECT_EQ(page.find("<th>setting</th>"), page.rfind("<th>setting</th>"));
+  EXPECT_EQ(page.find("\"name\":\"band"), std::string::npos);
+}
+
 // Of a run that is compared with its own trace both columns are the same, whatever stands
 // first in the trace, and only the band isn't in it.
 TEST(Report, ComparesARunWithItself) {
@@ -430,7 +470,10 @@ TEST(Report, ComparesSoManySettings) {
 TEST(Report, CountsWindowsOfTheWish) {
   const tests::CFolder folder;
   for (const auto& [wish, kept, further] :
-       {std::tuple("50 + if(time % 2 < 1, 0, 1e-9)", 1, 0), std::tuple("time % 240 - time % 20", 101, 20)}) {
+       {std::tuple("50 + if(time % 2 < 1, 0, 1e-9)", 1, 0), std::tuple("if(time < 1200, 50, 50 + 2.5e-8)", 1, 0),
+        std::tuple("if(time < 1200, 50, 50 + 2.5e-7)", 2, 0),
+        std::tuple("if(time < 100, 1000, if(time < 1200, 1, 1 + 5e-7))", 2, 0),
+        std::tuple("time % 240 - time % 20", 101, 20)}) {
     const std::string file =
         folder.Write("w.lbx",
                      "application w period = 1; duration = 2400; end_application; data x : real; u : real; end_data;\n"
@@ -448,6 +491,40 @@ TEST(Report, CountsWindowsOfTheWish) {
     EXPECT_EQ(reg.Member("further_windows").Number().value_or(0), further) << wish;
     if (further > 0) ExpectParts(outcome.output, {"… " + std::to_string(kept - 30 + further) + " more windows\n"});
   }
+}
+
+// Rows at the ends of windows, by what times are rounded to; and a row alone that a pane cuts.
+TEST(Report, CountsRowsOfDeclaredWindows) {
+  const tests::CFolder folder;
+  const std::string file =
+      folder.Write("e.lbx",
+                   "application e period = 0.5; duration = 3;\n"
+                   "window a = 0.9999999995, 1.9999999995; window b = 0.999999999, 1.499999999; end_application;\n"
+                   "data x : real; w : real; u : real; v : real; end_data; process x = time; w = if(time == 2, -1, 0); "
+                   "end_process;\n"
+                   "instrument pid_regulator one expression = x; wish_value = 0; output = u;\n"
+                   "value_section range_to = 2.75; end_value_section; end_instrument;\n"
+                   "instrument pid_regulator two expression = 1; wish_value = w; output = v; end_instrument;\n");
+  ExpectParts(Loopbox("run " + file).output,
+              {"limited  0 periods (0 s)   value limited        1 period (0.5 s)", "wish limited  1 period (0.5 s)",
+               "  -2           2              1.75  –          –            0\n",
+               "  -1           1              0.5   –          –            0\n",
+               "  -2           2              1.5  0 %        not settled  1\n",
+               "  -1           1              0.5  –          –            1.5\n"});
+}
+
+// Of windows that are too many for so many regulators each has the first.
+TEST(Report, CountsWindowsThatAreTooMany) {
+  const tests::CFolder folder;
+  std::string text = "application m period = 1; duration = 1;\n";
+  for (int i = 0; i <= 50; ++i) text += "window w" + std::to_string(i) + " = 0, 1;\n";
+  text += "end_application; data x : real; on : boolean; end_data;\n";
+  text +=
+      "for i = 1 to 1000 instrument boolean_regulator r{i} expression = x; wish_value = x; output = on;\n"
+      "end_instrument; end_for;\n";
+  const std::string output = Loopbox("run " + folder.Write("m.lbx", text)).output;
+  const std::string further = "  … 22 more windows\n";
+  ExpectParts(output, {further});
 }
 
 // Two periods are those of the start, and no hand.
@@ -471,8 +548,8 @@ TEST(Report, NamesItsLanguageAndIncludedFiles) {
       folder.Write("w.lbx", tests::OneRegulator("pid_regulator", "") + "\ninclude \"part.lbx\";\n");
   ASSERT_EQ(Loopbox("run " + file + " --duration 5 --quiet --language cs --report " + folder.Path("p.html")).status, 0);
   ExpectParts(tests::ReadFile(folder.Path("p.html")),
-              {"<html lang=\"cs\">", "\"words\":{\"in hand\":\"ručně\",", "<span class=\"file\">w.lbx</span>",
-               "<span class=\"file\">part.lbx</span><span class=\"line\""});
+              {"<html lang=\"cs\">", "<tr><th scope=\"row\">konečná odchylka</th>", "\"words\":{\"in hand\":\"ručně\",",
+               "<span class=\"file\">w.lbx</span>", "<span class=\"file\">part.lbx</span><span class=\"line\""});
 }
 
 // A sample among a million is seen, and the page stays small.
