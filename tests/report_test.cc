@@ -248,24 +248,26 @@ TEST(Report, TellsAllNumbersShortly) {
       "n.lbx",
       "application n period = 1; duration = 1100; end_application;\n"
       "data a : real = 1e15; b : real = -1e15; c : real = 999999990000000; d : real = 0.123456789;\n"
-      "e : real = 12345678.9; f : real = 12345.6785; k : real = 3; y : real[3]; z : real[2000]; u : real; end_data;\n"
+      "e : real = 12345678.9; f : real = 12345.6785; k : real = 3; y : real[3]; z : real[1987]; u : real; end_data;\n"
       "process y[0] = if(time == 2, 7, if(time == 3, 3, 5)); y[1] = if(time == 2, 7, if(time == 3, 3, 6));\n"
       "y[2] = if(time == 2, 7, if(time == 3, 3, 4)); end_process;\n"
       "instrument pid_regulator reg expression = k; wish_value = k; output = u; end_instrument;\n");
   ASSERT_EQ(Loopbox("run " + file + " --quiet --report " + folder.Path("p.html")).status, 0);
   const std::string page = tests::ReadFile(folder.Path("p.html"));
   ExpectParts(page, {"\"series\":[1e+15,-1e+15,999999990000000,0.12345679,12345679,12345.678,3,[3,7,5,5,", ",[7,3,6,6,",
-                     ",[3,7,4,4,", "<p>… 14 more are not recorded; --curves records them</p>"});
+                     ",[3,7,4,4,", "<p>… 1 more are not recorded; --curves records them</p>"});
 }
 
-// Of classes that have no reference, or one that names half of a band.
+// Of classes that have no reference, or one that names half of a band and one setting.
 TEST(Report, TellsAllWithoutReferences) {
   const tests::CFolder folder;
   std::filesystem::copy(tests::BuildPath("loopbox.so"), folder.Path("loopbox.so"));
   for (const char* name : {"regulator.ref", "step_regulator.ref"})
     std::filesystem::copy(tests::BuildPath(name), folder.Path(name));
   const std::string reference = tests::ReadFile(tests::BuildPath("boolean_regulator.ref"));
-  folder.Write("boolean_regulator.ref", tests::Replaced(reference, "minus | GetDivergenceMinus__R\n", ""));
+  const std::string setting = "divergence_minus | GetDivergenceMinus__R | 0 | 1 | +\n";
+  folder.Write("boolean_regulator.ref",
+               tests::Replaced(tests::Replaced(reference, setting, ""), "minus | GetDivergenceMinus__R\n", ""));
   const std::string file = folder.Write(
       "r.lbx",
       "application r period = 1; duration = 2; end_application; data x : real; u : real; on : boolean; end_data;\n"
@@ -275,7 +277,7 @@ TEST(Report, TellsAllWithoutReferences) {
                                           folder.Path("p.html") + " --summary " + folder.Path("s.json"));
   EXPECT_EQ(outcome.status, 0) << outcome.output;
   const std::string page = tests::ReadFile(folder.Path("p.html"));
-  ExpectParts(page, {"<th scope=\"row\">outside the band</th><td>not known</td>"});
+  ExpectParts(page, {"<th scope=\"row\">outside the band</th><td>not known</td>", "<th>setting</th>"});
   EXPECT_EQ(page.find("<th>setting</th>"), page.rfind("<th>setting</th>"));
   EXPECT_EQ(page.find("\"name\":\"band"), std::string::npos);
 }
@@ -373,7 +375,7 @@ TEST(Report, ComparesOddTraces) {
       "  the application's text and parameters there are not known: there is no summary o.json beside the trace\n";
   const std::string other = "loopbox: o.csv: is the trace of another application: it has ";
   const std::string end = "; --compare-any compares what both have\n";
-  expect(own, "", rows + unknown);
+  expect(own, "", rows + unknown, "\"other\":true,\"series\":5},");
   for (const auto& [column, by, said] :
        {std::tuple("z[1]", "x.quality", "no column z[1]"),
         std::tuple("m.value", "spare", "no column m.value, but a column spare"),
@@ -473,15 +475,16 @@ TEST(Report, CountsWindowsOfTheWish) {
        {std::tuple("50 + if(time % 2 < 1, 0, 1e-9)", 1, 0), std::tuple("if(time < 1200, 50, 50 + 2.5e-8)", 1, 0),
         std::tuple("if(time < 1200, 50, 50 + 2.5e-7)", 2, 0),
         std::tuple("if(time < 100, 1000, if(time < 1200, 1, 1 + 5e-7))", 2, 0),
-        std::tuple("time % 240 - time % 20", 101, 20)}) {
+        std::tuple("time % 240 - time % 20", 101, 1)}) {
     const std::string file =
         folder.Write("w.lbx",
-                     "application w period = 1; duration = 2400; end_application; data x : real; u : real; end_data;\n"
+                     "application w period = 1; duration = 2020; end_application; data x : real; u : real; end_data;\n"
                      "instrument pid_regulator reg expression = x; wish_value = " +
                          std::string(wish) +
                          "; output = u;\n"
                          "wish_value_section range_to = 1000; end_wish_value_section; end_instrument;\n");
-    const TOutcome outcome = Loopbox("run " + file + " --trace /dev/null --summary " + folder.Path("s.json"));
+    const TOutcome outcome = Loopbox("run " + file + " --trace /dev/null --summary " + folder.Path("s.json") +
+                                     " --report " + folder.Path("p.html"));
     EXPECT_EQ(outcome.status, 0);
     const json::CValue reg = json::CValue::Parse(tests::ReadFile(folder.Path("s.json")))
                                  .value_or(nullptr)
@@ -490,41 +493,52 @@ TEST(Report, CountsWindowsOfTheWish) {
     EXPECT_EQ(reg.Member("windows").Elements().size(), static_cast<std::size_t>(kept)) << wish;
     EXPECT_EQ(reg.Member("further_windows").Number().value_or(0), further) << wish;
     if (further > 0) ExpectParts(outcome.output, {"… " + std::to_string(kept - 30 + further) + " more windows\n"});
+    EXPECT_EQ(tests::ReadFile(folder.Path("p.html")).find("<p>… 1 more window</p>") != std::string::npos, further > 0);
   }
 }
 
-// Rows at the ends of windows, by what times are rounded to; and a row alone that a pane cuts.
+// Rows at the ends of windows, by what times are rounded to; a row alone that a pane cuts; values at the ends of what
+// counts as settled, and of a band; and what is over a wish that the value stood at.
 TEST(Report, CountsRowsOfDeclaredWindows) {
   const tests::CFolder folder;
-  const std::string file =
-      folder.Write("e.lbx",
-                   "application e period = 0.5; duration = 3;\n"
-                   "window a = 0.9999999995, 1.9999999995; window b = 0.999999999, 1.499999999; end_application;\n"
-                   "data x : real; w : real; u : real; v : real; end_data; process x = time; w = if(time == 2, -1, 0); "
-                   "end_process;\n"
-                   "instrument pid_regulator one expression = x; wish_value = 0; output = u;\n"
-                   "value_section range_to = 2.75; end_value_section; end_instrument;\n"
-                   "instrument pid_regulator two expression = 1; wish_value = w; output = v; end_instrument;\n");
+  const std::string file = folder.Write(
+      "e.lbx",
+      "application e period = 0.5; duration = 3;\n"
+      "window a = 0.9999999995, 1.9999999995; window b = 0.999999999, 1.499999999; end_application;\n"
+      "data x : real; w : real; u : real; v : real; o : real[3]; on : boolean; end_data; process x = time; w = if(time "
+      "== 2, -1, 0); "
+      "end_process;\n"
+      "instrument pid_regulator one expression = x; wish_value = 0; output = u;\n"
+      "value_section range_to = 2.75; end_value_section; end_instrument;\n"
+      "instrument pid_regulator two expression = 1; wish_value = w; output = v; end_instrument;\n"
+      "instrument pid_regulator three expression = 51; wish_value = if(time < 1.75, 0, 50); output = o[0]; "
+      "end_instrument;\n"
+      "instrument pid_regulator four expression = 1.5 - x; wish_value = 1; output = o[1]; end_instrument;\n"
+      "instrument pid_regulator five expression = 0.5 + x; wish_value = 1; output = o[2]; end_instrument;\n"
+      "instrument boolean_regulator six expression = x; wish_value = 2; divergence_plus = 0.5;\n"
+      "divergence_minus = 0.5; output = on; end_instrument;\n");
   ExpectParts(Loopbox("run " + file).output,
               {"limited  0 periods (0 s)   value limited        1 period (0.5 s)", "wish limited  1 period (0.5 s)",
                "  -2           2              1.75  –          –            0\n",
                "  -1           1              0.5   –          –            0\n",
                "  -2           2              1.5  0 %        not settled  1\n",
-               "  -1           1              0.5  –          –            1.5\n"});
+               "  -1           1              0.5  –          –            1.5\n",
+               "  overshoot     2 %               settling time (2 %)  0 s                output travel  251\n",
+               "  wish 1  0 s             3 s            2.5          2.5            3.75  2.5        –         4.25\n",
+               "  wish 1  0 s             3 s            -2.5         2.5            3.75  2.5        –         0\n",
+               "outside the band     1.5 s (50 %)"});
 }
 
 // Of windows that are too many for so many regulators each has the first.
 TEST(Report, CountsWindowsThatAreTooMany) {
   const tests::CFolder folder;
   std::string text = "application m period = 1; duration = 1;\n";
-  for (int i = 0; i <= 50; ++i) text += "window w" + std::to_string(i) + " = 0, 1;\n";
+  for (int i = 0; i <= 25; ++i) text += "window w" + std::to_string(i) + " = 0, 1;\n";
   text += "end_application; data x : real; on : boolean; end_data;\n";
   text +=
-      "for i = 1 to 1000 instrument boolean_regulator r{i} expression = x; wish_value = x; output = on;\n"
+      "for i = 1 to 2000 instrument boolean_regulator r{i} expression = x; wish_value = x; output = on;\n"
       "end_instrument; end_for;\n";
-  const std::string output = Loopbox("run " + folder.Write("m.lbx", text)).output;
-  const std::string further = "  … 22 more windows\n";
-  ExpectParts(output, {further});
+  ExpectParts(Loopbox("run " + folder.Write("m.lbx", text)).output, {"  … 1 more window\n"});
 }
 
 // Two periods are those of the start, and no hand.
@@ -589,14 +603,15 @@ TEST(Report, LeavesOutWhatIsTooMuchAndSaysSo) {
     text += "instrument boolean_regulator r" + std::to_string(i) +
             " expression = x; wish_value = x; output = on; end_instrument;";
   }
-  text += "script\nat(1, function() for i = 1, 507 do print(string.rep('ř', 4000)) end end)\nend_script;" +
+  text += "script\nat(1, function() for i = 1, 501 do print(string.rep('ř', 4000)) end end)\nend_script;" +
           std::string(50'000, '\n');
   const std::string page = folder.Path("page.html");
   const TOutcome made = Loopbox("run " + folder.Write("many.lbx", text) + " --quiet --report " + page + " > /dev/null");
   ASSERT_EQ(made.status, 0) << made.output;
   const std::string html = tests::ReadFile(page);
-  ExpectParts(html, {"<p>… 1 more regulator</p>", "There are too many to show here", "the text is longer", "ř…<",
-                     "<p>… 7 more</p>"});
+  ExpectParts(html, {"id=\"line-50000\"", "<p>… 1 more regulator</p>", "There are too many to show here",
+                     "the text is longer", "ř…<", "<p>… 1 more</p>"});
+  EXPECT_EQ(html.find("id=\"line-50001\""), std::string::npos);
   EXPECT_LT(html.size(), 8'000'000u);
 }
 
