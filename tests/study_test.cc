@@ -167,8 +167,8 @@ end_study;
 study unsettled
   runs = 50; seed = 4; sampling = random;
   vary a = uniform(0, 1);
-  vary reg.param_1 = list(1, 2);
-  vary mode = list(0, 0, 0, 1);
+  vary reg.param_1 = list(1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13);
+  vary mode = list(0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1);
   keep reg.iae, final(x), reg.settling, max(z[1]);
   require final(x) < 0.8;
 end_study;
