@@ -156,7 +156,7 @@ TEST(Report, ShowsWhatTheApplicationSaysAsText) {
                        "value_section high_limit = 1.1; end_value_section;\n"
                        "parameters param_1 = 1; param_2 = 20; end_parameters; end_instrument;\n"
                        "script\nat(5, function() print('</script><script class=markup>hacked=1</script>') "
-                       "reg:SetParameters(2, 20, 0) end)\n"
+                       "reg:SetParameters(1, 20, 0) end)\n"
                        "at(6, function() data.u = 3 error('<!-- <script>') end)\nend_script;\n");
   const std::string earlier = "time,reg.value\n1,0\n";
   const std::string compared = folder.Write("<img class=markup src=x onerror=hacked=1>", earlier);
@@ -168,12 +168,12 @@ TEST(Report, ShowsWhatTheApplicationSaysAsText) {
   EXPECT_EQ(Found(dump, "hacked"), "undefined");
   EXPECT_EQ(Found(dump, "markup"), "0");
   EXPECT_EQ(Found(dump, "unit"), "&lt;img class=markup onerror=hacked=1&gt;");
-  EXPECT_EQ(Found(dump, "drawn"), "3");  // what SetParameters changes is drawn too
+  EXPECT_EQ(Found(dump, "drawn"), "3");  // what SetParameters changes, the last of three, is drawn too
   EXPECT_EQ(Found(dump, "violations"), "0");
   EXPECT_EQ(Found(dump, "title").find("&lt;/script&gt;&lt;img class=markup src=x onerror=hacked=1&gt;&amp;amp"), 0u)
       << Found(dump, "title");
   ExpectParts(html,
-              {"alarm: value above its high limit", "SetParameters(2, 20, 0)", "u = 3", "&lt;!-- &lt;script&gt;"});
+              {"alarm: value above its high limit", "SetParameters(1, 20, 0)", "u = 3", "&lt;!-- &lt;script&gt;"});
 
   const std::string walked =
       Browse("--window-size=1200,2000 --dump-dom", folder.Write("walked.html", Probed(html, kHostileData)));
