@@ -74,4 +74,13 @@ TEST(Process, MakesUpForPeriodsLeftOut) {
   }
 }
 
+// Simpson's rule in time, which is exact for cubes.
+TEST(Process, StepsInTime) {
+  tests::CRun run(
+      "application a period = 1; duration = 9; end_application; data x : real; end_data;\n"
+      "process substeps = 1; x' = 4 * time ^ 3; end_process;\n");
+  run.Steps(3);
+  EXPECT_NEAR(run.Value("x"), 81.0, 1e-12);
+}
+
 }  // namespace
