@@ -151,10 +151,10 @@ int CProcessProbe::Direction(double* input, const double* value, double change, 
     };
     const double plain = advanced(left, before);
     const double answered = advanced(changed, before + change);
-    const double difference = (answered - plain) * change;
+    const double difference = answered - plain;
     if (!std::isfinite(difference)) break;
-    if (std::fabs(answered - plain) <= kRounding * (std::fabs(plain) + std::fabs(answered))) continue;
-    (difference > 0 ? isUp : isDown) = true;
+    if (std::fabs(difference) <= kRounding * (std::fabs(plain) + std::fabs(answered))) continue;
+    ((difference > 0) == (change > 0) ? isUp : isDown) = true;
   }
   *input = before;
   return isUp == isDown ? 0 : isUp ? 1 : -1;
