@@ -1,7 +1,8 @@
 // A plug-in of one small regulator, which keeps every rule of the interface, and
 // breaks exactly one of them when it is linked with the name of a fault, or compiled
 // for one that is in what it is made of. What regulators have in common is ours; it
-// has no reference file beside it.
+// has no reference file beside it. As OddProcedures it keeps them, and offers
+// procedures of shapes that ours don't have.
 #include <unistd.h>
 
 #include <algorithm>
