@@ -170,7 +170,6 @@ CCsvReader::EOutcome CComparison::Next(std::string* error) {
 
 bool CComparison::ReadThrough(std::string* error) {
   row.assign(reader->Header().size(), 0.0);
-  rowTime = -std::numeric_limits<double>::infinity();
   std::vector<double> sample(plotted.size());
   CCsvReader::EOutcome outcome = CCsvReader::kRow;
   double before = 0.0;

@@ -4,6 +4,7 @@
 #define LOOPBOX_WORKBENCH_REPORT_COMPARISON_H
 
 #include <cstdint>
+#include <limits>
 #include <map>
 #include <memory>
 #include <optional>
@@ -96,11 +97,11 @@ class CComparison {
   std::vector<std::size_t> plotted;                // columns, in the order of the curves
   std::vector<std::optional<TCompared>> compared;  // by regulator
 
-  std::vector<double> row;  // by column, of those that are read
-  double rowTime = 0.0;     // seconds
-  bool ahead = false;       // there is such a row
-  std::uint64_t rows = 0;   // of the trace
-  double spacing = 0.0;     // of its first two rows, seconds
+  std::vector<double> row;                                    // by column, of those that are read
+  double rowTime = -std::numeric_limits<double>::infinity();  // seconds
+  bool ahead = false;                                         // there is such a row
+  std::uint64_t rows = 0;                                     // of the trace
+  double spacing = 0.0;                                       // of its first two rows, seconds
   std::uint64_t commonRows = 0;
   double lastCommon = 0.0;  // seconds
   std::string failure;
