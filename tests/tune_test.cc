@@ -208,7 +208,8 @@ TEST_F(Tune, TellsAllOnItsPage) {
   };
   const std::string whole = page("--law takahashiDelay --lag 0.1 --period 0.25");
   tests::ExpectParts(whole, {"<html lang=\"en\">", "<title>tuning of heater</title>",
-                             tests::ReadFile(tests::SourcePath("workbench/report/tune_report.js"))});
+                             tests::ReadFile(tests::SourcePath("workbench/report/tune_report.js")),
+                             tests::ReadFile(tests::SourcePath("workbench/report/tune_report.css"))});
   const std::string other = page("--law classical --set heater.param_1=500");
   const std::size_t trade = other.find("<h2>What a bound");
   EXPECT_EQ(tests::PageBody(whole) + other.substr(trade, other.find("<details>") - trade),
@@ -216,6 +217,32 @@ TEST_F(Tune, TellsAllOnItsPage) {
   std::size_t now = 0;
   for (std::size_t at = 0; (at = other.find("\"name\":\"now\"", at)) != std::string::npos; ++at) ++now;
   EXPECT_EQ(now, 3u);  // of its gain alone, and not of its answers
+}
+
+// Both integrate, the process and the law, which as it stands has no phase to spare.
+TEST_F(Tune, TellsAllOfTwoIntegrators) {
+  folder->Write("tank.lbx",
+                tests::Replaced(kOven, "(1.6 * arriving - (temperature - 20)) / 60", "(1.6 * arriving - 40) / 60"));
+  const std::string tank = "cd " + folder->Path("") + " && " + tests::BuildPath("loopbox") + " tune tank.lbx heater ";
+  EXPECT_EQ(tests::Shell(tank + Experiment("-o tank.csv")).status, 0);
+  const std::string set = "--set heater.param_1=0.1 --set heater.param_2=1 ";
+  tests::Shell(tank + "--from tank.csv --report tank.html " + set);
+  const std::string page = tests::ReadFile(folder->Path("tank.html"));
+  const std::string opening = "id=\"data\">";
+  const std::size_t data = page.find(opening) + opening.size();
+  const CValue plots =
+      CValue::Parse(page.substr(data, page.find("</script>", data) - data)).value_or(CValue()).Member("plots");
+  std::size_t seen = 0;
+  for (const CValue& plot : plots.Elements()) {
+    if (plot.Member("unit").Text() != "\"°\"") continue;
+    for (const CValue& curve : plot.Member("curves").Elements()) {
+      const double first = *curve.Member("y").Elements().at(0).Number();
+      const bool isNow = curve.Member("name").Text() == "\"now\"";
+      EXPECT_NEAR(first, isNow ? -181.2 : -177.0, 0.2);
+      seen += isNow ? 1 : 0;
+    }
+  }
+  EXPECT_EQ(seen, 1u);
 }
 
 TEST_F(Tune, TellsTheMarginsOfALoopAsItStands) {
