@@ -230,7 +230,11 @@ TEST(Report, TellsAllOfARun) {
                     " --compare-any --compare " + folder + "earlier.csv")
                 .status,
             0);
-  std::string page = tests::PageBody(tests::ReadFile(place.Path("page.html")));
+  const std::string whole = tests::ReadFile(place.Path("page.html"));
+  for (const char* const part : {"report.js", "report.css"}) {
+    EXPECT_NE(whole.find(tests::ReadFile(tests::SourcePath("workbench/report/") + part)), std::string::npos) << part;
+  }
+  std::string page = tests::PageBody(whole);
   for (const auto& [path, name] :
        {std::pair(place.Path(""), "PLACE/"), std::pair(folder, "RUN/"), std::pair(tests::BuildPath(""), "BUILD/"),
         std::pair(tests::SourcePath(""), "TREE/")}) {
