@@ -41,7 +41,7 @@ TEST(Application, ExpressionsHaveTheirValues) {
   rows.emplace_back(sum, 1650.0);
   std::string text =
       "data i : integer = -7; yes : boolean = true; ra : real[3] = [10, 20, 30]; la : integer[2] = 5; "
-      "ba : boolean[2] = [false, true]; v : real[" +
+      "ba : boolean[2] = [false, true]; good : real = 4; age : real = 9; v : real[" +
       Numbered(rows.size()) + "]; end_data;\napplication a period = 2; end_application; process\n";
   for (std::size_t k = 0; k < rows.size(); ++k) text += "v[" + Numbered(k) + "] = " + rows[k].first + "\n;";
   CRun run(text + "end_process;");
@@ -65,6 +65,37 @@ TEST(Application, ExpressionsHaveTheWholeStackAtEachPlace) {
     EXPECT_TRUE(isRead(before, kDepth - 2)) << before;
     EXPECT_FALSE(isRead(before, kDepth - 1)) << before;
   }
+}
+
+// What is no number stays none, wherever it stands; then the last good value holds, also that of a moment between
+// two failures.
+TEST(Application, ExpressionsThatAreNoNumber) {
+  for (const char* const expression :
+       {"min(1, sqrt(0 - y))", "min(sqrt(0 - y), 1)", "max(1, sqrt(0 - y))", "max(sqrt(0 - y), 1)", "sign(sqrt(0 - y))",
+        "limit(sqrt(0 - y), 0, 1)", "limit(0, sqrt(0 - y), 1)", "limit(0, 0, sqrt(0 - y))"}) {
+    CRun run("data x : real; y : real; end_data; application a period = 1; end_application; process x = y + " +
+             std::string(expression) + "; end_process;");
+    run.Steps(1);
+    const double first = run.Value("x");
+    for (const double y : {1.0, -3.0, 2.0}) {
+      run.SetValue("y", y);
+      run.messages.clear();
+      run.Steps(1);
+      EXPECT_EQ(run.messages.size(), y > 0.0 ? 1u : 0u) << expression;
+      if (y == 1.0) {
+        EXPECT_EQ(run.Value("x"), first) << expression;
+      } else {
+        EXPECT_LT(run.Value("x"), -1.0) << expression;
+      }
+    }
+  }
+  // Of several indices that which is outside is told.
+  CRun run(
+      "data a : real[3]; i : real = 9; x : real; end_data; application a period = 1; end_application;\n"
+      "process x = a[0] +\na[1] +\na[i]; end_process;");
+  run.Steps(1);
+  ASSERT_EQ(run.messages.size(), 1u);
+  tests::ExpectParts(run.messages[0].text, {"line 4: "});
 }
 
 TEST(Application, ExpressionsNestTwoHundredDeep) {
@@ -339,8 +370,11 @@ TEST(Application, KeepsEachElementAtItsPlace) {
   for (int i = 0; i < kCount; ++i) text += "e" + Numbered(i) + " : " + types[i % 6] + ";\n";
   const std::string name(63, 'n');
   const std::string unit(255, 'u');
-  const CRun run(text + name + " : real \"" + unit + "\"; end_data;");
+  const CRun run(text + name + " : real \"" + unit +
+                 "\"; large : real[20000]; filled : real[2] = 5; next : real; end_data;");
   runtime::CDataElements& data = run.State().data;
+  EXPECT_EQ((std::array{run.Value("filled", 0), run.Value("filled", 1), run.Value("next")}),
+            (std::array{5.0, 5.0, 0.0}));
   std::vector<double> wanted;
   const auto forAll = [&](auto use) {
     std::size_t place = 0;
@@ -352,7 +386,7 @@ TEST(Application, KeepsEachElementAtItsPlace) {
     wanted.push_back(data[e].type == runtime::EType::kBoolean ? 1.0 : static_cast<double>(place) + 1.0);
     data.SetFromDouble(e, i, wanted.back());
   });
-  ASSERT_EQ(wanted.size(), std::size_t{kCount} * 9 / 6 + 1);
+  ASSERT_EQ(wanted.size(), std::size_t{kCount} * 9 / 6 + 20'004);
   EXPECT_EQ(data[data.Find(name)].unit, unit);
   const std::vector<std::byte> kept = data.Values();
   const auto expectWanted = [&] {

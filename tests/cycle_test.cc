@@ -414,6 +414,15 @@ TEST(Cycle, BlinkingHidesAndShowsAtTheRate) {
   } rates[] = {{"blink_rate = 1000;", "0.5", {0, 1, 1, 0, 0, 1, 1, 0}},
                {"blink_rate = 1;", "0.001", {1, 0, 1, 0, 1, 0, 1, 0}},
                {"", "0.5", {}}};
+  // Each instrument at its own.
+  CIntegrator both("blink_rate = 1000;", "0.5",
+                   "\ninstrument pid_regulator fast expression = x; wish_value = wish; output = v; " +
+                       std::string(kIntegrator) + "blink_rate = 500; end_instrument; data v : real; end_data;");
+  for (int k = 1; k <= 4; ++k) {
+    both.Steps(1);
+    EXPECT_EQ(both.Object("reg").hidden, k / 2 % 2) << k;
+    EXPECT_EQ(both.Object("fast").hidden, k % 2) << k;
+  }
   for (const auto& [entry, period, hidden] : rates) {
     CIntegrator run(entry, period);
     for (const int expected : hidden) {

@@ -15,7 +15,8 @@ TEST(ApplicationDoubts, StepsThatAreTooLong) {
         "application a period = 1; duration = 5; end_application;\n"
         "data x : real = 1; y : real; v : real; w : real; d : real; p : real = 3; end_data; process " +
         row[0] + " end_process;\n";
-    const std::string trace = CRun(text).Trace();
+    CRun undisturbed(text);
+    const std::string trace = undisturbed.Trace();
     CRun run(text);
     const auto doubt = run->StepDoubt();
     EXPECT_EQ(doubt ? doubt->text : "none", row[1]) << row[0];
@@ -24,6 +25,7 @@ TEST(ApplicationDoubts, StepsThatAreTooLong) {
     }
     run->Direction({0, 0}, {1, 0}, 0.5, 1'000'000);
     EXPECT_EQ(run.Trace(), trace) << row[0];
+    EXPECT_EQ(run.messages.size(), undisturbed.messages.size()) << row[0];
   }
 }
 
@@ -107,6 +109,8 @@ TEST(ApplicationDoubts, LinesThatReadThemselves) {
       {"a[1] = a[1 - 0];", nullptr, ""},
       {"x = delay(x, 1);", nullptr, ""},
       {"z = y; x = delay(y, 2 - 3);", "2 - 3", "a delay of a negative time is none"},
+      {"x = delay(y, 0);", nullptr, ""},
+      {"x = delay(y, 0.5);", nullptr, ""},
   };
   for (const auto& row : rows) {
     const std::string text = "data x : real; y : real = 1; z : real; a : real[2]; end_data; process " +

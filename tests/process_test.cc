@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "runtime/instruments/application_state.h"
 #include "tests/support.h"
 
 namespace {
@@ -56,6 +57,31 @@ TEST(Process, DelaysTellWhatTheyLost) {
   delay.Record(2, 3, false);
   EXPECT_EQ(delay.Find(2, 1, 0, &isLost), 3);
   EXPECT_FALSE(isLost);
+}
+
+// What is old goes, and what is younger than any delay stays.
+TEST(Process, DelaysHoldWhatTheyNeed) {
+  runtime::CDelay delay;
+  for (int k = 0; k < 1000; ++k) {
+    delay.Record(k, k, false);
+    bool isLost = true;
+    EXPECT_EQ(delay.Find(k, 3, 0, &isLost), std::max(k - 3, 0));
+    delay.Trim(k, 3, 0);
+    EXPECT_LE(delay.Count(), 4u);
+  }
+  // One that grows finds what is older than it was.
+  tests::CRun run(
+      "application a period = 1; duration = 99; end_application; data s : real = 1; x : real; y : real; end_data;\n"
+      "process substeps = 1; x = delay(time, s); y = delay(time, 3); end_process;\n");
+  run.State().process.SetMaximumDelayRecords(60);
+  run.Steps(9);
+  EXPECT_EQ(run.Value("x"), 8.0);
+  run.SetValue("s", 5);
+  run.Steps(1);
+  EXPECT_EQ(run.Value("x"), 5.0);
+  run.Steps(35);
+  EXPECT_EQ(run.Value("y"), 42.0);
+  EXPECT_TRUE(run.messages.empty()) << "of the records those of both delays are counted";
 }
 
 // Of periods that were left out a thousand are integrated in full; of more, as many longer

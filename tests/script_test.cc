@@ -94,7 +94,9 @@ TEST(Script, CallsProceduresAsTheyResolveAtTheMoment) {
       {"heater:SetRegulatorType(2) print(heater:GetRegulatorType())", "3.0"},
       {"heater:SetRegulatorType(2.9) print(heater:GetRegulatorType())", "3.0"},
       {"print(heater:Debug(0, 0, 0, 0))", "0.1\t0.1\t0.2\t0.2"},
-      {"print(select('#', save()))", "0"},
+      {"print(select('#', time()), select('#', save()), select('#', at(2, print)))", "1\t0\t0"},
+      {"print(select('#', print('x')))", "x|0"},
+      {"at(0.5, function() print('called') end, 7)", "called"},
       {"print(heater:Debug())", "0.1\t0.1\t0.2\t0.2"},
       {"print(heater:Debug(1))", "! line 9: 'heater' has no procedure 'Debug' for these arguments (1) at this moment"},
       {"heater:SetForgetCoefficient(0.25) print(heater:GetForgetCoefficient(0), heater:GetForgetCoefficient())",
@@ -144,6 +146,9 @@ TEST(Script, CallsProceduresOfAnOddClass) {
       {"odd:FailSilently(1)", "line 4: 'FailSilently' of 'odd' failed"},
       {"print(odd:Swap(1, 2))", "2.0\t1.0"},
       {"print(odd:Flip(true), odd:Flip(false))", "false\ttrue"},
+      {"print(odd:GetTight())", "0.0"},
+      {"odd:Plain(1)", "line 4: wrong number of arguments (1) for Plain"},
+      {"odd:IsEven(1)", ""},
       {"odd:Eight(1, 2, 3, 4, 5, 6, 7, 8)", "Eight(1, 2, 3, 4, 5, 6, 7, 8)"},
       {"odd:Nine(1, 2, 3, 4, 5, 6, 7, 8, 9)", "line 4: 'odd' (pid_regulator) has no procedure 'Nine' at this moment"},
       {"print(#{odd:GetEight()})", "8"},
@@ -175,16 +180,19 @@ TEST(Script, CallsProceduresOfAnOddClass) {
   }
 }
 
-// Each look for what the class doesn't list is worth ten thousand instructions.
-TEST(Script, MayLookForProceduresSoOften) {
-  for (const auto& [count, printed] : {std::pair("99", 1u), {"101", 0u}}) {
+// Each look for what the class doesn't list is worth ten thousand instructions, each line that is printed a hundred.
+TEST(Script, MayLookAndPrintSoOften) {
+  for (const auto& [count, statement, isWell] : {std::tuple("99", "local f = heater.Debug", true),
+                                                 {"101", "local f = heater.Debug", false},
+                                                 {"9000", "print()", true},
+                                                 {"10001", "print()", false}}) {
     runtime::TReadOptions options;
     options.scriptWork = 1'000'000;
-    CRun run(WithScript(std::string("at(0, function() for i = 1, ") + count +
-                        " do local f = heater.Debug end print('well') end)"),
+    CRun run(WithScript("at(0, function() for i = 1, " + std::string(count) + " do " + statement +
+                        " end print() data.n = 7 end)"),
              options);
     run.Steps(1);
-    EXPECT_EQ(run.printed.size(), printed) << count;
+    EXPECT_EQ(run.Value("n") == 7.0, isWell) << count;
   }
 }
 
@@ -227,6 +235,8 @@ TEST(Script, IsRefusedAtItsLine) {
       {"local t = {} for i = 1, 1e9 do t[i] = i end", "FILE:9:1", "not enough memory"},
       {"at(1)", "FILE:9:1", "'at' takes a number of seconds and a function"},
       {"every(0, print)", "FILE:9:1", "an interval is at least 0.001 s"},
+      {"every(0.0009, print)", "FILE:9:1", "an interval is at least 0.001 s"},
+      {"save()", "FILE:9:1", "the instruments are not read yet: at(0, f) is the earliest for this"},
   };
   for (const auto& [script, where, message] : cases) {
     CRun run(WithScript(script));
@@ -234,6 +244,7 @@ TEST(Script, IsRefusedAtItsLine) {
     const std::string expected = std::string(where) + ": " + message + "\n";
     EXPECT_EQ(run.Diagnostics().substr(0, expected.size()), expected);
   }
+  EXPECT_TRUE(CRun(WithScript("every(0.001, print)")).IsRead());
   CRun late(WithScript("at(1, function()\n function heater.OnOutput(u) end end)"));
   late.Steps(1);
   ASSERT_EQ(late.messages.size(), 1u);

@@ -60,9 +60,6 @@ const TData* Address(std::uint64_t bits) {
 
 }  // namespace
 
-double Call(EFunction1 function, double x) { return kFunctions1[static_cast<std::size_t>(function)](x); }
-double Call(EFunction2 function, double x, double y) { return kFunctions2[static_cast<std::size_t>(function)](x, y); }
-
 std::string_view EvalMessage(EEvalStatus status) { return kMessages[static_cast<std::size_t>(status)].text; }
 std::u16string_view EvalMessage16(EEvalStatus status) { return kMessages[static_cast<std::size_t>(status)].wide; }
 

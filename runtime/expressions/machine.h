@@ -79,10 +79,6 @@ enum class EFunction1 : std::uint8_t {
 };
 enum class EFunction2 : std::uint8_t { kPower, kRemainder, kAtan2 };
 
-// The functions that expressions offer, for what needs the same bits.
-double Call(EFunction1 function, double x);
-double Call(EFunction2 function, double x, double y);
-
 enum class EEvalStatus : std::uint8_t { kOk, kIndexOutOfRange, kNotFinite };
 
 // The host's message; empty for kOk.

@@ -222,9 +222,10 @@ bool HasProcedure(TScriptState& script, std::size_t instrument, const std::strin
 
 namespace {
 
-double NumberOf(const hx_expr::TValue& value) {
-  if (value.type == hx_expr::kBoolean) return value.boolean != 0 ? 1.0 : 0.0;
-  return value.type == hx_expr::kSigned32 ? value.signed32 : value.real;
+double NumberOf(const hx_expr::TValue& value) { return value.type == hx_expr::kSigned32 ? value.signed32 : value.real; }
+
+bool IsSame(const hx_expr::TValue& a, const hx_expr::TValue& b) {
+  return a.type == hx_expr::kBoolean ? (a.boolean != 0) == (b.boolean != 0) : NumberOf(a) == NumberOf(b);
 }
 
 void TellAction(const TScriptState& script, const TProxy& proxy, const std::string& base, const hx_expr::TValue* values,
@@ -251,7 +252,7 @@ bool IsAction(const std::string& base, const hx_expr::TValue* given, const hx_ex
   for (int i = 0; i < count; ++i) {
     if (marks[i] == '&') return false;
     if (marks[i] != kUnlistedMark) continue;
-    if (base.starts_with("Get") || base.starts_with("Is") || NumberOf(given[i]) != NumberOf(values[i])) return false;
+    if (base.starts_with("Get") || base.starts_with("Is") || !IsSame(given[i], values[i])) return false;
   }
   return true;
 }
