@@ -252,7 +252,7 @@ TEST(Report, TellsAllNumbersShortly) {
       "n.lbx",
       "application n period = 1; duration = 1100; end_application;\n"
       "data a : real = 1e15; b : real = -1e15; c : real = 999999990000000; d : real = 0.123456789;\n"
-      "e : real = 12345678.9; f : real = 12345.6785; k : real = 3; y : real[3]; z : real[1987]; u : real; end_data;\n"
+      "e : real = 12345678.9; f : real = 12345.6785; k : real = 3; y : real[3]; u : real; z : real[1987]; end_data;\n"
       "process y[0] = if(time == 2, 7, if(time == 3, 3, 5)); y[1] = if(time == 2, 7, if(time == 3, 3, 6));\n"
       "y[2] = if(time == 2, 7, if(time == 3, 3, 4)); end_process;\n"
       "instrument pid_regulator reg expression = k; wish_value = k; output = u; end_instrument;\n");
@@ -260,6 +260,10 @@ TEST(Report, TellsAllNumbersShortly) {
   const std::string page = tests::ReadFile(folder.Path("p.html"));
   ExpectParts(page, {"\"series\":[1e+15,-1e+15,999999990000000,0.12345679,12345679,12345.678,3,[3,7,5,5,", ",[7,3,6,6,",
                      ",[3,7,4,4,", "<p>… 1 more are not recorded; --curves records them</p>"});
+  const std::string further = "\"reg.output\",\"unit\"";
+  EXPECT_EQ(page.find(further), std::string::npos);
+  Loopbox("run " + file + " --quiet --curves reg.output --report " + folder.Path("p.html"));
+  ExpectParts(tests::ReadFile(folder.Path("p.html")), {further});
 }
 
 // Of classes that have no reference, or one that names half of a band and one setting.
