@@ -258,7 +258,8 @@ TEST(Report, TellsAllNumbersShortly) {
       "instrument pid_regulator reg expression = k; wish_value = k; output = u; end_instrument;\n");
   ASSERT_EQ(Loopbox("run " + file + " --quiet --report " + folder.Path("p.html")).status, 0);
   const std::string page = tests::ReadFile(folder.Path("p.html"));
-  ExpectParts(page, {"\"series\":[1e+15,-1e+15,999999990000000,0.12345679,12345679,12345.678,3,[3,7,5,5,", ",[7,3,6,6,",
+  ExpectParts(page, {"\"times\":[1,3,5,7,9,",
+                     "\"series\":[1e+15,-1e+15,999999990000000,0.12345679,12345679,12345.678,3,[3,7,5,5,", ",[7,3,6,6,",
                      ",[3,7,4,4,", "<p>… 1 more are not recorded; --curves records them</p>"});
   const std::string further = "\"reg.output\",\"unit\"";
   EXPECT_EQ(page.find(further), std::string::npos);
