@@ -67,6 +67,7 @@ TEST(ApplicationDoubts, StepsOfAnswers) {
   } rows[] = {
       // R(1/2) = 0.6067708 is left, of 1 and of 1 - 0.5.
       {"substeps = 1; x' = (y - x) / 2; w = min(x, BOUND);", 1, 1000, "0.60678", "0.60677"},
+      {"substeps = 1; d' = (y - d) / 2; x' = (y - x) / 2; w = min(x, BOUND);", 1, 1000, "0.60678", "0.60677"},
       {"substeps = 1; x' = (y - x) / 2; w = max(x, BOUND);", 1, 1000, "0.80338", "0.80339"},
       {"substeps = 1; x' = (d - x) / 2; d = delay(y, 0.5); w = max(x, BOUND);", 1, 1000, "0.80338", "0.80339"},
       // Steps of a period are too long: four of 1/4 s, R(1)^4.
