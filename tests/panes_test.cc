@@ -411,6 +411,7 @@ TEST(Panes, HistoriesOfWishAndValueAreOfOneLengthAndRange) {
 // error.
 TEST(Panes, ReadAgainHaveNothingOfTheHostsPartBefore) {
   CRun run(OneRegulator("pid_regulator", "always_activate; window = 7, 8; title = \"T\"; blink_rate = 1;"));
+  run.Steps(1);
   runtime::TInstrumentState& reg = runtime::InstrumentOf(run.State(), "reg");
   run.Object("reg").hidden = 1;  // as by blinking
   reg.quantityUnit = reg.outputUnit = "%";

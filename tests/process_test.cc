@@ -109,4 +109,14 @@ TEST(Process, StepsInTime) {
   EXPECT_NEAR(run.Value("x"), 81.0, 1e-12);
 }
 
+TEST(Process, IntegratesItemsOfArrays) {
+  tests::CRun run(
+      "application a period = 1; duration = 9; end_application; data a : real[3] = [1, 2, 3]; end_data;\n"
+      "process a[1]' = 10; a[2]' = a[0]; end_process;\n");
+  run.Steps(2);
+  for (const auto& [item, expected] : {std::pair(0, 1.0), {1, 22.0}, {2, 5.0}}) {
+    EXPECT_NEAR(run.Value("a", static_cast<std::size_t>(item)), expected, 1e-12);
+  }
+}
+
 }  // namespace
