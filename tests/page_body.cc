@@ -28,6 +28,12 @@ json::CValue Thinned(const json::CValue& value) {
 
 }  // namespace
 
+json::CValue PageData(const std::string& page) {
+  const std::string opening = "id=\"data\">";
+  const std::size_t data = page.find(opening) + opening.size();
+  return json::CValue::Parse(page.substr(data, page.find("</script>", data) - data)).value_or(nullptr);
+}
+
 std::string PageBody(std::string page) {
   const auto cut = [&page](const char* from, const char* to) {
     const std::size_t begin = page.find(from);
@@ -38,10 +44,8 @@ std::string PageBody(std::string page) {
   page.erase(0, page.find("<body>"));
   cut("src=\"", "\"");
   cut("<details>", "</details>");
-  page.erase(page.find("</script>"));
-  const std::size_t data = page.find("id=\"data\">") + std::strlen("id=\"data\">");
-  const json::CValue members = json::CValue::Parse(page.substr(data)).value_or(nullptr);
-  page.erase(data);
+  const json::CValue members = PageData(page);
+  page.erase(page.find(">", page.find("id=\"data\"")) + 1);
   for (const std::string& name : members.Names()) page += "\n" + name + ": " + Thinned(members.Member(name)).Text();
   return page + "\n";
 }

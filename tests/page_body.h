@@ -4,7 +4,12 @@
 
 #include <string>
 
+#include "json/json.h"
+
 namespace tests {
+
+// What a page's script draws; null without it.
+json::CValue PageData(const std::string& page);
 
 // A report's page without what it embeds: pictures, the licence, styles and scripts. The data
 // that its script draws stand last, a line for each member; of lists of more than 48 there

@@ -227,11 +227,7 @@ TEST_F(Tune, TellsAllOfTwoIntegrators) {
   EXPECT_EQ(tests::Shell(tank + Experiment("-o tank.csv")).status, 0);
   const std::string set = "--set heater.param_1=0.1 --set heater.param_2=1 ";
   tests::Shell(tank + "--from tank.csv --report tank.html " + set);
-  const std::string page = tests::ReadFile(folder->Path("tank.html"));
-  const std::string opening = "id=\"data\">";
-  const std::size_t data = page.find(opening) + opening.size();
-  const CValue plots =
-      CValue::Parse(page.substr(data, page.find("</script>", data) - data)).value_or(CValue()).Member("plots");
+  const CValue plots = tests::PageData(tests::ReadFile(folder->Path("tank.html"))).Member("plots");
   std::size_t seen = 0;
   for (const CValue& plot : plots.Elements()) {
     if (plot.Member("unit").Text() != "\"°\"") continue;
