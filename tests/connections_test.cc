@@ -251,8 +251,9 @@ TEST(Connections, DriveADeviceAndLeaveItSafe) {
       "; mbpoll -m tcp -p " +
       port +
       " -a 1 -0 -q -r 10 -t 4 127.0.0.1 -- 4000 >/dev/null"
-      "; timeout --preserve-status -s INT 1 $program run oven.lbx --plant --period 0.1 --quiet "
-      "--trace restarted.csv; echo restarted $?; sleep 0.1; }");
+      "; $program run oven.lbx --plant --period 0.1 --quiet --trace restarted.csv & run=$!; "
+      "until grep -qs ^0.5, restarted.csv || ! kill -0 $run; do sleep 0.01; done; kill -INT $run; wait $run; "
+      "echo restarted $?; sleep 0.1; }");
   if (outcome.output.find("this build of the program has no links") != std::string::npos) {
     return tests::ExpectParts(outcome.output, {"dry 1\n", "driven 1\n", "restarted 1\n"});
   }

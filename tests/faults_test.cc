@@ -87,7 +87,8 @@ TEST_F(Faults, AFailedWriteIsToldAndTheRestIsKept) {
        "t.csv: the trace is not complete: File too large\nlearning: "},
       {"(echo old > r.html; ulimit -f 20; $P run short.lbx --report r.html; s=$?; cat r.html; exit $s)", 1, "\nold\n"},
       // What was open when its folder's name went is written all the same.
-      {"mkdir -p gone; $P run short.lbx --realtime --duration 0.5 --trace gone/t.csv & sleep 0.2; rm -r gone; wait $!",
+      {"mkdir -p gone; $P run short.lbx --realtime --duration 0.5 --trace gone/t.csv & "
+       "until rm -r gone/t.csv 2>/dev/null; do sleep 0.01; done; rmdir gone; wait $!",
        0, "learning: 50 periods"},
   };
   for (const auto& row : rows) {
