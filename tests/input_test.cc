@@ -1,6 +1,8 @@
 // Data elements driven from recorded data.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "tests/support.h"
 
 namespace {
@@ -169,10 +171,12 @@ TEST(Input, ReadsStandardInput) {
                           "--trace " + Folder().Path("t.csv");
   EXPECT_EQ(tests::Shell("printf 'time,x\\n0,1\\n1,2\\n' | " + run).status, 0);
   EXPECT_EQ(Column(Folder().Path("t.csv"), "x"), "1 2 2 2 ");
-  const std::string late = "{ printf 'time,x\\n0,1\\n0.07,5\\n0.'; sleep 0.3; printf '1,2\\n'; sleep 0.3; } | ";
-  EXPECT_EQ(tests::Shell(late + run + " --realtime --period 0.05 --duration 0.4").status, 0);
+  std::filesystem::remove(Folder().Path("t.csv"));
+  const std::string late = "{ printf 'time,x\\n0,1\\n0.07,5\\n0.'; for i in $(seq 999); do grep -qs ^0.2, " +
+                           Folder().Path("t.csv") + " && break; sleep 0.01; done; printf '1,2\\n'; } | ";
+  EXPECT_EQ(tests::Shell(late + run + " --realtime --period 0.05 --duration 1").status, 0);
   const std::string x = Column(Folder().Path("t.csv"), "x");
-  EXPECT_TRUE(x.starts_with("1 5 ") && x.ends_with("2 ")) << x;
+  EXPECT_TRUE(x.starts_with("1 5 5 5 ") && x.ends_with("2 ")) << x;
 }
 
 }  // namespace

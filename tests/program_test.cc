@@ -250,9 +250,10 @@ TEST_F(Program, WritesTheTraceWhereItIsAsked) {
 
 TEST_F(Program, IsInterruptedWithItsTraceWhole) {
   const auto start = std::chrono::steady_clock::now();
-  const TOutcome outcome = Shell("cd " + folder.Path("") + " && { " + tests::BuildPath("loopbox") + " run " + good +
-                                 " --realtime --duration 100 --trace t.csv & "
-                                 "until grep -qs ^1, t.csv; do sleep 0.01; done; kill -INT $!; wait $!; }");
+  const TOutcome outcome =
+      Shell("cd " + folder.Path("") + " && { " + tests::BuildPath("loopbox") + " run " + good +
+            " --realtime --duration 100 --trace t.csv & "
+            "until grep -qs ^1, t.csv || ! kill -0 $!; do sleep 0.01; done; kill -INT $!; wait $!; }");
   const double elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   ExpectOutcome(outcome, 130, {"stopped at t="});
   const std::string trace = tests::ReadFile(folder.Path("t.csv"));
