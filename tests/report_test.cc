@@ -437,7 +437,7 @@ TEST(Report, ComparesOddTraces) {
   beside("\"schema\": 1", "", rows + foreign);
   beside("o.csv\"", "p.csv\"", rows + foreign);
   beside("\"period\": 0.5", "\"period\": 0.5000000004", rows);
-  beside("\"period\": 0.5", "\"period\": 0.500000001", "  a period of 0.5 s, there 0.5 s\n" + rows);
+  beside("\"period\": 0.5", "\"period\": 0.500000001", "  a period of 0.5 s, there 0.500000001 s\n" + rows);
   beside("\"text\": \"", "\"text\": \"0", rows + "  the application's text differs\n");
   beside("\"sha256\": \"", "\"sha256\": \"0", rows + "  another plug-in\n");
   beside("\"tI\": 5.0", "\"tI\": 6.25", rows + "  reg: tI 5, there 6.25\n");

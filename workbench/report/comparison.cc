@@ -24,6 +24,13 @@ constexpr struct {
   bool holds;
 } kCompared[] = {{runtime::kWishPane, true}, {runtime::kValuePane, false}, {runtime::kOutputPane, true}};
 
+// Two numbers that differ, with all their digits where four look the same.
+std::pair<std::string, std::string> Apart(double here, double there) {
+  std::pair<std::string, std::string> shown{Significant(here), Significant(there)};
+  if (shown.first == shown.second) shown = {json::CValue(here).Text(), json::CValue(there).Text()};
+  return shown;
+}
+
 std::string ColumnOf(const runtime::CInstrumentHandle& instrument, runtime::EPane pane) {
   for (const runtime::TPaneName& named : runtime::kPaneNames) {
     if (named.pane == pane) return instrument.Name() + "." + named.column;
@@ -259,13 +266,16 @@ std::vector<std::string> CComparison::Differences(const CRegulatorWatch& watch, 
 std::vector<std::string> CComparison::Found(const CRegulatorWatch& watch, const TProvenance& provenance) const {
   std::vector<std::string> lines;
   const auto there = [](const std::string& text) { return ", there " + text; };
+  const auto seconds = [&there](double value, double other) {
+    const auto [shown, otherShown] = Apart(value, other);
+    return shown + " s" + there(otherShown + " s");
+  };
   if (plot.LastTime() != application->Time()) {
-    lines.push_back("duration " + Quantity(application->Time(), "s") + there(Quantity(plot.LastTime(), "s")));
+    lines.push_back("duration " + seconds(application->Time(), plot.LastTime()));
   }
   const double period = summary.Member("period").Number().value_or(spacing);
   if (std::fabs(period - application->Period()) > runtime::kForgivenRounding * application->Period()) {
-    lines.push_back((summary.IsNull() ? "a row each " : "a period of ") + Quantity(application->Period(), "s") +
-                    there(Quantity(period, "s")));
+    lines.push_back((summary.IsNull() ? "a row each " : "a period of ") + seconds(application->Period(), period));
   }
   lines.push_back(Count(application->PeriodsDone(), "row") + there(std::to_string(rows)) + "; " +
                   std::to_string(commonRows) + " of the same time are measured");
@@ -300,11 +310,12 @@ void CComparison::AddSettings(const CRegulatorWatch::TSummary& here, const json:
     for (const TSetting& setting : settings) {
       const json::CValue other = others.Member(setting.name);
       if (other.Text() == setting.Value().Text() || !told.insert(setting.name).second) continue;
+      std::pair<std::string, std::string> shown{setting.Text(),
+                                                other.IsNull() ? "none" : other.String().value_or(other.Text())};
       const std::optional<double> number = other.Number();
-      const std::string shown = other.IsNull() ? "none"
-                                : number       ? Significant(*number)
-                                               : other.String().value_or(other.Text());
-      lines->push_back(here.instrument.Name() + ": " + setting.name + " " + setting.Text() + when + ", there " + shown);
+      if (number && setting.kind == TSetting::kNumber) shown = Apart(setting.number, *number);
+      lines->push_back(here.instrument.Name() + ": " + setting.name + " " + shown.first + when + ", there " +
+                       shown.second);
     }
   };
   add(here.start, there.Member("start"), "");
