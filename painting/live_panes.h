@@ -57,11 +57,12 @@ class CLivePanes {
  private:
   struct TPlace;  // of a view's state among the numbers
 
-  runtime::CApplication& application;
+  // A build without pictures has no use for most of these.
+  [[maybe_unused]] runtime::CApplication& application;
   std::vector<TPlace> places;
   std::size_t size = 0;
-  double time = 0.0;          // that is shown, in seconds
-  std::uint64_t periods = 0;  // done by then
+  [[maybe_unused]] double time = 0.0;          // that is shown, in seconds
+  [[maybe_unused]] std::uint64_t periods = 0;  // done by then
 };
 
 }  // namespace painting
