@@ -46,7 +46,7 @@ constexpr TProcess kProcesses[] = {
      "x1' = (v - x1) / 5; x2' = (x1 - x2) / 5; y = x2 - 0.4 * (x1 - x2);",
      {.k = 0.1, .kb = -0.2, .tau = 2.5, .eps = 0.1}},
     {"2/(5s+1)^2", "x1' = (2 * v - x1) / 5; y' = (x1 - y) / 5;", {.k = 0.2, .tau = 2.5, .eps = 0.1}}};
-constexpr std::optional<tuning::ELaw> kLaws[] = {tuning::ELaw::Classical, tuning::ELaw::Takahashi, std::nullopt};
+constexpr std::optional<tuning::ELaw> kLaws[] = {tuning::ELaw::kClassical, tuning::ELaw::kTakahashi, std::nullopt};
 constexpr double kPeriods[] = {1, 2, 4};
 constexpr double kSigmas[] = {0, 0.5, 1};
 constexpr double kNoiseAtOutput = 10;  // standard deviation at most, of a range of 100
@@ -118,6 +118,27 @@ double MeanError(const std::string& text) {
   return sum / count;
 }
 
+// How many laws of both types settle on a process by these models. Lists those that don't,
+// if that is asked for.
+int Settling(const TProcess& process, double period, double sigma, const std::vector<tuning::TModel>& models,
+             bool list) {
+  int settling = 0;
+  for (const auto law : kLaws) {
+    const auto start =
+        tuning::WarmStart(models, {.law = law, .period = period, .greatestNoiseGain = kNoiseAtOutput / sigma});
+    if (start) bench::WriteFile(bench::FilePath("warm.par"), ParameterFile(*start));
+    for (const bool refil : {false, true}) {
+      const double error = start ? MeanError(Text(process, period, sigma, 300, Regulator(*start, refil))) : NAN;
+      const bool good = error < 1 + 0.8 * sigma;
+      settling += good;
+      if (good || !list) continue;
+      std::printf("%s, %s, %g s, type %d, noise %g: %g\n", process.name,
+                  law ? std::string(LawName(*law)).c_str() : "variable", period, refil ? 2 : 1, sigma, error);
+    }
+  }
+  return settling;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -140,21 +161,9 @@ int main(int argc, char** argv) {
         const double sigma = kSigmas[i];
         std::vector<tuning::TModel> models = {process.model};
         if (learnt) models = tuning::Estimate({Record(process, period, sigma)}, {}).set;
-        for (const auto law : kLaws) {
-          const auto start =
-              tuning::WarmStart(models, {.law = law, .period = period, .greatestNoiseGain = kNoiseAtOutput / sigma});
-          if (start) bench::WriteFile(bench::FilePath("warm.par"), ParameterFile(*start));
-          for (const bool refil : {false, true}) {
-            runs += i == 0;
-            const double error = start ? MeanError(Text(process, period, sigma, 300, Regulator(*start, refil))) : NAN;
-            const bool good = error < 1 + 0.8 * sigma;
-            settled[i] += good;
-            if (good || !list) continue;
-            std::printf("%s, %s, %g s, type %d, noise %g: %g\n", process.name,
-                        law ? std::string(LawName(*law)).c_str() : "variable", period, refil ? 2 : 1, sigma, error);
-          }
-        }
+        settled[i] += Settling(process, period, sigma, models, list);
       }
+      runs += 2 * static_cast<int>(std::size(kLaws));
     }
   }
   bool missed = false;

@@ -78,7 +78,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const tuning::TEstimate estimate = tuning::Estimate({record}, options);
     CheckModels(estimate);
     if (effort < kStarts) return 0;
-    const std::optional<tuning::ELaw> laws[] = {tuning::ELaw::Classical, tuning::ELaw::TakahashiDelay, std::nullopt};
+    const std::optional<tuning::ELaw> laws[] = {tuning::ELaw::kClassical, tuning::ELaw::kTakahashiDelay, std::nullopt};
     CheckStart(estimate, laws[choice / 2 % std::size(laws)]);
   } catch (const std::invalid_argument&) {  // the record tells nothing
   }

@@ -18,23 +18,23 @@ namespace live {
 // reader's. Who has which stands in one word of the shared memory, so that a
 // process that takes over from one that died, at whatever moment, goes on with it.
 // One writer and one reader at a time.
-template <typename T>
+template <typename TItem>
 class CNewest {
  public:
   // The bytes of a block that a table of so many elements takes.
   static constexpr std::size_t Bytes(std::size_t count) {
-    return PlaceBytes(sizeof(std::atomic<std::uint32_t>)) + 3 * PlaceBytes(count * sizeof(T));
+    return PlaceBytes(sizeof(std::atomic<std::uint32_t>)) + 3 * PlaceBytes(count * sizeof(TItem));
   }
 
-  // In a block that outlives it; each element is T().
+  // In a block that outlives it; each element is TItem().
   CNewest(CSharedBlock& block, std::size_t theCount)
       : count(theCount), places(block.Place<std::atomic<std::uint32_t>>()) {
-    for (T*& table : tables) table = block.Place<T>(count);
+    for (TItem*& table : tables) table = block.Place<TItem>(count);
     places->store(Packed({0, 1, 2, false}), std::memory_order_release);
   }
 
   // Makes this the newest.
-  void Write(std::span<const T> table) {
+  void Write(std::span<const TItem> table) {
     std::uint32_t seen = places->load(std::memory_order_acquire);
     std::copy_n(table.begin(), count, tables[Unpacked(seen).writers]);
     // The reader changes places at most once in between: what it has taken isn't new.
@@ -47,8 +47,8 @@ class CNewest {
   }
 
   // The newest table, unchanged until the next call. Before the first Write its
-  // elements are T().
-  std::span<const T> Take() {
+  // elements are TItem().
+  std::span<const TItem> Take() {
     // When the writer writes so often in between, an older one serves until the next call.
     std::uint32_t seen = places->load(std::memory_order_acquire);
     for (int attempt = 0; attempt < 4 && Unpacked(seen).isNew; ++attempt) {
@@ -63,7 +63,7 @@ class CNewest {
   }
 
  private:
-  static_assert(std::is_trivially_copyable_v<T>);
+  static_assert(std::is_trivially_copyable_v<TItem>);
   static_assert(std::atomic<std::uint32_t>::is_always_lock_free);
 
   struct TPlaces {
@@ -79,7 +79,7 @@ class CNewest {
 
   std::size_t count;
   std::atomic<std::uint32_t>* places;
-  T* tables[3];
+  TItem* tables[3];
 };
 
 }  // namespace live

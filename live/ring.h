@@ -13,7 +13,7 @@ namespace live {
 
 // One process puts records in, one takes them out, and neither waits: of a full ring
 // the one who puts is told.
-template <typename T, std::size_t kCapacity>
+template <typename TItem, std::size_t kCapacity>
 class CRing {
  public:
   static constexpr std::size_t Bytes() { return PlaceBytes(sizeof(TShared)); }
@@ -22,7 +22,7 @@ class CRing {
   explicit CRing(CSharedBlock& block) : shared(block.Place<TShared>()) {}
 
   // False when it is full.
-  bool Put(const T& record) {
+  bool Put(const TItem& record) {
     const std::uint64_t end = shared->put.load(std::memory_order_relaxed);
     if (end - shared->taken.load(std::memory_order_acquire) == kCapacity) return false;
     shared->records[end % kCapacity] = record;
@@ -31,8 +31,8 @@ class CRing {
   }
 
   // False when it is empty.
-  bool Take(T* record) {
-    const T* const next = Peek();
+  bool Take(TItem* record) {
+    const TItem* const next = Peek();
     if (next == nullptr) return false;
     *record = *next;
     Drop();
@@ -40,7 +40,7 @@ class CRing {
   }
   // The next one, which stays; null when it is empty. It is dropped by who has taken it
   // in, so that nothing is lost when that process dies before.
-  const T* Peek() const {
+  const TItem* Peek() const {
     const std::uint64_t begin = shared->taken.load(std::memory_order_relaxed);
     if (begin == shared->put.load(std::memory_order_acquire)) return nullptr;
     return &shared->records[begin % kCapacity];
@@ -49,13 +49,13 @@ class CRing {
   std::uint64_t Taken() const { return shared->taken.load(std::memory_order_relaxed); }  // so far
 
  private:
-  static_assert(std::is_trivially_copyable_v<T>);
+  static_assert(std::is_trivially_copyable_v<TItem>);
   static_assert(std::atomic<std::uint64_t>::is_always_lock_free);
 
   struct TShared {
     alignas(kPlaceAlignment) std::atomic<std::uint64_t> put{0};
     alignas(kPlaceAlignment) std::atomic<std::uint64_t> taken{0};
-    T records[kCapacity] = {};
+    TItem records[kCapacity] = {};
   };
 
   TShared* shared;

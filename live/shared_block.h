@@ -28,19 +28,19 @@ class CSharedBlock {
 
   // The next so many objects. The block owns them, and ends none: there is nothing
   // in them but numbers. Throws std::bad_alloc where the block is full.
-  template <typename T>
-  T* Place(std::size_t count = 1) {
-    static_assert(std::is_trivially_destructible_v<T> && alignof(T) <= kPlaceAlignment);
-    std::byte* place = Take(count * sizeof(T));
-    for (std::size_t i = 0; i < count; ++i) new (place + i * sizeof(T)) T();
-    return std::launder(reinterpret_cast<T*>(place));
+  template <typename TItem>
+  TItem* Place(std::size_t count = 1) {
+    static_assert(std::is_trivially_destructible_v<TItem> && alignof(TItem) <= kPlaceAlignment);
+    std::byte* place = Take(count * sizeof(TItem));
+    for (std::size_t i = 0; i < count; ++i) new (place + i * sizeof(TItem)) TItem();
+    return std::launder(reinterpret_cast<TItem*>(place));
   }
   // The same of numbers that are to be 0, as the block's memory is: what nobody writes
   // takes none.
-  template <typename T>
-  T* PlaceZeroed(std::size_t count) {
-    static_assert(std::is_arithmetic_v<T>);
-    return std::launder(reinterpret_cast<T*>(Take(count * sizeof(T))));
+  template <typename TItem>
+  TItem* PlaceZeroed(std::size_t count) {
+    static_assert(std::is_arithmetic_v<TItem>);
+    return std::launder(reinterpret_cast<TItem*>(Take(count * sizeof(TItem))));
   }
 
  private:

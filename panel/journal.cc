@@ -74,11 +74,11 @@ std::unique_ptr<CJournal> CJournal::Open(const std::string& path, bool mayWait, 
   if (!ReadJournalEnd(journal->file, &end, &why)) return fail(why);
   journal->torn = end.torn;
   if (end.torn > 0 && ftruncate(journal->file, static_cast<off_t>(end.whole)) != 0) return fail(std::strerror(errno));
-  journal->block = live::CSharedBlock::Make(live::PlaceBytes(sizeof(TShared)) + 2 * CJournalRing::Bytes(), &why);
+  journal->block = live::CSharedBlock::Make(live::PlaceBytes(sizeof(TShared)) + 2 * TJournalRing::Bytes(), &why);
   if (journal->block == nullptr) return fail(why);
   journal->shared = journal->block->Place<TShared>();
   journal->shared->lines.store(end.lines);
-  for (auto& ring : journal->rings) ring = std::make_unique<CJournalRing>(*journal->block);
+  for (auto& ring : journal->rings) ring = std::make_unique<TJournalRing>(*journal->block);
   live::TKeeping keeping;
   keeping.name = "journal";
   keeping.work = [writer = journal.get()](int loop) { return writer->Write(loop); };
@@ -145,7 +145,7 @@ int CJournal::Write(int loop) {
   SetText(shared->lastHash, end.hash);
   shared->lines.store(end.lines);
   // What the one before has written, and hadn't dropped yet.
-  CJournalRing& ring = *rings[shared->pendingRing.load()];
+  TJournalRing& ring = *rings[shared->pendingRing.load()];
   const std::uint64_t pending = shared->pending.load();
   if (pending != 0 && end.lines == pending && ring.Taken() == shared->pendingTaken.load()) ring.Drop();
   for (bool isBusy = false;;) {

@@ -31,7 +31,7 @@ class CJournal {
   // The loop's. Where there is no room it is lost, and counted.
   void Put(const TJournalRecord& record);
   // What the panel's process refuses, it puts here: the only one to do so.
-  CJournalRing& OfPanel() { return *rings[1]; }
+  TJournalRing& OfPanel() { return *rings[1]; }
 
   std::uint64_t Lines() const;   // in the file so far
   std::string LastHash() const;  // of the last of them, in digits; once finished
@@ -56,7 +56,7 @@ class CJournal {
   std::size_t torn = 0;
   std::unique_ptr<live::CSharedBlock> block;
   TShared* shared = nullptr;
-  std::unique_ptr<CJournalRing> rings[2];  // the loop's, the panel's
+  std::unique_ptr<TJournalRing> rings[2];  // the loop's, the panel's
   std::unique_ptr<live::CKeeper> keeper;
   std::uint64_t lost = 0;
   std::uint64_t nextTold = 1;  // of those that are lost

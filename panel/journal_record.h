@@ -52,7 +52,7 @@ struct TJournalRecord {
   char why[kWhyLength] = {};
 };
 
-using CJournalRing = live::CRing<TJournalRecord, 256>;
+using TJournalRing = live::CRing<TJournalRecord, 256>;
 
 }  // namespace panel
 

@@ -45,7 +45,7 @@ std::string PageBody(std::string page) {
   cut("src=\"", "\"");
   cut("<details>", "</details>");
   const json::CValue members = PageData(page);
-  page.erase(page.find(">", page.find("id=\"data\"")) + 1);
+  page.erase(page.find('>', page.find("id=\"data\"")) + 1);
   for (const std::string& name : members.Names()) page += "\n" + name + ": " + Thinned(members.Member(name)).Text();
   return page + "\n";
 }

@@ -30,8 +30,8 @@ struct TFound {  // pixels that answer to a condition
   std::complex<double> centre;
 };
 
-struct CImage {
-  CImage(int width, int height, const view::CView* view = nullptr, const painting::TMeterTexts& texts = {})
+struct TImage {
+  TImage(int width, int height, const view::CView* view = nullptr, const painting::TMeterTexts& texts = {})
       : surface(cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height), cairo_surface_destroy),
         context(cairo_create(surface.get()), cairo_destroy),
         canvas(context.get()) {
@@ -69,7 +69,7 @@ CRun MeterRun(const std::string& entries) {
 
 TFound Shown(CRun& run, double value, std::uint32_t color) {
   run.Meter("m").SetMeterValue(value);
-  return CImage(170, 130, &run.Meter("m")).Find(color);
+  return TImage(170, 130, &run.Meter("m")).Find(color);
 }
 
 TEST(Painting, TurnsTheNeedleWithTheValueAndStopsItAtTheEnds) {
@@ -132,8 +132,8 @@ TEST(Painting, ColoursNothingByALimitThatNobodyGave) {
       for (const double value : {-10.0, 110.0}) {
         run.SetValue("x", value);
         run.Steps(1);
-        seen[0] = seen[0] || CImage(170, 130, &run.Meter("m")).Find(kLow).count > 0;
-        seen[1] = seen[1] || CImage(170, 130, &run.Meter("m")).Find(kHigh).count > 0;
+        seen[0] = seen[0] || TImage(170, 130, &run.Meter("m")).Find(kLow).count > 0;
+        seen[1] = seen[1] || TImage(170, 130, &run.Meter("m")).Find(kHigh).count > 0;
       }
       EXPECT_TRUE(seen[0] == low && seen[1] == high) << mode << " " << given;
     }
@@ -172,25 +172,25 @@ TEST(Painting, ShowsNameNumberAndUnitWhereNoModeIsGiven) {
 TEST(Painting, BeginsAHistoryWhereTheRunBegan) {
   CRun run = MeterRun("mode = history; history = 20;");
   gaugekit::CMeter& meter = run.Meter("m");
-  EXPECT_EQ(CImage(170, 130, &meter).Find(kValue, 100).count, 0);
+  EXPECT_EQ(TImage(170, 130, &meter).Find(kValue, 100).count, 0);
   run.SetValue("x", 80);
   run.Steps(6);
-  const TFound curve = CImage(170, 130, &meter).Find(kValue, 100);
+  const TFound curve = TImage(170, 130, &meter).Find(kValue, 100);
   EXPECT_EQ(curve.bottom - curve.top, 1);  // a level line, from no other
   run.Steps(15);
-  const TFound whole = CImage(170, 130, &meter).Find(kValue, 100);
+  const TFound whole = TImage(170, 130, &meter).Find(kValue, 100);
   EXPECT_NEAR(curve.right - curve.left, (whole.right - whole.left) / 4.0, 3);
   meter.content = gaugekit::kFull;
   // With its times below, where they are known.
   const auto ink = [&](double step) {
-    return CImage(170, 130, &meter, {{&meter, {u"", u"", true, 2.1, step}}}).Find(kInk).count;
+    return TImage(170, 130, &meter, {{&meter, {u"", u"", true, 2.1, step}}}).Find(kInk).count;
   };
   EXPECT_GT(ink(0.1), ink(0) + 20);
 }
 
 TEST(Painting, PutsTheNewestSampleAtTheRightEdge) {
   CRun run = MeterRun("mode = history; history = 20; low_limit = 10;");
-  const auto high = [&run] { return CImage(170, 130, &run.Meter("m")).Find(kValue); };
+  const auto high = [&run] { return TImage(170, 130, &run.Meter("m")).Find(kValue); };
   run.SetValue("x", 80);
   run.Steps(1);
   EXPECT_NEAR(high().right, 154, 4);
@@ -201,7 +201,7 @@ TEST(Painting, PutsTheNewestSampleAtTheRightEdge) {
       "data v : real = 30; u : real; end_data; instrument pid_regulator m position = 0, 0, 300, 100; output = u;\n"
       "expression = v; wish_value = 2 * v; value_section mode = history; end_value_section; end_instrument;\n");
   pair.Steps(150);
-  const CImage both(300, 100, &pair.Meter("m", runtime::kValuePane));
+  const TImage both(300, 100, &pair.Meter("m", runtime::kValuePane));
   EXPECT_TRUE(both.Find(kValue, 100).count > 60 && both.Find(kInk, 100).count > 60);
 }
 
@@ -213,19 +213,19 @@ TEST(Painting, PaintsNothingOutsideAPane) {
     for (meter.content = gaugekit::kPlain; meter.content <= gaugekit::kFull; ++meter.content) {
       for (const auto& [width, height] : {std::pair{1, 1}, {3, 70}, {70, 3}, {20, 20}, {60, 14}, {85, 40}, {165, 90}}) {
         meter.rect = {5, 5, width, height};
-        const TFound all = CImage(180, 110, &meter).Painted();
+        const TFound all = TImage(180, 110, &meter).Painted();
         EXPECT_EQ(all.count, width * height) << mode << meter.content << width;
         EXPECT_TRUE(all.left == 5 && all.right == 4 + width && all.top == 5 && all.bottom == 4 + height);
       }
     }
     meter.hidden = 1;  // by blinking
-    EXPECT_EQ(CImage(180, 110, &meter).Painted().count, 0);
+    EXPECT_EQ(TImage(180, 110, &meter).Painted().count, 0);
   }
 }
 
 TEST(Painting, KeepsTextWithinItsRectangle) {
   for (const auto& [width, height] : {std::pair{15, 15}, {40, 9}, {40, 15}, {90, 4}, {90, 40}, {140, 15}}) {
-    CImage image(200, 80);
+    TImage image(200, 80);
     const painting::TBox box = {20, 20, double(width), double(height)};
     image.canvas.CutText(box, u"Žádaná hodnota", painting::TFont(vgr::SystemN9), painting::EAlign::kCentre, 0xFFFFFF);
     const TFound text = image.Painted();
@@ -239,8 +239,8 @@ TEST(Painting, KeepsTextWithinItsRectangle) {
   runtime::SetTextMeasure(nullptr);
   run.Meter("m", runtime::kValuePane).disabled = 1;
   const view::CView* text = run.Object("m").firstChild;  // the description of the value's pane
-  EXPECT_NEAR(CImage(600, 99, text).Painted().centre.real(), text->rect.x + text->rect.width / 2.0, 3);
-  EXPECT_NEAR(CImage(600, 99, &run.Object("m")).Find(kBackground, 0).count, 200 * 99 - 700, 300);  // no meter there
+  EXPECT_NEAR(TImage(600, 99, text).Painted().centre.real(), text->rect.x + text->rect.width / 2.0, 3);
+  EXPECT_NEAR(TImage(600, 99, &run.Object("m")).Find(kBackground, 0).count, 200 * 99 - 700, 300);  // no meter there
 }
 
 TEST(Painting, ShowsEveryColourWordAndTheGrid) {
@@ -251,7 +251,7 @@ TEST(Painting, ShowsEveryColourWordAndTheGrid) {
   for (std::uint32_t* word = &meter.colors.borderInk; word <= &meter.colors.vGrid; ++word) {
     const std::uint32_t before = std::exchange(*word, 0x2080FF);
     meter.SettingsChanged();
-    EXPECT_GT(CImage(170, 130, &meter).Find(0xFF8020).count, 30) << word - &meter.colors.borderInk;
+    EXPECT_GT(TImage(170, 130, &meter).Find(0xFF8020).count, 30) << word - &meter.colors.borderInk;
     *word = before;
   }
 }
@@ -317,7 +317,7 @@ TEST(Painting, DrawsInAnotherProcessWhatActsInOne) {
 }
 
 TEST(Painting, CutsALongTextSoon) {
-  CImage image(200, 40);
+  TImage image(200, 40);
   const std::clock_t start = std::clock();
   const std::u16string text(5'000'000, u'W');
   image.canvas.CutText({20, 10, 100, 16}, text, painting::TFont(vgr::SystemN9), painting::EAlign::kLeft, 0xFFFFFF);

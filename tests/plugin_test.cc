@@ -105,8 +105,8 @@ TEST(Plugin, InitialisesItsModulesOnce) {
 // The rows of a picture by the format, a letter for each pixel.
 std::vector<std::string> Picture(const std::uint8_t* data, bool masked) {
   const auto word = [](const std::uint8_t* at) { return at[0] + 256U * at[1]; };
-  const unsigned width = word(data + 8);
-  const unsigned height = word(data + 10);
+  const std::size_t width = word(data + 8);
+  const std::size_t height = word(data + 10);
   const std::uint8_t* mask = data + 12;
   const std::uint8_t* colors = masked ? mask + (width + 7) / 8 * height + 8 : mask;
   std::vector<std::string> rows(height);

@@ -83,10 +83,10 @@ TEST(TuningCertificate, ChoosesLawAndLagByTheNoise) {
     ELaw law;
     bool derivative;
     double leastLag;
-  } cases[] = {{0, 100, ELaw::Takahashi, true, 0},
-               {0.05, 100, ELaw::TakahashiDelay, true, 0},
-               {0.05, 12, ELaw::TakahashiDelay, true, 0.1},
-               {0.2, 10, ELaw::TakahashiDelay, false, 0}};
+  } cases[] = {{0, 100, ELaw::kTakahashi, true, 0},
+               {0.05, 100, ELaw::kTakahashiDelay, true, 0},
+               {0.05, 12, ELaw::kTakahashiDelay, true, 0.1},
+               {0.2, 10, ELaw::kTakahashiDelay, false, 0}};
   for (const auto& c : cases) {
     SCOPED_TRACE(std::to_string(c.noise) + " of " + std::to_string(c.range));
     TTuneOptions options = UsualOptions();

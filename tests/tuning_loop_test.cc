@@ -14,7 +14,7 @@ namespace tuning {
 namespace {
 using tests::CRun;
 
-constexpr ELaw kLawsWithPid[] = {ELaw::Classical, ELaw::ClassicalDelay, ELaw::Takahashi, ELaw::TakahashiDelay};
+constexpr ELaw kLawsWithPid[] = {ELaw::kClassical, ELaw::kClassicalDelay, ELaw::kTakahashi, ELaw::kTakahashiDelay};
 
 TEST(TuningLoop, IsTheRegulatorsAsItRuns) {
   for (const ELaw law : kLawsWithPid) {
@@ -42,7 +42,7 @@ TEST(TuningLoop, IsTheRegulatorsAsItRuns) {
 TEST(TuningLoop, HasTheMarginsOfClosedForms) {
   for (const int d : {0, 1, 3, 10}) {
     const double g = 0.8 / (d + 1);
-    const TController c = {ELaw::Takahashi, 4, 1e14, 0, 0, 2};
+    const TController c = {ELaw::kTakahashi, 4, 1e14, 0, 0, 2};
     const TSampledModel model = {2, d, {g / 4}, {1, -1}};
     const TMargins margins = Margins(c, model);
     ASSERT_TRUE(margins.stable);
@@ -114,7 +114,7 @@ TEST(TuningLoop, CostsWhatItsResponsesAdd) {
         EXPECT_NEAR(cost.load, loadSum, 1e-3 * loadSum) << LawName(law) << " " << tI;
       }
     }
-    EXPECT_TRUE(std::isinf(Cost({ELaw::Classical, 40, 4, 0.4, 0, 0.1}, sampled, 3).Sum()));
+    EXPECT_TRUE(std::isinf(Cost({ELaw::kClassical, 40, 4, 0.4, 0, 0.1}, sampled, 3).Sum()));
   }
 }
 

@@ -35,8 +35,8 @@ tests::CRun BegunWarm(const tests::CFolder& folder, const tuning::TWarmStart& st
 
 TEST(WarmStarts, YieldTheParametersThatWereChosen) {
   for (const TWarmRow& row : kStartRows) {
-    for (const tuning::ELaw law : {tuning::ELaw::Classical, tuning::ELaw::ClassicalDelay, tuning::ELaw::Takahashi,
-                                   tuning::ELaw::TakahashiDelay}) {
+    for (const tuning::ELaw law : {tuning::ELaw::kClassical, tuning::ELaw::kClassicalDelay, tuning::ELaw::kTakahashi,
+                                   tuning::ELaw::kTakahashiDelay}) {
       SCOPED_TRACE(testing::Message() << row.model.k << ' ' << LawName(law));
       const auto start = tuning::WarmStart({row.model}, {.law = law, .period = row.period});
       ASSERT_TRUE(start);
@@ -82,7 +82,7 @@ TEST(WarmStarts, HoldForTheWholeSet) {
   const tuning::TModel nominal = {.k = 0.1, .L = 1, .eps = 0.1};
   const tuning::TModel later = {.k = 0.13, .L = 2, .eps = 0.1};
   for (const std::optional<tuning::ELaw> law :
-       {std::optional(tuning::ELaw::Takahashi), std::optional<tuning::ELaw>()}) {
+       {std::optional(tuning::ELaw::kTakahashi), std::optional<tuning::ELaw>()}) {
     const auto bold = tuning::WarmStart({nominal}, {.law = law, .period = 1});
     const auto safe = tuning::WarmStart({nominal, later}, {.law = law, .period = 1});
     const auto quiet = tuning::WarmStart({nominal}, {.law = law, .period = 1, .greatestNoiseGain = 0.7});

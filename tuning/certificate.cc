@@ -105,14 +105,14 @@ void RefuseResiduals(const TEstimate& e, bool noisy, std::vector<std::string>* r
 }
 
 struct TChoice {
-  ELaw law = ELaw::Takahashi;
+  ELaw law = ELaw::kTakahashi;
   double lag = 0;
   bool derivative = true;
 };
 
 // From the one that answers quickest to the one that lets the least noise through.
 std::vector<TChoice> Choices(const TTuneOptions& options, bool noisy) {
-  const ELaw law = options.law.value_or(noisy ? ELaw::TakahashiDelay : ELaw::Takahashi);
+  const ELaw law = options.law.value_or(noisy ? ELaw::kTakahashiDelay : ELaw::kTakahashi);
   if (options.lag) return {{law, *options.lag, true}};
   std::vector<TChoice> choices;
   for (const double lag : {0.0, 0.1, 0.2, 0.5}) {
@@ -231,7 +231,7 @@ void Certify(const TTuneOptions& options, bool alternates, TProposal* p) {
   const TChoice choice = {c.law, c.lag, c.tD > 0.0};
   p->regret = Regret(c, set, DesignOptions(choice, c.period, options.nominalMs));
   if (!p->regret || *p->regret <= kCertain) return;
-  p->ask = TAsk{EExperiment::Relay, alternates ? kLongRows : kRelayRows};
+  p->ask = TAsk{EExperiment::kRelay, alternates ? kLongRows : kRelayRows};
   const TOpen open = LeastKnown(set);
   const std::string text = Text(
       "The records leave %s open, from %.3g to %.3g%s%s: the proposal may cost %.2f times as much as the best one. A "
@@ -268,7 +268,7 @@ TProposal Propose(const TEstimate& e, const std::vector<TRecord>& records, const
         "The gain of %.3g is only %.1f times its standard deviation, at least %.0f are needed: record an experiment "
         "of a greater amplitude, or a longer one.",
         e.model.k, e.gainTValue, kLeastTValue));
-    p.ask = TAsk{EExperiment::Relay, kRelayRows};
+    p.ask = TAsk{EExperiment::kRelay, kRelayRows};
     return p;
   }
   if (e.model.k < 0) {
@@ -294,7 +294,7 @@ TProposal Propose(const TEstimate& e, const std::vector<TRecord>& records, const
       !std::all_of(e.set.begin(), e.set.end(), [&](const TModel& model) { return IsStable(*p.controller, model); })) {
     p.controller.reset();
     const TOpen open = LeastKnown(e.set);
-    p.ask = TAsk{EExperiment::Relay, alternates ? kLongRows : kRelayRows};
+    p.ask = TAsk{EExperiment::kRelay, alternates ? kLongRows : kRelayRows};
     p.refused.push_back(
         Text("No parameters keep the sensitivity below %.1f on all models that the records allow, which leave %s open, "
              "from %.3g to %.3g. A relay experiment of %d rows would tell more.",
@@ -317,7 +317,7 @@ TProposal Tune(const std::vector<TRecord>& records, const TTuneOptions& options)
   if (std::none_of(seen.begin(), seen.end(), Moves)) {
     p.refused.push_back(
         "The output keeps one level throughout: nothing can be learnt from that. Record an experiment.");
-    p.ask = TAsk{EExperiment::Relay, kRelayRows};
+    p.ask = TAsk{EExperiment::kRelay, kRelayRows};
     return p;
   }
   std::vector<std::string> refused;

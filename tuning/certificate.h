@@ -13,10 +13,10 @@
 
 namespace tuning {
 
-enum class EExperiment { Relay, Step };
+enum class EExperiment { kRelay, kStep };
 
 struct TAsk {
-  EExperiment experiment = EExperiment::Relay;
+  EExperiment experiment = EExperiment::kRelay;
   int rows = 0;
 };
 

@@ -11,7 +11,7 @@
 namespace tuning {
 
 struct TDesignOptions {
-  ELaw law = ELaw::TakahashiDelay;
+  ELaw law = ELaw::kTakahashiDelay;
   double lag = 0.2;
   double period = 0;        // s
   double nominalMs = 1.85;  // the bound for the best model

@@ -136,6 +136,7 @@ std::vector<TModel> WithThirdLag(const TModel& smaller, double period) {
 std::vector<TFit> Fits(const COutputError& records, const std::vector<TModel>& starts, const TKind& kind,
                        std::optional<bool> positive) {
   std::vector<TFit> fits;
+  fits.reserve(starts.size());
   for (const TModel& start : starts) fits.push_back(records.Project(start, kind.HasZero()));
   std::stable_sort(fits.begin(), fits.end(), Better);
   fits.resize(std::min<std::size_t>(fits.size(), kFits));

@@ -19,13 +19,13 @@
 namespace tuning {
 
 // Numbered as in a definition.
-enum class ELaw { Classical = 1, ClassicalDelay = 2, Takahashi = 3, TakahashiDelay = 4 };
-inline bool HasLag(ELaw law) { return law == ELaw::ClassicalDelay || law == ELaw::TakahashiDelay; }
-inline bool HasKick(ELaw law) { return law == ELaw::Classical || law == ELaw::ClassicalDelay; }
+enum class ELaw { kClassical = 1, kClassicalDelay = 2, kTakahashi = 3, kTakahashiDelay = 4 };
+inline bool HasLag(ELaw law) { return law == ELaw::kClassicalDelay || law == ELaw::kTakahashiDelay; }
+inline bool HasKick(ELaw law) { return law == ELaw::kClassical || law == ELaw::kClassicalDelay; }
 std::string_view LawName(ELaw law);
 
 struct TController {
-  ELaw law = ELaw::Takahashi;
+  ELaw law = ELaw::kTakahashi;
   double r0 = 0;      // units of the output per unit of the value
   double tI = 0;      // s, > 0
   double tD = 0;      // s, >= 0

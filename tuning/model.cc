@@ -75,24 +75,24 @@ struct TContinuous {
 // The states: of the lag T3, what of it reaches the others; of the rest, the value x whose equation is
 // tau x'' + x' + eps x = v, and x' where tau > 0. The value is k x + kb x'.
 TContinuous Continuous(const TModel& model, bool second, bool third) {
-  enum { X = 0, Rate = 1, Lagged = 2, Input = 3 };
+  enum { kX = 0, kRate = 1, kLagged = 2, kInput = 3 };
   TContinuous process;
-  const int v = third ? Lagged : Input;
+  const int v = third ? kLagged : kInput;
   if (third) {
-    process.a[Lagged][Lagged] = -1 / model.T3;
-    process.a[Lagged][Input] = 1 / model.T3;
+    process.a[kLagged][kLagged] = -1 / model.T3;
+    process.a[kLagged][kInput] = 1 / model.T3;
   }
   if (second) {
-    process.a[X][Rate] = 1;
-    process.a[Rate][X] = -model.eps / model.tau;
-    process.a[Rate][Rate] = -1 / model.tau;
-    process.a[Rate][v] = 1 / model.tau;
-    process.out[X] = model.k;
-    process.out[Rate] = model.kb;
+    process.a[kX][kRate] = 1;
+    process.a[kRate][kX] = -model.eps / model.tau;
+    process.a[kRate][kRate] = -1 / model.tau;
+    process.a[kRate][v] = 1 / model.tau;
+    process.out[kX] = model.k;
+    process.out[kRate] = model.kb;
   } else {
-    process.a[X][X] = -model.eps;
-    process.a[X][v] = 1;
-    process.out[X] = model.k - model.kb * model.eps;
+    process.a[kX][kX] = -model.eps;
+    process.a[kX][v] = 1;
+    process.out[kX] = model.k - model.kb * model.eps;
     process.out[v] = model.kb;
   }
   return process;

@@ -220,6 +220,7 @@ TFit COutputError::Fit(const TModel& start, const TKind& kind) const {
     return Project(model, kind.HasZero());
   };
   std::vector<double> p;
+  p.reserve(free.size());
   for (double TModel::*number : free) p.push_back(start.*number);
   if (p.empty()) return projected(p);
   TLeastSquares problem;

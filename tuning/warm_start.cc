@@ -103,6 +103,7 @@ double Rounded(double value) {
 // values from ... to, each the same multiple of the one before.
 std::vector<double> Geometric(double from, double to, int count) {
   std::vector<double> values;
+  values.reserve(static_cast<std::size_t>(count));
   const double step = elementary::Ln(to / from) / (count - 1);
   for (int i = 0; i < count; ++i) values.push_back(from * elementary::Exp(i * step));
   return values;
@@ -217,11 +218,11 @@ void Append(std::uint64_t word, int size, std::string* bytes) {
 std::uint64_t LawCode(std::optional<ELaw> law) {
   if (!law) return 5;
   switch (*law) {
-    case ELaw::Classical:
+    case ELaw::kClassical:
       return 1;
-    case ELaw::Takahashi:
+    case ELaw::kTakahashi:
       return 2;
-    case ELaw::ClassicalDelay:
+    case ELaw::kClassicalDelay:
       return 3;
     default:
       return 4;

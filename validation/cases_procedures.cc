@@ -217,6 +217,21 @@ void RightArguments(CProbe& probe) {
   }
 }
 
+// With that many arguments of every type, right and wrong.
+void CallWithEachType(CProbe& probe, hx_vinst::CInstrument& object, const std::string& name, std::uint32_t identifier,
+                      std::size_t count) {
+  for (const std::uint32_t type : {0u, 2u, 3u, 4u, 5u, 6u, 7u, 8u, 9u, 10u, 11u, 0xFFFFFFFFu}) {
+    for (const double number : kNumbers) {
+      std::vector<TValue> values(count, Value('R', number));
+      for (TValue& value : values) {
+        value.type = type;
+        if (type == hx_expr::kSingle) value.single = static_cast<float>(number > 1e38 || number < -1e38 ? 1.0 : number);
+      }
+      Call(probe, object, name, identifier, &values);
+    }
+  }
+}
+
 void WrongArguments(CProbe& probe) {
   const CClassChoices texts(probe);
   const CBalance balance;
@@ -240,17 +255,7 @@ void WrongArguments(CProbe& probe) {
       }
       std::vector<TValue> many(letters.size() + 5, Value('R', 1.0));
       Call(probe, object, procedure.name, identifier, &many);
-      for (const std::uint32_t type : {0u, 2u, 3u, 4u, 5u, 6u, 7u, 8u, 9u, 10u, 11u, 0xFFFFFFFFu}) {
-        for (const double number : kNumbers) {
-          std::vector<TValue> values(letters.size(), Value('R', number));
-          for (TValue& value : values) {
-            value.type = type;
-            if (type == hx_expr::kSingle)
-              value.single = static_cast<float>(number > 1e38 || number < -1e38 ? 1.0 : number);
-          }
-          Call(probe, object, procedure.name, identifier, &values);
-        }
-      }
+      CallWithEachType(probe, object, procedure.name, identifier, letters.size());
       RunOrdinary(probe, texts, *testbed, 2);
     }
   }

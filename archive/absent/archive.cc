@@ -37,6 +37,7 @@ struct CArchiver::TState {};
 CArchiver::CArchiver(std::unique_ptr<TState> theState) : state(std::move(theState)) {}
 CArchiver::~CArchiver() = default;
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): where archives are built in it is kept.
 std::unique_ptr<CArchiver> CArchiver::Start(runtime::CApplication&, TArchiving, std::string* error) {
   *error = kAbsent;
   return nullptr;

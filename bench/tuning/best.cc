@@ -98,8 +98,8 @@ void WriteBest() {
       "# The least cost within Ms <= 2: process, law, periods in its apparent dead time, r0, tI (s), tD (s), cost.");
   for (const TProcess& process : Processes()) {
     for (const int periods : {kUsual, 2, 30}) {
-      for (const ELaw law : {ELaw::TakahashiDelay, ELaw::Classical, ELaw::ClassicalDelay, ELaw::Takahashi}) {
-        if (periods != kUsual && law != ELaw::TakahashiDelay) continue;
+      for (const ELaw law : {ELaw::kTakahashiDelay, ELaw::kClassical, ELaw::kClassicalDelay, ELaw::kTakahashi}) {
+        if (periods != kUsual && law != ELaw::kTakahashiDelay) continue;
         const TController c = FindBest(process, law, process.theta / periods);
         std::printf("%s %d %d %.6g %.6g %.6g %.6g\n", ProcessName(process).c_str(), static_cast<int>(law), periods,
                     c.r0, c.tI, c.tD, LawCost(c, process));

@@ -59,7 +59,7 @@ bool Estimates(int share) {
   std::puts(
       "record, noise, colour: error about the critical frequency, median 90 % worst; of the set's nearest model; "
       "taken for disturbed; ms");
-  for (const EExperiment kind : {EExperiment::Relay, EExperiment::Step}) {
+  for (const EExperiment kind : {EExperiment::kRelay, EExperiment::kStep}) {
     for (const auto& [noise, colour] : {std::pair{0.0, 0.0}, {0.02, 0.0}, {0.1, 0.0}, {0.1, 0.8}}) {
       std::vector<double> errors, nearest;
       int disturbed = 0;
@@ -80,11 +80,11 @@ bool Estimates(int share) {
       const std::chrono::duration<double, std::milli> taken = std::chrono::steady_clock::now() - begin;
       const auto count = static_cast<double>(errors.size());
       std::printf("%-5s %4.2f %3.1f: %.3f %.3f %.3f; %.3f %.3f %.3f; %d of %.0f; %.0f\n",
-                  kind == EExperiment::Relay ? "relay" : "step", noise, colour, Quantile(errors, 0.5),
+                  kind == EExperiment::kRelay ? "relay" : "step", noise, colour, Quantile(errors, 0.5),
                   Quantile(errors, 0.9), Quantile(errors, 1), Quantile(nearest, 0.5), Quantile(nearest, 0.9),
                   Quantile(nearest, 1), disturbed, count, taken.count() / count);
       reached = reached && disturbed < 0.05 * count + 1;
-      if (kind == EExperiment::Relay) reached = reached && Quantile(errors, 0.9) < 0.15;
+      if (kind == EExperiment::kRelay) reached = reached && Quantile(errors, 0.9) < 0.15;
     }
   }
   return reached;

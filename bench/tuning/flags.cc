@@ -32,7 +32,7 @@ TTally Judge(const std::vector<TProcess>& processes, int share, const TExperimen
   for (std::size_t i = 0; i < processes.size(); i += static_cast<std::size_t>(share)) {
     const TProcess& process = processes[i];
     const tuning::TProposal p =
-        tuning::Tune({Record(process, experiment)}, Options(process, tuning::ELaw::TakahashiDelay, kUsual));
+        tuning::Tune({Record(process, experiment)}, Options(process, tuning::ELaw::kTakahashiDelay, kUsual));
     const bool bad = !p.controller || !(best.Ratio(*p.controller, process, kUsual) <= 1.3) ||
                      !(TrueMs(*p.controller, process) <= 2.15);
     ++tally.rows;
@@ -60,11 +60,11 @@ bool Flags(int share) {
     good.Add(tally);
   }
   TTally all;
-  for (const EExperiment experiment : {EExperiment::Relay, EExperiment::Step}) {
+  for (const EExperiment experiment : {EExperiment::kRelay, EExperiment::kStep}) {
     for (const EFault fault : kFaults) {
       const TTally tally = Judge(processes, share, {.experiment = experiment, .noise = 0.03, .fault = fault}, best);
       std::printf("%s, %s: %d of %d flagged, %d of %d that lead to a bad proposal\n",
-                  experiment == EExperiment::Relay ? "relay" : "step", std::string(Name(fault)).c_str(), tally.flagged,
+                  experiment == EExperiment::kRelay ? "relay" : "step", std::string(Name(fault)).c_str(), tally.flagged,
                   tally.rows, tally.badFlagged, tally.bad);
       std::fflush(stdout);
       all.Add(tally);

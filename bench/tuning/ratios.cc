@@ -41,14 +41,14 @@ struct TScenario {
   double colour = 0;
   double highest = 1e9;
   int periods = kUsual;
-  std::vector<ELaw> laws = {ELaw::TakahashiDelay};
+  std::vector<ELaw> laws = {ELaw::kTakahashiDelay};
   int seeds = 1;
   double wantGood = 0;  // %
   double wantFair = 0;
   double wantBearable = 0;
 };
 
-const std::vector<ELaw> kAll = {ELaw::TakahashiDelay, ELaw::Classical, ELaw::ClassicalDelay, ELaw::Takahashi};
+const std::vector<ELaw> kAll = {ELaw::kTakahashiDelay, ELaw::kClassical, ELaw::kClassicalDelay, ELaw::kTakahashi};
 
 class CRow {
  public:
@@ -105,7 +105,7 @@ class CRow {
       experiment.seed = seed;
       at->second.records = {Record(process, experiment)};
       if (further > 0) {
-        experiment.experiment = EExperiment::Relay;
+        experiment.experiment = EExperiment::kRelay;
         experiment.rows = rows;
         experiment.seed += 100;
         at->second.records.push_back(Record(process, experiment));
@@ -137,7 +137,7 @@ bool Print(const TScenario& scenario, ELaw law, const TTally& t) {
   std::printf("%s, %s: %d rows, %d asked for more, %d flagged, worst ratio %.3f, worst Ms %.3f, %.2f s a row\n",
               scenario.name, LawName(law).data(), t.rows, t.asked, t.flagged, t.worst, t.ms,
               t.seconds / std::max(1, t.rows));
-  const bool main = law == ELaw::TakahashiDelay;
+  const bool main = law == ELaw::kTakahashiDelay;
   bool all = Wanted("proposals stable on the process", 100.0 * t.stable / std::max(1, t.proposed), 100);
   all &= Wanted("ratio <= 1.2", t.Share(t.good), main ? scenario.wantGood : scenario.wantGood - 2);
   all &= Wanted("ratio <= 1.25 and Ms <= 2.05", t.Share(t.fair), main ? scenario.wantFair : 0);
@@ -153,21 +153,21 @@ bool Print(const TScenario& scenario, ELaw law, const TTally& t) {
 bool Ratios(int share) {
   const std::vector<TScenario> scenarios = {
       {.name = "relay, noise of 10 %",
-       .experiments = {EExperiment::Relay},
+       .experiments = {EExperiment::kRelay},
        .laws = kAll,
        .seeds = 3,
        .wantGood = 97,
        .wantFair = 99.5,
        .wantBearable = 100},
       {.name = "step, noise of 10 %, then the relay asked for",
-       .experiments = {EExperiment::Step},
+       .experiments = {EExperiment::kStep},
        .seeds = 3,
        .wantGood = 97},
-      {.name = "relay, no noise", .experiments = {EExperiment::Relay}, .noise = 0},
-      {.name = "relay, coloured noise", .experiments = {EExperiment::Relay}, .colour = 0.8},
-      {.name = "relay, output limited", .experiments = {EExperiment::Relay}, .highest = 0.5},
-      {.name = "relay, period of theta/2", .experiments = {EExperiment::Relay}, .periods = 2},
-      {.name = "relay, period of theta/30", .experiments = {EExperiment::Relay}, .periods = 30},
+      {.name = "relay, no noise", .experiments = {EExperiment::kRelay}, .noise = 0},
+      {.name = "relay, coloured noise", .experiments = {EExperiment::kRelay}, .colour = 0.8},
+      {.name = "relay, output limited", .experiments = {EExperiment::kRelay}, .highest = 0.5},
+      {.name = "relay, period of theta/2", .experiments = {EExperiment::kRelay}, .periods = 2},
+      {.name = "relay, period of theta/30", .experiments = {EExperiment::kRelay}, .periods = 30},
   };
   const CBest best;
   const std::vector<TProcess> processes = Processes();

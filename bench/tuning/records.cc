@@ -85,10 +85,10 @@ std::string_view Name(EFault fault) {
 double Span(const TProcess& process, const TExperiment& experiment) {
   TExperiment clean = experiment;
   clean.noise = 0;
-  clean.fault = EFault::None;
+  clean.fault = EFault::kNone;
   clean.rows = std::max(clean.rows, 800);
   const tuning::TRecord record = Record(process, clean);
-  if (experiment.experiment == EExperiment::Step) return std::abs(record.output.back() - kValueRest);
+  if (experiment.experiment == EExperiment::kStep) return std::abs(record.output.back() - kValueRest);
   const auto half = record.output.begin() + std::ssize(record.output) / 2;
   const auto [low, high] = std::minmax_element(half, record.output.end());
   return *high - *low;
@@ -96,25 +96,25 @@ double Span(const TProcess& process, const TExperiment& experiment) {
 
 tuning::TRecord Record(const TProcess& process, const TExperiment& experiment) {
   const EFault fault = experiment.fault;
-  const bool relay = experiment.experiment == EExperiment::Relay;
+  const bool relay = experiment.experiment == EExperiment::kRelay;
   const double period = PeriodOf(process, experiment);
   const double sigma = experiment.noise > 0 ? experiment.noise * Span(process, experiment) : 0;
-  const double span = fault == EFault::Drift || fault == EFault::Quantised ? Span(process, experiment) : 0;
+  const double span = fault == EFault::kDrift || fault == EFault::kQuantised ? Span(process, experiment) : 0;
   runtime::CRandom random(experiment.seed);
 
   int rows = relay ? experiment.rows : StepRows(process, experiment);
-  if (fault == EFault::CutShort && !relay) {
+  if (fault == EFault::kCutShort && !relay) {
     rows = kRestRows + static_cast<int>((process.theta + process.T / 3) / period) + 2;
   }
   // Before the record: at rest, or with the process still on its way back from another input.
-  const int earlier = fault == EFault::NotAtRest
+  const int earlier = fault == EFault::kNotAtRest
                           ? static_cast<int>(2 * (process.theta + std::min(process.T, 10 * process.theta)) / period)
                           : 0;
   const int loadAt = static_cast<int>((1 + random.Uniform()) / 3 * rows);
 
   CPlant plant(Sample(process, period));
   CRelay switching(kHysteresis * sigma);
-  CValve valve(fault == EFault::StickingValve ? 0.2 * experiment.amplitude : 0);
+  CValve valve(fault == EFault::kStickingValve ? 0.2 * experiment.amplitude : 0);
   tuning::TRecord record;
   record.period = period;
   double noise = 0;
@@ -123,26 +123,26 @@ tuning::TRecord Record(const TProcess& process, const TExperiment& experiment) {
   for (int row = -earlier; row < rows; ++row) {
     noise = experiment.colour * noise + std::sqrt(1 - experiment.colour * experiment.colour) * random.Normal();
     double value = plant.Value() + sigma * noise;
-    if (fault == EFault::Drift) value += 0.2 * span * row / rows;
-    if (fault == EFault::Quantised) value = std::round(value / (0.1 * span)) * 0.1 * span;
+    if (fault == EFault::kDrift) value += 0.2 * span * row / rows;
+    if (fault == EFault::kQuantised) value = std::round(value / (0.1 * span)) * 0.1 * span;
     double input = 0;
     if (row < 0) {
       input = -experiment.amplitude;
-    } else if (row >= kRestRows && fault != EFault::Constant) {
+    } else if (row >= kRestRows && fault != EFault::kConstant) {
       const double direction = relay ? switching.Next(value) : 1;
       if (direction > lastDirection) ++cycles;
       lastDirection = direction;
       input = std::min(direction * experiment.amplitude, experiment.highest);
     }
     double acting = valve.Next(input);
-    if (fault == EFault::HiddenLimit) acting = std::min(acting, experiment.amplitude / 2);
-    if (fault == EFault::LoadStep && row >= loadAt) acting += 0.4 * experiment.amplitude;
+    if (fault == EFault::kHiddenLimit) acting = std::min(acting, experiment.amplitude / 2);
+    if (fault == EFault::kLoadStep && row >= loadAt) acting += 0.4 * experiment.amplitude;
     plant.Act(acting);
     if (row < 0) continue;
     record.input.push_back(kInputRest + input);
     record.output.push_back(kValueRest + value);
     record.used.push_back(1);
-    if (fault == EFault::CutShort && relay && cycles == 2) break;
+    if (fault == EFault::kCutShort && relay && cycles == 2) break;
   }
   return record;
 }

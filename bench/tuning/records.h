@@ -10,32 +10,33 @@
 
 namespace batch {
 
-enum class EExperiment { Relay, Step };
+enum class EExperiment { kRelay, kStep };
 
 enum class EFault {
-  None,
-  LoadStep,       // of 0.4 of the amplitude, somewhere in the middle third
-  NotAtRest,      // the value still moves as the record begins
-  Drift,          // of the level: over the record 20 % of the value's span
-  CutShort,       // before the process has answered: a third of a step's answer, two cycles of a relay
-  Constant,       // the input never changes
-  Quantised,      // to 1 % of the value's range, which is ten times the span
-  StickingValve,  // moves only what the input is off by more than 2 % of a range of ten amplitudes
-  HiddenLimit,    // the process gets half of the amplitude at most, the record doesn't tell
+  kNone,
+  kLoadStep,       // of 0.4 of the amplitude, somewhere in the middle third
+  kNotAtRest,      // the value still moves as the record begins
+  kDrift,          // of the level: over the record 20 % of the value's span
+  kCutShort,       // before the process has answered: a third of a step's answer, two cycles of a relay
+  kConstant,       // the input never changes
+  kQuantised,      // to 1 % of the value's range, which is ten times the span
+  kStickingValve,  // moves only what the input is off by more than 2 % of a range of ten amplitudes
+  kHiddenLimit,    // the process gets half of the amplitude at most, the record doesn't tell
 };
-inline constexpr EFault kFaults[] = {EFault::LoadStep, EFault::NotAtRest, EFault::Drift,         EFault::CutShort,
-                                     EFault::Constant, EFault::Quantised, EFault::StickingValve, EFault::HiddenLimit};
+inline constexpr EFault kFaults[] = {EFault::kLoadStep,      EFault::kNotAtRest,  EFault::kDrift,
+                                     EFault::kCutShort,      EFault::kConstant,   EFault::kQuantised,
+                                     EFault::kStickingValve, EFault::kHiddenLimit};
 std::string_view Name(EFault fault);
 
 struct TExperiment {
-  EExperiment experiment = EExperiment::Relay;
+  EExperiment experiment = EExperiment::kRelay;
   int rows = 800;        // a relay's: about 20 cycles at theta/10
   double period = 0;     // s, 0: the process' own theta/10
   double noise = 0;      // standard deviation as a share of a relay's peak to peak, of a step's change of the value
   double colour = 0;     // the noise's lag-one correlation; 0: white
   double amplitude = 1;  // of the input about its rest
   double highest = 1e9;  // the actuator's limit above rest: the record holds what reached the process
-  EFault fault = EFault::None;
+  EFault fault = EFault::kNone;
   std::uint64_t seed = 1;
 };
 

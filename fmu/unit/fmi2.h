@@ -24,9 +24,11 @@ typedef char fmi2Char;
 typedef const fmi2Char* fmi2String;
 typedef char fmi2Byte;
 
+/* The standard's names. NOLINTBEGIN(readability-identifier-naming) */
 typedef enum { fmi2OK, fmi2Warning, fmi2Discard, fmi2Error, fmi2Fatal, fmi2Pending } fmi2Status;
 typedef enum { fmi2ModelExchange, fmi2CoSimulation } fmi2Type;
 typedef enum { fmi2DoStepStatus, fmi2PendingStatus, fmi2LastSuccessfulTime, fmi2Terminated } fmi2StatusKind;
+/* NOLINTEND(readability-identifier-naming) */
 
 typedef void (*fmi2CallbackLogger)(fmi2ComponentEnvironment environment, fmi2String instanceName, fmi2Status status,
                                    fmi2String category, fmi2String message, ...);

@@ -27,7 +27,7 @@ struct TShare {
   TAnswerRing& answers;
   std::atomic<std::uint64_t>& number;  // of the command put last
   CSamples& samples;
-  CJournalRing* refusals = nullptr;  // null: there is no journal
+  TJournalRing* refusals = nullptr;  // null: there is no journal
   std::string journal;               // its file; empty: there is none
 };
 

@@ -94,10 +94,10 @@ inline TDoubleDouble SquareRoot(TDoubleDouble a) {
 // Leaves the sum of the terms as it is, exactly, and makes each term the
 // rounded sum of what stands from it on, near enough: the first three are the
 // sum to about 150 bits. Terms should come in falling magnitude, roughly.
-template <std::size_t N>
-constexpr void Distill(std::array<double, N>& terms) {
+template <std::size_t count>
+constexpr void Distill(std::array<double, count>& terms) {
   for (int pass = 0; pass < 4; ++pass) {
-    for (std::size_t i = N - 1; i > 0; --i) {
+    for (std::size_t i = count - 1; i > 0; --i) {
       const TDoubleDouble sum = TwoSum(terms[i - 1], terms[i]);
       terms[i - 1] = sum.high;
       terms[i] = sum.low;
@@ -118,11 +118,11 @@ inline double RoundToOdd(double a, double b) {
 // The sum of the terms times 2^exponent, rounded once, to nearest even, to a
 // double, be it subnormal; infinite when too large. The sum is 0 or between
 // 2^-100 and 2^100 in magnitude, and positive where the result is subnormal.
-template <std::size_t N>
-double RoundScaled(std::array<double, N> terms, int exponent) {
+template <std::size_t count>
+double RoundScaled(std::array<double, count> terms, int exponent) {
   Distill(terms);
   double tail = 0;
-  for (std::size_t i = N - 1; i > 0; --i) {
+  for (std::size_t i = count - 1; i > 0; --i) {
     if (terms[i] != 0) tail = RoundToOdd(terms[i], tail);
   }
   const double rounded = terms[0] + tail;
@@ -137,8 +137,8 @@ double RoundScaled(std::array<double, N> terms, int exponent) {
 
 // table[first] + table[first + step] x + table[first + 2 step] x^2 + … up to
 // table[last], by Horner's rule.
-template <std::size_t N>
-constexpr TDoubleDouble Series(const std::array<TDoubleDouble, N>& table, std::size_t first, std::size_t step,
+template <std::size_t count>
+constexpr TDoubleDouble Series(const std::array<TDoubleDouble, count>& table, std::size_t first, std::size_t step,
                                std::size_t last, TDoubleDouble x) {
   TDoubleDouble sum = table[last];
   for (std::size_t n = last; n > first; n -= step) sum = Add(table[n - step], Multiply(x, sum));
@@ -148,8 +148,8 @@ constexpr TDoubleDouble Series(const std::array<TDoubleDouble, N>& table, std::s
 // The same with its terms from `middle` on in doubles, which takes a fraction of
 // the time. As long as each of these outweighs the next one fourteen-fold, what they
 // add up to has a relative error below 2.5 * 2^-53.
-template <std::size_t N>
-constexpr TDoubleDouble ShortSeries(const std::array<TDoubleDouble, N>& table, std::size_t first, std::size_t step,
+template <std::size_t count>
+constexpr TDoubleDouble ShortSeries(const std::array<TDoubleDouble, count>& table, std::size_t first, std::size_t step,
                                     std::size_t middle, std::size_t last, TDoubleDouble x) {
   double rest = table[last].high;
   for (std::size_t n = last; n > middle; n -= step) rest = table[n - step].high + x.high * rest;

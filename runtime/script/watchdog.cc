@@ -11,6 +11,7 @@
 #include "runtime/script/script_state.h"
 
 #ifndef sigev_notify_thread_id
+// NOLINTNEXTLINE(readability-identifier-naming): the name that the manual page has, which some C libraries lack.
 #define sigev_notify_thread_id _sigev_un._tid
 #endif
 

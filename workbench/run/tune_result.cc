@@ -194,7 +194,7 @@ CValue TTuneResult::Value(bool ofNow) const {
   value.Set("advice", CValue::ArrayOf(advice));
   if (ask) {
     value.Set("ask",
-              {{"experiment", ask->experiment == tuning::EExperiment::Relay ? "relay" : "step"}, {"rows", ask->rows}});
+              {{"experiment", ask->experiment == tuning::EExperiment::kRelay ? "relay" : "step"}, {"rows", ask->rows}});
   }
   return value;
 }

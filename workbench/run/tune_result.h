@@ -14,8 +14,8 @@
 namespace workbench {
 
 // Of those that tuning knows.
-inline constexpr tuning::ELaw kTunedLaws[] = {tuning::ELaw::Classical, tuning::ELaw::ClassicalDelay,
-                                              tuning::ELaw::Takahashi, tuning::ELaw::TakahashiDelay};
+inline constexpr tuning::ELaw kTunedLaws[] = {tuning::ELaw::kClassical, tuning::ELaw::kClassicalDelay,
+                                              tuning::ELaw::kTakahashi, tuning::ELaw::kTakahashiDelay};
 
 // One controller on the models of a loop.
 struct TJudged {
