@@ -110,6 +110,7 @@ CCsvReader::EOutcome CCsvReader::Next(std::string* error) {
   return kWrong;
 }
 
+// NOLINTNEXTLINE(readability-function-size): the states of a field with all that leads from one to another.
 CCsvReader::EOutcome CCsvReader::ReadRecord(std::string* error) {
   line = nextLine;
   std::size_t size = 0;

@@ -143,7 +143,7 @@ void CComparison::Find(std::size_t index) {
   if (!complete) return;
   found.wish.element = ElementOf(instrument, "wish_value");
   found.value.element = ElementOf(instrument, "expression");
-  compared[index] = std::move(found);
+  compared[index] = found;
 }
 
 // The column of the element that is the whole of a definition's entry.

@@ -214,6 +214,7 @@ void CTunePage::Response(const std::string& heading, double wish, double load) {
 void CTunePage::Frequencies() {
   const double highest = std::numbers::pi / result.proposed->controller.period;
   std::vector<double> decades;
+  decades.reserve(kFrequencies);
   for (int i = 0; i < kFrequencies; ++i) {
     decades.push_back(std::log10(highest) - kDecades * (1.0 - (static_cast<double>(i) + 0.5) / kFrequencies));
   }

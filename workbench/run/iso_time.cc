@@ -69,7 +69,7 @@ bool TakeOffset(CTaker& taker, TInstant* time) {
   if (!taker.Take("+-") || !taker.Take(2, 23, &hours)) return false;
   const bool hasMinutes = taker.Take(":") || !taker.IsAtEnd();
   if (hasMinutes && !taker.Take(2, 59, &minutes)) return false;
-  time->seconds -= (isWest ? -60 : 60) * (60 * hours + minutes);
+  time->seconds -= (isWest ? -60L : 60L) * (60 * hours + minutes);
   return true;
 }
 

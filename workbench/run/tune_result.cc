@@ -15,8 +15,8 @@ using runtime::Translated;
 
 constexpr char kNoNumber[] = "–";
 
-template <typename T>
-CValue OrNull(const std::optional<T>& value) {
+template <typename TNumber>
+CValue OrNull(const std::optional<TNumber>& value) {
   return value ? CValue(*value) : CValue();
 }
 
@@ -38,6 +38,29 @@ CValue MarginsValue(double ms, const std::optional<double>& gain, const std::opt
 
 std::string Per(const std::string& unit, const std::string& other) {
   return unit.empty() || other.empty() ? "" : unit + "/" + other;
+}
+
+// The process as the records tell it, with what that is off by.
+std::string ModelText(const TTunedLoop& loop, const tuning::TEstimate& estimate) {
+  const std::string value = loop.instrument.QuantityUnit();
+  const std::string output = loop.instrument.OutputUnit();
+  const tuning::TModel& model = estimate.model;
+  const tuning::TDeviations& deviations = estimate.deviations;
+  CTable table;
+  const auto add = [&](const char* label, double number, double deviation, const std::string& unit) {
+    if (number == 0.0 && deviation == 0.0) return;
+    table.Add({label, Quantity(number, ""), "± " + Significant(deviation), unit});
+  };
+  const std::string gain = Per(value, output);
+  const double mirrored = loop.raises ? 1.0 : -1.0;
+  add("k", mirrored * model.k, deviations.k, gain.empty() ? "" : gain + "/s");
+  add("kb", mirrored * model.kb, deviations.kb, gain);
+  add("L", model.L, deviations.L, "s");
+  add("tau", model.tau, deviations.tau, "s");
+  add("eps", model.eps, deviations.eps, "1/s");
+  add("T3", model.T3, deviations.T3, "s");
+  table.Add({Translated("noise"), Significant(estimate.sigma), "", value});
+  return loop.instrument.Name() + ": (k + kb s) e^(-L s) / ((tau s^2 + s + eps)(1 + T3 s))\n" + table.Text();
 }
 
 }  // namespace
@@ -79,25 +102,7 @@ std::string TTuneResult::Text() const {
   const std::string value = loop.instrument.QuantityUnit();
   const std::string output = loop.instrument.OutputUnit();
   std::string text;
-  if (estimate != nullptr) {
-    const tuning::TModel& model = estimate->model;
-    const tuning::TDeviations& deviations = estimate->deviations;
-    CTable table;
-    const auto add = [&](const char* label, double number, double deviation, const std::string& unit) {
-      if (number == 0.0 && deviation == 0.0) return;
-      table.Add({label, Quantity(number, ""), "± " + Significant(deviation), unit});
-    };
-    const std::string gain = Per(value, output);
-    const double mirrored = loop.raises ? 1.0 : -1.0;
-    add("k", mirrored * model.k, deviations.k, gain.empty() ? "" : gain + "/s");
-    add("kb", mirrored * model.kb, deviations.kb, gain);
-    add("L", model.L, deviations.L, "s");
-    add("tau", model.tau, deviations.tau, "s");
-    add("eps", model.eps, deviations.eps, "1/s");
-    add("T3", model.T3, deviations.T3, "s");
-    table.Add({Translated("noise"), Significant(estimate->sigma), "", value});
-    text += loop.instrument.Name() + ": (k + kb s) e^(-L s) / ((tau s^2 + s + eps)(1 + T3 s))\n" + table.Text();
-  }
+  if (estimate != nullptr) text += ModelText(loop, *estimate);
   CTable table;
   std::vector<const TJudged*> columns;
   std::vector<std::string> heading = {""};

@@ -22,7 +22,7 @@ void CWishWindows::Feed(const TSample& sample, const TWishMotion& wish, std::siz
     movement->afterwards.metrics.Feed(sample, wish);
     if (!wish.moves) {
       Close(movement->before, movement->afterwards.from, true, room);
-      current = std::move(movement->afterwards);
+      current = movement->afterwards;
       movement.reset();
     }
   }
